@@ -1,0 +1,15 @@
+# Options that every target of this project shares, as the interface target `project_options`.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  # A fused multiply-add rounds once where the filters' arithmetic rounds twice.
+  -ffp-contract=off
+  # Vector types wider than the baseline's registers are passed only inside one translation unit.
+  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-Wno-psabi>)
+
+if(FILTER_PROCESSOR_SANITIZE)
+  target_compile_options(project_options INTERFACE
+    -fsanitize=${FILTER_PROCESSOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(project_options INTERFACE -fsanitize=${FILTER_PROCESSOR_SANITIZE})
+endif()

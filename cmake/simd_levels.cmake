@@ -1,0 +1,32 @@
+# Kernels are compiled once for each instruction level of the target processor family, from the same
+# source; src/simd/level.h tells the levels apart and picks one at load.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+  set(FILTER_PROCESSOR_LEVELS baseline avx2 avx512)
+else()
+  set(FILTER_PROCESSOR_LEVELS baseline)
+endif()
+
+set(simd_flags_baseline "")
+set(simd_flags_avx2 -mavx2 -mbmi -mbmi2 -mlzcnt -mpopcnt)
+set(simd_flags_avx512 ${simd_flags_avx2} -mavx512f -mavx512bw -mavx512vl -mavx512dq
+    -mprefer-vector-width=512)
+# Bytes of the widest vector register of the level.
+set(simd_bytes_baseline 16)
+set(simd_bytes_avx2 32)
+set(simd_bytes_avx512 64)
+
+# add_kernels(<target> <source>...): compiles the sources at every level and adds them to <target>.
+function(add_kernels target)
+  foreach(level IN LISTS FILTER_PROCESSOR_LEVELS)
+    set(library ${target}_${level})
+    add_library(${library} OBJECT ${ARGN})
+    target_link_libraries(${library} PRIVATE project_options)
+    target_include_directories(${library} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+    target_compile_definitions(${library} PRIVATE
+      FILTER_PROCESSOR_LEVEL=${level} FILTER_PROCESSOR_VECTOR_BYTES=${simd_bytes_${level}})
+    target_compile_options(${library} PRIVATE ${simd_flags_${level}})
+    set_target_properties(${library} PROPERTIES
+      POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:${library}>)
+  endforeach()
+endfunction()
