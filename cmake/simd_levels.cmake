@@ -7,7 +7,7 @@ else()
 endif()
 
 set(simd_flags_baseline "")
-set(simd_flags_avx2 -mavx2 -mbmi -mbmi2 -mlzcnt -mpopcnt)
+set(simd_flags_avx2 -mavx2 -mbmi -mbmi2 -mpopcnt)
 set(simd_flags_avx512 ${simd_flags_avx2} -mavx512f -mavx512bw -mavx512vl -mavx512dq
     -mprefer-vector-width=512)
 # Bytes of the widest vector register of the level.
@@ -15,7 +15,8 @@ set(simd_bytes_baseline 16)
 set(simd_bytes_avx2 32)
 set(simd_bytes_avx512 64)
 
-# add_kernels(<target> <source>...): compiles the sources at every level and adds them to <target>.
+# add_kernels(<target> <source>...): compiles the sources at every level; what links <target>, an
+# object library, links them all.
 function(add_kernels target)
   foreach(level IN LISTS FILTER_PROCESSOR_LEVELS)
     set(library ${target}_${level})
@@ -27,6 +28,6 @@ function(add_kernels target)
     target_compile_options(${library} PRIVATE ${simd_flags_${level}})
     set_target_properties(${library} PROPERTIES
       POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-    target_sources(${target} PRIVATE $<TARGET_OBJECTS:${library}>)
+    target_sources(${target} INTERFACE $<TARGET_OBJECTS:${library}>)
   endforeach()
 endfunction()

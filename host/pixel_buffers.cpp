@@ -1,0 +1,128 @@
+#include "pixel_buffers.h"
+
+#include "gexton_host.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <mutex>
+#include <new>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define GEXTON_ADDRESS_SANITIZER
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define GEXTON_ADDRESS_SANITIZER
+#endif
+
+namespace gexton {
+namespace {
+
+// A cache line, and the widest vector register.
+constexpr std::align_val_t alignment{64};
+
+// The checker finds a use after release only where the memory really is released.
+#if defined(GEXTON_ADDRESS_SANITIZER)
+constexpr bool recycles = false;
+#else
+constexpr bool recycles = true;
+#endif
+
+std::uint8_t* allocate(std::uint32_t size) {
+  return static_cast<std::uint8_t*>(::operator new(size, alignment));
+}
+
+void deallocate(std::uint8_t* bytes) noexcept {
+  ::operator delete(bytes, alignment);
+}
+
+/// Buffers that wait for reuse, oldest first: at most 64 of them with 256 MiB in total. The oldest
+/// make room for a new one, so sizes that went out of use do not stay. [thread-safe]
+class IdleBuffers {
+ public:
+  IdleBuffers() = default;
+  IdleBuffers(const IdleBuffers&) = delete;
+  IdleBuffers& operator=(const IdleBuffers&) = delete;
+  ~IdleBuffers() { clear(); }
+
+  /// Null where no idle buffer has this size. Prefers the newest, which caches may still hold.
+  std::uint8_t* take(std::uint32_t size) {
+    const std::lock_guard lock(mutex_);
+    for (std::size_t i = count_; i-- > 0;) {
+      if (buffers_[i].size == size) {
+        return remove(i);
+      }
+    }
+    return nullptr;
+  }
+
+  void put(std::uint8_t* bytes, std::uint32_t size) {
+    if (size > max_bytes) {
+      deallocate(bytes);
+      return;
+    }
+    const std::lock_guard lock(mutex_);
+    while (count_ == buffers_.size() || total_bytes_ + size > max_bytes) {
+      deallocate(remove(0));
+    }
+    buffers_[count_++] = {bytes, size};
+    total_bytes_ += size;
+  }
+
+  void clear() {
+    const std::lock_guard lock(mutex_);
+    while (count_ > 0) {
+      deallocate(remove(count_ - 1));
+    }
+  }
+
+ private:
+  struct Idle {
+    std::uint8_t* bytes;
+    std::uint32_t size;
+  };
+
+  static constexpr std::size_t max_bytes = std::size_t{256} << 20;
+
+  std::uint8_t* remove(std::size_t index) {
+    const Idle removed = buffers_[index];
+    std::copy(&buffers_[index] + 1, buffers_.data() + count_, &buffers_[index]);
+    --count_;
+    total_bytes_ -= removed.size;
+    return removed.bytes;
+  }
+
+  std::mutex mutex_;
+  std::array<Idle, 64> buffers_{};
+  std::size_t count_ = 0;
+  std::size_t total_bytes_ = 0;
+};
+
+IdleBuffers idle_buffers;
+
+std::uint8_t* acquire(std::uint32_t size) {
+  if (size == 0) {
+    return nullptr;
+  }
+  std::uint8_t* const recycled = recycles ? idle_buffers.take(size) : nullptr;
+  return recycled != nullptr ? recycled : allocate(size);
+}
+
+} // namespace
+
+PixelBuffer::PixelBuffer(std::uint32_t size) : bytes_(acquire(size), Recycle{size}) {}
+
+void PixelBuffer::Recycle::operator()(std::uint8_t* bytes) const noexcept {
+  if (recycles) {
+    idle_buffers.put(bytes, size);
+  } else {
+    deallocate(bytes);
+  }
+}
+
+} // namespace gexton
+
+void gexton_trim_buffers(void) {
+  gexton::idle_buffers.clear();
+}

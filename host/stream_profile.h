@@ -1,0 +1,12 @@
+#pragma once
+
+#include "gexton_sdk.h"
+#include "handles.h"
+
+struct gx_stream_profile : gexton::Counted {
+  gx_format format;
+  std::uint32_t width;
+  std::uint32_t height;
+  gx_camera_intrinsic intrinsic;
+  D2DParameters disparity;
+};

@@ -1,0 +1,38 @@
+#include "plugin/base/parameters.h"
+
+#include <cstdlib>
+
+namespace filter_processor {
+
+bool Parameters::count_is(std::int32_t expected) {
+  if (argc_ != expected)
+    refuse("the number of params error", "argc");
+  return accepted_;
+}
+
+const char* Parameters::text(std::int32_t index) const {
+  return argv_ != nullptr && argv_[index] != nullptr ? argv_[index] : "";
+}
+
+int Parameters::integer(std::int32_t index) const {
+  return std::atoi(text(index));
+}
+
+double Parameters::real(std::int32_t index) const {
+  return std::atof(text(index));
+}
+
+int Parameters::integer(std::int32_t index, const char* key, int min, int max) {
+  const int value = integer(index);
+  in_range(key, value, min, max);
+  return value;
+}
+
+void Parameters::refuse(const char* message, const char* args) {
+  if (!accepted_)
+    return;
+  accepted_ = false;
+  set_filter_error(error_, filter_, {message, "update_filter_config", args});
+}
+
+} // namespace filter_processor

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+
+#include "plugin/base/errors.h"
+
+namespace filter_processor {
+
+/// One call of a filter's update_filter_config: the parameter strings and the checks on them.
+///
+/// The first value that is refused decides: its error goes to the caller, and `accepted()` is false
+/// from then on. A filter reads all its values in schema order, tests `accepted()`, and stores.
+class Parameters {
+ public:
+  /// `filter` is the class name, a constant text. The strings stay the caller's; a null string
+  /// counts as an empty one.
+  Parameters(const char* filter, std::int32_t argc, const char** argv, gx_error** error)
+      : filter_(filter), argc_(argc), argv_(argv), error_(error) {}
+
+  /// Refuses any other number of strings with "the number of params error".
+  bool count_is(std::int32_t expected);
+
+  bool accepted() const { return accepted_; }
+
+  const char* text(std::int32_t index) const;
+
+  /// The string converted without check: text that is no number is 0, trailing text is ignored.
+  int integer(std::int32_t index) const;
+  double real(std::int32_t index) const;
+
+  /// The string as an integer between `min` and `max`; outside it is refused with "params out
+  /// of range" and the parameter's name `key`.
+  int integer(std::int32_t index, const char* key, int min, int max);
+
+  /// Tests a value against its range with its own width; NaN lies outside every range.
+  template <typename Number>
+  bool in_range(const char* key, Number value, Number min, Number max) {
+    if (!(value >= min && value <= max))
+      refuse("params out of range", key);
+    return accepted_;
+  }
+
+  void refuse(const char* message, const char* args);
+
+ private:
+  const char* filter_;
+  std::int32_t argc_;
+  const char** argv_;
+  gx_error** error_;
+  bool accepted_ = true;
+};
+
+} // namespace filter_processor

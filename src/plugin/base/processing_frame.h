@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <type_traits>
+
+#include "plugin/base/errors.h"
+#include "plugin/base/gx_frame.h"
+#include "plugin/base/handles.h"
+
+namespace filter_processor {
+
+/// Pixels in a row and rows in a frame.
+struct FrameSize {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+
+  friend bool operator==(const FrameSize&, const FrameSize&) = default;
+};
+
+/// One call of a filter's filter_process: what the call shares with those of all other filters.
+///
+/// It finds the depth frame of the input, makes the output frame, owns every handle taken on the
+/// way and delivers the result. The first failure ends the call: it is stored in the caller's error
+/// slot (and printed as the trace where a host function failed), after which every further
+/// operation does nothing and returns zero, and `deliver` returns null. A null slot makes failures
+/// silent.
+///
+/// A filter's filter_process therefore reads straight down and tests `ok()` only before it touches
+/// pixels or its own state.
+class ProcessingFrame {
+ public:
+  /// Chooses the depth frame: the input itself or, of a frame set, its depth frame. Any other input
+  /// fails with "invalid frame type error"; a null input just has no result. `filter` is the class
+  /// name, a constant text.
+  ProcessingFrame(const char* filter, gx_frame* input, gx_error** error);
+  ProcessingFrame(const ProcessingFrame&) = delete;
+  ProcessingFrame& operator=(const ProcessingFrame&) = delete;
+  ~ProcessingFrame() = default;
+
+  bool ok() const { return !failed_; }
+
+  /// The depth frame of the input, borrowed; null after a failure.
+  gx_frame* depth() const { return depth_; }
+
+  /// The input's own frame type: depth frame or frame set.
+  gx_frame_type input_type() const { return input_type_; }
+
+  /// `function(arguments..., error slot)`: the one way from a filter to a host function.
+  template <typename Function, typename... Arguments>
+  auto host(Function function, Arguments... arguments) {
+    using Result = std::invoke_result_t<Function, Arguments..., gx_error**>;
+    gx_error* error = nullptr;
+    if constexpr (std::is_void_v<Result>) {
+      if (!failed_)
+        function(arguments..., &error);
+      if (error != nullptr)
+        host_failed(error);
+    } else {
+      Result result{};
+      if (!failed_)
+        result = function(arguments..., &error);
+      if (error == nullptr)
+        return result;
+      host_failed(error);
+      return Result{};
+    }
+  }
+
+  /// The depth frame's size. Refuses a frame whose buffer is too short for it with "invalid frame
+  /// data size error".
+  FrameSize read_size();
+
+  /// Makes the output a copy of the depth frame and returns its pixels; null after a failure.
+  std::uint16_t* copy_depth_to_output();
+
+  /// Ends the call with an error of the filter's own.
+  void fail(const FilterError& reason);
+
+  /// Leaves an error for the caller and goes on: the call still has a result.
+  void warn(const FilterError& reason);
+
+  /// The same with the kernel's message, for a kernel that reports failure.
+  void fail_kernel(const char* message, const char* args);
+
+  /// The result for the caller, who owns it: the output frame or, for a frame set, a new set that
+  /// holds it. Null after a failure.
+  gx_frame* deliver();
+
+ private:
+  void host_failed(gx_error* error);
+  void choose_depth();
+
+  const char* filter_;
+  gx_frame* input_;
+  gx_error** error_;
+  bool failed_ = false;
+  gx_frame_type input_type_{};
+  gx_frame* depth_ = nullptr;
+  std::shared_ptr<gx::Frame> depth_reference_; // of a frame set's depth frame
+  OwnedFrame output_;
+};
+
+} // namespace filter_processor

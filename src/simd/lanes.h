@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+#include "simd/level.h"
+
+/// Fixed-width lanes for kernel sources, which are compiled once for each level.
+///
+/// Everything stands in a namespace named after the level, so that no two levels share a symbol: a
+/// copy that the linker merged could run wide instructions on a processor without them. For the
+/// same reason kernel sources keep their functions in an unnamed namespace and call no
+/// standard-library template (std::min, std::vector, ...), whose code may be emitted out of line.
+namespace filter_processor::simd {
+inline namespace FILTER_PROCESSOR_LEVEL {
+
+/// The level that this translation unit is compiled for, and the bytes of its widest register.
+constexpr Level this_level = Level::FILTER_PROCESSOR_LEVEL;
+constexpr std::size_t vector_bytes = FILTER_PROCESSOR_VECTOR_BYTES;
+
+template <typename T, std::size_t Bytes>
+struct VectorOf {
+  using type __attribute__((vector_size(Bytes))) = T;
+};
+
+/// `Bytes` / sizeof(T) lanes of T. Comparisons of lanes give lanes of all ones (true) or all zeros.
+template <typename T, std::size_t Bytes = vector_bytes>
+using Lanes = typename VectorOf<T, Bytes>::type;
+
+template <typename V>
+constexpr std::size_t lane_count = sizeof(V) / sizeof(V{}[0]);
+
+/// Loads and stores need no alignment.
+template <typename V, typename T>
+[[gnu::always_inline]] inline V load(const T* from) {
+  V lanes;
+  __builtin_memcpy(&lanes, from, sizeof lanes);
+  return lanes;
+}
+
+template <typename V, typename T>
+[[gnu::always_inline]] inline void store(T* to, V lanes) {
+  __builtin_memcpy(to, &lanes, sizeof lanes);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V min(V a, V b) {
+  return a < b ? a : b;
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V max(V a, V b) {
+  return a > b ? a : b;
+}
+
+/// All lanes equal to `value`.
+template <typename V, typename T>
+[[gnu::always_inline]] inline V broadcast(T value) {
+  return V{} + value;
+}
+
+template <int Distance, typename V, std::size_t... I>
+[[gnu::always_inline]] inline V move_up(V lanes, std::index_sequence<I...>) {
+  constexpr int count = static_cast<int>(sizeof...(I));
+  return __builtin_shufflevector(V{}, lanes, (static_cast<int>(I) + count - Distance)...);
+}
+
+/// Lane i becomes lane i + `Distance`; zeros enter below.
+template <int Distance, typename V>
+[[gnu::always_inline]] inline V move_up(V lanes) {
+  return move_up<Distance>(lanes, std::make_index_sequence<lane_count<V>>{});
+}
+
+} // namespace FILTER_PROCESSOR_LEVEL
+} // namespace filter_processor::simd

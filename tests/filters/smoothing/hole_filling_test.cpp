@@ -1,0 +1,178 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "filters/smoothing/HoleFillingFilter.h"
+#include "filters/smoothing/hole_filling_kernels.h"
+#include "support/host_objects.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::HoleFillingKernels;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+// The kernels written down pixel by pixel.
+
+void naive_top(Pixels& pixels, std::size_t width, std::size_t height) {
+  for (std::size_t i = width; i < width * height; ++i)
+    if (pixels[i] == 0)
+      pixels[i] = pixels[i - width];
+}
+
+/// `best` chooses between two values; `hole` marks a pixel to fill while the row is worked on.
+template <typename Best>
+void naive_neighbours(Pixels& pixels, std::size_t width, std::size_t height, std::uint16_t hole,
+                      Best best) {
+  const auto treated = [&](std::size_t y, std::size_t x) {
+    const auto value = pixels[y * width + x];
+    return value == 0 ? hole : value;
+  };
+  for (std::size_t y = 1; y + 1 < height; ++y) {
+    std::uint16_t left = hole;
+    for (std::size_t x = 0; x < width; ++x) {
+      auto value = treated(y, x);
+      if (value == hole) {
+        const auto vertical = best(value, best(treated(y - 1, x), treated(y + 1, x)));
+        value = x % 8 == 0 ? left : best(vertical, left);
+      }
+      left = value;
+      pixels[y * width + x] = hole == 65535 && value == 65535 ? std::uint16_t{0} : value;
+    }
+  }
+}
+
+void naive_minimum(Pixels& pixels, std::size_t width, std::size_t height) {
+  naive_neighbours(pixels, width, height, 65535,
+                   [](std::uint16_t a, std::uint16_t b) { return std::min(a, b); });
+}
+
+void naive_maximum(Pixels& pixels, std::size_t width, std::size_t height) {
+  naive_neighbours(pixels, width, height, 0,
+                   [](std::uint16_t a, std::uint16_t b) { return std::max(a, b); });
+}
+
+Pixels random_pixels(std::size_t count, double holes, std::mt19937& random) {
+  std::uniform_real_distribution<double> share(0, 1);
+  Pixels pixels(count);
+  for (auto& pixel : pixels) {
+    const double dice = share(random);
+    if (dice < holes)
+      pixel = 0;
+    else if (dice > 0.98)
+      pixel = dice > 0.99 ? 65535 : 1;
+    else
+      pixel = static_cast<std::uint16_t>(random());
+  }
+  return pixels;
+}
+
+TEST(HoleFillingKernels, EveryLevelEqualsTheNaiveForm) {
+  struct Variant {
+    const char* name;
+    void (*HoleFillingKernels::*kernel)(std::uint16_t*, std::uint32_t, std::uint32_t);
+    void (*naive)(Pixels&, std::size_t, std::size_t);
+  };
+  const Variant variants[] = {{"top", &HoleFillingKernels::top, naive_top},
+                              {"minimum", &HoleFillingKernels::minimum, naive_minimum},
+                              {"maximum", &HoleFillingKernels::maximum, naive_maximum}};
+  std::mt19937 random(4);
+  for (const std::uint32_t height : {0u, 1u, 2u, 3u, 4u, 9u}) {
+    for (std::uint32_t width = 0; width < 150; width += width < 40 ? 1 : 13) {
+      for (const double holes : {0.05, 0.5, 0.95, 1.0}) {
+        const Pixels input = random_pixels(std::size_t{width} * height, holes, random);
+        for (const Variant& variant : variants) {
+          Pixels expected = input;
+          variant.naive(expected, width, height);
+          for (const simd::Level level : simd::supported_levels()) {
+            Pixels output = input;
+            (simd::kernels<HoleFillingKernels>(level).*variant.kernel)(output.data(), width,
+                                                                       height);
+            ASSERT_EQ(output, expected) << variant.name << " " << simd::level_name(level) << " "
+                                        << width << "x" << height << " holes " << holes;
+          }
+        }
+      }
+    }
+  }
+}
+
+/// A frame of 24 x 3 pixels, all `around` but the given ones in the middle row's neighbourhood of
+/// x.
+struct Hole {
+  std::size_t x;
+  std::uint16_t above, left, below;
+};
+
+std::uint16_t fill_one(const Hole& hole, const char* mode, gx_pixel_type pixel_type) {
+  Pixels pixels(24 * 3, 900);
+  pixels[hole.x] = hole.above;
+  if (hole.x > 0)
+    pixels[24 + hole.x - 1] = hole.left;
+  pixels[24 + hole.x] = 0;
+  pixels[48 + hole.x] = hole.below;
+  Filter filter("HoleFillingFilter");
+  EXPECT_EQ(filter.update({mode}), "");
+  ErrorSlot error;
+  const Frame output = filter.process(test::make_frame(24, 3, pixels, pixel_type), error);
+  EXPECT_EQ(error.text(), "");
+  return test::pixels_of(output.get())[24 + hole.x];
+}
+
+TEST(HoleFillingFilter, ChoosesTheSurfaceByModeAndPixelType) {
+  const Hole inner{3, 800, 1000, 1200};
+  EXPECT_EQ(fill_one(inner, "0", GX_PIXEL_DEPTH), 800);
+  EXPECT_EQ(fill_one(inner, "1", GX_PIXEL_DEPTH), 800);
+  EXPECT_EQ(fill_one(inner, "2", GX_PIXEL_DEPTH), 1200);
+  EXPECT_EQ(fill_one(inner, "1", GX_PIXEL_DISPARITY), 1200);
+  EXPECT_EQ(fill_one(inner, "2", GX_PIXEL_DISPARITY), 800);
+  EXPECT_EQ(fill_one(inner, "1", GX_PIXEL_TOF_DEPTH), 800);
+  // The first pixel of a group of eight knows only its left neighbour.
+  EXPECT_EQ(fill_one({8, 800, 1000, 1200}, "1", GX_PIXEL_DEPTH), 1000);
+  EXPECT_EQ(fill_one({16, 800, 1000, 1200}, "2", GX_PIXEL_DEPTH), 1000);
+  EXPECT_EQ(fill_one({0, 800, 0, 1200}, "1", GX_PIXEL_DEPTH), 0);
+  EXPECT_EQ(fill_one({3, 0, 0, 0}, "1", GX_PIXEL_DEPTH), 900); // carried over the hole before it
+}
+
+TEST(HoleFillingFilter, RefusesOtherModesAndKeepsItsOwn) {
+  const std::string function = " | HoleFillingFilter::update_filter_config | ";
+  Filter filter("HoleFillingFilter");
+  ASSERT_EQ(filter.update({"2"}), "");
+  for (const char* mode : {"3", "-1", "99999"})
+    EXPECT_EQ(filter.update({mode}), "invalid hole filling mode params" + function + "argv | 4");
+  EXPECT_EQ(filter.update({}), "the number of params error" + function + "argc | 4");
+  EXPECT_EQ(filter.update({"1", "1"}), "the number of params error" + function + "argc | 4");
+
+  const Frame input = test::make_frame(2, 3, {5, 5, 7, 0, 6, 9});
+  ErrorSlot error;
+  EXPECT_EQ(test::pixels_of(filter.process(input, error).get())[3], 9) << "mode 2 was lost";
+  EXPECT_EQ(filter.update({"1x"}), ""); // trailing text is ignored
+  EXPECT_EQ(test::pixels_of(filter.process(input, error).get())[3], 5);
+  filter.reset();
+  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(2, 2, {5, 4, 0, 0}), error).get()),
+            (Pixels{5, 4, 5, 4}));
+}
+
+TEST(HoleFillingFilter, DeliversTheCopyAndAnErrorInAnUnknownMode) {
+  filter_processor::HoleFillingFilter filter(3);
+  const Frame input = test::make_frame(1, 3, {5, 0, 6});
+  ErrorSlot error;
+  const Frame output{filter.filter_process(input.get(), error.out())};
+  ASSERT_NE(output, nullptr);
+  EXPECT_EQ(test::pixels_of(output.get()), (Pixels{5, 0, 6}));
+  EXPECT_EQ(error.text(), "invalid hole filling mode,please check the parameters | "
+                          "HoleFillingFilter::filter_process | hole filling mode | 4");
+}
+
+TEST(HoleFillingFilter, PrintsItsMode) {
+  testing::internal::CaptureStdout();
+  for (const std::int32_t mode : {0, 1, 2, 3})
+    filter_processor::HoleFillingFilter(mode).print_filter_params();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "hole filling mode: top\nhole filling mode: nearest\nhole filling mode: farest\n");
+}
+
+} // namespace

@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# installed_tree_test.sh BUILD_DIR EXAMPLES_DIR C_COMPILER
+# Installs the build into an empty folder, moves it, and builds and runs the C example against it, once
+# found by CMake and once by pkg-config.
+set -euo pipefail
+build=$1 examples=$2 compiler=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/staging" >/dev/null
+mv "$work/staging" "$work/installed" # nothing may remember where it was installed to
+prefix=$work/installed
+
+cmake -S "$examples" -B "$work/example" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_C_COMPILER="$compiler" >/dev/null
+cmake --build "$work/example" >/dev/null
+"$work/example/minimal_host" | tee "$work/by_cmake"
+
+PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name filter_processor.pc)")
+export PKG_CONFIG_PATH
+library_dir=$(pkg-config --variable=libdir filter_processor)
+# shellcheck disable=SC2046 # the flags are words
+"$compiler" -std=c11 -Wall -Wextra -Werror "$examples/minimal_host.c" -o "$work/minimal_host" \
+  $(pkg-config --cflags --libs filter_processor) -Wl,-rpath,"$library_dir"
+"$work/minimal_host" >"$work/by_pkg_config"
+
+cmp "$work/by_cmake" "$work/by_pkg_config"
+grep -q '^before: ' "$work/by_cmake"
+grep -q '^after:  ' "$work/by_cmake"
+if [ -x "$prefix/bin/gxfilter" ]; then
+  "$prefix/bin/gxfilter" list | grep -q HoleFillingFilter
+fi

@@ -1,0 +1,52 @@
+#include "support/allocation_faults.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local std::uint64_t countdown = 0;
+
+void* allocate(std::size_t size, std::size_t alignment) {
+  if (countdown > 0 && --countdown == 0)
+    throw std::bad_alloc();
+  const std::size_t rounded = (size + alignment - 1) / alignment * alignment;
+  void* memory = alignment <= alignof(std::max_align_t) ? std::malloc(size > 0 ? size : 1)
+                                                        : std::aligned_alloc(alignment, rounded);
+  if (memory == nullptr)
+    throw std::bad_alloc();
+  return memory;
+}
+
+} // namespace
+
+namespace test {
+
+void fail_nth_allocation(std::uint64_t n) {
+  countdown = n;
+}
+bool allocation_fault_pending() {
+  return countdown > 0;
+}
+
+} // namespace test
+
+void* operator new(std::size_t size) {
+  return allocate(size, 1);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return allocate(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  std::free(memory);
+}

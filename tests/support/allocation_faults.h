@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+namespace test {
+
+/// Makes the n-th allocation of this thread from now on throw std::bad_alloc, once; 0 switches off.
+void fail_nth_allocation(std::uint64_t n);
+
+/// Whether a fault that was set is still to come.
+bool allocation_fault_pending();
+
+} // namespace test

@@ -1,0 +1,81 @@
+#include "canvas.h"
+
+#include <algorithm>
+
+#include "font.h"
+
+namespace gxfilter {
+namespace {
+
+uint8_t to_sample(double value) {
+  return static_cast<uint8_t>(std::clamp(value, 0.0, 1.0) * 255.0 + 0.5);
+}
+
+// Value of the polynomial with these coefficients, lowest power first.
+double polynomial(const std::array<double, 6>& coefficients, double x) {
+  double value = 0;
+  for (size_t i = coefficients.size(); i-- > 0;) {
+    value = value * x + coefficients[i];
+  }
+  return value;
+}
+
+} // namespace
+
+Canvas::Canvas(FrameSize size, Color background)
+    : image_{size, std::vector<uint8_t>(size.pixel_count() * 3)} {
+  fill({0, 0, size.width, size.height}, background);
+}
+
+void Canvas::set(uint32_t x, uint32_t y, Color color) {
+  if (x < image_.size.width && y < image_.size.height) {
+    const size_t offset = (size_t{y} * image_.size.width + x) * 3;
+    std::ranges::copy(color, image_.samples.begin() + static_cast<std::ptrdiff_t>(offset));
+  }
+}
+
+void Canvas::fill(Rectangle area, Color color) {
+  for (uint32_t y = area.y; y < area.y + area.height; ++y) {
+    for (uint32_t x = area.x; x < area.x + area.width; ++x) {
+      set(x, y, color);
+    }
+  }
+}
+
+void Canvas::frame(Rectangle area, Color color) {
+  fill({area.x - 1, area.y - 1, area.width + 2, 1}, color);
+  fill({area.x - 1, area.y + area.height, area.width + 2, 1}, color);
+  fill({area.x - 1, area.y, 1, area.height}, color);
+  fill({area.x + area.width, area.y, 1, area.height}, color);
+}
+
+void Canvas::text(uint32_t x, uint32_t y, uint32_t scale, Color color, std::string_view text) {
+  for (const char character : text) {
+    const auto& columns = glyph(character);
+    for (uint32_t column = 0; column < glyph_width; ++column) {
+      for (uint32_t row = 0; row < glyph_height; ++row) {
+        if ((columns[column] >> row & 1) != 0) {
+          fill({x + column * scale, y + row * scale, scale, scale}, color);
+        }
+      }
+    }
+    x += glyph_advance * scale;
+  }
+}
+
+uint32_t text_width(std::string_view text, uint32_t scale) {
+  return static_cast<uint32_t>(text.size()) * glyph_advance * scale;
+}
+
+Color turbo(double position) {
+  const double x = std::clamp(position, 0.0, 1.0);
+  return {
+      to_sample(polynomial(
+          {0.13572138, 4.61539260, -42.66032258, 132.13108234, -152.94239396, 59.28637943}, x)),
+      to_sample(polynomial(
+          {0.09140261, 2.19418839, 4.84296658, -14.18503333, 4.27729857, 2.82956604}, x)),
+      to_sample(polynomial(
+          {0.10667330, 12.64194608, -60.58204836, 110.36276771, -89.90310912, 27.34824973}, x))};
+}
+
+} // namespace gxfilter

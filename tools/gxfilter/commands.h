@@ -1,0 +1,48 @@
+// The program's commands. Each prints its result on standard output and its complaints on standard
+// error and returns the program's exit status.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "camera.h"
+#include "synth.h"
+
+namespace gxfilter {
+
+struct ListOptions {
+  std::filesystem::path plugin; // empty: the one beside the executable, here and below
+  bool json = false;
+};
+[[nodiscard]] ExitStatus list_filters(const ListOptions& options);
+
+struct DescribeOptions {
+  std::filesystem::path plugin;
+  std::string filter;
+  bool json = false;
+};
+[[nodiscard]] ExitStatus describe_filter(const DescribeOptions& options);
+
+struct RunOptions {
+  std::filesystem::path plugin;
+  std::vector<std::string> filters; // requests, applied after those of the chain file
+  std::filesystem::path chain;      // empty: none
+  std::vector<std::filesystem::path> inputs;
+  std::string match;            // wildcards that choose among the files of directories
+  std::filesystem::path output; // directory, made when needed
+  bool preview = false;
+  std::string raw_size;                      // "WxH" or empty
+  std::filesystem::path camera_file;         // empty: the one beside the first input, if any
+  CameraFacts facts = CameraFacts::object(); // what options say; wins over the file
+};
+[[nodiscard]] ExitStatus run_filters(const RunOptions& options);
+
+struct SynthOptions {
+  std::filesystem::path output;
+  uint32_t frames = 30;
+  SceneSettings scene;
+};
+[[nodiscard]] ExitStatus synthesize(const SynthOptions& options);
+
+} // namespace gxfilter

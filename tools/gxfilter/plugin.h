@@ -1,0 +1,88 @@
+// The plug-in library, reached only through its ten exported functions.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <span>
+
+#include "filter_processor.h"
+#include "host_objects.h"
+#include "schema.h"
+
+namespace gxfilter {
+
+// A loaded library with its functions resolved; unloaded when the last user goes.
+class Plugin {
+ public:
+  // Fails with status `other` where the library or one of its functions is missing.
+  static Result<std::shared_ptr<const Plugin>> load(const std::filesystem::path& path);
+
+  // The library that belongs to this executable, in a build tree as in an installed tree; just its
+  // name where none is found, for the loader to look up.
+  static std::filesystem::path default_path();
+
+  [[nodiscard]] std::vector<std::string> filter_names() const;
+  [[nodiscard]] std::string commit() const { return functions_.get_commit_hash(); }
+  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+ private:
+  friend class Filter;
+
+  struct Functions {
+    decltype(&gx_get_filter_count) get_filter_count;
+    decltype(&gx_get_filter_name) get_filter_name;
+    decltype(&gx_get_commit_hash) get_commit_hash;
+    decltype(&gx_create_filter) create_filter;
+    decltype(&gx_priv_filter_context_destroy) context_destroy;
+    decltype(&gx_priv_filter_get_config_schema) get_config_schema;
+    decltype(&gx_priv_filter_update_config) update_config;
+    decltype(&gx_priv_filter_set_config_data) set_config_data;
+    decltype(&gx_priv_filter_process) process;
+    decltype(&gx_priv_filter_reset) reset;
+  };
+  struct LibraryCloser {
+    void operator()(void* library) const;
+  };
+
+  std::filesystem::path path_;
+  std::unique_ptr<void, LibraryCloser> library_;
+  Functions functions_{};
+};
+
+// One filter instance. Not for several threads at once.
+class Filter {
+ public:
+  // By class name; an unknown one is a usage error that lists the names.
+  static Result<Filter> create(std::shared_ptr<const Plugin> plugin, const std::string& name);
+
+  Filter(Filter&&) = default;
+  Filter& operator=(Filter&&) = delete;
+  ~Filter();
+
+  [[nodiscard]] const std::string& name() const { return name_; }
+  [[nodiscard]] const std::vector<Parameter>& schema() const { return schema_; }
+
+  // Values in schema order; a rejection is left in `slot`.
+  void update_config(const std::vector<std::string>& values, ErrorSlot& slot);
+  void set_config_data(std::span<const uint8_t> record, ErrorSlot& slot);
+  void reset();
+
+  // The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
+  // together.
+  FrameHandle process(gx_frame& frame, ErrorSlot& slot);
+
+ private:
+  Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* context, std::string name);
+
+  struct ContextDestroyer {
+    decltype(&gx_priv_filter_context_destroy) destroy;
+    void operator()(gx_priv_filter_context* context) const { destroy(context); }
+  };
+
+  std::shared_ptr<const Plugin> plugin_; // outlives the context
+  std::unique_ptr<gx_priv_filter_context, ContextDestroyer> context_;
+  std::string name_;
+  std::vector<Parameter> schema_;
+};
+
+} // namespace gxfilter

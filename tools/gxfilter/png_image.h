@@ -1,0 +1,24 @@
+// PNG: 16-bit grey pictures in and out, 8-bit RGB pictures out.
+#pragma once
+
+#include <span>
+
+#include "image.h"
+
+namespace gxfilter {
+
+// Three bytes (red, green, blue) for each pixel, row-major, without gaps.
+struct RgbImage {
+  FrameSize size;
+  std::vector<uint8_t> samples;
+};
+
+[[nodiscard]] bool is_png(std::span<const uint8_t> bytes);
+
+// Any other colour type or bit depth than 16-bit grey is refused, never converted.
+[[nodiscard]] Result<Image> decode_png(std::span<const uint8_t> bytes);
+
+[[nodiscard]] Result<std::vector<uint8_t>> encode_png(const Image& image);
+[[nodiscard]] Result<std::vector<uint8_t>> encode_png(const RgbImage& image);
+
+} // namespace gxfilter

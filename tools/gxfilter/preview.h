@@ -1,0 +1,41 @@
+// Colour-mapped pictures of a frame before and after filtering, side by side with a legend.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host_objects.h"
+#include "png_image.h"
+
+namespace gxfilter {
+
+// What colours stand for, in millimetres or, for disparity pixels, in codes.
+struct ValueRange {
+  double low = 0;
+  double high = 1;
+};
+
+// The range that holds the valid pixels but for one in a hundred at either end, so that speckles
+// don't dull the picture; null without valid pixels.
+[[nodiscard]] std::optional<ValueRange> typical_range(const FrameView& frame);
+
+// Draws the previews of one recording. The colour ranges are fixed by its first frame with valid
+// pixels, so that colours can be compared along the recording; both sides share one range (and
+// legend) unless one holds disparity codes and the other depth.
+class PreviewPainter {
+ public:
+  // `caption` stands under every picture; `title` names the frame.
+  explicit PreviewPainter(std::string caption) : caption_(std::move(caption)) {}
+
+  [[nodiscard]] RgbImage paint(const FrameView& before, const FrameView& after,
+                               const std::string& title);
+
+ private:
+  void choose_ranges(const FrameView& before, const FrameView& after);
+
+  std::string caption_;
+  std::optional<ValueRange> before_range_;
+  std::optional<ValueRange> after_range_;
+};
+
+} // namespace gxfilter

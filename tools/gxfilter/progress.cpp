@@ -1,0 +1,37 @@
+#include "progress.h"
+
+#include <cstdio>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace gxfilter {
+
+ProgressBar::ProgressBar(size_t total)
+    : total_(total), terminal_(isatty(STDOUT_FILENO) == 1),
+      start_(std::chrono::steady_clock::now()) {}
+
+ProgressBar::~ProgressBar() {
+  if (terminal_) {
+    std::fputs("\r\x1b[K", stdout);
+    std::fflush(stdout);
+  }
+}
+
+void ProgressBar::advance() {
+  ++done_;
+  const auto now = std::chrono::steady_clock::now();
+  if (!terminal_ || (done_ < total_ && now - last_drawn_ < std::chrono::milliseconds(50))) {
+    return;
+  }
+  last_drawn_ = now;
+  constexpr size_t width = 40;
+  const size_t filled = width * done_ / total_;
+  const double elapsed = std::chrono::duration<double>(now - start_).count();
+  const double left = elapsed / static_cast<double>(done_) * static_cast<double>(total_ - done_);
+  fmt::print("\r[{:#<{}}{:.<{}}] {}/{}  {:.0f} s left\x1b[K", "", filled, "", width - filled, done_,
+             total_, left);
+  std::fflush(stdout);
+}
+
+} // namespace gxfilter

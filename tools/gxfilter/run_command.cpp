@@ -1,0 +1,247 @@
+#include <chrono>
+
+#include <fmt/format.h>
+
+#include "commands.h"
+#include "filter_chain.h"
+#include "image_file.h"
+#include "png_image.h"
+#include "preview.h"
+#include "progress.h"
+#include "recording.h"
+#include "report.h"
+#include "statistics.h"
+
+namespace gxfilter {
+namespace {
+
+namespace fs = std::filesystem;
+
+Result<std::vector<Filter>> make_chain(const RunOptions& options) {
+  std::vector<FilterRequest> requests;
+  if (!options.chain.empty()) {
+    auto chain = read_chain(options.chain);
+    if (!chain) {
+      return chain.error();
+    }
+    requests = std::move(*chain);
+  }
+  for (const std::string& text : options.filters) {
+    auto request = parse_filter_request(text);
+    if (!request) {
+      return request.error();
+    }
+    requests.push_back(std::move(*request));
+  }
+  if (requests.empty()) {
+    return Error{"no filter is given (--filter or --chain)", ExitStatus::usage};
+  }
+  const auto plugin = load_plugin(options.plugin);
+  if (!plugin) {
+    return plugin.error();
+  }
+  std::vector<Filter> filters;
+  std::vector<std::string> notes;
+  for (const FilterRequest& request : requests) {
+    auto filter = make_filter(*plugin, request, notes);
+    if (!filter) {
+      return filter.error();
+    }
+    filters.push_back(std::move(*filter));
+  }
+  for (const std::string& text : notes) {
+    note(text);
+  }
+  return filters;
+}
+
+Result<CameraFacts> gather_facts(const RunOptions& options) {
+  const fs::path path =
+      options.camera_file.empty() ? find_camera_file(options.inputs.front()) : options.camera_file;
+  if (path.empty()) {
+    return options.facts;
+  }
+  auto facts = read_camera_file(path);
+  return facts ? merge_facts(std::move(*facts), options.facts) : facts;
+}
+
+// Takes the frames of a recording through the filters, one after the other.
+class Runner {
+ public:
+  Runner(std::vector<Filter> filters, CameraFacts facts, std::optional<FrameSize> raw_size)
+      : filters_(std::move(filters)), facts_(std::move(facts)), raw_size_(raw_size),
+        painter_(caption(filters_)) {
+    for (const Filter& filter : filters_) {
+      statistics_.emplace_back(filter.name());
+    }
+  }
+
+  // Reads, filters and writes one frame. Nothing is written for a frame that fails.
+  Failure run(const fs::path& input, const fs::path& output, bool preview) {
+    const auto image = read_image(input, raw_size_);
+    if (!image) {
+      return image.error();
+    }
+    if (auto failure = begin_frame(*image)) {
+      return Error{fmt::format("{}: {}", input.string(), failure->message), failure->status};
+    }
+    auto frame = make_frame(*image, index_++, *profile_, camera_);
+    if (!frame) {
+      return frame.error();
+    }
+    const auto before = view_frame(**frame);
+    auto after = before ? filter_frame(std::move(*frame), *before) : before;
+    if (!after) {
+      return Error{fmt::format("{}: {}", input.string(), after.error().message),
+                   after.error().status};
+    }
+    return write_results(output, *before, *after, preview);
+  }
+
+  [[nodiscard]] const std::vector<FilterStatistics>& statistics() const { return statistics_; }
+
+ private:
+  static std::string caption(const std::vector<Filter>& filters) {
+    std::string names;
+    for (const Filter& filter : filters) {
+      names += (names.empty() ? "" : " > ") + filter.name();
+    }
+    return names;
+  }
+
+  // The first frame sets the size and, with it, the camera's defaults and the stream profile that
+  // all frames share.
+  Failure begin_frame(const Image& image) {
+    if (!profile_) {
+      const auto camera = make_camera(facts_, image.size);
+      if (!camera) {
+        return camera.error();
+      }
+      auto profile = make_profile(image.size, *camera);
+      if (!profile) {
+        return profile.error();
+      }
+      camera_ = *camera;
+      size_ = image.size;
+      profile_ = std::move(*profile);
+    }
+    if (image.size != size_) {
+      return Error{fmt::format("{}x{} pixels in a recording of {}x{}", image.size.width,
+                               image.size.height, size_.width, size_.height)};
+    }
+    return check_codes(image, camera_);
+  }
+
+  Result<FrameView> filter_frame(FrameHandle frame, FrameView view) {
+    for (size_t i = 0; i < filters_.size(); ++i) {
+      ErrorSlot slot;
+      const auto start = std::chrono::steady_clock::now();
+      FrameHandle filtered = filters_[i].process(*frame, slot);
+      const std::chrono::duration<double, std::milli> elapsed =
+          std::chrono::steady_clock::now() - start;
+      if (!filtered || slot) {
+        return Error{fmt::format("{} fails: {}", filters_[i].name(),
+                                 slot ? slot.text() : "no frame and no error"),
+                     ExitStatus::processing};
+      }
+      auto result = view_frame(*filtered);
+      if (!result) {
+        return result;
+      }
+      statistics_[i].add(elapsed.count(), view, *result);
+      view = std::move(*result);
+      frame = std::move(filtered);
+    }
+    return view;
+  }
+
+  Failure write_results(const fs::path& output, const FrameView& before, const FrameView& after,
+                        bool preview) {
+    const auto bytes = encode_png(after.image);
+    if (!bytes) {
+      return bytes.error();
+    }
+    if (auto failure = write_file(output, *bytes); failure || !preview) {
+      return failure;
+    }
+    const std::string stem = output.stem().string();
+    const auto picture = encode_png(painter_.paint(before, after, stem));
+    if (!picture) {
+      return picture.error();
+    }
+    return write_file(output.parent_path() / (stem + "_preview.png"), *picture);
+  }
+
+  std::vector<Filter> filters_;
+  CameraFacts facts_;
+  std::optional<FrameSize> raw_size_;
+  PreviewPainter painter_;
+  std::vector<FilterStatistics> statistics_;
+  Camera camera_;
+  FrameSize size_;
+  ProfileHandle profile_;
+  uint64_t index_ = 0;
+};
+
+Result<std::optional<FrameSize>> choose_raw_size(const RunOptions& options,
+                                                 const CameraFacts& facts) {
+  if (options.raw_size.empty()) {
+    return raw_frame_size(facts);
+  }
+  const auto size = parse_size(options.raw_size);
+  if (!size) {
+    return Error{fmt::format("--size {}: not WIDTHxHEIGHT within the limits", options.raw_size),
+                 ExitStatus::usage};
+  }
+  return size;
+}
+
+} // namespace
+
+ExitStatus run_filters(const RunOptions& options) {
+  auto chain = make_chain(options);
+  if (!chain) {
+    return report(chain.error());
+  }
+  const auto recording = find_frames(options.inputs, options.match);
+  if (!recording) {
+    return report(recording.error());
+  }
+  const auto outputs = output_paths(recording->frames, options.output);
+  if (!outputs) {
+    return report(outputs.error());
+  }
+  auto facts = gather_facts(options);
+  if (!facts) {
+    return report(facts.error());
+  }
+  const auto raw_size = choose_raw_size(options, *facts);
+  if (!raw_size) {
+    return report(raw_size.error());
+  }
+  std::error_code code;
+  fs::create_directories(options.output, code);
+  if (code) {
+    return report(
+        {fmt::format("{}: {}", options.output.string(), code.message()), ExitStatus::other});
+  }
+  if (!recording->ignored.empty()) {
+    note(fmt::format("ignored: {}{}", recording->ignored.front().string(),
+                     recording->ignored.size() == 1
+                         ? ""
+                         : fmt::format(" and {} more", recording->ignored.size() - 1)));
+  }
+  Runner runner(std::move(*chain), std::move(*facts), *raw_size);
+  Failure failure;
+  {
+    ProgressBar progress(recording->frames.size());
+    for (size_t i = 0; i < recording->frames.size() && !failure; ++i) {
+      failure = runner.run(recording->frames[i], (*outputs)[i], options.preview);
+      progress.advance();
+    }
+  }
+  fmt::print("{}", format_table(runner.statistics()));
+  return failure ? report(*failure) : ExitStatus::ok;
+}
+
+} // namespace gxfilter

@@ -1,0 +1,42 @@
+// What each filter did to a recording.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host_objects.h"
+
+namespace gxfilter {
+
+class FilterStatistics {
+ public:
+  explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
+
+  void add(double milliseconds, const FrameView& before, const FrameView& after);
+
+  [[nodiscard]] size_t frames() const { return milliseconds_.size(); }
+  // Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.
+  [[nodiscard]] double quantile(double share) const;
+  // Averages per frame. Changed pixels are those whose value differs, counted only where a frame
+  // kept its size; negative where none did.
+  [[nodiscard]] double changed_pixels() const;
+  [[nodiscard]] double valid_before() const { return per_frame(valid_before_, frames()); }
+  [[nodiscard]] double valid_after() const { return per_frame(valid_after_, frames()); }
+
+  [[nodiscard]] const std::string& filter() const { return filter_; }
+
+ private:
+  static double per_frame(uint64_t count, size_t frames);
+
+  std::string filter_;
+  std::vector<double> milliseconds_;
+  uint64_t changed_ = 0;
+  size_t compared_frames_ = 0;
+  uint64_t valid_before_ = 0;
+  uint64_t valid_after_ = 0;
+};
+
+// The closing table, one line for each filter, ending with a line feed.
+[[nodiscard]] std::string format_table(const std::vector<FilterStatistics>& statistics);
+
+} // namespace gxfilter

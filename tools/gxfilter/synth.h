@@ -1,0 +1,29 @@
+// A generated recording: a room with walls, steps, a slanted board and a ball, seen by a stereo
+// camera with the usual faults.
+#pragma once
+
+#include "camera.h"
+#include "image.h"
+
+namespace gxfilter {
+
+struct SceneSettings {
+  FrameSize size{640, 480};
+  uint64_t seed = 1;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH; // or GX_PIXEL_DISPARITY: 8.8 fixed-point codes
+  float depth_unit = 1;                      // millimetres per unit of a depth pixel
+  float baseline = 50;                       // millimetres
+  double noise = 0.08;                       // standard deviation of the disparity, pixels
+  uint32_t holes = 12;                       // patches without data
+  uint32_t speckles = 60;                    // false patches of a few pixels
+  double bleed = 0.5;                        // share of object borders that smear, 0 to 1
+};
+
+// The facts of the scene's camera, as a camera file holds them.
+[[nodiscard]] CameraFacts scene_facts(const SceneSettings& settings);
+
+// The frame of that number. The board and the ball move by a pixel or two from frame to frame.
+// Equal settings give equal frames on every machine: only correctly rounded arithmetic is used.
+[[nodiscard]] Image render_scene(const SceneSettings& settings, uint32_t frame);
+
+} // namespace gxfilter
