@@ -44,9 +44,22 @@ std::uint16_t* ProcessingFrame::copy_depth_to_output() {
   return reinterpret_cast<std::uint16_t*>(host(gx_frame_get_data, output_.get()));
 }
 
+void ProcessingFrame::release(OwnedProfile profile) {
+  if (!failed_ && profile != nullptr)
+    host(gx_delete_stream_profile, profile.release());
+}
+
 void ProcessingFrame::fail(const FilterError& reason) {
   warn(reason);
   failed_ = true;
+}
+
+void ProcessingFrame::fail_traced(const FilterError& reason) {
+  if (failed_)
+    return;
+  fail(reason);
+  if (error_ != nullptr)
+    print_host_error_trace(*error_);
 }
 
 void ProcessingFrame::warn(const FilterError& reason) {

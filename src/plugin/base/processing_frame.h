@@ -71,6 +71,10 @@ class ProcessingFrame {
   /// data size error".
   FrameSize read_size();
 
+  /// Gives a profile back where the host's answer matters: an error ends the call. Null does
+  /// nothing.
+  void release(OwnedProfile profile);
+
   /// Makes the output a copy of the depth frame and returns its pixels; null after a failure.
   std::uint16_t* copy_depth_to_output();
 
@@ -79,6 +83,10 @@ class ProcessingFrame {
 
   /// Leaves an error for the caller and goes on: the call still has a result.
   void warn(const FilterError& reason);
+
+  /// The same for an error raised while parameters are derived, which is printed as the trace, like a
+  /// host error.
+  void fail_traced(const FilterError& reason);
 
   /// The same with the kernel's message, for a kernel that reports failure.
   void fail_kernel(const char* message, const char* args);

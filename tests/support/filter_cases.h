@@ -1,0 +1,57 @@
+#pragma once
+
+// Every filter in its typical configurations, with a frame for it: for tests of what all filters
+// share.
+
+#include "support/host_objects.h"
+
+namespace test {
+
+struct FilterCase {
+  const char* label;
+  const char* filter;
+  std::vector<const char*> values; ///< of update_filter_config; empty: none is made
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+};
+
+inline const std::vector<FilterCase>& filter_cases() {
+  static const std::vector<FilterCase> all = {
+      {"HoleFillingTop", "HoleFillingFilter", {"0"}},
+      {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
+      {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
+  };
+  return all;
+}
+
+/// A stereo camera whose disparity codes have 12 bits, 4 of them a fraction.
+inline D2DParameters stereo_record() {
+  D2DParameters record{};
+  record.baseline = 50.0F;
+  record.fx = 400.0;
+  record.bitSize = 12;
+  record.unit = 1.0F;
+  record.packMode = 2;
+  record.dispIntPlace = 8;
+  record.isDualCamera = 1;
+  return record;
+}
+
+/// 32 x 16 pixels: two surfaces, holes and specks, with the camera facts that filters ask for.
+inline Frame make_case_frame(const FilterCase& filter_case) {
+  constexpr std::uint32_t width = 32;
+  constexpr std::uint32_t height = 16;
+  Pixels pixels(width * height);
+  for (std::size_t i = 0; i < pixels.size(); ++i) {
+    const auto surface = i % width < 20 ? 1000 + i % 5 : 3000 + i % 3;
+    pixels[i] = i % 11 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(surface);
+  }
+  Frame frame = make_frame(width, height, pixels, filter_case.pixel_type);
+  const Profile profile{gx_frame_get_stream_profile(frame.get(), nullptr)};
+  const D2DParameters record = stereo_record();
+  gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+  gx_video_frame_set_pixel_available_bit_size(frame.get(), 12, nullptr);
+  gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, 2, nullptr);
+  return frame;
+}
+
+} // namespace test
