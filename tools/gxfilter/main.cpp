@@ -1,4 +1,5 @@
 // gxfilter, the command-line host: loads the filter plug-in and takes depth recordings through it.
+#include <cstdio>
 #include <exception>
 
 #include <CLI/CLI.hpp>
