@@ -26,14 +26,22 @@ constexpr Entry unbuilt(const char* name) {
           }};
 }
 
+// By index, which hosts use.
 constexpr Entry entries[] = {
-    unbuilt("DisparityTransform"),       entry<HoleFillingFilter>(),
-    unbuilt("NoiseRemovalFilter"),       unbuilt("SpatialAdvancedFilter"),
-    unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
-    unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
-    unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
-    unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
-    unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
+    unbuilt("DisparityTransform"), // 0
+    entry<HoleFillingFilter>(), // 1
+    unbuilt("NoiseRemovalFilter"), // 2
+    unbuilt("SpatialAdvancedFilter"), // 3
+    unbuilt("TemporalFilter"), // 4
+    unbuilt("DepthResize"), // 5
+    unbuilt("EdgeNoiseRemovalFilter"), // 6
+    unbuilt("HardwareD2DCorrectionFilter"), // 7
+    unbuilt("OpenNIDisparityTransform"), // 8
+    unbuilt("SpatialFastFilter"), // 9
+    unbuilt("SpatialModerateFilter"), // 10
+    unbuilt("FalsePositiveFilter"), // 11
+    unbuilt("LutNoiseRemovalFilter"), // 12
+    unbuilt("MgcNoiseRemovalFilter"), // 13
 };
 
 std::mutex registry_mutex;
@@ -51,15 +59,13 @@ int FilterFactory::getFilterCount() const {
   return static_cast<int>(names_.size());
 }
 
-// A negative index, widened with its sign, lies above every size.
-
 const char* FilterFactory::getFilterName(int index) const {
-  const auto position = static_cast<std::size_t>(index);
+  const auto position = static_cast<std::size_t>(index); // negative: above every size
   return position < names_.size() ? names_[position].c_str() : "UnknownFilter";
 }
 
 std::shared_ptr<IPrivFilter> FilterFactory::createFilter(int index) const {
-  const auto position = static_cast<std::size_t>(index);
+  const auto position = static_cast<std::size_t>(index); // negative: above every size
   if (position >= names_.size())
     return nullptr;
   return entries[position].create(entries[position].name);
