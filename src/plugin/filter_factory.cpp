@@ -3,6 +3,8 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/noise/EdgeNoiseRemovalFilter.h"
+#include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "plugin/unbuilt_filter.h"
 
@@ -30,10 +32,10 @@ constexpr Entry entries[] = {
     unbuilt("DisparityTransform"),       entry<HoleFillingFilter>(),
     unbuilt("NoiseRemovalFilter"),       unbuilt("SpatialAdvancedFilter"),
     unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
-    unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
+    entry<EdgeNoiseRemovalFilter>(),     unbuilt("HardwareD2DCorrectionFilter"),
     unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
     unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
-    unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
+    unbuilt("LutNoiseRemovalFilter"),    entry<MgcNoiseRemovalFilter>(),
 };
 
 std::mutex registry_mutex;
