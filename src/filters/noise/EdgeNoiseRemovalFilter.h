@@ -53,7 +53,7 @@ class EdgeNoiseRemovalFilter final : public IPrivFilter {
   Params anchor_params;
   Params current_filter_params;
   std::recursive_mutex lock;
-  std::vector<std::uint32_t> columns_; // the kernel's work memory
+  std::vector<std::int32_t> columns_; // the kernel's work memory
 };
 
 } // namespace filter_processor

@@ -60,7 +60,7 @@ class MgcNoiseRemovalFilter final : public IPrivFilter {
   Params current_filter_params;
   std::recursive_mutex lock;
   ChamferTable chamfer_table_;
-  std::vector<std::uint32_t> columns_; // the kernel's work memory
+  std::vector<std::int32_t> columns_; // the kernel's work memory
 };
 
 } // namespace filter_processor

@@ -65,29 +65,40 @@ template <typename Length>
   }
 }
 
-/// The rows at the top or bottom that lie within the limit, counted from the border inward.
+/// The strips of all columns at the top or at the bottom. Rows are counted from the border inward.
 struct Side {
-  Pixel* border;
-  std::ptrdiff_t step;
-  std::uint32_t rows;
+  Pixel* border;       ///< the outermost row
+  std::ptrdiff_t step; ///< from a row to the next one inward
+  std::size_t width;
+  std::int32_t rows;   ///< within the limit
+  std::int32_t margin; ///< at most `rows`
+  std::int32_t* empty; ///< for each column, the rows before its first valid one, or `searched`
 
-  Pixel* row(std::uint32_t index) const { return border + step * std::ptrdiff_t{index}; }
+  Pixel* row(std::int32_t index) const { return border + step * index; }
 };
 
-/// The first valid row of each column, as an index into a side's rows.
-constexpr std::uint32_t no_row = __UINT32_MAX__;
+Side make_side(Pixel* border, std::ptrdiff_t step, std::uint32_t rows, std::uint32_t margin,
+               std::int32_t* empty) {
+  const std::uint32_t counted = simd::min(rows, std::uint32_t{__INT32_MAX__});
+  return {border,
+          step,
+          static_cast<std::size_t>(step < 0 ? -step : step),
+          static_cast<std::int32_t>(counted),
+          static_cast<std::int32_t>(simd::min(margin, counted)),
+          empty};
+}
 
-/// Finds the first valid row of each column. Returns how many rows it had to look at.
-std::uint32_t find_first_rows(const Side& side, std::size_t width, std::uint32_t* first) {
-  for (std::size_t x = 0; x < width; ++x)
-    first[x] = no_row;
-  for (std::uint32_t index = 0; index < side.rows; ++index) {
+/// Counts the empty rows of each column. Returns how many rows it had to look at.
+std::int32_t count_empty_rows(const Side& side) {
+  std::int32_t* empty = side.empty;
+  __builtin_memset(empty, 0, side.width * sizeof *empty);
+  for (std::int32_t index = 0; index < side.rows; ++index) {
     const Pixel* row = side.row(index);
-    std::uint32_t open = 0;
-    for (std::size_t x = 0; x < width; ++x) {
-      const std::uint32_t here = row[x] == 0 ? no_row : index;
-      first[x] = first[x] == no_row ? here : first[x];
-      open |= first[x] == no_row ? 1U : 0U;
+    std::int32_t open = 0;
+    for (std::size_t x = 0; x < side.width; ++x) {
+      const std::int32_t still = row[x] == 0 && empty[x] == index ? 1 : 0;
+      empty[x] += still;
+      open |= still;
     }
     if (open == 0)
       return index + 1;
@@ -95,17 +106,16 @@ std::uint32_t find_first_rows(const Side& side, std::size_t width, std::uint32_t
   return side.rows;
 }
 
-/// Clears `margin` rows of each column from its first valid one on, which is one of the first
+/// Clears the margin of each column from its first valid row on, which is one of the first
 /// `searched` rows.
-void clear_from_first_rows(const Side& side, std::size_t width, const std::uint32_t* first,
-                           std::size_t searched, std::uint32_t margin) {
-  const std::size_t end = simd::min(searched + margin - 1, std::size_t{side.rows});
-  for (std::uint32_t index = 0; index < end; ++index) {
+void clear_after_empty_rows(const Side& side, std::int32_t searched) {
+  const std::int32_t* empty = side.empty;
+  const std::int32_t end = side.margin + simd::min(searched - 1, side.rows - side.margin);
+  for (std::int32_t index = 0; index < end; ++index) {
     Pixel* row = side.row(index);
-    for (std::size_t x = 0; x < width; ++x) {
-      const bool inside = first[x] <= index && index - first[x] < margin;
-      row[x] = inside ? Pixel{0} : row[x];
-    }
+    const std::int32_t ended = index - side.margin;
+    for (std::size_t x = 0; x < side.width; ++x)
+      row[x] = empty[x] <= index && empty[x] > ended ? Pixel{0} : row[x];
   }
 }
 
@@ -117,23 +127,21 @@ void clear_from_first_rows(const Side& side, std::size_t width, const std::uint3
 template <typename ClearRows>
 [[gnu::always_inline]] inline void
 clear_with_column_strips(const EdgeStripsImage& image, std::uint32_t margin, std::uint32_t limit,
-                         std::uint32_t* columns, ClearRows clear_rows) {
+                         EdgeStripsColumns columns, ClearRows clear_rows) {
   if (margin == 0 || image.height == 0) {
     clear_rows();
     return;
   }
-  const std::size_t width = image.width;
-  const auto step = static_cast<std::ptrdiff_t>(width);
-  const Side top{image.pixels, step, simd::min(limit, image.height)};
-  const Side bottom{image.pixels + (image.height - std::size_t{1}) * width, -step,
-                    simd::min(limit - 1, image.height)};
-  std::uint32_t* top_rows = columns;
-  std::uint32_t* bottom_rows = columns + width;
-  const std::uint32_t top_searched = find_first_rows(top, width, top_rows);
-  const std::uint32_t bottom_searched = find_first_rows(bottom, width, bottom_rows);
+  const auto step = static_cast<std::ptrdiff_t>(image.width);
+  Pixel* last_row = image.pixels + (image.height - std::size_t{1}) * image.width;
+  const Side top = make_side(image.pixels, step, simd::min(limit, image.height), margin, columns);
+  const Side bottom =
+      make_side(last_row, -step, simd::min(limit - 1, image.height), margin, columns + image.width);
+  const std::int32_t top_searched = count_empty_rows(top);
+  const std::int32_t bottom_searched = count_empty_rows(bottom);
   clear_rows();
-  clear_from_first_rows(top, width, top_rows, top_searched, margin);
-  clear_from_first_rows(bottom, width, bottom_rows, bottom_searched, margin);
+  clear_after_empty_rows(top, top_searched);
+  clear_after_empty_rows(bottom, bottom_searched);
 }
 
 void clear_rows(const EdgeStripsImage& image, std::uint32_t margin, std::uint32_t limit) {

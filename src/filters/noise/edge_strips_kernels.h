@@ -14,7 +14,7 @@ struct EdgeStripsImage {
 
 /// The column kernels' work memory: 2 * width entries of any content. Four bytes each, so that no
 /// height is too large.
-using EdgeStripsColumns = std::uint32_t*;
+using EdgeStripsColumns = std::int32_t*;
 
 /// Clears strips of pixels where the valid area ends, in place.
 ///
