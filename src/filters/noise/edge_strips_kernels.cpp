@@ -72,7 +72,7 @@ struct Side {
   std::size_t width;
   std::int32_t rows;   ///< within the limit
   std::int32_t margin; ///< at most `rows`
-  std::int32_t* empty; ///< for each column, the rows before its first valid one, or `searched`
+  std::int32_t* empty; ///< for each column, how many rows come before its first valid one
 
   Pixel* row(std::int32_t index) const { return border + step * index; }
 };
@@ -88,7 +88,8 @@ Side make_side(Pixel* border, std::ptrdiff_t step, std::uint32_t rows, std::uint
           empty};
 }
 
-/// Counts the empty rows of each column. Returns how many rows it had to look at.
+/// Counts the rows of each column before its first valid one; a column without any has them all.
+/// Returns how many rows it had to look at.
 std::int32_t count_empty_rows(const Side& side) {
   std::int32_t* empty = side.empty;
   __builtin_memset(empty, 0, side.width * sizeof *empty);
