@@ -96,6 +96,12 @@ const std::vector<Configuration>& configurations() {
       {"HoleFillingFilter", "top", {"0"}},
       {"HoleFillingFilter", "nearest", {"1"}},
       {"HoleFillingFilter", "farthest", {"2"}},
+      {"EdgeNoiseRemovalFilter", "rows", {"6", "6", "70", "30", "0", "1280", "800"}},
+      {"EdgeNoiseRemovalFilter", "rows_and_columns", {"6", "6", "70", "30", "1", "1280", "800"}},
+      {"MgcNoiseRemovalFilter", "rows", {"80", "80", "640", "6", "0", "120", "120", "1280", "800"}},
+      {"MgcNoiseRemovalFilter",
+       "rows_and_columns",
+       {"80", "80", "640", "6", "6", "120", "120", "1280", "800"}},
   };
   return all;
 }

@@ -3,6 +3,8 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/noise/EdgeNoiseRemovalFilter.h"
+#include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "plugin/unbuilt_filter.h"
 
@@ -28,20 +30,20 @@ constexpr Entry unbuilt(const char* name) {
 
 // By index, which hosts use.
 constexpr Entry entries[] = {
-    unbuilt("DisparityTransform"), // 0
-    entry<HoleFillingFilter>(), // 1
-    unbuilt("NoiseRemovalFilter"), // 2
-    unbuilt("SpatialAdvancedFilter"), // 3
-    unbuilt("TemporalFilter"), // 4
-    unbuilt("DepthResize"), // 5
-    unbuilt("EdgeNoiseRemovalFilter"), // 6
+    unbuilt("DisparityTransform"),          // 0
+    entry<HoleFillingFilter>(),             // 1
+    unbuilt("NoiseRemovalFilter"),          // 2
+    unbuilt("SpatialAdvancedFilter"),       // 3
+    unbuilt("TemporalFilter"),              // 4
+    unbuilt("DepthResize"),                 // 5
+    entry<EdgeNoiseRemovalFilter>(),        // 6
     unbuilt("HardwareD2DCorrectionFilter"), // 7
-    unbuilt("OpenNIDisparityTransform"), // 8
-    unbuilt("SpatialFastFilter"), // 9
-    unbuilt("SpatialModerateFilter"), // 10
-    unbuilt("FalsePositiveFilter"), // 11
-    unbuilt("LutNoiseRemovalFilter"), // 12
-    unbuilt("MgcNoiseRemovalFilter"), // 13
+    unbuilt("OpenNIDisparityTransform"),    // 8
+    unbuilt("SpatialFastFilter"),           // 9
+    unbuilt("SpatialModerateFilter"),       // 10
+    unbuilt("FalsePositiveFilter"),         // 11
+    unbuilt("LutNoiseRemovalFilter"),       // 12
+    entry<MgcNoiseRemovalFilter>(),         // 13
 };
 
 std::mutex registry_mutex;

@@ -127,7 +127,7 @@ TEST(ExceptionBarrier, CreatesNoFilterWhenMemoryRunsOut) {
 
 /// Throws what its first parameter says from every operation.
 class ThrowingFilter final : public filter_processor::IPrivFilter {
-public:
+ public:
   const char* get_config_schema() override { return ""; }
   void update_filter_config(std::int32_t, const char** argv, gx_error**) override {
     kind = argv[0];
@@ -138,7 +138,7 @@ public:
   void reset() override { raise(); }
   void print_filter_params() override {}
 
-private:
+ private:
   gx_frame* raise() const {
     if (kind == "invalid")
       throw std::invalid_argument("no number");
@@ -153,7 +153,8 @@ private:
 
 TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
   auto* context = gx_create_filter(1, nullptr);
-  auto& filter = *reinterpret_cast<std::shared_ptr<filter_processor::IPrivFilter>*>(context->filter);
+  auto& filter =
+      *reinterpret_cast<std::shared_ptr<filter_processor::IPrivFilter>*>(context->filter);
   filter = std::make_shared<ThrowingFilter>();
   const struct {
     const char* kind;

@@ -23,10 +23,17 @@ TEST(Numbers, AreCutToWholeNumbersAnd16Bits) {
   const struct {
     double value;
     std::uint16_t expected;
-  } cases[] = {{1.999, 1},           {65535.9, 65535}, {65536.5, 0},
-               {-1.9, 65535},        {-0.9, 0},        {65536.0 * 65536.0 * 65536.0 + 32768.0, 32768},
-               {0x1p63 + 0x1p11, 2048}, {1e300, 0},    {infinity, 0},
-               {-infinity, 0},       {nan, 0}};
+  } cases[] = {{1.999, 1},
+               {65535.9, 65535},
+               {65536.5, 0},
+               {-1.9, 65535},
+               {-0.9, 0},
+               {65536.0 * 65536.0 * 65536.0 + 32768.0, 32768},
+               {0x1p63 + 0x1p11, 2048},
+               {1e300, 0},
+               {infinity, 0},
+               {-infinity, 0},
+               {nan, 0}};
   for (const auto& [value, expected] : cases)
     EXPECT_EQ(low_16_bits(value), expected) << value;
 }
@@ -98,7 +105,7 @@ TEST(DepthDiffLut, HasBinsOfAboutHalfAMetre) {
 }
 
 class ReadFrameInfo : public ::testing::TestWithParam<ValueScale> {
-protected:
+ protected:
   /// Reads the description of a frame of that kind over `info`; false after a failure.
   static bool read(gx_pixel_type pixel_type, std::int32_t disp_int_place, FrameInfo& info,
                    D2DParameters& record) {

@@ -19,6 +19,9 @@ inline const std::vector<FilterCase>& filter_cases() {
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
+      {"EdgeNoiseRows", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "0", "32", "16"}},
+      {"EdgeNoise", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "1", "32", "16"}},
+      {"MgcNoise", "MgcNoiseRemovalFilter", {"4", "3", "20", "2", "1", "9", "6", "32", "16"}},
   };
   return all;
 }
