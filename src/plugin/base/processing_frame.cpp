@@ -64,11 +64,6 @@ void ProcessingFrame::fail_traced(const FilterError& reason) {
     print_host_error_trace(*error_);
 }
 
-void ProcessingFrame::warn(const FilterError& reason) {
-  if (!failed_)
-    set_filter_error(error_, filter_, reason);
-}
-
 void ProcessingFrame::fail_kernel(const char* message, const char* args) {
   fail({message, operation, args, GX_EXCEPTION_TYPE_UNKNOWN});
 }
