@@ -82,8 +82,8 @@ class ProcessingFrame {
   /// Ends the call with an error of the filter's own.
   void fail(const FilterError& reason);
 
-  /// The same for an error raised while parameters are derived, which is printed as the trace, like a
-  /// host error.
+  /// The same for an error raised while parameters are derived, which is printed as the trace, like
+  /// a host error.
   void fail_traced(const FilterError& reason);
 
   /// The same with the kernel's message, for a kernel that reports failure.
