@@ -164,9 +164,11 @@ TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
                {"memory", std::bad_alloc().what(), "0"},
                {"number", "unknown exception", "0"}};
   test::ErrorSlot error;
-  for (const auto& [kind, message, type] : cases) {
-    const char* value = kind;
-    const auto expected = [&](const char* where) { return message + " | " + where + " | " + type; };
+  for (const auto& each : cases) {
+    const char* value = each.kind;
+    const auto expected = [&](const char* where) {
+      return each.message + " | " + where + " | " + each.type;
+    };
     context->update_config(context->filter, 1, &value, error.out());
     EXPECT_EQ(error.text(), expected("gx_priv_filter_update_config | argv"));
     context->set_config_data(context->filter, nullptr, 0, error.out());
