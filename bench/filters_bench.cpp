@@ -96,6 +96,9 @@ const std::vector<Configuration>& configurations() {
       {"HoleFillingFilter", "top", {"0"}},
       {"HoleFillingFilter", "nearest", {"1"}},
       {"HoleFillingFilter", "farthest", {"2"}},
+      {"SpatialFastFilter", "3x3", {"3"}},
+      {"SpatialFastFilter", "5x5", {"5"}},
+      {"TemporalFilter", "default", {"0.1", "0.4"}},
   };
   return all;
 }

@@ -4,6 +4,8 @@
 #include <mutex>
 
 #include "filters/smoothing/HoleFillingFilter.h"
+#include "filters/smoothing/SpatialFastFilter.h"
+#include "filters/smoothing/TemporalFilter.h"
 #include "plugin/unbuilt_filter.h"
 
 namespace filter_processor {
@@ -27,13 +29,20 @@ constexpr Entry unbuilt(const char* name) {
 }
 
 constexpr Entry entries[] = {
-    unbuilt("DisparityTransform"),       entry<HoleFillingFilter>(),
-    unbuilt("NoiseRemovalFilter"),       unbuilt("SpatialAdvancedFilter"),
-    unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
-    unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
-    unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
-    unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
-    unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
+    unbuilt("DisparityTransform"),
+    entry<HoleFillingFilter>(),
+    unbuilt("NoiseRemovalFilter"),
+    unbuilt("SpatialAdvancedFilter"),
+    entry<TemporalFilter>(),
+    unbuilt("DepthResize"),
+    unbuilt("EdgeNoiseRemovalFilter"),
+    unbuilt("HardwareD2DCorrectionFilter"),
+    unbuilt("OpenNIDisparityTransform"),
+    entry<SpatialFastFilter>(),
+    unbuilt("SpatialModerateFilter"),
+    unbuilt("FalsePositiveFilter"),
+    unbuilt("LutNoiseRemovalFilter"),
+    unbuilt("MgcNoiseRemovalFilter"),
 };
 
 std::mutex registry_mutex;

@@ -1,0 +1,351 @@
+#include "filters/smoothing/spatial_fast_kernels.h"
+
+#include "simd/lanes.h"
+
+namespace filter_processor {
+namespace {
+
+using Pixel = std::uint16_t;
+using simd::Lanes;
+
+// Medians are found among pixels less 32768: SSE2 has the minimum and maximum of signed 16-bit
+// lanes only.
+using Ordered = std::int16_t;
+
+template <typename V>
+[[gnu::always_inline]] inline V order_flipped(V lanes) {
+  return lanes ^ simd::broadcast<V>(Ordered{-32768});
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V load_pixels(const Pixel* from) {
+  return order_flipped(simd::load<V>(from));
+}
+
+template <typename V>
+[[gnu::always_inline]] inline void store_pixels(Pixel* to, V lanes) {
+  simd::store(to, order_flipped(lanes));
+}
+
+struct Image {
+  const Pixel* input;
+  Pixel* output;
+  std::size_t width, height;
+
+  /// Row `y` of the input, or the row of the image that is nearest to it.
+  const Pixel* input_row(std::ptrdiff_t y) const {
+    const auto last = static_cast<std::ptrdiff_t>(height) - 1;
+    const std::ptrdiff_t nearest = simd::max(std::ptrdiff_t{0}, simd::min(y, last));
+    return input + static_cast<std::size_t>(nearest) * width;
+  }
+};
+
+template <typename V>
+[[gnu::always_inline]] inline void sort(V& a, V& b) {
+  const V smaller = simd::min(a, b);
+  b = simd::max(a, b);
+  a = smaller;
+}
+
+template <typename V>
+[[gnu::always_inline]] inline void sort(V (&v)[2]) {
+  sort(v[0], v[1]);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline void sort(V (&v)[3]) {
+  sort(v[0], v[1]);
+  sort(v[1], v[2]);
+  sort(v[0], v[1]);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline void sort(V (&v)[4]) {
+  sort(v[0], v[1]);
+  sort(v[2], v[3]);
+  sort(v[0], v[2]);
+  sort(v[1], v[3]);
+  sort(v[1], v[2]);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline void sort(V (&v)[5]) {
+  sort(v[0], v[1]);
+  sort(v[3], v[4]);
+  sort(v[2], v[4]);
+  sort(v[2], v[3]);
+  sort(v[0], v[3]);
+  sort(v[0], v[2]);
+  sort(v[1], v[4]);
+  sort(v[1], v[3]);
+  sort(v[1], v[2]);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V median(V a, V b, V c) {
+  return simd::max(simd::min(a, b), simd::min(simd::max(a, b), c));
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V median(const V (&v)[3]) {
+  return median(v[0], v[1], v[2]);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V median(const V (&v)[5]) {
+  const V low = simd::max(simd::min(v[0], v[1]), simd::min(v[2], v[3]));
+  const V high = simd::min(simd::max(v[0], v[1]), simd::max(v[2], v[3]));
+  return median(low, v[4], high);
+}
+
+/// Element `Rank` of the sorted sequence of `sorted` and `value`.
+template <std::size_t Rank, std::size_t Count, typename V>
+[[gnu::always_inline]] inline V rank_with(const V (&sorted)[Count], V value) {
+  if constexpr (Rank == 0)
+    return simd::min(sorted[0], value);
+  else if constexpr (Rank == Count)
+    return simd::max(sorted[Count - 1], value);
+  else
+    return simd::max(sorted[Rank - 1], simd::min(sorted[Rank], value));
+}
+
+// The windows of one column share their rows, so each row's pixels are sorted once. Sort the rows
+// of a window, then its columns: the matrix is then sorted both ways, and what lies far from its
+// antidiagonal, with too many smaller or too many larger pixels around, cannot be the median. Of
+// 3 x 3 only the antidiagonal is left; of 5 x 5 it and the two diagonals beside it, of which only
+// the largest pixel of the one before and the smallest of the one behind still matter.
+// Windows of two output rows share all but one of their rows each, hence also most of the column
+// sort.
+
+template <std::size_t Radius>
+constexpr std::size_t side = 2 * Radius + 1;
+
+/// Rows that the windows of two output rows cover.
+template <std::size_t Radius>
+constexpr std::size_t window_rows = side<Radius> + 1;
+
+/// What is left of one window, column by column of the sorted matrix.
+template <std::size_t Radius, typename V>
+struct Diagonals {
+  V before{}, behind{}; ///< of 5 x 5 only
+  V middle[side<Radius>];
+
+  /// `shared` is the column's sorted part, `own` its remaining pixel.
+  template <std::size_t Column>
+  [[gnu::always_inline]] void add(const V (&shared)[2 * Radius], V own) {
+    constexpr std::size_t row = 2 * Radius - Column;
+    middle[Column] = rank_with<row>(shared, own);
+    if constexpr (Radius == 2 && row > 0) {
+      const V pixel = rank_with<row - 1>(shared, own);
+      before = Column == 0 ? pixel : simd::max(before, pixel);
+    }
+    if constexpr (Radius == 2 && Column > 0) {
+      const V pixel = rank_with<row + 1>(shared, own);
+      behind = Column == 1 ? pixel : simd::min(behind, pixel);
+    }
+  }
+
+  [[gnu::always_inline]] V window_median() const {
+    if constexpr (Radius == 2)
+      return median(before, median(middle), behind);
+    else
+      return median(middle);
+  }
+};
+
+/// Pixels of a row that are worked on at once: few enough for the first-level cache to hold their
+/// sorted windows.
+constexpr std::size_t strip_width = 256;
+
+/// The sorted row windows around each pixel of a strip: all smallest pixels, then all second, ...
+template <std::size_t Radius>
+struct SortedRow {
+  alignas(64) Ordered ranks[side<Radius>][strip_width];
+};
+
+/// Calls `step(x)` for each vector of a strip. The last one ends with the strip and may overlap the
+/// one before it: results are never read again.
+template <typename V, typename Step>
+[[gnu::always_inline]] inline void for_each_vector(std::size_t count, Step step) {
+  for (std::size_t x = 0; x < count; x += simd::lane_count<V>)
+    step(simd::min(x, count - simd::lane_count<V>));
+}
+
+template <std::size_t Radius, typename V>
+void sort_row(const Pixel* pixels, std::size_t count, SortedRow<Radius>& sorted) {
+  for_each_vector<V>(
+      count, [&](std::size_t x) __attribute__((always_inline)) {
+        V window[side<Radius>];
+        for (std::size_t i = 0; i < side<Radius>; ++i)
+          window[i] = load_pixels<V>(pixels + x + i - Radius);
+        sort(window);
+        for (std::size_t i = 0; i < side<Radius>; ++i)
+          simd::store(sorted.ranks[i] + x, window[i]);
+      });
+}
+
+/// The sorted rows of the windows of two output rows, from top to bottom.
+template <std::size_t Radius>
+using WindowRows = const SortedRow<Radius> * [window_rows<Radius>];
+
+template <std::size_t Radius, std::size_t Column, typename V>
+[[gnu::always_inline]] inline void add_columns(const WindowRows<Radius>& rows, std::size_t x,
+                                               Diagonals<Radius, V>& upper,
+                                               Diagonals<Radius, V>& lower) {
+  constexpr std::size_t shared_rows = 2 * Radius;
+  V shared[shared_rows];
+  for (std::size_t i = 0; i < shared_rows; ++i)
+    shared[i] = simd::load<V>(rows[i + 1]->ranks[Column] + x);
+  sort(shared);
+  upper.template add<Column>(shared, simd::load<V>(rows[0]->ranks[Column] + x));
+  lower.template add<Column>(shared, simd::load<V>(rows[shared_rows + 1]->ranks[Column] + x));
+  if constexpr (Column < 2 * Radius)
+    add_columns<Radius, Column + 1>(rows, x, upper, lower);
+}
+
+/// Two rows of medians, or only the upper one where `lower` is null.
+template <std::size_t Radius, typename V>
+void combine_rows(const WindowRows<Radius>& rows, std::size_t count, Pixel* upper, Pixel* lower) {
+  for_each_vector<V>(
+      count, [&](std::size_t x) __attribute__((always_inline)) {
+        Diagonals<Radius, V> upper_window, lower_window;
+        add_columns<Radius, 0>(rows, x, upper_window, lower_window);
+        store_pixels(upper + x, upper_window.window_median());
+        if (lower != nullptr)
+          store_pixels(lower + x, lower_window.window_median());
+      });
+}
+
+/// Filters `count` columns from `first` on, at most a strip and at least a vector of them.
+template <std::size_t Radius, typename V>
+void filter_strip(const Image& image, std::size_t first, std::size_t count) {
+  constexpr std::size_t slots = window_rows<Radius>;
+  SortedRow<Radius> ring[slots];
+  // Rows are numbered from the topmost row of the first window.
+  const auto sort_into_slot = [&](std::size_t row) {
+    const auto y = static_cast<std::ptrdiff_t>(row) - std::ptrdiff_t{Radius};
+    sort_row<Radius, V>(image.input_row(y) + first, count, ring[row % slots]);
+  };
+  for (std::size_t row = 0; row < slots - 2; ++row)
+    sort_into_slot(row);
+  for (std::size_t y = 0; y < image.height; y += 2) {
+    sort_into_slot(y + slots - 2);
+    sort_into_slot(y + slots - 1);
+    WindowRows<Radius> rows;
+    for (std::size_t i = 0; i < slots; ++i)
+      rows[i] = &ring[(y + i) % slots];
+    Pixel* upper = image.output + y * image.width + first;
+    combine_rows<Radius, V>(rows, count, upper,
+                            y + 1 < image.height ? upper + image.width : nullptr);
+  }
+}
+
+/// Filters `count` columns from `first` on with vectors of `Bytes` or, where they are too few for
+/// one, with shorter ones.
+template <std::size_t Radius, std::size_t Bytes>
+void filter_columns(const Image& image, std::size_t first, std::size_t count) {
+  using V = Lanes<Ordered, Bytes>;
+  constexpr std::size_t step = simd::lane_count<V>;
+  if (count >= step) {
+    for (std::size_t x = 0; x < count; x += strip_width) {
+      const std::size_t start = simd::min(x, count - step);
+      filter_strip<Radius, V>(image, first + start, simd::min(strip_width, count - start));
+    }
+  } else if constexpr (step > 1) {
+    filter_columns<Radius, (Bytes > 16 ? 16 : sizeof(Ordered))>(image, first, count);
+  }
+}
+
+/// The median of an odd number of values, without their order: of any half of them and two more,
+/// neither the smallest nor the largest is the median, so these two give way to the next value.
+template <typename V, std::size_t Count>
+[[gnu::always_inline]] inline V median_by_elimination(V (&values)[Count]) {
+  constexpr std::size_t last = Count / 2 + 1;
+  for (std::size_t first = 0;; ++first) {
+    for (std::size_t i = first; i < last; ++i)
+      sort(values[i], values[i + 1]);
+    for (std::size_t i = last - 1; i > first; --i)
+      sort(values[i - 1], values[i]);
+    if (first + 2 == last)
+      return values[first + 1];
+    values[last] = values[last + 1 + first];
+  }
+}
+
+/// Rows whose border pixels are worked on at once, as lanes of vectors.
+constexpr std::size_t border_rows = 64;
+
+/// Three columns of the image, turned into rows: pixel i is that of row i - 2 of the tile.
+using BorderColumns = Ordered[3][border_rows + 4];
+
+/// Medians of nine: `column` without exception and `next` without its lowest row.
+template <typename V>
+[[gnu::always_inline]] inline V median_of_9(const Ordered* column, const Ordered* next) {
+  V values[9];
+  for (std::size_t i = 0; i < 9; ++i)
+    values[i] = simd::load<V>(i < 5 ? column + i : next + (i - 5));
+  return median_by_elimination(values);
+}
+
+template <typename V>
+[[gnu::always_inline]] inline V median_of_15(const BorderColumns& columns, std::size_t row) {
+  V values[15];
+  for (std::size_t i = 0; i < 15; ++i)
+    values[i] = simd::load<V>(columns[i / 5] + row + i % 5);
+  return median_by_elimination(values);
+}
+
+/// Filters the columns `x` and `x` + 1 at one side of the image: the first with medians of nine,
+/// the second with medians of the three columns from `window` on, which hold both.
+void filter_border(const Image& image, std::size_t x, std::size_t window) {
+  using V = Lanes<Ordered>;
+  for (std::size_t y = 0; y < image.height; y += border_rows) {
+    BorderColumns columns;
+    for (std::size_t i = 0; i < border_rows + 4; ++i) {
+      const Pixel* row = image.input_row(static_cast<std::ptrdiff_t>(y + i) - 2) + window;
+      for (std::size_t column = 0; column < 3; ++column)
+        columns[column][i] = static_cast<Ordered>(row[column] ^ 0x8000);
+    }
+    Pixel medians[2][border_rows];
+    for (std::size_t i = 0; i < border_rows; i += simd::lane_count<V>) {
+      const Ordered* column = columns[x - window] + i;
+      store_pixels(medians[0] + i, median_of_9<V>(column, columns[x - window + 1] + i));
+      store_pixels(medians[1] + i, median_of_15<V>(columns, i));
+    }
+    const std::size_t rows = simd::min(border_rows, image.height - y);
+    for (std::size_t i = 0; i < rows; ++i) {
+      image.output[(y + i) * image.width + x] = medians[0][i];
+      image.output[(y + i) * image.width + x + 1] = medians[1][i];
+    }
+  }
+}
+
+constexpr std::size_t group_size = 8;
+
+void filter_3x3(const Pixel* input, Pixel* output, std::uint32_t width, std::uint32_t height) {
+  const std::size_t groups = width / group_size;
+  if (height > 0 && groups > 1)
+    filter_columns<1, simd::vector_bytes>({input, output, width, height}, 4,
+                                          (groups - 1) * group_size);
+}
+
+void filter_5x5(const Pixel* input, Pixel* output, std::uint32_t width, std::uint32_t height) {
+  if (height == 0 || width < 3)
+    return;
+  const Image image{input, output, width, height};
+  filter_border(image, 0, 0);
+  const std::size_t grouped = width / group_size * group_size;
+  if (grouped > 0) // the last group may reach into the border
+    filter_columns<2, simd::vector_bytes>(image, 2, simd::min(grouped, image.width - 4));
+  filter_border(image, image.width - 2, image.width - 3);
+}
+
+} // namespace
+
+template <>
+const SpatialFastKernels& SpatialFastKernels::at<simd::this_level>() {
+  static constexpr SpatialFastKernels table{filter_3x3, filter_5x5};
+  return table;
+}
+
+} // namespace filter_processor
