@@ -1,5 +1,7 @@
 #include "filters/smoothing/spatial_fast_kernels.h"
 
+#include <type_traits>
+
 #include "simd/lanes.h"
 
 namespace filter_processor {
@@ -8,23 +10,26 @@ namespace {
 using Pixel = std::uint16_t;
 using simd::Lanes;
 
-// Medians are found among pixels less 32768: SSE2 has the minimum and maximum of signed 16-bit
-// lanes only.
-using Ordered = std::int16_t;
+// SSE2 has the minimum and maximum of signed 16-bit lanes only: there medians are found among
+// pixels less 32768, which have the same order.
+constexpr bool order_is_signed = simd::this_level == simd::Level::baseline;
+using Ordered = std::conditional_t<order_is_signed, std::int16_t, std::uint16_t>;
 
+/// Turns pixels into what is ordered and back.
 template <typename V>
-[[gnu::always_inline]] inline V order_flipped(V lanes) {
-  return lanes ^ simd::broadcast<V>(Ordered{-32768});
+[[gnu::always_inline]] inline V order_changed(V lanes) {
+  constexpr std::uint16_t sign_bit = order_is_signed ? 0x8000 : 0;
+  return lanes ^ simd::broadcast<V>(static_cast<Ordered>(sign_bit));
 }
 
 template <typename V>
 [[gnu::always_inline]] inline V load_pixels(const Pixel* from) {
-  return order_flipped(simd::load<V>(from));
+  return order_changed(simd::load<V>(from));
 }
 
 template <typename V>
 [[gnu::always_inline]] inline void store_pixels(Pixel* to, V lanes) {
-  simd::store(to, order_flipped(lanes));
+  simd::store(to, order_changed(lanes));
 }
 
 struct Image {
@@ -32,12 +37,15 @@ struct Image {
   Pixel* output;
   std::size_t width, height;
 
-  /// Row `y` of the input, or the row of the image that is nearest to it.
+  /// Row `y` of the input, or the one that is nearest to it.
   const Pixel* input_row(std::ptrdiff_t y) const {
     const auto last = static_cast<std::ptrdiff_t>(height) - 1;
     const std::ptrdiff_t nearest = simd::max(std::ptrdiff_t{0}, simd::min(y, last));
     return input + static_cast<std::size_t>(nearest) * width;
   }
+
+  /// Row `y` of the output, or its last one.
+  Pixel* output_row(std::size_t y) const { return output + simd::min(y, height - 1) * width; }
 };
 
 template <typename V>
@@ -120,10 +128,6 @@ template <std::size_t Rank, std::size_t Count, typename V>
 template <std::size_t Radius>
 constexpr std::size_t side = 2 * Radius + 1;
 
-/// Rows that the windows of two output rows cover.
-template <std::size_t Radius>
-constexpr std::size_t window_rows = side<Radius> + 1;
-
 /// What is left of one window, column by column of the sorted matrix.
 template <std::size_t Radius, typename V>
 struct Diagonals {
@@ -153,90 +157,137 @@ struct Diagonals {
   }
 };
 
-/// Pixels of a row that are worked on at once: few enough for the first-level cache to hold their
-/// sorted windows.
-constexpr std::size_t strip_width = 256;
-
-/// The sorted row windows around each pixel of a strip: all smallest pixels, then all second, ...
-template <std::size_t Radius>
-struct SortedRow {
-  alignas(64) Ordered ranks[side<Radius>][strip_width];
-};
-
-/// Calls `step(x)` for each vector of a strip. The last one ends with the strip and may overlap the
-/// one before it: results are never read again.
-template <typename V, typename Step>
-[[gnu::always_inline]] inline void for_each_vector(std::size_t count, Step step) {
-  for (std::size_t x = 0; x < count; x += simd::lane_count<V>)
-    step(simd::min(x, count - simd::lane_count<V>));
-}
-
-template <std::size_t Radius, typename V>
-void sort_row(const Pixel* pixels, std::size_t count, SortedRow<Radius>& sorted) {
-  for_each_vector<V>(
-      count, [&](std::size_t x) __attribute__((always_inline)) {
-        V window[side<Radius>];
-        for (std::size_t i = 0; i < side<Radius>; ++i)
-          window[i] = load_pixels<V>(pixels + x + i - Radius);
-        sort(window);
-        for (std::size_t i = 0; i < side<Radius>; ++i)
-          simd::store(sorted.ranks[i] + x, window[i]);
-      });
-}
-
-/// The sorted rows of the windows of two output rows, from top to bottom.
-template <std::size_t Radius>
-using WindowRows = const SortedRow<Radius> * [window_rows<Radius>];
-
-template <std::size_t Radius, std::size_t Column, typename V>
-[[gnu::always_inline]] inline void add_columns(const WindowRows<Radius>& rows, std::size_t x,
-                                               Diagonals<Radius, V>& upper,
+/// `sorted(row, column)` is an element of the sorted windows of the rows, from top to bottom, that
+/// the windows of two output rows cover.
+template <std::size_t Radius, std::size_t Column, typename V, typename Sorted>
+[[gnu::always_inline]] inline void add_columns(Sorted sorted, Diagonals<Radius, V>& upper,
                                                Diagonals<Radius, V>& lower) {
   constexpr std::size_t shared_rows = 2 * Radius;
   V shared[shared_rows];
   for (std::size_t i = 0; i < shared_rows; ++i)
-    shared[i] = simd::load<V>(rows[i + 1]->ranks[Column] + x);
+    shared[i] = sorted(i + 1, Column);
   sort(shared);
-  upper.template add<Column>(shared, simd::load<V>(rows[0]->ranks[Column] + x));
-  lower.template add<Column>(shared, simd::load<V>(rows[shared_rows + 1]->ranks[Column] + x));
+  upper.template add<Column>(shared, sorted(0, Column));
+  lower.template add<Column>(shared, sorted(shared_rows + 1, Column));
   if constexpr (Column < 2 * Radius)
-    add_columns<Radius, Column + 1>(rows, x, upper, lower);
+    add_columns<Radius, Column + 1>(sorted, upper, lower);
 }
 
-/// Two rows of medians, or only the upper one where `lower` is null.
+/// Stores the medians of two output rows. Below the image both are its last row: the lower one
+/// comes first, so that the last row's own median stays.
+template <std::size_t Radius, typename V, typename Sorted>
+[[gnu::always_inline]] inline void store_medians(Sorted sorted, Pixel* upper, Pixel* lower) {
+  Diagonals<Radius, V> upper_window, lower_window;
+  add_columns<Radius, 0>(sorted, upper_window, lower_window);
+  store_pixels(lower, lower_window.window_median());
+  store_pixels(upper, upper_window.window_median());
+}
+
+/// Loads and sorts the row windows around the pixels from `pixels` on.
 template <std::size_t Radius, typename V>
-void combine_rows(const WindowRows<Radius>& rows, std::size_t count, Pixel* upper, Pixel* lower) {
+[[gnu::always_inline]] inline void load_sorted(const Pixel* pixels, V (&window)[side<Radius>]) {
+  for (std::size_t i = 0; i < side<Radius>; ++i)
+    window[i] = load_pixels<V>(pixels + i - Radius);
+  sort(window);
+}
+
+/// Calls `step(x)` for each vector of `count` columns. The last one ends with them and may overlap
+/// the one before it: results are never read again.
+template <typename V, typename Step>
+[[gnu::always_inline]] inline void for_each_vector(std::size_t count, Step step) {
+  const std::size_t last = count - simd::lane_count<V>;
+  for (std::size_t x = 0; x < last; x += simd::lane_count<V>)
+    step(x);
+  step(last);
+}
+
+// Row windows of three are cheap to sort: within four output rows they stay in registers, and what
+// the next four need again is sorted again.
+template <typename V>
+void filter_columns_3x3(const Image& image, std::size_t first, std::size_t count) {
+  for (std::size_t y = 0; y < image.height; y += 4) {
+    const Pixel* input[6];
+    for (std::size_t i = 0; i < 6; ++i)
+      input[i] = image.input_row(static_cast<std::ptrdiff_t>(y + i) - 1) + first;
+    Pixel* output[4];
+    for (std::size_t i = 0; i < 4; ++i)
+      output[i] = image.output_row(y + i) + first;
+    for_each_vector<V>(
+        count, [&](std::size_t x) __attribute__((always_inline)) {
+          V window[6][3];
+          load_sorted<1>(input[2] + x, window[2]);
+          load_sorted<1>(input[3] + x, window[3]);
+          load_sorted<1>(input[4] + x, window[4]);
+          load_sorted<1>(input[5] + x, window[5]);
+          store_medians<1, V>(
+              [&](std::size_t row, std::size_t column) { return window[row + 2][column]; },
+              output[2] + x, output[3] + x);
+          load_sorted<1>(input[0] + x, window[0]);
+          load_sorted<1>(input[1] + x, window[1]);
+          store_medians<1, V>(
+              [&](std::size_t row, std::size_t column) { return window[row][column]; },
+              output[0] + x, output[1] + x);
+        });
+  }
+}
+
+/// Pixels of a row that are worked on at once: few enough for the first-level cache to hold their
+/// sorted windows.
+constexpr std::size_t strip_width = 256;
+
+/// The sorted row windows of five around each pixel of a strip: all smallest pixels, then all
+/// second, and so on.
+struct SortedRow {
+  alignas(64) Ordered ranks[5][strip_width];
+};
+
+template <typename V>
+void sort_row(const Pixel* pixels, std::size_t count, SortedRow& sorted) {
   for_each_vector<V>(
       count, [&](std::size_t x) __attribute__((always_inline)) {
-        Diagonals<Radius, V> upper_window, lower_window;
-        add_columns<Radius, 0>(rows, x, upper_window, lower_window);
-        store_pixels(upper + x, upper_window.window_median());
-        if (lower != nullptr)
-          store_pixels(lower + x, lower_window.window_median());
+        V window[5];
+        load_sorted<2>(pixels + x, window);
+        for (std::size_t i = 0; i < 5; ++i)
+          simd::store(sorted.ranks[i] + x, window[i]);
       });
 }
 
-/// Filters `count` columns from `first` on, at most a strip and at least a vector of them.
-template <std::size_t Radius, typename V>
-void filter_strip(const Image& image, std::size_t first, std::size_t count) {
-  constexpr std::size_t slots = window_rows<Radius>;
-  SortedRow<Radius> ring[slots];
-  // Rows are numbered from the topmost row of the first window.
-  const auto sort_into_slot = [&](std::size_t row) {
-    const auto y = static_cast<std::ptrdiff_t>(row) - std::ptrdiff_t{Radius};
-    sort_row<Radius, V>(image.input_row(y) + first, count, ring[row % slots]);
+/// Filters `count` columns from `first` on, at most a strip and at least a vector of them. Each
+/// row's windows are sorted once and kept for the six rows that two output rows need.
+template <typename V>
+void filter_strip_5x5(const Image& image, std::size_t first, std::size_t count) {
+  SortedRow ring[6];
+  // Rows are numbered from the topmost one of the first window.
+  const auto sort_into_ring = [&](std::size_t row) {
+    const auto y = static_cast<std::ptrdiff_t>(row) - 2;
+    sort_row<V>(image.input_row(y) + first, count, ring[row % 6]);
   };
-  for (std::size_t row = 0; row < slots - 2; ++row)
-    sort_into_slot(row);
+  for (std::size_t row = 0; row < 4; ++row)
+    sort_into_ring(row);
   for (std::size_t y = 0; y < image.height; y += 2) {
-    sort_into_slot(y + slots - 2);
-    sort_into_slot(y + slots - 1);
-    WindowRows<Radius> rows;
-    for (std::size_t i = 0; i < slots; ++i)
-      rows[i] = &ring[(y + i) % slots];
-    Pixel* upper = image.output + y * image.width + first;
-    combine_rows<Radius, V>(rows, count, upper,
-                            y + 1 < image.height ? upper + image.width : nullptr);
+    sort_into_ring(y + 4);
+    sort_into_ring(y + 5);
+    const SortedRow* rows[6];
+    for (std::size_t i = 0; i < 6; ++i)
+      rows[i] = &ring[(y + i) % 6];
+    Pixel* upper = image.output_row(y) + first;
+    Pixel* lower = image.output_row(y + 1) + first;
+    for_each_vector<V>(
+        count, [&](std::size_t x) __attribute__((always_inline)) {
+          store_medians<2, V>(
+              [&](std::size_t row, std::size_t column) {
+                return simd::load<V>(rows[row]->ranks[column] + x);
+              },
+              upper + x, lower + x);
+        });
+  }
+}
+
+template <typename V>
+void filter_columns_5x5(const Image& image, std::size_t first, std::size_t count) {
+  for (std::size_t x = 0; x < count; x += strip_width) {
+    const std::size_t start = simd::min(x, count - simd::lane_count<V>);
+    filter_strip_5x5<V>(image, first + start, simd::min(strip_width, count - start));
   }
 }
 
@@ -247,10 +298,10 @@ void filter_columns(const Image& image, std::size_t first, std::size_t count) {
   using V = Lanes<Ordered, Bytes>;
   constexpr std::size_t step = simd::lane_count<V>;
   if (count >= step) {
-    for (std::size_t x = 0; x < count; x += strip_width) {
-      const std::size_t start = simd::min(x, count - step);
-      filter_strip<Radius, V>(image, first + start, simd::min(strip_width, count - start));
-    }
+    if constexpr (Radius == 1)
+      filter_columns_3x3<V>(image, first, count);
+    else
+      filter_columns_5x5<V>(image, first, count);
   } else if constexpr (step > 1) {
     filter_columns<Radius, (Bytes > 16 ? 16 : sizeof(Ordered))>(image, first, count);
   }
@@ -304,7 +355,7 @@ void filter_border(const Image& image, std::size_t x, std::size_t window) {
     for (std::size_t i = 0; i < border_rows + 4; ++i) {
       const Pixel* row = image.input_row(static_cast<std::ptrdiff_t>(y + i) - 2) + window;
       for (std::size_t column = 0; column < 3; ++column)
-        columns[column][i] = static_cast<Ordered>(row[column] ^ 0x8000);
+        columns[column][i] = load_pixels<Lanes<Ordered, sizeof(Ordered)>>(row + column)[0];
     }
     Pixel medians[2][border_rows];
     for (std::size_t i = 0; i < border_rows; i += simd::lane_count<V>) {
