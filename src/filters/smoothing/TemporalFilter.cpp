@@ -45,26 +45,26 @@ gx_frame* TemporalFilter::filter_process(gx_frame* frame, gx_error** error) {
   if (!call.ok())
     return nullptr;
 
-  simd::kernels<TemporalKernels>().blend(pixels, history.get(), pixel_count, diff_scale, weight);
+  simd::kernels<TemporalKernels>().blend(pixels, history.data(), history.size(), diff_scale,
+                                         weight);
   return call.deliver();
 }
 
 void TemporalFilter::prepare_history(FrameSize size) {
-  if (history != nullptr && width == size.width && height == size.height)
+  if (!history.empty() && width == size.width && height == size.height)
     return;
   discard_history(); // before the new one is made, so that memory never holds both
-  const std::uint64_t count = std::uint64_t{size.width} * size.height;
-  history.reset(new (std::nothrow) std::uint16_t[count]());
-  if (history == nullptr)
+  try {
+    history.resize(std::size_t{size.width} * size.height);
+  } catch (const std::bad_alloc&) {
     throw BadAllocation();
+  }
   width = size.width;
   height = size.height;
-  pixel_count = count;
 }
 
 void TemporalFilter::discard_history() {
-  history.reset();
-  pixel_count = 0;
+  history = std::vector<std::uint16_t>(); // gives its memory back
 }
 
 void TemporalFilter::reset() {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <vector>
 
 #include "plugin/base/i_priv_filter.h"
 #include "plugin/base/processing_frame.h"
@@ -37,10 +37,9 @@ class TemporalFilter final : public IPrivFilter {
   void discard_history();
   void prepare_history(FrameSize size);
 
-  std::uint64_t width = 0;
-  std::uint64_t height = 0;
-  std::uint64_t pixel_count = 0;
-  std::unique_ptr<std::uint16_t[]> history; ///< the previous output, or none
+  std::uint64_t width = 0;            ///< of the history, in pixels
+  std::uint64_t height = 0;           ///< of the history, in pixels
+  std::vector<std::uint16_t> history; ///< the previous output's pixels; empty: none
   float diff_scale = default_diff_scale;
   float weight = default_weight;
 };

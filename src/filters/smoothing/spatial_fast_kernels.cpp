@@ -296,14 +296,14 @@ void filter_columns_5x5(const Image& image, std::size_t first, std::size_t count
 template <std::size_t Radius, std::size_t Bytes>
 void filter_columns(const Image& image, std::size_t first, std::size_t count) {
   using V = Lanes<Ordered, Bytes>;
-  constexpr std::size_t step = simd::lane_count<V>;
-  if (count >= step) {
+  constexpr std::size_t shortest = 4 * sizeof(Ordered); // no kernel filters fewer columns than four
+  if (count >= simd::lane_count<V>) {
     if constexpr (Radius == 1)
       filter_columns_3x3<V>(image, first, count);
     else
       filter_columns_5x5<V>(image, first, count);
-  } else if constexpr (step > 1) {
-    filter_columns<Radius, (Bytes > 16 ? 16 : sizeof(Ordered))>(image, first, count);
+  } else if constexpr (Bytes > shortest) {
+    filter_columns<Radius, (Bytes > 16 ? 16 : shortest)>(image, first, count);
   }
 }
 
