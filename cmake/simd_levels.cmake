@@ -10,6 +10,11 @@ set(simd_flags_baseline "")
 set(simd_flags_avx2 -mavx2 -mbmi -mbmi2 -mpopcnt)
 set(simd_flags_avx512 ${simd_flags_avx2} -mavx512f -mavx512bw -mavx512vl -mavx512dq
     -mprefer-vector-width=512)
+if(WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # The Windows ABI aligns the stack to 16 bytes only and GCC trusts wide spills to be aligned.
+  list(APPEND simd_flags_avx2 -Wa,-muse-unaligned-vector-move)
+  list(APPEND simd_flags_avx512 -Wa,-muse-unaligned-vector-move)
+endif()
 # Bytes of the widest vector register of the level.
 set(simd_bytes_baseline 16)
 set(simd_bytes_avx2 32)

@@ -1,4 +1,5 @@
-/* A host in plain C: makes a small depth frame, fills its holes and prints the pixels before and after.
+/* A host in plain C: makes a small depth frame, fills its holes and prints the pixels before and
+ * after.
  *
  * Frames come from the reference host here; a camera's host makes them from its sensor. */
 

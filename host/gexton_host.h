@@ -1,5 +1,5 @@
-/* gexton_host.h - what only a host does with GextonSDK: make frames, frame sets and stream profiles, count live handles
- * and make host calls fail on purpose.
+/* gexton_host.h - what only a host does with GextonSDK: make frames, frame sets and stream
+ * profiles, count live handles and make host calls fail on purpose.
  *
  * Errors, ownership and threads are as in gexton_sdk.h. Plug-ins never call these functions.
  */
@@ -66,15 +66,16 @@ GEXTON_API void gexton_trim_buffers(void);
 /* ---- faults on purpose ----
  *
  * Every gx_ function with an error slot counts as a call and may be made to fail: it then stores an
- * error with message "injected fault", its own name as function, "gexton" as args and exception type
- * GX_EXCEPTION_TYPE_UNKNOWN, and does nothing else; only the two delete functions give the reference
- * back all the same. The counters are the process's. gexton_ functions never fail this way. */
+ * error with message "injected fault", its own name as function, "gexton" as args and exception
+ * type GX_EXCEPTION_TYPE_UNKNOWN, and does nothing else; only the two delete functions give the
+ * reference back all the same. The counters are the process's. gexton_ functions never fail this
+ * way. */
 
 /* From now on, the n-th call (n = 1 is the next) fails, once; 0 switches this off. */
 GEXTON_API void gexton_fail_nth_call(uint64_t n);
 
-/* From now on, the n-th call of this one function fails, once; 0 fails every call of it. The name is
- * copied (at most 127 characters); null switches this off. */
+/* From now on, the n-th call of this one function fails, once; 0 fails every call of it. The name
+ * is copied (at most 127 characters); null switches this off. */
 GEXTON_API void gexton_fail_function(const char* function, uint64_t n);
 
 /* Switches all faults off and starts the call count at 0. */

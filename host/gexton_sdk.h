@@ -1,14 +1,14 @@
 /* gexton_sdk.h - the plain-function interface of the depth-camera host, GextonSDK.
  *
- * Everything a filter plug-in may ask of its host stands here. A program that plays the host defines
- * these functions itself or links with a library that does; plug-ins leave them undefined.
+ * Everything a filter plug-in may ask of its host stands here. A program that plays the host
+ * defines these functions itself or links with a library that does; plug-ins leave them undefined.
  *
  * Errors: a trailing `gx_error** error` is written only when the call fails, and may be null. A
  * failed call returns null, 0 or false. The caller owns a stored error and gives it back with
  * gx_delete_error.
  *
- * Ownership: handles are reference-counted. "New reference" means that the caller gives it back with
- * the matching delete function; every other handle is borrowed.
+ * Ownership: handles are reference-counted. "New reference" means that the caller gives it back
+ * with the matching delete function; every other handle is borrowed.
  *
  * Threads: every function is [thread-safe] unless it changes an object that another thread uses at
  * the same time; reads of one object from many threads need no locking.
@@ -79,18 +79,18 @@ typedef enum gx_metadata_id {
 /* How a camera's disparity codes become depth; 51 bytes without padding. */
 #pragma pack(push, 1)
 typedef struct D2DParameters {
-  double zpd;             /* reference-plane distance of a single-camera rig, in units of `unit` */
-  double zpps;            /* pixel size at the reference plane */
-  float baseline;         /* distance of the two optical centres, mm */
-  double fx;              /* focal length, pixels */
-  uint8_t bitSize;        /* significant bits of a disparity code */
-  float unit;             /* depth unit factor of the camera */
-  float minDisparity;     /* disparity offset of pack mode 1 */
-  uint8_t packMode;       /* encoding of a disparity code: 1, 2, 3 or 4 */
-  float dispOffset;       /* added to every disparity */
-  int32_t invalidDisp;    /* disparity that marks a pixel without data */
-  int32_t dispIntPlace;   /* integer bits of a disparity code (low byte) */
-  uint8_t isDualCamera;   /* non-zero: stereo rig; zero: structured light with one camera */
+  double zpd;           /* reference-plane distance of a single-camera rig, in units of `unit` */
+  double zpps;          /* pixel size at the reference plane */
+  float baseline;       /* distance of the two optical centres, mm */
+  double fx;            /* focal length, pixels */
+  uint8_t bitSize;      /* significant bits of a disparity code */
+  float unit;           /* depth unit factor of the camera */
+  float minDisparity;   /* disparity offset of pack mode 1 */
+  uint8_t packMode;     /* encoding of a disparity code: 1, 2, 3 or 4 */
+  float dispOffset;     /* added to every disparity */
+  int32_t invalidDisp;  /* disparity that marks a pixel without data */
+  int32_t dispIntPlace; /* integer bits of a disparity code (low byte) */
+  uint8_t isDualCamera; /* non-zero: stereo rig; zero: structured light with one camera */
 } D2DParameters;
 #pragma pack(pop)
 
@@ -133,8 +133,9 @@ GEXTON_API int64_t gx_frame_get_metadata_value(const gx_frame* frame, gx_metadat
 GEXTON_API gx_frame* gx_create_frame(gx_frame_type type, gx_format format, uint32_t data_size,
                                      gx_error** error);
 
-/* A new reference to a frame with the same attributes, size and stream profile, its pixels copied or
- * zero. Of a frame set: with `copy_data` a set with copies of the members, without it an empty set. */
+/* A new reference to a frame with the same attributes, size and stream profile, its pixels copied
+ * or zero. Of a frame set: with `copy_data` a set with copies of the members, without it an empty
+ * set. */
 GEXTON_API gx_frame* gx_create_frame_from_other_frame(const gx_frame* other, bool copy_data,
                                                       gx_error** error);
 
@@ -170,8 +171,9 @@ GEXTON_API void gx_depth_frame_set_value_scale(gx_frame* frame, float scale, gx_
 /* ---- stream profiles ---- */
 
 /* A new reference to an independent copy. */
-GEXTON_API gx_stream_profile* gx_create_stream_profile_from_other_stream_profile(
-    const gx_stream_profile* other, gx_error** error);
+GEXTON_API gx_stream_profile*
+gx_create_stream_profile_from_other_stream_profile(const gx_stream_profile* other,
+                                                   gx_error** error);
 
 /* Gives one reference back. */
 GEXTON_API void gx_delete_stream_profile(gx_stream_profile* profile, gx_error** error);
@@ -186,8 +188,8 @@ GEXTON_API void gx_video_stream_profile_set_width(gx_stream_profile* profile, ui
                                                   gx_error** error);
 GEXTON_API void gx_video_stream_profile_set_height(gx_stream_profile* profile, uint32_t height,
                                                    gx_error** error);
-GEXTON_API gx_camera_intrinsic gx_video_stream_profile_get_intrinsic(
-    const gx_stream_profile* profile, gx_error** error);
+GEXTON_API gx_camera_intrinsic
+gx_video_stream_profile_get_intrinsic(const gx_stream_profile* profile, gx_error** error);
 GEXTON_API void gx_video_stream_profile_set_intrinsic(gx_stream_profile* profile,
                                                       gx_camera_intrinsic intrinsic,
                                                       gx_error** error);

@@ -1,13 +1,13 @@
-/* filter_processor.h - the ten functions that libFilterProcessor exports, and the record through which a host drives one
- * filter instance.
+/* filter_processor.h - the ten functions that libFilterProcessor exports, and the record through
+ * which a host drives one filter instance.
  *
- * A host asks for the filters' number and names, creates an instance by index, configures it, pushes
- * frames through it and destroys it. A new instance holds its class's construction values, which are
- * not always the schema's defaults: call reset or update_config before the first frame.
+ * A host asks for the filters' number and names, creates an instance by index, configures it,
+ * pushes frames through it and destroys it. A new instance holds its class's construction values,
+ * which are not always the schema's defaults: call reset or update_config before the first frame.
  *
- * Errors: a trailing `gx_error** error` may be null; it is written only on failure, whatever it held
- * before is overwritten, and the caller owns the stored error (gx_delete_error). No exception leaves
- * these functions.
+ * Errors: a trailing `gx_error** error` may be null; it is written only on failure, whatever it
+ * held before is overwritten, and the caller owns the stored error (gx_delete_error). No exception
+ * leaves these functions.
  *
  * Threads: [thread-safe] may be called at any time from any thread; [one thread at a time per
  * instance] leaves it to the host to serialise the calls on one instance; [locking classes] is safe
@@ -39,8 +39,9 @@ extern "C" {
 /* One filter instance; opaque, owned by its context record. */
 typedef struct gx_priv_filter gx_priv_filter;
 
-/* What gx_create_filter returns: seven pointer-sized words. Call `destroy` with the record itself and
- * the other functions with `filter`; each equals the exported function of the same meaning below. */
+/* What gx_create_filter returns: seven pointer-sized words. Call `destroy` with the record itself
+ * and the other functions with `filter`; each equals the exported function of the same meaning
+ * below. */
 typedef struct gx_priv_filter_context {
   void (*destroy)(struct gx_priv_filter_context* context);
   gx_priv_filter* filter;
@@ -55,8 +56,8 @@ typedef struct gx_priv_filter_context {
 /* The number of filters, 14; 0 when memory runs out. `error` is never written. [thread-safe] */
 FILTER_PROCESSOR_API uint64_t gx_get_filter_count(gx_error** error);
 
-/* The class name of the filter at `index`, or "UnknownFilter" outside 0 to 13. The text lives as long
- * as the library is loaded. `error` is never written. [thread-safe] */
+/* The class name of the filter at `index`, or "UnknownFilter" outside 0 to 13. The text lives as
+ * long as the library is loaded. `error` is never written. [thread-safe] */
 FILTER_PROCESSOR_API const char* gx_get_filter_name(int32_t index, gx_error** error);
 
 /* The commit that this interface was frozen at. [thread-safe] */
@@ -69,8 +70,8 @@ FILTER_PROCESSOR_API gx_priv_filter_context* gx_create_filter(uint64_t index, gx
 /* Destroys the filter and its record; null does nothing. [one thread at a time per instance] */
 FILTER_PROCESSOR_API void gx_priv_filter_context_destroy(gx_priv_filter_context* context);
 
-/* The filter's parameters, one line each: name, type, min, max, step, default, description. The same
- * pointer on every call, valid as long as the library is loaded; null for a null filter.
+/* The filter's parameters, one line each: name, type, min, max, step, default, description. The
+ * same pointer on every call, valid as long as the library is loaded; null for a null filter.
  * [thread-safe] */
 FILTER_PROCESSOR_API const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter);
 
@@ -87,8 +88,8 @@ FILTER_PROCESSOR_API void gx_priv_filter_set_config_data(gx_priv_filter* filter,
                                                          gx_error** error);
 
 /* Filters one depth frame, or the depth frame of a frame set, and returns a new frame or frame set
- * that the caller owns (gx_delete_frame). The input is neither changed nor deleted. Null on failure,
- * and for a null filter or frame. [one thread at a time per instance] */
+ * that the caller owns (gx_delete_frame). The input is neither changed nor deleted. Null on
+ * failure, and for a null filter or frame. [one thread at a time per instance] */
 FILTER_PROCESSOR_API gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame,
                                                       gx_error** error);
 

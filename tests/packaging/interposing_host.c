@@ -1,5 +1,5 @@
-/* An executable that defines host functions itself and loads the plug-in is the host that the plug-in
- * calls, although the plug-in is linked with the reference host. */
+/* An executable that defines host functions itself and loads the plug-in is the host that the
+ * plug-in calls, although the plug-in is linked with the reference host. */
 
 #include <dlfcn.h>
 #include <stdio.h>
@@ -78,8 +78,8 @@ int main(int argc, char** argv) {
   failures += check(type_queries == 1, "the frame type was asked of this host");
   failures += check(error == &stored, "the error was made by this host");
   failures += check(strcmp(stored.message, "invalid frame type error") == 0, stored.message);
-  failures += check(strcmp(stored.function, "HoleFillingFilter::filter_process") == 0,
-                    stored.function);
+  failures +=
+      check(strcmp(stored.function, "HoleFillingFilter::filter_process") == 0, stored.function);
   failures += check(strcmp(stored.args, "frameType") == 0, stored.args);
   failures += check(stored.type == GX_EXCEPTION_TYPE_INVALID_VALUE, "exception type 4");
   failures += check(deletions == 0, "the input was not given back");

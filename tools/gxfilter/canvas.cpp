@@ -1,6 +1,7 @@
 #include "canvas.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "font.h"
 
@@ -8,7 +9,7 @@ namespace gxfilter {
 namespace {
 
 uint8_t to_sample(double value) {
-  return static_cast<uint8_t>(std::clamp(value, 0.0, 1.0) * 255.0 + 0.5);
+  return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0));
 }
 
 // Value of the polynomial with these coefficients, lowest power first.

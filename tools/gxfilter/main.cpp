@@ -1,4 +1,5 @@
 // gxfilter, the command-line host: loads the filter plug-in and takes depth recordings through it.
+#include <cstdio>
 #include <exception>
 
 #include <CLI/CLI.hpp>
@@ -140,9 +141,10 @@ void add_synth_command(CLI::App& app, SynthOptions& options) {
           },
           "Frame size (640x480)")
       ->type_name("WxH");
-  command->add_option("--frames", options.frames, "Number of frames", true)
+  command->add_option("--frames", options.frames, "Number of frames")
+      ->capture_default_str()
       ->check(CLI::Range(1U, 1'000'000U));
-  command->add_option("--seed", scene.seed, "Seed of everything random", true);
+  command->add_option("--seed", scene.seed, "Seed of everything random")->capture_default_str();
   command
       ->add_option_function<std::string>(
           "--pixel-type",
@@ -151,17 +153,23 @@ void add_synth_command(CLI::App& app, SynthOptions& options) {
           },
           "What pixels hold (depth)")
       ->check(CLI::IsMember({"depth", "disparity"}));
-  command->add_option("--depth-unit", scene.depth_unit, "Millimetres per unit of depth", true)
+  command->add_option("--depth-unit", scene.depth_unit, "Millimetres per unit of depth")
+      ->capture_default_str()
       ->check(CLI::Range(1e-3, 1e3));
-  command->add_option("--baseline", scene.baseline, "Baseline, millimetres", true)
+  command->add_option("--baseline", scene.baseline, "Baseline, millimetres")
+      ->capture_default_str()
       ->check(CLI::Range(1.0, 1000.0));
-  command->add_option("--noise", scene.noise, "Disparity noise, pixels", true)
+  command->add_option("--noise", scene.noise, "Disparity noise, pixels")
+      ->capture_default_str()
       ->check(CLI::Range(0.0, 100.0));
-  command->add_option("--holes", scene.holes, "Patches without data", true)
+  command->add_option("--holes", scene.holes, "Patches without data")
+      ->capture_default_str()
       ->check(CLI::Range(0U, 100'000U));
-  command->add_option("--speckles", scene.speckles, "False patches", true)
+  command->add_option("--speckles", scene.speckles, "False patches")
+      ->capture_default_str()
       ->check(CLI::Range(0U, 100'000U));
-  command->add_option("--bleed", scene.bleed, "Share of borders that smear", true)
+  command->add_option("--bleed", scene.bleed, "Share of borders that smear")
+      ->capture_default_str()
       ->check(CLI::Range(0.0, 1.0));
 }
 

@@ -21,12 +21,12 @@ void Plugin::LibraryCloser::operator()(void* library) const {
 }
 
 std::filesystem::path Plugin::default_path() {
-  const std::filesystem::path name = "libFilterProcessor.so";
+  std::filesystem::path name = "libFilterProcessor.so";
   std::error_code code;
   const auto executable = std::filesystem::read_symlink("/proc/self/exe", code);
   const auto prefix = executable.parent_path().parent_path();
   for (const char* directory : {GXFILTER_LIBRARY_DIRECTORY, "lib", "lib/" GXFILTER_MULTIARCH}) {
-    const auto candidate = prefix / directory / name;
+    auto candidate = prefix / directory / name;
     if (!code && std::filesystem::exists(candidate, code)) {
       return candidate;
     }

@@ -25,6 +25,7 @@ constexpr uint32_t bar_width = 18;
 constexpr uint32_t legend_width = bar_gap + bar_width + 66; // with ticks and their labels
 constexpr uint32_t panel_gap = 24;
 constexpr uint32_t smallest_panel = 320; // smaller frames are drawn with larger pixels
+constexpr uint32_t smallest_cell = 100;  // narrower panels still need room for their names
 constexpr uint32_t text_scale = 2;
 constexpr uint32_t line_height = glyph_height * text_scale;
 
@@ -32,15 +33,18 @@ bool holds_codes(const FrameView& frame) {
   return frame.pixel_type == GX_PIXEL_DISPARITY;
 }
 
-// What one unit of a pixel is on the legend.
+// What one unit of a pixel is on the legend. A scale that no camera can have must not break the
+// picture.
 double legend_scale(const FrameView& frame) {
-  return holds_codes(frame) ? 1.0 : static_cast<double>(frame.value_scale);
+  const auto scale = static_cast<double>(frame.value_scale);
+  return holds_codes(frame) || !std::isfinite(scale) || scale <= 0 ? 1.0 : scale;
 }
 
 // Near is warm for both kinds of pixels: small depths and large disparities.
 Color color_of(double value, ValueRange range, bool codes) {
-  const double position = (value - range.low) / (range.high - range.low);
-  return turbo(codes ? position : 1.0 - position);
+  const double position = std::clamp((value - range.low) / (range.high - range.low), 0.0, 1.0);
+  // The map's darkest ends are left out: they look like missing data.
+  return turbo(0.07 + 0.88 * (codes ? position : 1.0 - position));
 }
 
 // The step of 1, 2 or 5 times a power of ten that cuts the range into about `count` parts.
@@ -57,6 +61,10 @@ uint32_t pixel_zoom(FrameSize size) {
 
 Rectangle panel_at(uint32_t x, uint32_t y, FrameSize size) {
   return {x, y, size.width * pixel_zoom(size), size.height * pixel_zoom(size)};
+}
+
+uint32_t right_end(Rectangle panel) {
+  return panel.x + std::max(panel.width, smallest_cell);
 }
 
 void draw_pixels(Canvas& canvas, Rectangle panel, const FrameView& frame, ValueRange range) {
@@ -90,7 +98,7 @@ void draw_title(Canvas& canvas, Rectangle panel, const std::string& name, const 
 }
 
 void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) {
-  const Rectangle bar{panel.x + panel.width + bar_gap, panel.y, bar_width, panel.height};
+  const Rectangle bar{right_end(panel) + bar_gap, panel.y, bar_width, panel.height};
   const double span = range.high - range.low;
   for (uint32_t y = 0; y < bar.height; ++y) {
     const double value = range.high - span * (y + 0.5) / bar.height;
@@ -170,8 +178,8 @@ RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
   const uint32_t top = margin + title_height - 8;
   const Rectangle left = panel_at(margin, top, before.image.size);
   const uint32_t between = (shared_legend ? 0 : legend_width) + panel_gap;
-  const Rectangle right = panel_at(left.x + left.width + between, top, after.image.size);
-  const FrameSize size{right.x + right.width + legend_width + margin,
+  const Rectangle right = panel_at(right_end(left) + between, top, after.image.size);
+  const FrameSize size{right_end(right) + legend_width + margin,
                        top + std::max(left.height, right.height) + caption_height + margin / 2};
   Canvas canvas(size, background);
   const ValueRange before_range = before_range_.value_or(ValueRange{});

@@ -9,14 +9,14 @@ namespace gxfilter {
 namespace {
 
 uint64_t count_valid(const FrameView& frame) {
-  return static_cast<uint64_t>(
-      std::ranges::count_if(frame.image.pixels, [](uint16_t pixel) { return pixel != 0; }));
+  return frame.image.pixels.size() -
+         static_cast<uint64_t>(std::ranges::count(frame.image.pixels, uint16_t{0}));
 }
 
 uint64_t count_changed(const std::vector<uint16_t>& before, const std::vector<uint16_t>& after) {
   uint64_t changed = 0;
   for (size_t i = 0; i < before.size(); ++i) {
-    changed += before[i] != after[i] ? 1 : 0;
+    changed += before[i] != after[i] ? 1U : 0U;
   }
   return changed;
 }
@@ -61,11 +61,13 @@ std::string format_table(const std::vector<FilterStatistics>& statistics) {
                   "frames", "median ms", "p95 ms", "changed px", "valid before", "valid after");
   for (const FilterStatistics& filter : statistics) {
     const double changed = filter.changed_pixels();
+    const std::string changed_text = filter.frames() == 0 ? "-"
+                                     : changed < 0        ? "new size"
+                                                          : fmt::format("{:.1f}", changed);
     table += fmt::format("{:<{}} {:>7} {:>10.3f} {:>10.3f} {:>12} {:>13.1f} {:>12.1f}\n",
                          filter.filter(), name_width, filter.frames(), filter.quantile(0.5),
-                         filter.quantile(0.95),
-                         changed < 0 ? "new size" : fmt::format("{:.1f}", changed),
-                         filter.valid_before(), filter.valid_after());
+                         filter.quantile(0.95), changed_text, filter.valid_before(),
+                         filter.valid_after());
   }
   return table + "(pixel counts are averages per frame)\n";
 }

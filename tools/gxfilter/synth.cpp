@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 
 namespace gxfilter {
 namespace {
@@ -33,7 +32,7 @@ class Random {
   uint64_t state_;
 };
 
-constexpr double no_hit = std::numeric_limits<double>::infinity();
+constexpr double no_hit = 1e30; // beyond anything in the scene
 
 // Depths in millimetres along the ray (u, v, 1); x points right and y down.
 struct Ray {
@@ -76,7 +75,8 @@ double slanted_board(Ray ray, double centre) {
   const double z = (1500.0 - slope * centre) / (1.0 - slope * ray.u);
   const double x = ray.u * z - centre;
   const double y = ray.v * z;
-  return z > 0 && std::abs(x) < 260 && y > -420 && y < 180 ? z : no_hit;
+  const bool inside = z > 0.0 && std::abs(x) < 260.0 && y > -420.0 && y < 180.0;
+  return inside ? z : no_hit;
 }
 
 double ball(Ray ray, double centre_x) {

@@ -1,0 +1,318 @@
+// End to end: the program's commands, results and exit statuses, with the real plug-in.
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "image_file.h"
+#include "png_image.h"
+
+namespace gxfilter {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+class GxfilterProgram : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "gxfilter_test_XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    directory_ = name;
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  static std::string text_of(const fs::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+  }
+
+  // Runs the program with these shell words in the test's own directory.
+  Outcome run(const std::string& arguments) const {
+    const std::string command = "cd '" + directory_.string() + "' && '" GXFILTER_PROGRAM "' " +
+                                arguments + " >out.txt 2>err.txt";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text_of(directory_ / "out.txt"),
+            text_of(directory_ / "err.txt")};
+  }
+
+  Image picture(const std::string& path) const {
+    auto image = read_image(directory_ / path, std::nullopt);
+    EXPECT_TRUE(image) << path;
+    return image ? *image : Image{};
+  }
+
+  void save(const std::string& path, const Image& image) const {
+    ASSERT_FALSE(write_file(directory_ / path, *encode_png(image)));
+  }
+
+  void save(const std::string& path, const std::string& text) const {
+    std::ofstream(directory_ / path) << text;
+  }
+
+  // The names of the pictures in a directory; empty where there is no such directory.
+  size_t count_files(const std::string& path) const {
+    return fs::exists(directory_ / path)
+               ? static_cast<size_t>(std::distance(fs::directory_iterator(directory_ / path), {}))
+               : 0;
+  }
+
+  fs::path directory_;
+};
+
+TEST_F(GxfilterProgram, ListsAndDescribesFilters) {
+  const Outcome list = run("list");
+  EXPECT_EQ(list.status, 0);
+  EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 14);
+  EXPECT_NE(list.out.find("13  MgcNoiseRemovalFilter"), std::string::npos);
+  const Outcome table = run("describe HoleFillingFilter");
+  EXPECT_EQ(table.status, 0);
+  EXPECT_NE(table.out.find("hole_filling_mode"), std::string::npos);
+  const Outcome json = run("describe HoleFillingFilter --json");
+  EXPECT_NE(json.out.find("\"default\": \"0\""), std::string::npos);
+  EXPECT_EQ(run("describe NoSuchFilter").status, 2);
+}
+
+TEST_F(GxfilterProgram, FillsHolesFromAbove) {
+  ASSERT_EQ(run("synth --out scene --size 120x80 --frames 3 --seed 5").status, 0);
+  const Outcome outcome = run("run scene --filter HoleFillingFilter --out filled --preview");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  EXPECT_EQ(count_files("filled"), 6U);
+  for (const char* name : {"frame_0000.png", "frame_0001.png", "frame_0002.png"}) {
+    Image expected = picture(std::string("scene/") + name);
+    for (size_t i = 120; i < expected.pixels.size(); ++i) {
+      expected.pixels[i] = expected.pixels[i] != 0 ? expected.pixels[i] : expected.pixels[i - 120];
+    }
+    EXPECT_EQ(picture(std::string("filled/") + name), expected) << name;
+  }
+}
+
+TEST_F(GxfilterProgram, RunsChainsInOrder) {
+  ASSERT_EQ(run("synth --out scene --size 320x240 --holes 80 --frames 1").status, 0);
+  save("chain.json", R"([{"filter": "HoleFillingFilter", "params": {"hole_filling_mode": 1}},
+                         {"filter": "HoleFillingFilter"}])");
+  ASSERT_EQ(run("run scene --chain chain.json --out once").status, 0);
+  ASSERT_EQ(run("run scene --filter HoleFillingFilter:hole_filling_mode=1 --out first").status, 0);
+  ASSERT_EQ(run("run --filter HoleFillingFilter first --out second").status, 0);
+  EXPECT_EQ(picture("once/frame_0000.png"), picture("second/frame_0000.png"));
+  EXPECT_NE(picture("once/frame_0000.png"), picture("first/frame_0000.png"));
+}
+
+TEST_F(GxfilterProgram, RefusesBadRequestsBeforeReadingAnyFrame) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 1").status, 0);
+  save("chain.json", R"([{"filter": "HoleFillingFilter", "params": {"mode": 1}}])");
+  const std::pair<const char*, const char*> cases[] = {
+      {"--filter NoSuchFilter", "NoSuchFilter"},
+      {"--filter HoleFillingFilter:mode=1", "hole_filling_mode, integer, 0, 2"},
+      {"--filter HoleFillingFilter:hole_filling_mode=3", "hole_filling_mode, integer, 0, 2"},
+      {"--filter HoleFillingFilter --filter HoleFillingFilter:x", "key=value"},
+      {"--chain chain.json", "hole_filling_mode, integer, 0, 2"},
+      {"--chain missing.json", "missing.json"},
+      {"--filter HoleFillingFilter --no-such-option", "--no-such-option"},
+      {"", "no filter"},
+  };
+  for (const auto& [arguments, message] : cases) {
+    const Outcome outcome = run(std::string("run scene --out results ") + arguments);
+    EXPECT_EQ(outcome.status, 2) << arguments;
+    EXPECT_NE(outcome.err.find(message), std::string::npos) << arguments << ": " << outcome.err;
+    EXPECT_EQ(count_files("results"), 0U) << arguments;
+  }
+}
+
+TEST_F(GxfilterProgram, KeepsWhatCameBeforeABadFrame) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 31").status, 0);
+  const Image good = picture("scene/frame_0030.png");
+  save("scene/frame_0030.png", Image{{48, 64}, good.pixels});
+  const Outcome outcome = run("run scene --filter HoleFillingFilter --out results");
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_NE(outcome.err.find("frame_0030.png"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find("48x64"), std::string::npos) << outcome.err;
+  EXPECT_EQ(count_files("results"), 30U);
+  EXPECT_NE(outcome.out.find("HoleFillingFilter      30"), std::string::npos) << outcome.out;
+}
+
+TEST_F(GxfilterProgram, NamesTheInputThatCannotBeRead) {
+  save("good.png", Image{{8, 2}, std::vector<uint16_t>(16, 700)});
+  save("text.png", "not a picture\n");
+  save("text.txt", "not a picture\n");
+  save("short.bin", std::string("\2\0\0\0\10\0\0\0xx", 10));
+  save("empty.png", "");
+  fs::create_directory(directory_ / "empty");
+  const std::string png = text_of(directory_ / "good.png");
+  save("cut.png", png.substr(0, png.size() - 8));
+  for (const char* input : {"text.png", "text.txt", "short.bin", "empty.png", "cut.png",
+                            "missing.png", "empty", "good.png/x.png"}) {
+    const Outcome outcome =
+        run(std::string("run good.png ") + input + " --filter HoleFillingFilter --out results");
+    EXPECT_EQ(outcome.status, 3) << input;
+    EXPECT_NE(outcome.err.find(input), std::string::npos) << outcome.err;
+    EXPECT_EQ(count_files("results"), input == std::string("empty") ? 0U : 1U) << input;
+    fs::remove_all(directory_ / "results");
+  }
+}
+
+TEST_F(GxfilterProgram, ReadsHeaderlessFramesBesideACameraFile) {
+  fs::create_directory(directory_ / "recording");
+  save("recording/10.raw", std::string(16, '\1'));
+  save("recording/camera.json", R"({"width": 4, "height": 2, "depth_unit": 0.5})");
+  EXPECT_EQ(run("run recording --filter HoleFillingFilter --out results").status, 0);
+  EXPECT_EQ(picture("results/10.png").pixels, std::vector<uint16_t>(8, 0x0101));
+  EXPECT_EQ(run("run recording --size 2x2 --filter HoleFillingFilter --out other").status, 3);
+  save("recording/camera.json", R"({"width": 4, "height": 2, "unit": 0.5})");
+  const Outcome outcome = run("run recording --filter HoleFillingFilter --out other");
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_NE(outcome.err.find("unit"), std::string::npos) << outcome.err;
+}
+
+TEST_F(GxfilterProgram, ReportsAMissingPlugin) {
+  const Outcome outcome = run("list --plugin ./missing.so");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_NE(outcome.err.find("missing.so"), std::string::npos);
+}
+
+constexpr const char* with_probe = " --plugin '" GXFILTER_PROBE_PLUGIN "' ";
+
+// Frames of 16 x 2 pixels, enough for everything that the probe writes.
+class GxfilterWithProbe : public GxfilterProgram {
+ protected:
+  void SetUp() override {
+    GxfilterProgram::SetUp();
+    fs::create_directory(directory_ / "recording");
+    for (const char* name : {"f9.png", "f10.png", "f11.png", "f100.png"}) {
+      save(std::string("recording/") + name, Image{{16, 2}, std::vector<uint16_t>(32, 99)});
+    }
+  }
+
+  Outcome probe(const std::string& arguments) const {
+    fs::remove_all(directory_ / "results");
+    return run("run --out results" + std::string(with_probe) + arguments);
+  }
+
+  std::vector<uint16_t> first_pixels(const std::string& path, size_t count) const {
+    auto pixels = picture(path).pixels;
+    pixels.resize(count);
+    return pixels;
+  }
+};
+
+TEST_F(GxfilterWithProbe, HandsFramesOverInOrderWithTheCamerasFacts) {
+  save("recording/camera.json",
+       R"({"depth_unit": 0.25, "fx": 300, "baseline": 40, "d2d": {"packMode": 3}})");
+  const Outcome outcome = probe("recording --filter ProbeFilter:second=-2 --fx 310 "
+                                "--pixel-type disparity --bit-size 12 --disparity-offset 6");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  // Index, pixel type, bits, scale / 1000, fx, baseline, pack mode, disparity offset, size of the
+  // record, resets, configurations, then the parameters.
+  std::vector<uint16_t> expected{0, 2, 12, 250, 310, 40, 3, 6, 0, 0, 1, 7, 65534};
+  for (const char* name : {"f9.png", "f10.png", "f11.png", "f100.png"}) {
+    EXPECT_EQ(first_pixels(std::string("results/") + name, expected.size()), expected) << name;
+    ++expected[0];
+  }
+  EXPECT_EQ(outcome.out.find("LEAK"), std::string::npos);
+}
+
+TEST_F(GxfilterWithProbe, ConfiguresEachKindOfFilterInItsWay) {
+  ASSERT_EQ(probe("recording --filter ProbeFilter").status, 0);
+  EXPECT_EQ(first_pixels("results/f9.png", 13),
+            (std::vector<uint16_t>{0, 0, 16, 1000, 14, 50, 2, 0, 0, 0, 1, 7, 3}))
+      << "the schema's defaults, and the camera's";
+  ASSERT_EQ(probe("recording --filter SchemalessFilter").status, 0);
+  const auto schemaless = first_pixels("results/f9.png", 12);
+  EXPECT_EQ(schemaless[9], 1) << "resets";
+  EXPECT_EQ(schemaless[10], 0) << "configurations";
+  save("record", std::string(290, 'r'));
+  ASSERT_EQ(probe("recording --filter RecordFilter:@record").status, 0);
+  EXPECT_EQ(first_pixels("results/f9.png", 9)[8], 290);
+  const Outcome refused = probe("recording --filter ProbeFilter:@record");
+  EXPECT_EQ(refused.status, 2);
+  EXPECT_NE(refused.err.find("no record wanted"), std::string::npos) << refused.err;
+  EXPECT_EQ(probe("recording --filter RecordFilter:@missing").status, 2);
+}
+
+TEST_F(GxfilterWithProbe, QuotesOnlyTheRejectedParameter) {
+  const Outcome outcome = probe("recording --filter ProbeFilter:first=1,second=6");
+  EXPECT_EQ(outcome.status, 2);
+  EXPECT_NE(outcome.err.find("second , float,-5, 5, 1, 3, x"), std::string::npos) << outcome.err;
+  EXPECT_EQ(outcome.err.find("first,integer"), std::string::npos) << outcome.err;
+  EXPECT_EQ(count_files("results"), 0U);
+}
+
+TEST_F(GxfilterWithProbe, HintsAtValuesThatFiltersTakeSilently) {
+  const Outcome outcome = probe("recording --filter ProbeFilter:first=101,second=abc");
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_NE(outcome.err.find("101 is outside 0 to 100"), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find("'abc' is not a number"), std::string::npos) << outcome.err;
+}
+
+TEST_F(GxfilterWithProbe, StopsWhereAFilterFails) {
+  const Outcome outcome = probe("recording --filter ProbeFilter --filter FailingFilter");
+  EXPECT_EQ(outcome.status, 4);
+  for (const char* text :
+       {"f11.png", "FailingFilter", "probe message", "probe::process", "probe args"}) {
+    EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
+  }
+  EXPECT_EQ(count_files("results"), 2U);
+  EXPECT_EQ(outcome.out.find("LEAK"), std::string::npos);
+  const Outcome silent = probe("recording --filter SilentFilter");
+  EXPECT_EQ(silent.status, 4);
+  EXPECT_EQ(count_files("results"), 0U);
+}
+
+TEST_F(GxfilterWithProbe, RefusesCodesBeyondTheCamerasBits) {
+  save("recording/f11.png", Image{{16, 2}, std::vector<uint16_t>(32, 4096)});
+  const std::string arguments = "recording --filter ProbeFilter --bit-size 12 --pixel-type ";
+  EXPECT_EQ(probe(arguments + "depth").status, 0);
+  const Outcome outcome = probe(arguments + "disparity");
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_NE(outcome.err.find("f11.png"), std::string::npos) << outcome.err;
+  EXPECT_EQ(count_files("results"), 2U);
+}
+
+TEST_F(GxfilterWithProbe, ChoosesTheRecordingInADirectory) {
+  save("recording/notes.txt", "taken on a rainy day\n");
+  const Outcome noted = probe("recording --filter ProbeFilter");
+  EXPECT_EQ(noted.status, 0);
+  EXPECT_NE(noted.err.find("notes.txt"), std::string::npos) << noted.err;
+  save("recording/f9.bin", std::string("\1\0\0\0\20\0\0\0", 8) + std::string(32, 'x'));
+  const Outcome mixed = probe("recording --filter ProbeFilter");
+  EXPECT_EQ(mixed.status, 2);
+  EXPECT_NE(mixed.err.find("--match"), std::string::npos) << mixed.err;
+  EXPECT_EQ(probe("recording --match '*.bin' --filter ProbeFilter").status, 0);
+  EXPECT_EQ(count_files("results"), 1U);
+  EXPECT_EQ(run("run --out recording recording --match '*.png' --filter ProbeFilter" +
+                std::string(with_probe))
+                .status,
+            2)
+      << "results must not replace the recording";
+  EXPECT_EQ(probe("recording/f9.bin recording/f9.png --filter ProbeFilter").status, 2)
+      << "two frames with one result";
+}
+
+TEST_F(GxfilterWithProbe, CountsInTheClosingTable) {
+  const Outcome outcome = probe("recording --filter ProbeFilter");
+  // Of 32 valid pixels 13 are overwritten, four of them with 0; from the second frame on the index
+  // is no 0 any more.
+  EXPECT_NE(outcome.out.find("averages per frame"), std::string::npos);
+  std::istringstream row(outcome.out.substr(outcome.out.find("ProbeFilter")));
+  std::string name;
+  double frames = 0, median = 0, p95 = 0, changed = 0, before = 0, after = 0;
+  row >> name >> frames >> median >> p95 >> changed >> before >> after;
+  EXPECT_EQ(frames, 4);
+  EXPECT_LE(median, p95);
+  EXPECT_NEAR(changed, 13, 0.05);
+  EXPECT_NEAR(before, 32, 0.05);
+  EXPECT_NEAR(after, 32 - 4 - 0.25, 0.06);
+  EXPECT_EQ(outcome.out.find('\r'), std::string::npos) << "no progress bar outside terminals";
+}
+
+} // namespace
+} // namespace gxfilter

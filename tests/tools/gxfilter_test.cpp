@@ -1,0 +1,384 @@
+// The parts of the command-line host that need no plug-in: schema texts, readers, camera facts, the
+// generated scene, filter requests and the order of recordings.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "camera.h"
+#include "filter_chain.h"
+#include "image_file.h"
+#include "pgm_image.h"
+#include "png_image.h"
+#include "preview.h"
+#include "raw_image.h"
+#include "recording.h"
+#include "schema.h"
+#include "statistics.h"
+#include "synth.h"
+
+namespace gxfilter {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes bytes_of(std::string_view text) {
+  return {text.begin(), text.end()};
+}
+
+Image sample_image() {
+  return {{3, 2}, {0, 1, 256, 0x1234, 0xfffe, 65535}};
+}
+
+Bytes with_pixels(Bytes header, const Image& image, bool big_endian) {
+  for (const uint16_t pixel : image.pixels) {
+    const auto low = static_cast<uint8_t>(pixel & 0xff);
+    const auto high = static_cast<uint8_t>(pixel >> 8);
+    header.push_back(big_endian ? high : low);
+    header.push_back(big_endian ? low : high);
+  }
+  return header;
+}
+
+// A well-formed file of each format with the same picture in it, and its reader.
+struct Format {
+  const char* name;
+  Bytes file;
+  std::function<Result<Image>(std::span<const uint8_t>)> decode;
+};
+
+std::vector<Format> formats() {
+  const Image image = sample_image();
+  return {
+      {"png", *encode_png(image), decode_png},
+      {"pgm", with_pixels(bytes_of("P5\n# a comment\n3 2 65535\n"), image, true), decode_pgm},
+      {"bin", with_pixels({2, 0, 0, 0, 3, 0, 0, 0}, image, false), decode_bin},
+      {"raw", with_pixels({}, image, false),
+       [](std::span<const uint8_t> bytes) {
+         return decode_raw(bytes, {3, 2});
+       }},
+  };
+}
+
+TEST(Readers, ReadTheSamePixelsFromEveryFormat) {
+  for (const Format& format : formats()) {
+    const auto image = format.decode(format.file);
+    ASSERT_TRUE(image) << format.name << ": " << image.error().message;
+    EXPECT_EQ(*image, sample_image()) << format.name;
+  }
+}
+
+TEST(Readers, RefuseEveryTruncation) {
+  for (const Format& format : formats()) {
+    for (size_t length = 0; length < format.file.size(); ++length) {
+      const auto image = format.decode(std::span(format.file).first(length));
+      ASSERT_FALSE(image) << format.name << " of " << length << " bytes";
+      EXPECT_EQ(image.error().status, ExitStatus::input);
+      EXPECT_FALSE(image.error().message.empty());
+    }
+  }
+}
+
+TEST(Readers, RefuseBytesAfterThePixels) {
+  for (Format& format : formats()) {
+    if (format.name == std::string("png")) {
+      continue; // its end is marked, what follows is not part of it
+    }
+    format.file.push_back(0);
+    EXPECT_FALSE(format.decode(format.file)) << format.name;
+  }
+}
+
+TEST(Readers, SurviveEveryDamagedByte) {
+  for (const Format& format : formats()) {
+    for (size_t i = 0; i < format.file.size(); ++i) {
+      for (const int mask : {0x01, 0x80, 0xff}) {
+        Bytes damaged = format.file;
+        damaged[i] = static_cast<uint8_t>(damaged[i] ^ mask);
+        const auto image = format.decode(damaged);
+        if (image) {
+          EXPECT_EQ(image->pixels.size(), image->size.pixel_count())
+              << format.name << " byte " << i;
+        }
+      }
+    }
+  }
+}
+
+TEST(Readers, RefuseHeadersThatLie) {
+  const auto pgm = [](std::string_view text) { return decode_pgm(bytes_of(text)); };
+  for (const char* header :
+       {"P5 65536 1 65535 ", "P5 65535 65535 65535 ", "P5 4294967297 1 65535 ", "P5 0 1 65535 ",
+        "P5 99999999999999999999 1 65535 ", "P5 -1 1 65535 ", "P5 1 1 255 x", "P5 1 1 65536 xx",
+        "P5 1 1 xx", "P51 1 65535 xx", "P2 1 1 65535 xx", "P5 # endless"}) {
+    EXPECT_FALSE(pgm(header)) << header;
+  }
+  // 2^31 x 2^31 pixels, whose byte count wraps to the eight bytes there are; and a huge honest one.
+  EXPECT_FALSE(decode_bin(Bytes{0, 0, 0, 0x80, 0, 0, 0, 0x80, 1, 2, 3, 4, 5, 6, 7, 8}));
+  EXPECT_FALSE(decode_bin(Bytes{0xff, 0xff, 0, 0, 0xff, 0xff, 0, 0, 1, 2}));
+  EXPECT_FALSE(decode_bin(Bytes{0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_FALSE(decode_raw({}, {0, 7}));
+}
+
+TEST(Readers, ConvertNoOtherKindOfPng) {
+  const RgbImage rgb{{2, 2}, std::vector<uint8_t>(12, 200)};
+  const auto result = decode_png(*encode_png(rgb));
+  ASSERT_FALSE(result);
+  EXPECT_NE(result.error().message.find("16-bit grey"), std::string::npos);
+}
+
+TEST(Readers, ChooseByExtensionAndThenByContent) {
+  const auto all = formats();
+  const auto decode = [](const char* path, const Bytes& bytes) {
+    return static_cast<bool>(decode_image(path, bytes, std::nullopt));
+  };
+  EXPECT_TRUE(decode("a.PNG", all[0].file));
+  EXPECT_TRUE(decode("a.dat", all[0].file));
+  EXPECT_TRUE(decode("a.dat", all[1].file));
+  EXPECT_TRUE(decode("a.bin", all[2].file));
+  EXPECT_FALSE(decode("a.png", all[1].file));
+  EXPECT_FALSE(decode("a.dat", all[2].file));
+  EXPECT_FALSE(decode("a.raw", all[3].file)) << "a headerless file without a size";
+  EXPECT_TRUE(decode_image("a.raw", all[3].file, FrameSize{3, 2}));
+}
+
+TEST(FrameSizes, ParseStrictly) {
+  EXPECT_EQ(parse_size("640x480"), (FrameSize{640, 480}));
+  for (const char* text : {"", "640", "640x", "x480", "640x480 ", "0x480", "-1x4", "70000x1",
+                           "65535x65535", "640X480", "99999999999x1"}) {
+    EXPECT_FALSE(parse_size(text)) << text;
+  }
+}
+
+TEST(Schema, ReadsIrregularSpacingAndCommasInDescriptions) {
+  const auto schema =
+      parse_schema("ex_right, integer,-640, 640, 1, 0, extension on the right, in pixels \n"
+                   "\n"
+                   "  alpha ,float, 0.1,1,0.01 ,\t0.5,weight\r\n"
+                   "short, bool");
+  ASSERT_EQ(schema.size(), 3U);
+  EXPECT_EQ(schema[0].min, "-640");
+  EXPECT_EQ(schema[0].description, "extension on the right, in pixels");
+  EXPECT_EQ(schema[0].line, "ex_right, integer,-640, 640, 1, 0, extension on the right, in pixels");
+  EXPECT_EQ(schema[1].name, "alpha");
+  EXPECT_EQ(schema[1].step, "0.01");
+  EXPECT_EQ(schema[1].default_value, "0.5");
+  EXPECT_EQ(schema[1].description, "weight");
+  EXPECT_EQ(schema[2].type, "bool");
+  EXPECT_EQ(schema[2].default_value, "");
+  EXPECT_TRUE(parse_schema("").empty());
+  EXPECT_TRUE(parse_schema(" \n\n").empty());
+}
+
+TEST(Schema, DoubtsWhatIsNoNumberOrOutOfRange) {
+  const auto schema = parse_schema("a, float, 0.1, 1, 0.01, 0.5, x\nb, integer, -4, 4, 1, 0, y");
+  EXPECT_EQ(doubt_about(schema[0], "0.1"), "");
+  EXPECT_EQ(doubt_about(schema[1], "-4"), "");
+  EXPECT_NE(doubt_about(schema[0], "1.01"), "");
+  EXPECT_NE(doubt_about(schema[1], "-5"), "");
+  EXPECT_NE(doubt_about(schema[1], "2x"), "");
+  EXPECT_NE(doubt_about(schema[1], ""), "");
+}
+
+TEST(FilterRequests, TakeNamesValuesAndRecords) {
+  const auto request = parse_filter_request("Some: a = 1 ,b=-2.5");
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->name, "Some");
+  EXPECT_EQ(request->values, (std::map<std::string, std::string>{{"a", "1"}, {"b", "-2.5"}}));
+  EXPECT_TRUE(parse_filter_request("Some:")->values.empty());
+  EXPECT_EQ(parse_filter_request("Some:@dir/record.bin")->record, "dir/record.bin");
+  for (const char* text : {"", ":a=1", "Some:a", "Some:=1", "Some:a=1,a=2", "Some:a=1,,b=2"}) {
+    const auto bad = parse_filter_request(text);
+    ASSERT_FALSE(bad) << text;
+    EXPECT_EQ(bad.error().status, ExitStatus::usage);
+  }
+}
+
+TEST(FilterRequests, CompleteWithDefaultsInSchemaOrder) {
+  const auto schema = parse_schema("a, float, 0, 1, 1, 0.5, x\nb, integer, 0, 4, 1, 3, y");
+  EXPECT_EQ(*complete_values({"F", {{"b", "4"}}, {}}, schema),
+            (std::vector<std::string>{"0.5", "4"}));
+  const auto unknown = complete_values({"F", {{"c", "4"}}, {}}, schema);
+  ASSERT_FALSE(unknown);
+  EXPECT_EQ(unknown.error().status, ExitStatus::usage);
+  EXPECT_NE(unknown.error().message.find(schema[1].line), std::string::npos);
+}
+
+TEST(FilterRequests, ComeFromChainFiles) {
+  const auto chain = parse_chain(R"([{"filter": "A", "params": {"x": 3, "y": "z", "on": true}},
+                                     {"filter": "B"}, {"filter": "C", "record": "r"}])");
+  ASSERT_TRUE(chain) << chain.error().message;
+  ASSERT_EQ(chain->size(), 3U);
+  EXPECT_EQ((*chain)[0].values,
+            (std::map<std::string, std::string>{{"on", "1"}, {"x", "3"}, {"y", "z"}}));
+  EXPECT_EQ((*chain)[2].record, "r");
+  for (const char* json :
+       {"", "{}", "[3]", "[{}]", R"([{"filter": 3}])", "[", R"([{"filter": "A", "params": [1]}])",
+        R"([{"filter": "A", "x": 1}])", R"([{"filter": "A", "params": {"x": null}}])",
+        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])"}) {
+    EXPECT_FALSE(parse_chain(json)) << json;
+  }
+}
+
+TEST(CameraFactsMerging, LetsOptionsWinFieldByField) {
+  const CameraFacts file = {{"fx", 500}, {"depth_unit", 0.125}, {"d2d", {{"fx", 7}, {"unit", 2}}}};
+  const CameraFacts options = {{"fx", 600}, {"d2d", {{"unit", 4}}}};
+  const auto camera = make_camera(merge_facts(file, options), {640, 480});
+  ASSERT_TRUE(camera) << camera.error().message;
+  EXPECT_EQ(camera->intrinsic.fx, 600.0F);
+  EXPECT_EQ(camera->intrinsic.fy, 600.0F) << "follows fx";
+  EXPECT_EQ(camera->depth_unit, 0.125F);
+  EXPECT_EQ(double{camera->d2d.fx}, 7.0);
+  EXPECT_EQ(float{camera->d2d.unit}, 4.0F);
+  EXPECT_FALSE(camera->disparity_offset);
+}
+
+TEST(CameraFactsMerging, FillsTheDisparityRecordFromTheOtherFacts) {
+  const auto camera = make_camera({{"pixel_type", "disparity"},
+                                   {"fx", 321.5},
+                                   {"baseline", 40},
+                                   {"bit_size", 12},
+                                   {"disparity_offset", -3}},
+                                  {40000, 10});
+  ASSERT_TRUE(camera);
+  EXPECT_EQ(camera->pixel_type, GX_PIXEL_DISPARITY);
+  EXPECT_EQ(float{camera->d2d.baseline}, 40.0F);
+  EXPECT_EQ(double{camera->d2d.fx}, 321.5);
+  EXPECT_EQ(camera->d2d.bitSize, 12);
+  EXPECT_EQ(camera->disparity_offset, -3);
+  EXPECT_GT(camera->intrinsic.width, 0) << "a side that the record can't hold must not wrap";
+  EXPECT_FALSE(check_codes({{2, 1}, {0, 4095}}, *camera));
+  EXPECT_TRUE(check_codes({{2, 1}, {0, 4096}}, *camera)) << "a code beyond the look-up table";
+}
+
+TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
+  const std::pair<CameraFacts, const char*> cases[] = {
+      {{{"focal", 3}}, "focal"},
+      {{{"fx", "3"}}, "fx"},
+      {{{"fx", 0}}, "fx"},
+      {{{"bit_size", 17}}, "bit_size"},
+      {{{"bit_size", 12.5}}, "bit_size"},
+      {{{"pixel_type", "colour"}}, "pixel_type"},
+      {{{"depth_unit", -1}}, "depth_unit"},
+      {{{"d2d", 5}}, "d2d"},
+      {{{"d2d", {{"packmode", 5}}}}, "d2d.packmode"},
+      {{{"d2d", {{"invalidDisp", 3e9}}}}, "d2d.invalidDisp"},
+  };
+  for (const auto& [facts, key] : cases) {
+    const auto camera = make_camera(facts, {64, 48});
+    ASSERT_FALSE(camera) << facts.dump();
+    EXPECT_NE(camera.error().message.find(key), std::string::npos) << camera.error().message;
+  }
+  EXPECT_FALSE(raw_frame_size({{"width", 64}, {"height", 0}}));
+  EXPECT_FALSE(raw_frame_size({{"width", "64"}, {"height", 48}}));
+  EXPECT_EQ(**raw_frame_size({{"width", 64}, {"height", 48}}), (FrameSize{64, 48}));
+  EXPECT_FALSE(raw_frame_size({{"width", 64}})->has_value());
+}
+
+TEST(Recordings, OrderNumbersByValue) {
+  std::vector<std::string> names{"b",   "f10", "f9",  "f010",
+                                 "f1x", "f",   "f9a", "f99999999999999999999"};
+  std::ranges::sort(names, natural_less);
+  EXPECT_EQ(names, (std::vector<std::string>{"b", "f", "f1x", "f9", "f9a", "f010", "f10",
+                                             "f99999999999999999999"}));
+}
+
+TEST(Recordings, RefuseOutputsThatCollide) {
+  EXPECT_FALSE(output_paths({"a/x.png", "b/x.bin"}, "out"));
+  EXPECT_FALSE(output_paths({"out/x.png"}, "out/../out"));
+  EXPECT_EQ(*output_paths({"a/x.bin"}, "out"), std::vector<std::filesystem::path>{"out/x.png"});
+}
+
+SceneSettings small_scene(gx_pixel_type type) {
+  SceneSettings settings;
+  settings.size = {97, 61};
+  settings.pixel_type = type;
+  return settings;
+}
+
+TEST(Scene, DependsOnSeedAndFrameAlone) {
+  const SceneSettings settings = small_scene(GX_PIXEL_DEPTH);
+  const Image first = render_scene(settings, 3);
+  EXPECT_EQ(render_scene(settings, 3), first);
+  EXPECT_NE(render_scene(settings, 4), first);
+  SceneSettings other = settings;
+  other.seed = 2;
+  EXPECT_NE(render_scene(other, 3), first);
+}
+
+TEST(Scene, AgreesInDepthAndDisparity) {
+  const SceneSettings depth_settings = small_scene(GX_PIXEL_DEPTH);
+  const SceneSettings code_settings = small_scene(GX_PIXEL_DISPARITY);
+  const Image depth = render_scene(depth_settings, 0);
+  const Image codes = render_scene(code_settings, 0);
+  const auto camera = make_camera(scene_facts(code_settings), code_settings.size);
+  ASSERT_TRUE(camera) << camera.error().message;
+  size_t valid = 0;
+  for (size_t i = 0; i < depth.pixels.size(); ++i) {
+    ASSERT_EQ(depth.pixels[i] == 0, codes.pixels[i] == 0) << i;
+    if (depth.pixels[i] != 0) {
+      ++valid;
+      const double disparity = codes.pixels[i] / 256.0;
+      const double expected =
+          static_cast<double>(camera->d2d.baseline) * camera->d2d.fx / disparity;
+      EXPECT_NEAR(depth.pixels[i], expected, 1 + expected * (0.5 / codes.pixels[i])) << i;
+    }
+  }
+  EXPECT_GT(valid, depth.pixels.size() / 2);
+  EXPECT_LT(valid, depth.pixels.size()) << "the scene has holes";
+}
+
+TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
+  const auto color_at = [](const RgbImage& picture, uint32_t x, uint32_t y) {
+    const auto* sample = &picture.samples[(size_t{y} * picture.size.width + x) * 3];
+    return std::vector<uint8_t>(sample, sample + 3);
+  };
+  FrameView ramp{{{512, 512}, std::vector<uint16_t>(size_t{512} * 512)}, GX_PIXEL_DEPTH, 2.0F};
+  for (size_t i = 0; i < ramp.image.pixels.size(); ++i) {
+    ramp.image.pixels[i] = static_cast<uint16_t>(1000 + i % 512);
+  }
+  const auto range = typical_range(ramp);
+  ASSERT_TRUE(range);
+  EXPECT_NEAR(range->low, 2010, 4);
+  EXPECT_NEAR(range->high, 3012, 4);
+  FrameView part = ramp;
+  std::ranges::fill(part.image.pixels, uint16_t{1300});
+  const RgbImage picture = PreviewPainter("caption").paint(ramp, part, "title");
+  // Pixel 300 of the ramp has the value of the whole right panel.
+  EXPECT_EQ(color_at(picture, 20 + 300, 100), color_at(picture, 20 + 512 + 24 + 50, 100));
+  FrameView codes = ramp;
+  codes.pixel_type = GX_PIXEL_DISPARITY;
+  EXPECT_GT(PreviewPainter("").paint(codes, ramp, "").size.width, picture.size.width)
+      << "codes and millimetres need a legend each";
+}
+
+TEST(Preview, TakesFramesOfAnySizeAndWithoutData) {
+  const FrameView dot{{{1, 1}, {0}}, GX_PIXEL_DEPTH, 1.0F};
+  const FrameView wide{{{700, 2}, std::vector<uint16_t>(1400, 65535)}, GX_PIXEL_DISPARITY, 1.0F};
+  for (const auto& [before, after] : {std::pair(dot, wide), std::pair(wide, dot), {dot, dot}}) {
+    const RgbImage picture = PreviewPainter("caption").paint(before, after, "title");
+    EXPECT_EQ(picture.samples.size(), picture.size.pixel_count() * 3);
+    EXPECT_TRUE(encode_png(picture));
+  }
+}
+
+TEST(Statistics, CountPerFrame) {
+  FilterStatistics statistics("F");
+  const FrameView before{{{2, 1}, {0, 5}}, GX_PIXEL_DEPTH, 1.0F};
+  const FrameView after{{{2, 1}, {5, 5}}, GX_PIXEL_DEPTH, 1.0F};
+  const FrameView resized{{{1, 1}, {5}}, GX_PIXEL_DEPTH, 1.0F};
+  EXPECT_LT(statistics.changed_pixels(), 0);
+  for (int i = 1; i <= 20; ++i) {
+    statistics.add(i, before, i == 20 ? resized : after);
+  }
+  EXPECT_EQ(statistics.quantile(0.5), 10);
+  EXPECT_EQ(statistics.quantile(0.95), 19);
+  EXPECT_EQ(statistics.changed_pixels(), 1) << "the resized frame can't be compared";
+  EXPECT_EQ(statistics.valid_before(), 1);
+  EXPECT_DOUBLE_EQ(statistics.valid_after(), (19 * 2 + 1) / 20.0);
+}
+
+} // namespace
+} // namespace gxfilter
