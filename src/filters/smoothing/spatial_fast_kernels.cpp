@@ -117,13 +117,15 @@ template <std::size_t Rank, std::size_t Count, typename V>
     return simd::max(sorted[Rank - 1], simd::min(sorted[Rank], value));
 }
 
-// The windows of one column share their rows, so each row's pixels are sorted once. Sort the rows
-// of a window, then its columns: the matrix is then sorted both ways, and what lies far from its
-// antidiagonal, with too many smaller or too many larger pixels around, cannot be the median. Of
-// 3 x 3 only the antidiagonal is left; of 5 x 5 it and the two diagonals beside it, of which only
-// the largest pixel of the one before and the smallest of the one behind still matter.
-// Windows of two output rows share all but one of their rows each, hence also most of the column
-// sort.
+// How the medians share their work: the three or five pixels of a row around a column are sorted
+// once for all windows that contain them. Sorting each column of those sorted rows leaves the rows
+// sorted, so a window becomes a matrix in order both ways. What lies far from its antidiagonal has
+// too many smaller or too many larger pixels around to be the median. Of 3 x 3 the antidiagonal is
+// left; of 5 x 5 it and the diagonals beside it, of which only the largest pixel of the one before
+// and the smallest of the one behind can matter, and the median of these two and the antidiagonal's
+// own median is the result. The windows of two output rows share all rows but one each, and so most
+// of the sorting of columns: 5 x 5 takes 82 minima and maxima instead of some 190 for a network
+// of 25.
 
 template <std::size_t Radius>
 constexpr std::size_t side = 2 * Radius + 1;

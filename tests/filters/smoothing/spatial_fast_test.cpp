@@ -19,13 +19,25 @@ using test::Frame;
 using test::Pixels;
 
 struct Image {
+  Image(int columns, int rows) : width(columns), height(rows), pixels(index(0, rows)) {}
+
+  std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+           static_cast<std::size_t>(x);
+  }
+  std::uint16_t& at(int x, int y) { return pixels[index(x, y)]; }
+
+  /// Rows outside the image are its first and last one.
+  std::uint16_t clamped(int x, int y) const {
+    return pixels[index(x, std::clamp(y, 0, height - 1))];
+  }
+  Frame frame() const {
+    return test::make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
+                            pixels);
+  }
+
   int width, height;
   Pixels pixels;
-
-  std::uint16_t at(int x, int y) const {
-    const int row = std::clamp(y, 0, height - 1);
-    return pixels[static_cast<std::size_t>(row * width + x)];
-  }
 };
 
 std::uint16_t median_of(std::vector<std::uint16_t> values) {
@@ -38,49 +50,45 @@ std::vector<std::uint16_t> window(const Image& image, int left, int right, int y
   std::vector<std::uint16_t> values;
   for (int x = left; x <= right; ++x)
     for (int row = y - radius; row <= y + radius; ++row)
-      values.push_back(image.at(x, row));
+      values.push_back(image.clamped(x, row));
   return values;
 }
 
 // The kernels written down pixel by pixel.
 
-Pixels naive_3x3(const Image& image) {
-  Pixels output = image.pixels;
+Image naive_3x3(const Image& image) {
+  Image output = image;
   for (int y = 0; y < image.height; ++y)
     for (int block = 0; block < image.width / 8 - 1; ++block)
       for (int x = 4 + 8 * block; x < 12 + 8 * block; ++x)
-        output[static_cast<std::size_t>(y * image.width + x)] =
-            median_of(window(image, x - 1, x + 1, y, 1));
+        output.at(x, y) = median_of(window(image, x - 1, x + 1, y, 1));
   return output;
 }
 
-Pixels naive_5x5(const Image& image) {
-  Pixels output = image.pixels;
+/// The border set of a row: column `full`, and column `cut` without its lowest pixel.
+std::vector<std::uint16_t> nine(const Image& image, int full, int cut, int y) {
+  auto values = window(image, full, full, y, 2);
+  for (int row = y - 2; row <= y + 1; ++row)
+    values.push_back(image.clamped(cut, row));
+  return values;
+}
+
+Image naive_5x5(const Image& image) {
+  Image output = image;
   const int w = image.width;
-  if (w < 3)
-    return output;
-  for (int y = 0; y < image.height; ++y) {
-    const auto set = [&](int x, std::vector<std::uint16_t> values) {
-      output[static_cast<std::size_t>(y * w + x)] = median_of(std::move(values));
-    };
-    const auto nine = [&](int full, int cut) {
-      auto values = window(image, full, full, y, 2);
-      for (int row = y - 2; row <= y + 1; ++row)
-        values.push_back(image.at(cut, row));
-      return values;
-    };
-    set(0, nine(0, 1));
-    set(1, window(image, 0, 2, y, 2));
+  for (int y = 0; y < image.height && w >= 3; ++y) {
+    output.at(0, y) = median_of(nine(image, 0, 1, y));
+    output.at(1, y) = median_of(window(image, 0, 2, y, 2));
     for (int x = 2; x < 2 + w / 8 * 8 && x < w - 2; ++x)
-      set(x, window(image, x - 2, x + 2, y, 2));
-    set(w - 2, nine(w - 2, w - 1));
-    set(w - 1, window(image, w - 3, w - 1, y, 2));
+      output.at(x, y) = median_of(window(image, x - 2, x + 2, y, 2));
+    output.at(w - 2, y) = median_of(nine(image, w - 2, w - 1, y));
+    output.at(w - 1, y) = median_of(window(image, w - 3, w - 1, y, 2));
   }
   return output;
 }
 
 Image random_image(int width, int height, unsigned kind, std::mt19937& random) {
-  Image image{width, height, Pixels(static_cast<std::size_t>(width * height))};
+  Image image(width, height);
   for (auto& pixel : image.pixels) {
     switch (kind % 3) {
     case 0: // any value, both sides of the sign bit
@@ -99,7 +107,7 @@ Image random_image(int width, int height, unsigned kind, std::mt19937& random) {
 struct Variant {
   const char* radius;
   SpatialFastKernels::Filter SpatialFastKernels::*kernel;
-  Pixels (*naive)(const Image&);
+  Image (*naive)(const Image&);
 };
 
 constexpr Variant variants[] = {{"3", &SpatialFastKernels::median_3x3, naive_3x3},
@@ -115,7 +123,7 @@ TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
     for (unsigned kind = 0; kind < 3; ++kind) {
       const Image image = random_image(width, height, kind, random);
       for (const Variant& variant : variants) {
-        const Pixels expected = variant.naive(image);
+        const Pixels expected = variant.naive(image).pixels;
         for (const simd::Level level : simd::supported_levels()) {
           Pixels output = image.pixels;
           (simd::kernels<SpatialFastKernels>(level).*
@@ -134,11 +142,10 @@ Image filtered(const Image& image, const char* radius) {
   Filter filter("SpatialFastFilter");
   EXPECT_EQ(filter.update({radius}), "");
   ErrorSlot error;
-  const Frame input = test::make_frame(static_cast<std::uint32_t>(image.width),
-                                       static_cast<std::uint32_t>(image.height), image.pixels);
-  const Frame output = filter.process(input, error);
+  Image output = image;
+  output.pixels = test::pixels_of(filter.process(image.frame(), error).get());
   EXPECT_EQ(error.text(), "");
-  return {image.width, image.height, test::pixels_of(output.get())};
+  return output;
 }
 
 TEST(SpatialFastFilter, LeavesTheColumnsOutsideItsGroupsAlone) {
@@ -159,8 +166,8 @@ TEST(SpatialFastFilter, LeavesTheColumnsOutsideItsGroupsAlone) {
   for (const Case& each : cases) {
     std::vector<int> untouched;
     for (int x = 0; x < each.width; ++x) { // a single bright pixel stays only where no median is
-      Image image{each.width, 3, Pixels(static_cast<std::size_t>(each.width * 3))};
-      image.pixels[static_cast<std::size_t>(each.width + x)] = 1000;
+      Image image(each.width, 3);
+      image.at(x, 1) = 1000;
       if (filtered(image, each.radius).at(x, 1) == 1000)
         untouched.push_back(x);
     }
@@ -169,30 +176,28 @@ TEST(SpatialFastFilter, LeavesTheColumnsOutsideItsGroupsAlone) {
 }
 
 TEST(SpatialFastFilter, RemovesWhatIsSmallerThanHalfItsWindow) {
-  Image image{24, 9, Pixels(24 * 9)};
-  image.pixels[4 * 24 + 10] = 1000;
-  EXPECT_EQ(filtered(image, "3").pixels, Pixels(24 * 9));
-  EXPECT_EQ(filtered(image, "5").pixels, Pixels(24 * 9));
+  const Image empty(24, 9);
+  Image image = empty;
+  image.at(10, 4) = 1000;
+  EXPECT_EQ(filtered(image, "3").pixels, empty.pixels);
+  EXPECT_EQ(filtered(image, "5").pixels, empty.pixels);
   for (int y = 3; y <= 5; ++y)
     for (int x = 9; x <= 11; ++x)
-      image.pixels[static_cast<std::size_t>(y * 24 + x)] = 1000;
+      image.at(x, y) = 1000;
   EXPECT_EQ(filtered(image, "3").at(10, 4), 1000);
-  EXPECT_EQ(filtered(image, "5").pixels, Pixels(24 * 9));
+  EXPECT_EQ(filtered(image, "5").pixels, empty.pixels);
 }
 
 TEST(SpatialFastFilter, LeavesOnePixelOutOfTheBorderSets) {
-  Image image{16, 5, Pixels(16 * 5)};
-  const std::uint16_t first[] = {0, 0, 0, 1000, 1000};
-  const std::uint16_t second[] = {1000, 1000, 0, 0, 1000};
-  for (const int x : {0, 14})
-    for (int y = 0; y < 5; ++y) {
-      image.pixels[static_cast<std::size_t>(y * 16 + x)] = first[y];
-      image.pixels[static_cast<std::size_t>(y * 16 + x + 1)] = second[y];
-    }
-  const Image output = filtered(image, "5");
-  EXPECT_EQ(output.at(0, 2), 0); // five of nine; with the pixel left out it would be a tie
-  EXPECT_EQ(output.at(14, 2), 0);
-  image.pixels[2 * 16] = image.pixels[2 * 16 + 14] = 1000;
+  Image image(16, 5);
+  const std::uint16_t columns[2][5] = {{0, 0, 0, 1000, 1000}, {1000, 1000, 0, 0, 1000}};
+  for (const int x : {0, 1, 14, 15})
+    for (int y = 0; y < 5; ++y)
+      image.at(x, y) = columns[x % 2][y];
+  // Five of the nine are 0, then four.
+  EXPECT_EQ(filtered(image, "5").at(0, 2), 0);
+  EXPECT_EQ(filtered(image, "5").at(14, 2), 0);
+  image.at(0, 2) = image.at(14, 2) = 1000;
   EXPECT_EQ(filtered(image, "5").at(0, 2), 1000);
   EXPECT_EQ(filtered(image, "5").at(14, 2), 1000);
 }
@@ -208,12 +213,11 @@ TEST(SpatialFastFilter, RefusesOtherSidesAndKeepsItsOwn) {
   std::mt19937 random(2);
   const Image image = random_image(20, 6, 0, random);
   ErrorSlot error;
-  const Frame input = test::make_frame(20, 6, image.pixels);
-  EXPECT_EQ(test::pixels_of(filter.process(input, error).get()), naive_5x5(image));
+  EXPECT_EQ(test::pixels_of(filter.process(image.frame(), error).get()), naive_5x5(image).pixels);
 }
 
-/// The printed state, with the radii as digits.
-std::string state_text(int anchor, int current, std::uint32_t width, std::uint32_t height) {
+/// The printed state: the radii are raw characters.
+std::string state_text(int anchor, int current, int width, int height) {
   return std::string("anchor_params: \nradius:    ") + static_cast<char>(anchor) +
          "\ncurrent_filter_params: \nradius:    " + static_cast<char>(current) +
          "\ncurrent_frame_info: \nwidth:      " + std::to_string(width) +
@@ -244,8 +248,7 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
     } else {
       const auto size = sizes[random() % std::size(sizes)];
       const Image image = random_image(size.first, size.second, 0, random);
-      const Frame input = test::make_frame(static_cast<std::uint32_t>(size.first),
-                                           static_cast<std::uint32_t>(size.second), image.pixels);
+      const Frame input = image.frame();
       std::string expected_error;
       shown = size;
       if (size != taken || pending) {
@@ -265,15 +268,14 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       ASSERT_EQ(printed, expected_error.empty() ? "" : error.trace());
       ASSERT_EQ(output == nullptr, !expected_error.empty());
       if (output != nullptr) {
-        ASSERT_EQ(test::pixels_of(output.get()), current == 3 ? naive_3x3(image) : naive_5x5(image))
-            << step;
+        const Image expected = current == 3 ? naive_3x3(image) : naive_5x5(image);
+        ASSERT_EQ(test::pixels_of(output.get()), expected.pixels) << step;
       }
     }
     testing::internal::CaptureStdout();
     filter.print_filter_params();
     ASSERT_EQ(testing::internal::GetCapturedStdout(),
-              state_text(anchor, current, static_cast<std::uint32_t>(shown.first),
-                         static_cast<std::uint32_t>(shown.second)))
+              state_text(anchor, current, shown.first, shown.second))
         << step;
   }
 }
@@ -291,8 +293,8 @@ TEST(SpatialFastFilter, FailsWithoutAKernelForItsSide) {
 TEST(SpatialFastFilter, MayBeConfiguredWhileItProcesses) {
   std::mt19937 random(6);
   const Image image = random_image(64, 48, 0, random);
-  const Pixels results[] = {naive_3x3(image), naive_5x5(image)};
-  const Frame input = test::make_frame(64, 48, image.pixels);
+  const Pixels results[] = {naive_3x3(image).pixels, naive_5x5(image).pixels};
+  const Frame input = image.frame();
   SpatialFastFilter filter;
   std::thread configuring([&] {
     for (int i = 0; i < 2000; ++i) {

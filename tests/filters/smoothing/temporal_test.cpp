@@ -134,7 +134,7 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
   Filter filter("TemporalFilter");
   NaiveFilter naive;
   Size size = sizes[0];
-  Pixels scene = random_pixels(37 * 5, random);
+  Pixels scene = random_pixels(185, random);
   for (int step = 0; step < 2000; ++step) {
     const auto action = random() % 20;
     if (action == 0) {
