@@ -99,6 +99,12 @@ const std::vector<Configuration>& configurations() {
       {"SpatialFastFilter", "3x3", {"3"}},
       {"SpatialFastFilter", "5x5", {"5"}},
       {"TemporalFilter", "default", {"0.1", "0.4"}},
+      {"EdgeNoiseRemovalFilter", "rows", {"6", "6", "70", "30", "0", "1280", "800"}},
+      {"EdgeNoiseRemovalFilter", "rows_and_columns", {"6", "6", "70", "30", "1", "1280", "800"}},
+      {"MgcNoiseRemovalFilter", "rows", {"80", "80", "640", "6", "0", "120", "120", "1280", "800"}},
+      {"MgcNoiseRemovalFilter",
+       "rows_and_columns",
+       {"80", "80", "640", "6", "6", "120", "120", "1280", "800"}},
   };
   return all;
 }

@@ -2,6 +2,7 @@
 # source; src/simd/level.h tells the levels apart and picks one at load.
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
   set(FILTER_PROCESSOR_LEVELS baseline avx2 avx512)
+  target_compile_definitions(project_options INTERFACE FILTER_PROCESSOR_X86_LEVELS)
 else()
   set(FILTER_PROCESSOR_LEVELS baseline)
 endif()

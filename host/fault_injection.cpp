@@ -65,6 +65,7 @@ class FaultPlan {
 FaultPlan plan;
 std::atomic<uint64_t> call_count{0};
 std::atomic<uint64_t> fault_count{0};
+std::atomic<const char*> last_fault{""};
 
 } // namespace
 
@@ -74,6 +75,7 @@ bool fault_due(const char* function) noexcept {
     return false;
   }
   fault_count.fetch_add(1, std::memory_order_relaxed);
+  last_fault.store(function, std::memory_order_relaxed);
   return true;
 }
 
@@ -102,4 +104,8 @@ uint64_t gexton_get_call_count(void) {
 
 uint64_t gexton_get_fault_count(void) {
   return fault_count.load(std::memory_order_relaxed);
+}
+
+const char* gexton_get_last_fault(void) {
+  return gexton::last_fault.load(std::memory_order_relaxed);
 }

@@ -87,6 +87,9 @@ GEXTON_API uint64_t gexton_get_call_count(void);
 /* Faults that have been delivered since gexton_clear_faults. */
 GEXTON_API uint64_t gexton_get_fault_count(void);
 
+/* The function that was made to fail last, or "" before the first fault. */
+GEXTON_API const char* gexton_get_last_fault(void);
+
 #ifdef __cplusplus
 }
 #endif

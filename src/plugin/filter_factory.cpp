@@ -3,6 +3,8 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/noise/EdgeNoiseRemovalFilter.h"
+#include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "filters/smoothing/SpatialFastFilter.h"
 #include "filters/smoothing/TemporalFilter.h"
@@ -28,21 +30,22 @@ constexpr Entry unbuilt(const char* name) {
           }};
 }
 
+// By index, which hosts use.
 constexpr Entry entries[] = {
-    unbuilt("DisparityTransform"),
-    entry<HoleFillingFilter>(),
-    unbuilt("NoiseRemovalFilter"),
-    unbuilt("SpatialAdvancedFilter"),
-    entry<TemporalFilter>(),
-    unbuilt("DepthResize"),
-    unbuilt("EdgeNoiseRemovalFilter"),
-    unbuilt("HardwareD2DCorrectionFilter"),
-    unbuilt("OpenNIDisparityTransform"),
-    entry<SpatialFastFilter>(),
-    unbuilt("SpatialModerateFilter"),
-    unbuilt("FalsePositiveFilter"),
-    unbuilt("LutNoiseRemovalFilter"),
-    unbuilt("MgcNoiseRemovalFilter"),
+    unbuilt("DisparityTransform"),          // 0
+    entry<HoleFillingFilter>(),             // 1
+    unbuilt("NoiseRemovalFilter"),          // 2
+    unbuilt("SpatialAdvancedFilter"),       // 3
+    entry<TemporalFilter>(),                // 4
+    unbuilt("DepthResize"),                 // 5
+    entry<EdgeNoiseRemovalFilter>(),        // 6
+    unbuilt("HardwareD2DCorrectionFilter"), // 7
+    unbuilt("OpenNIDisparityTransform"),    // 8
+    entry<SpatialFastFilter>(),             // 9
+    unbuilt("SpatialModerateFilter"),       // 10
+    unbuilt("FalsePositiveFilter"),         // 11
+    unbuilt("LutNoiseRemovalFilter"),       // 12
+    entry<MgcNoiseRemovalFilter>(),         // 13
 };
 
 std::mutex registry_mutex;
@@ -60,15 +63,13 @@ int FilterFactory::getFilterCount() const {
   return static_cast<int>(names_.size());
 }
 
-// A negative index, widened with its sign, lies above every size.
-
 const char* FilterFactory::getFilterName(int index) const {
-  const auto position = static_cast<std::size_t>(index);
+  const auto position = static_cast<std::size_t>(index); // negative: above every size
   return position < names_.size() ? names_[position].c_str() : "UnknownFilter";
 }
 
 std::shared_ptr<IPrivFilter> FilterFactory::createFilter(int index) const {
-  const auto position = static_cast<std::size_t>(index);
+  const auto position = static_cast<std::size_t>(index); // negative: above every size
   if (position >= names_.size())
     return nullptr;
   return entries[position].create(entries[position].name);

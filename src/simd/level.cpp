@@ -6,7 +6,7 @@
 namespace filter_processor::simd {
 namespace {
 
-#if defined(__x86_64__) || defined(_M_X64)
+#if defined(FILTER_PROCESSOR_X86_LEVELS)
 bool has_avx2() {
   return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
          __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
@@ -28,7 +28,7 @@ bool has_avx512() {
 constexpr std::array all_levels{Level::baseline, Level::avx2, Level::avx512};
 
 Level best_level() {
-#if defined(__x86_64__) || defined(_M_X64)
+#if defined(FILTER_PROCESSOR_X86_LEVELS)
   __builtin_cpu_init(); // this runs among the static initialisers, maybe before the runtime's own
 #endif
   if (has_avx512())

@@ -30,7 +30,7 @@ void use_level(Level level);
 /// for each level that it is compiled for.
 template <typename Kernels>
 const Kernels& kernels(Level level = active_level()) {
-#if defined(__x86_64__) || defined(_M_X64)
+#if defined(FILTER_PROCESSOR_X86_LEVELS)
   if (level == Level::avx512)
     return Kernels::template at<Level::avx512>();
   if (level == Level::avx2)

@@ -3,10 +3,12 @@
 #include <atomic>
 #include <cstring>
 #include <set>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include "plugin/filter_factory.h"
+#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -98,6 +100,83 @@ TEST(Context, ARecordWithoutItsHandleIsFreedAlone) {
   context = new gx_priv_filter_context{};
   context->filter = filter;
   gx_priv_filter_context_destroy(context);
+}
+
+/// Fails the n-th allocation of `call` for n = 1, 2, ... until one succeeds, which it says by true.
+template <typename Call>
+void fail_each_allocation(Call call) {
+  for (std::uint64_t n = 1; n < 1000; ++n) {
+    test::fail_nth_allocation(n);
+    const bool done = call();
+    const bool spared = test::allocation_fault_pending();
+    test::fail_nth_allocation(0);
+    EXPECT_EQ(done, spared) << n;
+    if (spared)
+      return;
+  }
+  ADD_FAILURE() << "never spared";
+}
+
+TEST(ExceptionBarrier, CreatesNoFilterWhenMemoryRunsOut) {
+  fail_each_allocation([] {
+    auto* context = gx_create_filter(1, nullptr);
+    gx_priv_filter_context_destroy(context);
+    return context != nullptr;
+  });
+}
+
+/// Throws what its first parameter says from every operation.
+class ThrowingFilter final : public filter_processor::IPrivFilter {
+ public:
+  const char* get_config_schema() override { return ""; }
+  void update_filter_config(std::int32_t, const char** argv, gx_error**) override {
+    kind = argv[0];
+    raise();
+  }
+  void set_filter_config_data(const std::uint8_t*, std::uint64_t, gx_error**) override { raise(); }
+  gx_frame* filter_process(gx_frame*, gx_error**) override { return raise(); }
+  void reset() override { raise(); }
+  void print_filter_params() override {}
+
+ private:
+  gx_frame* raise() const {
+    if (kind == "invalid")
+      throw std::invalid_argument("no number");
+    if (kind == "range")
+      throw std::out_of_range("too far");
+    if (kind == "memory")
+      throw std::bad_alloc();
+    throw 42;
+  }
+  std::string kind;
+};
+
+TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
+  auto* context = gx_create_filter(1, nullptr);
+  auto& filter =
+      *reinterpret_cast<std::shared_ptr<filter_processor::IPrivFilter>*>(context->filter);
+  filter = std::make_shared<ThrowingFilter>();
+  const struct {
+    const char* kind;
+    std::string message, type;
+  } cases[] = {{"invalid", "no number", "4"},
+               {"range", "too far", "4"},
+               {"memory", std::bad_alloc().what(), "0"},
+               {"number", "unknown exception", "0"}};
+  test::ErrorSlot error;
+  for (const auto& [kind, message, type] : cases) {
+    const char* value = kind;
+    const auto expected = [&](const char* where) { return message + " | " + where + " | " + type; };
+    context->update_config(context->filter, 1, &value, error.out());
+    EXPECT_EQ(error.text(), expected("gx_priv_filter_update_config | argv"));
+    context->set_config_data(context->filter, nullptr, 0, error.out());
+    EXPECT_EQ(error.text(), expected("gx_priv_filter_set_config_data | data"));
+    EXPECT_EQ(context->process(context->filter, nullptr, error.out()), nullptr);
+    EXPECT_EQ(error.text(), expected("gx_priv_filter_process | frame"));
+    context->process(context->filter, nullptr, nullptr); // nowhere to report to
+    context->reset(context->filter);
+  }
+  context->destroy(context);
 }
 
 } // namespace

@@ -23,6 +23,9 @@ inline const std::vector<FilterCase>& filter_cases() {
       {"SpatialFast3x3", "SpatialFastFilter", {"3"}},
       {"SpatialFast5x5", "SpatialFastFilter", {"5"}},
       {"Temporal", "TemporalFilter", {"0.2", "0.3"}, GX_PIXEL_DEPTH, true},
+      {"EdgeNoiseRows", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "0", "32", "16"}},
+      {"EdgeNoise", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "1", "32", "16"}},
+      {"MgcNoise", "MgcNoiseRemovalFilter", {"4", "3", "20", "2", "1", "9", "6", "32", "16"}},
   };
   return all;
 }

@@ -12,6 +12,8 @@ void set_filter_error(gx_error** error, gx_status status, const char* message, c
 }
 
 void set_filter_error(gx_error** error, const char* filter, const FilterError& reason) {
+  if (error == nullptr)
+    return;
   const std::string function = std::string(filter) + "::" + reason.operation;
   set_filter_error(error, GX_STATUS_ERROR, reason.message, function.c_str(), reason.args,
                    reason.type);

@@ -9,7 +9,7 @@
 namespace filter_processor {
 namespace {
 
-/// The bin width that comes closest to half a metre from below.
+/// Bins of 0.41 to 0.82 m, and 2^13 units wide where a unit is finer than 0.1 mm.
 std::uint8_t bin_shift(double depth_unit) {
   if (depth_unit < 0.1)
     return 13;

@@ -50,8 +50,10 @@ void ProcessingFrame::release(OwnedProfile profile) {
 }
 
 void ProcessingFrame::fail(const FilterError& reason) {
-  warn(reason);
+  if (failed_)
+    return;
   failed_ = true;
+  set_filter_error(error_, filter_, reason);
 }
 
 void ProcessingFrame::fail_traced(const FilterError& reason) {
@@ -62,24 +64,26 @@ void ProcessingFrame::fail_traced(const FilterError& reason) {
     print_host_error_trace(*error_);
 }
 
-void ProcessingFrame::warn(const FilterError& reason) {
-  if (!failed_)
-    set_filter_error(error_, filter_, reason);
-}
-
 void ProcessingFrame::fail_kernel(const char* message, const char* args) {
   fail({message, operation, args, GX_EXCEPTION_TYPE_UNKNOWN});
 }
 
 gx_frame* ProcessingFrame::deliver() {
+  OwnedFrame result = input_type_ == GX_FRAME_SET ? set_with_output() : std::move(output_);
   if (failed_)
     return nullptr;
-  if (input_type_ != GX_FRAME_SET)
-    return output_.release();
+  if (warning_)
+    set_filter_error(error_, filter_, *warning_);
+  return result.release();
+}
+
+OwnedFrame ProcessingFrame::set_with_output() {
+  if (failed_)
+    return nullptr;
   const auto member = gx::Frame::adopt(std::move(output_));
   OwnedFrame set{host(gx_create_frame_from_other_frame, input_, false)};
   host(gx_frameset_push_frame, set.get(), member->handle());
-  return failed_ ? nullptr : set.release();
+  return set;
 }
 
 void ProcessingFrame::host_failed(gx_error* error) {

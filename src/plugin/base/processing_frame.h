@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <type_traits>
 
 #include "plugin/base/errors.h"
@@ -81,15 +82,15 @@ class ProcessingFrame {
   /// Ends the call with an error of the filter's own.
   void fail(const FilterError& reason);
 
-  /// Leaves an error for the caller and goes on: the call still has a result.
-  void warn(const FilterError& reason);
-
   /// The same for an error raised while parameters are derived, which is printed as the trace, like a
   /// host error.
   void fail_traced(const FilterError& reason);
 
   /// The same with the kernel's message, for a kernel that reports failure.
   void fail_kernel(const char* message, const char* args);
+
+  /// Leaves an error for the caller beside the result, if the call has one in the end.
+  void warn(const FilterError& reason) { warning_ = reason; }
 
   /// The result for the caller, who owns it: the output frame or, for a frame set, a new set that
   /// holds it. Null after a failure.
@@ -98,11 +99,13 @@ class ProcessingFrame {
  private:
   void host_failed(gx_error* error);
   void choose_depth();
+  OwnedFrame set_with_output();
 
   const char* filter_;
   gx_frame* input_;
   gx_error** error_;
   bool failed_ = false;
+  std::optional<FilterError> warning_;
   gx_frame_type input_type_{};
   gx_frame* depth_ = nullptr;
   std::shared_ptr<gx::Frame> depth_reference_; // of a frame set's depth frame

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "plugin/base/processing_frame.h"
+
+namespace filter_processor {
+
+/// The outline of a valid area with rounded corners, in pixels.
+struct ChamferShape {
+  std::uint32_t left, right; ///< widths of the chamfers; `right` 0 stands for `left`
+  std::uint32_t margin;      ///< what is added to the chamfers everywhere
+  std::uint32_t radius;      ///< of the arc; 0 stands for half the frame's longer side
+};
+
+/// How many pixels to clear at the left and right end of each row of a frame: most in the first and
+/// last row, and towards the middle row less, along a circular arc, down to the margin.
+class ChamferTable {
+ public:
+  bool is_for(FrameSize size) const { return size == size_; }
+
+  /// Replaces the table; `size` is at least 1 x 1. Without memory throws std::bad_alloc and leaves
+  /// a table for no size.
+  void build(FrameSize size, const ChamferShape& shape);
+
+  /// Two entries for each row: left, right. Longer runs keep their low 16 bits.
+  const std::uint16_t* entries() const { return entries_.data(); }
+
+ private:
+  FrameSize size_; // 0 x 0 without a table
+  std::vector<std::uint16_t> entries_;
+};
+
+} // namespace filter_processor

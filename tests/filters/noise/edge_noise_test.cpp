@@ -1,0 +1,465 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <random>
+
+#include "filters/noise/EdgeNoiseRemovalFilter.h"
+#include "filters/noise/MgcNoiseRemovalFilter.h"
+#include "filters/noise/edge_strips_kernels.h"
+#include "support/host_objects.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using Int = std::int64_t;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+/// The lengths of each row's left and right strips.
+using Runs = std::vector<std::array<Int, 2>>;
+
+struct Strips {
+  Runs runs;
+  bool runs_end_at_limit;
+  Int limit_x, margin_y, limit_y;
+};
+
+/// The strips written down pixel by pixel, each from the image as it was.
+Pixels naive_strips(const Pixels& input, Int width, Int height, const Strips& strips) {
+  const auto at = [&](Int x, Int y) { return static_cast<std::size_t>(y * width + x); };
+  Pixels output = input;
+  for (Int y = 0; y < height; ++y) {
+    Int first = -1;
+    Int last = 0;
+    for (Int x = 0; x < width; ++x) {
+      if (input[at(x, y)] > 0) {
+        first = first == -1 ? x : first;
+        last = x;
+      }
+    }
+    auto [left, right] = strips.runs[static_cast<std::size_t>(y)];
+    if (strips.runs_end_at_limit) {
+      left = std::min(left, strips.limit_x - first);
+      right = std::min(right, last - (width - strips.limit_x));
+    }
+    for (Int x = 0; x < width; ++x) {
+      if ((first != -1 && first < strips.limit_x && x >= first && x < first + left) ||
+          (last > width - strips.limit_x && x <= last && x > last - right))
+        output[at(x, y)] = 0;
+    }
+  }
+  for (Int x = 0; x < width; ++x) {
+    Int top = -1;
+    Int bottom = -1;
+    for (Int y = 0; y < height; ++y) {
+      if (input[at(x, y)] > 0) {
+        top = top == -1 ? y : top;
+        bottom = y;
+      }
+    }
+    for (Int y = 0; y < height && top != -1; ++y) {
+      if ((y >= top && y < top + strips.margin_y && y < strips.limit_y) ||
+          (y <= bottom && y > bottom - strips.margin_y && y > height - strips.limit_y))
+        output[at(x, y)] = 0;
+    }
+  }
+  return output;
+}
+
+/// A valid area with holes and a ragged outline.
+Pixels random_image(Int width, Int height, std::mt19937& random) {
+  const auto below = [&](Int n) { return static_cast<Int>(random() % static_cast<unsigned>(n)); };
+  Pixels pixels;
+  const Int border = 1 + below(2 + width / 2);
+  const Int tenths_valid = std::array{10, 7, 1}[random() % 3];
+  const Int first_row = below(1 + height / 3);
+  const Int last_row = height - below(1 + height / 3);
+  for (Int y = 0; y < height; ++y) {
+    const Int first = below(8) == 0 ? width : below(border);
+    const Int last = width - below(border);
+    for (Int x = 0; x < width; ++x) {
+      const bool valid = x >= first && x < last && y >= first_row && y < last_row;
+      const auto value = static_cast<std::uint16_t>(65535 - below(2) * below(65535));
+      pixels.push_back(valid && below(10) < tenths_valid ? value : std::uint16_t{0});
+    }
+  }
+  return pixels;
+}
+
+TEST(EdgeStripsKernels, ReportWhatTheyCannotWorkOn) {
+  const auto& kernels = simd::kernels<filter_processor::EdgeStripsKernels>();
+  std::uint16_t pixel = 1;
+  std::int32_t columns[2];
+  const std::uint16_t table[2] = {1, 1};
+  EXPECT_EQ(kernels.rows({nullptr, 1, 1}, 1, 1), -1);
+  EXPECT_EQ(kernels.rows_and_columns({nullptr, 1, 1}, 1, 1, 1, 1, columns), -1);
+  EXPECT_EQ(kernels.chamfered_rows_and_columns({nullptr, 1, 1}, 1, 1, 1, table, columns), -1);
+  EXPECT_EQ(kernels.chamfered_rows_and_columns({&pixel, 1, 1}, 1, 1, 1, nullptr, columns), -3);
+  EXPECT_EQ(pixel, 1);
+}
+
+/// Values in the order of the longer schema; the shorter one lacks the first three.
+struct Values {
+  Int left = 0, right = 0, radius = 0;
+  Int margin_x = 6, margin_y = 6, limit_x = 70, limit_y = 30;
+  Int vertical = 1;
+  Int width = 1280, height = 800;
+
+  friend bool operator==(const Values&, const Values&) = default;
+};
+
+constexpr Values mgc_defaults{80, 80, 640, 6, 0, 120, 120, 1, 1280, 800};
+
+Int floor_root(Int square) {
+  return static_cast<Int>(std::sqrt(static_cast<long double>(std::max(square, Int{0}))));
+}
+
+/// Either filter as its description reads.
+class Model {
+ public:
+  explicit Model(bool mgc) : mgc_(mgc) { reset(); }
+
+  void update(const Values& values) {
+    changed_ = changed_ || !(values == anchor_);
+    anchor_ = values;
+  }
+  void reset() {
+    anchor_ = mgc_ ? mgc_defaults : Values{};
+    current_ = anchor_;
+    changed_ = false;
+  }
+
+  /// The filtered image, or nothing and the error's text.
+  Pixels process(const Pixels& input, Int width, Int height, std::string& error) {
+    const std::string name = mgc_ ? "MgcNoiseRemovalFilter" : "EdgeNoiseRemovalFilter";
+    const bool has_table = !mgc_ || (table_width_ == width && table_height_ == height);
+    if (changed_ || current_.width != width || current_.height != height || !has_table) {
+      if (!derive(width, height)) {
+        error = "invalid params | " + name + "::updateConfig | width||height | 4";
+        return {};
+      }
+    }
+    const bool columns = current_.vertical != 0;
+    if ((!mgc_ && current_.margin_x > current_.limit_x) ||
+        (columns && current_.margin_y > current_.limit_y)) {
+      error = (mgc_ ? "mgc" : "edge") + std::string(" noise removal filter error | ") + name +
+              "::filter_process | " + name + " | 0";
+      return {};
+    }
+    const auto rows = static_cast<std::size_t>(height);
+    const Runs margins(rows, {current_.margin_x, current_.margin_x});
+    error = "";
+    return naive_strips(input, width, height,
+                        {mgc_ ? table_ : margins, mgc_, current_.limit_x,
+                         columns ? current_.margin_y : 0, current_.limit_y});
+  }
+
+ private:
+  bool derive(Int width, Int height) {
+    if (width == 0 || height == 0)
+      return false;
+    Values derived = anchor_;
+    const float rx = static_cast<float>(width) / static_cast<float>(anchor_.width);
+    const float ry = static_cast<float>(height) / static_cast<float>(anchor_.height);
+    for (Int* value :
+         {&derived.left, &derived.right, &derived.radius, &derived.margin_x, &derived.limit_x})
+      *value = static_cast<Int>(static_cast<float>(*value) * rx);
+    for (Int* value : {&derived.margin_y, &derived.limit_y})
+      *value = static_cast<Int>(static_cast<float>(*value) * ry);
+    derived.width = width;
+    derived.height = height;
+    if (mgc_ && (table_width_ != width || table_height_ != height))
+      build_table(derived);
+    if (rx < 1e-5 || ry < 1e-5 || rx * ry < 1e-5)
+      return false;
+    current_ = derived; // ratios of 1 change nothing
+    changed_ = false;
+    return true;
+  }
+
+  void build_table(const Values& values) {
+    const auto [w, h] = std::pair(values.width, values.height);
+    const Int q = h * h / 4;
+    const Int radius = values.radius != 0 ? values.radius : w > h ? w / 2 : h / 2;
+    const Int right = values.right != 0 ? values.right : values.left;
+    const Int c = floor_root(radius * radius - q);
+    table_.clear();
+    for (Int y = 0; y < h; ++y) {
+      const Int bulge = floor_root((h - y) * y - q + radius * radius) - c;
+      const auto run = [&](Int side) {
+        return (bulge <= side ? values.margin_x + side - bulge : values.margin_x) & 0xffff;
+      };
+      table_.push_back({run(values.left), run(right)});
+    }
+    table_width_ = w;
+    table_height_ = h;
+  }
+
+  bool mgc_;
+  bool changed_ = false;
+  Values anchor_, current_;
+  Int table_width_ = 0, table_height_ = 0;
+  Runs table_;
+};
+
+std::string update(Filter& filter, bool mgc, const Values& v) {
+  std::vector<Int> values = {v.margin_x, v.margin_y, v.limit_x, v.limit_y, v.width, v.height};
+  if (mgc) {
+    values.insert(values.begin(), {v.left, v.right, v.radius});
+  } else {
+    values.insert(values.begin() + 4, v.vertical);
+  }
+  std::array<std::string, 9> texts;
+  std::vector<const char*> pointers(values.size());
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    texts[i] = std::to_string(values[i]);
+    pointers[i] = texts[i].c_str();
+  }
+  return filter.update(pointers);
+}
+
+/// Values of a size like the frames', or of the largest, so that small frames are too small.
+Values random_values(bool mgc, std::mt19937& random) {
+  const auto up_to = [&](Int n) {
+    return static_cast<Int>(random() % static_cast<unsigned>(n + 1));
+  };
+  Values values = {.width = 1 + up_to(99), .height = 1 + up_to(49)};
+  values.limit_x = 1 + up_to(up_to(3) == 0 ? 639 : values.width / 2);
+  values.limit_y = 1 + up_to(up_to(3) == 0 ? 399 : values.height / 2);
+  values.margin_x = up_to(std::min(values.limit_x + 1, Int{640}));
+  values.margin_y = up_to(std::min(values.limit_y + 1, Int{400}));
+  values.vertical = mgc ? 1 : up_to(1);
+  if (mgc) {
+    values.left = up_to(values.width / 4);
+    values.right = up_to(1) * up_to(values.width / 4);
+    values.radius = up_to(2) * up_to(320);
+  }
+  if (up_to(3) == 0) {
+    values.width = 1280;
+    values.height = 1024;
+  }
+  return values;
+}
+
+class EdgeNoiseFilters : public ::testing::TestWithParam<bool> {
+ protected:
+  static bool mgc() { return GetParam(); }
+  static std::string name() { return mgc() ? "MgcNoiseRemovalFilter" : "EdgeNoiseRemovalFilter"; }
+  static Values defaults() { return mgc() ? mgc_defaults : Values{}; }
+};
+
+INSTANTIATE_TEST_SUITE_P(All, EdgeNoiseFilters, ::testing::Bool(),
+                         [](const auto& test) { return std::string(test.param ? "Mgc" : "Edge"); });
+
+TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
+  std::mt19937 random(mgc() ? 13 : 5);
+  const auto chance = [&](unsigned n) { return random() % n == 0; };
+  Filter filter(name());
+  Model model(mgc());
+  Int width = 40;
+  Int height = 30;
+  Values values = defaults();
+  int processed = 0;
+  for (int step = 0; step < 8000; ++step) {
+    if (chance(4)) {
+      values = chance(4) ? values : random_values(mgc(), random);
+      ASSERT_EQ(update(filter, mgc(), values), "");
+      model.update(values);
+    }
+    if (chance(9)) {
+      filter.reset();
+      model.reset();
+    }
+    if (chance(3)) {
+      const bool as_anchor = chance(2) && values.width < 1280;
+      const unsigned most = chance(5) ? 2 : 100;
+      width = as_anchor ? values.width : static_cast<Int>(random() % most);
+      height = as_anchor ? values.height : static_cast<Int>(random() % most);
+    }
+    const auto levels = simd::supported_levels();
+    simd::use_level(levels[random() % levels.size()]);
+    const Pixels input = random_image(width, height, random);
+    std::string expected_error;
+    const Pixels expected = model.process(input, width, height, expected_error);
+    ErrorSlot error;
+    testing::internal::CaptureStdout();
+    const Frame frame = test::make_frame(static_cast<std::uint32_t>(width),
+                                         static_cast<std::uint32_t>(height), input);
+    const Frame output = filter.process(frame, error);
+    const std::string printed = testing::internal::GetCapturedStdout();
+    ASSERT_EQ(error.text(), expected_error) << step;
+    ASSERT_EQ(output == nullptr, !expected_error.empty());
+    const bool derivation_failed = expected_error.find("updateConfig") != std::string::npos;
+    ASSERT_EQ(printed, derivation_failed ? error.trace() : "");
+    if (output != nullptr) {
+      ASSERT_EQ(test::pixels_of(output.get()), expected)
+          << step << ": " << width << "x" << height << simd::level_name(simd::active_level());
+      processed += expected != input;
+    }
+  }
+  EXPECT_GT(processed, 2000);
+  simd::use_level(simd::supported_levels().back());
+}
+
+TEST_P(EdgeNoiseFilters, RefuseValuesOutOfRangeAndKeepTheirOwn) {
+  struct Limit {
+    const char* key;
+    Int Values::*value;
+    Int min, max;
+  };
+  std::vector<Limit> limits = {
+      {"margin_x_th", &Values::margin_x, 0, 640}, {"margin_y_th", &Values::margin_y, 0, 400},
+      {"limit_x_th", &Values::limit_x, 1, 640},   {"limit_y_th", &Values::limit_y, 1, 400},
+      {"width", &Values::width, 1, 1280},         {"height", &Values::height, 1, 1024}};
+  if (mgc()) {
+    limits.insert(limits.begin(), {{"max_width_left", &Values::left, 0, 640},
+                                   {"max_width_right", &Values::right, 0, 640},
+                                   {"max_radius", &Values::radius, 0, 640}});
+  } else {
+    limits.insert(limits.begin() + 4, {"enable_vertical_direction", &Values::vertical, 0, 1});
+  }
+  const std::string function = " | " + name() + "::update_filter_config | ";
+  Filter filter(name());
+  Values all_wrong;
+  // Backwards, so that each key in turn is the first that is wrong.
+  for (auto limit = limits.rbegin(); limit != limits.rend(); ++limit) {
+    for (const Int wrong : {limit->min - 1, limit->max + 1}) {
+      all_wrong.*limit->value = wrong;
+      EXPECT_EQ(update(filter, mgc(), all_wrong),
+                "params out of range" + function + limit->key + " | 4");
+    }
+  }
+  for (const std::size_t count : {limits.size() - 1, limits.size() + 1}) {
+    EXPECT_EQ(filter.update(std::vector<const char*>(count, "1")),
+              "the number of params error" + function + "argc | 4");
+  }
+
+  const Pixels input(16000, 9);
+  ErrorSlot error;
+  std::string none;
+  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(160, 100, input), error).get()),
+            Model(mgc()).process(input, 160, 100, none));
+  for (const Int Limit::*bound : {&Limit::min, &Limit::max}) {
+    Values accepted;
+    for (const Limit& limit : limits)
+      accepted.*limit.value = limit.*bound;
+    EXPECT_EQ(update(filter, mgc(), accepted), "");
+  }
+}
+
+/// A frame whose rows are valid from column `first` to `last`.
+Frame valid_between(std::uint32_t width, std::uint32_t height, std::uint32_t first,
+                    std::uint32_t last) {
+  Pixels pixels(std::size_t{width} * height);
+  for (std::size_t i = 0; i < pixels.size(); ++i)
+    pixels[i] = i % width >= first && i % width <= last ? 500 : 0;
+  return test::make_frame(width, height, pixels);
+}
+
+/// How many pixels row y of such a frame loses at its ends: {left, right}.
+std::pair<Int, Int> cleared(Filter& filter, const Frame& input, Int width, Int y) {
+  ErrorSlot error;
+  const Pixels before = test::pixels_of(input.get());
+  const Pixels after = test::pixels_of(filter.process(input, error).get());
+  const auto edges = [&](const Pixels& pixels) {
+    const auto row = pixels.begin() + y * width;
+    const auto last = std::make_reverse_iterator(row + width);
+    return std::pair{std::find(row, row + width, 500) - row,
+                     std::find(last, last + width, 500) - last};
+  };
+  return {edges(after).first - edges(before).first, edges(after).second - edges(before).second};
+}
+
+using Cleared = std::pair<Int, Int>;
+
+TEST(EdgeNoiseRemovalFilter, ClearsTheWholeMarginWithinTheLimit) {
+  Filter filter("EdgeNoiseRemovalFilter");
+  // The right limit is one column nearer to the border.
+  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 69, 1211), 1280, 400), Cleared(6, 6));
+  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 70, 1210), 1280, 400), Cleared(0, 0));
+  EXPECT_EQ(cleared(filter, valid_between(640, 400, 34, 606), 640, 200), Cleared(3, 3));
+  EXPECT_EQ(cleared(filter, valid_between(640, 400, 35, 605), 640, 200), Cleared(0, 0));
+}
+
+TEST(EdgeNoiseRemovalFilter, ClearsColumnsRowByRowUpToTheLimit) {
+  Filter filter("EdgeNoiseRemovalFilter");
+  ASSERT_EQ(filter.update({"0", "3", "1", "4", "1", "1", "12"}), "");
+  ErrorSlot error;
+  const auto processed = [&](const Pixels& pixels) {
+    const auto rows = static_cast<std::uint32_t>(pixels.size());
+    return test::pixels_of(filter.process(test::make_frame(1, rows, pixels), error).get());
+  };
+  EXPECT_EQ(processed({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0}),
+            (Pixels{0, 0, 0, 0, 4, 5, 6, 7, 8, 0, 0, 0}));
+  EXPECT_EQ(processed({0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 0, 0}),
+            (Pixels{0, 0, 0, 0, 3, 4, 5, 6, 7, 0, 0, 0}));
+  // More rows than 16 bits count; 70000 / 12 of the thresholds.
+  Pixels tall(70000, 0);
+  tall[23332] = tall[40000] = tall[69999] = 7;
+  Pixels expected = tall;
+  expected[23332] = expected[69999] = 0;
+  EXPECT_EQ(processed(tall), expected);
+}
+
+TEST(MgcNoiseRemovalFilter, FollowsTheArcUpToTheLimit) {
+  Filter filter("MgcNoiseRemovalFilter");
+  const Frame whole = valid_between(1280, 800, 0, 1279);
+  EXPECT_EQ(cleared(filter, whole, 1280, 0), Cleared(86, 86));
+  EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(6, 6));
+  // sqrt(799 - 160000 + 409600) = 500.39: one pixel of arc
+  EXPECT_EQ(cleared(filter, whole, 1280, 1), Cleared(85, 85));
+  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 50, 1229), 1280, 0), Cleared(70, 69));
+  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 117, 1163), 1280, 400), Cleared(3, 3));
+}
+
+TEST(MgcNoiseRemovalFilter, KeepsItsTableUntilTheSizeChanges) {
+  Filter filter("MgcNoiseRemovalFilter");
+  const Frame whole = valid_between(1280, 800, 0, 1279);
+  const auto top_row = [&] { return cleared(filter, whole, 1280, 0); };
+  ASSERT_EQ(filter.update({"40", "20", "0", "1", "0", "120", "120", "1280", "800"}), "");
+  EXPECT_EQ(top_row(), Cleared(41, 21));
+  ASSERT_EQ(filter.update({"50", "0", "640", "2", "0", "45", "120", "1280", "800"}), "");
+  EXPECT_EQ(top_row(), Cleared(41, 21)) << "the table followed the parameters";
+  filter.reset();
+  EXPECT_EQ(top_row(), Cleared(41, 21)) << "the table followed the reset";
+  ASSERT_EQ(filter.update({"50", "0", "640", "2", "0", "45", "120", "1280", "800"}), "");
+  // Even a frame too small for lengths to be scaled replaces it.
+  ErrorSlot error;
+  EXPECT_EQ(filter.process(test::make_frame(1, 1, {1}), error), nullptr);
+  EXPECT_EQ(top_row(), Cleared(45, 44)) << "52 pixels on both sides, within the limit of 45";
+}
+
+template <typename PrintedFilter>
+std::string printed_after(std::vector<const char*> values) {
+  PrintedFilter filter;
+  filter.update_filter_config(static_cast<std::int32_t>(values.size()), values.data(), nullptr);
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(EdgeNoiseFilters, PrintAnchorAndCurrentParameters) {
+  using filter_processor::EdgeNoiseRemovalFilter;
+  EXPECT_EQ(printed_after<EdgeNoiseRemovalFilter>({"1", "2", "30", "40", "0", "640", "400"}),
+            "anchor_params: \nwidth:            640\nheight:           400\n"
+            "enable_direction: 0\nlimit_x_th:       30\nlimit_y_th:       40\n"
+            "margin_x_th:      1\nmargin_y_th:      2\n"
+            "current_filter_params: \nwidth:            1280\nheight:           800\n"
+            "enable_direction: 1\nlimit_x_th:       70\nlimit_y_th:       30\n"
+            "margin_x_th:      6\nmargin_y_th:      6\n");
+  using filter_processor::MgcNoiseRemovalFilter;
+  EXPECT_EQ(printed_after<MgcNoiseRemovalFilter>({"1", "2", "3", "4", "5", "6", "7", "640", "400"}),
+            "anchor_params: \nwidth:            640\nheight:           400\n"
+            "max_width_left:   1\nmax_width_right:  2\nmax_radius:       3\n"
+            "limit_x_th:       6\nlimit_y_th:       7\nmargin_x_th:      4\nmargin_y_th:      5\n"
+            "current_filter_params: \nwidth:            1280\nheight:           800\n"
+            "max_width_left:   80\nmax_width_right:  80\nmax_radius:       640\n"
+            "limit_x_th:       120\nlimit_y_th:       120\nmargin_x_th:      6\n"
+            "margin_y_th:      0\n");
+}
+
+} // namespace
