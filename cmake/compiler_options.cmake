@@ -6,7 +6,7 @@ target_compile_options(project_options INTERFACE
   # A fused multiply-add rounds once where the filters' arithmetic rounds twice.
   -ffp-contract=off
   # Vector types wider than the baseline's registers are passed only inside one translation unit.
-  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-Wno-psabi>
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU,Clang>:-Wno-psabi>
   # GCC 12 sees overlapping copies in std::string's operator+ where there are none.
   $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>)
 

@@ -6,6 +6,8 @@
 #include "filters/noise/EdgeNoiseRemovalFilter.h"
 #include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
+#include "filters/smoothing/SpatialFastFilter.h"
+#include "filters/smoothing/TemporalFilter.h"
 #include "plugin/unbuilt_filter.h"
 
 namespace filter_processor {
@@ -34,12 +36,12 @@ constexpr Entry entries[] = {
     entry<HoleFillingFilter>(),             // 1
     unbuilt("NoiseRemovalFilter"),          // 2
     unbuilt("SpatialAdvancedFilter"),       // 3
-    unbuilt("TemporalFilter"),              // 4
+    entry<TemporalFilter>(),                // 4
     unbuilt("DepthResize"),                 // 5
     entry<EdgeNoiseRemovalFilter>(),        // 6
     unbuilt("HardwareD2DCorrectionFilter"), // 7
     unbuilt("OpenNIDisparityTransform"),    // 8
-    unbuilt("SpatialFastFilter"),           // 9
+    entry<SpatialFastFilter>(),             // 9
     unbuilt("SpatialModerateFilter"),       // 10
     unbuilt("FalsePositiveFilter"),         // 11
     unbuilt("LutNoiseRemovalFilter"),       // 12

@@ -72,5 +72,28 @@ template <int Distance, typename V>
   return move_up<Distance>(lanes, std::make_index_sequence<lane_count<V>>{});
 }
 
+template <std::size_t First, typename V, std::size_t... I>
+[[gnu::always_inline]] inline auto part(V lanes, std::index_sequence<I...>) {
+  return __builtin_shufflevector(lanes, lanes, static_cast<int>(First + I)...);
+}
+
+/// Half 0 (the lower lanes) or 1 of a vector: how lanes twice as wide as the register come apart.
+template <std::size_t Half, typename V>
+[[gnu::always_inline]] inline auto half(V lanes) {
+  constexpr std::size_t count = lane_count<V> / 2;
+  return part<Half * count>(lanes, std::make_index_sequence<count>{});
+}
+
+template <typename V, std::size_t... I>
+[[gnu::always_inline]] inline auto join(V lower, V upper, std::index_sequence<I...>) {
+  return __builtin_shufflevector(lower, upper, static_cast<int>(I)...);
+}
+
+/// The vector of two halves.
+template <typename V>
+[[gnu::always_inline]] inline auto join(V lower, V upper) {
+  return join(lower, upper, std::make_index_sequence<2 * lane_count<V>>{});
+}
+
 } // namespace FILTER_PROCESSOR_LEVEL
 } // namespace filter_processor::simd

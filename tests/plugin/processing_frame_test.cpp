@@ -43,6 +43,10 @@ class ProcessingFrameTest
     if (!filter_case.values.empty()) {
       EXPECT_EQ(filter.update(filter_case.values), "");
     }
+    if (filter_case.blends_frames) {
+      const Frame first = test::make_frame(32, 16, Pixels(32 * 16, 1050));
+      EXPECT_NE(filter.process(first.get()), nullptr);
+    }
     return filter;
   }
 

@@ -12,6 +12,7 @@ struct FilterCase {
   const char* filter;
   std::vector<const char*> values; ///< of update_filter_config; empty: none is made
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  bool blends_frames = false; ///< passes a first frame unchanged: to be run on a second one
 };
 
 inline const std::vector<FilterCase>& filter_cases() {
@@ -19,6 +20,9 @@ inline const std::vector<FilterCase>& filter_cases() {
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
+      {"SpatialFast3x3", "SpatialFastFilter", {"3"}},
+      {"SpatialFast5x5", "SpatialFastFilter", {"5"}},
+      {"Temporal", "TemporalFilter", {"0.2", "0.3"}, GX_PIXEL_DEPTH, true},
       {"EdgeNoiseRows", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "0", "32", "16"}},
       {"EdgeNoise", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "1", "32", "16"}},
       {"MgcNoise", "MgcNoiseRemovalFilter", {"4", "3", "20", "2", "1", "9", "6", "32", "16"}},

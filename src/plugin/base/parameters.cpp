@@ -28,6 +28,12 @@ int Parameters::integer(std::int32_t index, const char* key, int min, int max) {
   return value;
 }
 
+float Parameters::real(std::int32_t index, const char* key, float min, float max) {
+  const auto value = static_cast<float>(real(index));
+  in_range(key, value, min, max);
+  return value;
+}
+
 void Parameters::refuse(const char* message, const char* args) {
   if (!accepted_)
     return;

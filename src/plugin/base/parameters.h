@@ -32,6 +32,10 @@ class Parameters {
   /// of range" and the parameter's name `key`.
   int integer(std::int32_t index, const char* key, int min, int max);
 
+  /// The same for a number that is narrowed to single precision first; one too large for it becomes
+  /// infinite.
+  float real(std::int32_t index, const char* key, float min, float max);
+
   /// Tests a value against its range with its own width; NaN lies outside every range.
   template <typename Number>
   bool in_range(const char* key, Number value, Number min, Number max) {

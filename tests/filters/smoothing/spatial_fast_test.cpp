@@ -1,0 +1,313 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <thread>
+
+#include "filters/smoothing/SpatialFastFilter.h"
+#include "filters/smoothing/spatial_fast_kernels.h"
+#include "support/host_objects.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::SpatialFastFilter;
+using filter_processor::SpatialFastKernels;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+struct Image {
+  Image(int columns, int rows) : width(columns), height(rows), pixels(index(0, rows)) {}
+
+  std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+           static_cast<std::size_t>(x);
+  }
+  std::uint16_t& at(int x, int y) { return pixels[index(x, y)]; }
+
+  /// Rows outside the image are its first and last one.
+  std::uint16_t clamped(int x, int y) const {
+    return pixels[index(x, std::clamp(y, 0, height - 1))];
+  }
+  Frame frame() const {
+    return test::make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
+                            pixels);
+  }
+
+  int width, height;
+  Pixels pixels;
+};
+
+std::uint16_t median_of(std::vector<std::uint16_t> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+/// The pixels of columns `left` to `right` in rows y - radius to y + radius.
+std::vector<std::uint16_t> window(const Image& image, int left, int right, int y, int radius) {
+  std::vector<std::uint16_t> values;
+  for (int x = left; x <= right; ++x)
+    for (int row = y - radius; row <= y + radius; ++row)
+      values.push_back(image.clamped(x, row));
+  return values;
+}
+
+// The kernels written down pixel by pixel.
+
+Image naive_3x3(const Image& image) {
+  Image output = image;
+  for (int y = 0; y < image.height; ++y)
+    for (int block = 0; block < image.width / 8 - 1; ++block)
+      for (int x = 4 + 8 * block; x < 12 + 8 * block; ++x)
+        output.at(x, y) = median_of(window(image, x - 1, x + 1, y, 1));
+  return output;
+}
+
+/// The border set of a row: column `full`, and column `cut` without its lowest pixel.
+std::vector<std::uint16_t> nine(const Image& image, int full, int cut, int y) {
+  auto values = window(image, full, full, y, 2);
+  for (int row = y - 2; row <= y + 1; ++row)
+    values.push_back(image.clamped(cut, row));
+  return values;
+}
+
+Image naive_5x5(const Image& image) {
+  Image output = image;
+  const int w = image.width;
+  for (int y = 0; y < image.height && w >= 3; ++y) {
+    output.at(0, y) = median_of(nine(image, 0, 1, y));
+    output.at(1, y) = median_of(window(image, 0, 2, y, 2));
+    for (int x = 2; x < 2 + w / 8 * 8 && x < w - 2; ++x)
+      output.at(x, y) = median_of(window(image, x - 2, x + 2, y, 2));
+    output.at(w - 2, y) = median_of(nine(image, w - 2, w - 1, y));
+    output.at(w - 1, y) = median_of(window(image, w - 3, w - 1, y, 2));
+  }
+  return output;
+}
+
+Image random_image(int width, int height, unsigned kind, std::mt19937& random) {
+  Image image(width, height);
+  for (auto& pixel : image.pixels) {
+    switch (kind % 3) {
+    case 0: // any value, both sides of the sign bit
+      pixel = static_cast<std::uint16_t>(random());
+      break;
+    case 1: // two values: a comparator network is right for all when it is for these
+      pixel = random() % 2 == 0 ? std::uint16_t{0x7fff} : std::uint16_t{0x8000};
+      break;
+    default: // many holes
+      pixel = random() % 2 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(random() % 50);
+    }
+  }
+  return image;
+}
+
+struct Variant {
+  const char* radius;
+  SpatialFastKernels::Filter SpatialFastKernels::*kernel;
+  Image (*naive)(const Image&);
+};
+
+constexpr Variant variants[] = {{"3", &SpatialFastKernels::median_3x3, naive_3x3},
+                                {"5", &SpatialFastKernels::median_5x5, naive_5x5}};
+
+TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
+  std::mt19937 random(5);
+  std::vector<std::pair<int, int>> sizes = {{531, 7}, {264, 66}, {263, 65}, {20, 131}};
+  for (int width = 0; width < 90; ++width)
+    for (const int height : {0, 1, 2, 3, 4, 5, 12})
+      sizes.emplace_back(width, height);
+  for (const auto& [width, height] : sizes) {
+    for (unsigned kind = 0; kind < 3; ++kind) {
+      const Image image = random_image(width, height, kind, random);
+      for (const Variant& variant : variants) {
+        const Pixels expected = variant.naive(image).pixels;
+        for (const simd::Level level : simd::supported_levels()) {
+          Pixels output = image.pixels;
+          (simd::kernels<SpatialFastKernels>(level).*
+           variant.kernel)(image.pixels.data(), output.data(), static_cast<std::uint32_t>(width),
+                           static_cast<std::uint32_t>(height));
+          ASSERT_EQ(output, expected) << variant.radius << " " << simd::level_name(level) << " "
+                                      << width << "x" << height << " kind " << kind;
+        }
+      }
+    }
+  }
+}
+
+/// What a new filter of the given window side makes of the image.
+Image filtered(const Image& image, const char* radius) {
+  Filter filter("SpatialFastFilter");
+  EXPECT_EQ(filter.update({radius}), "");
+  ErrorSlot error;
+  Image output = image;
+  output.pixels = test::pixels_of(filter.process(image.frame(), error).get());
+  EXPECT_EQ(error.text(), "");
+  return output;
+}
+
+TEST(SpatialFastFilter, LeavesTheColumnsOutsideItsGroupsAlone) {
+  struct Case {
+    const char* radius;
+    int width;
+    std::vector<int> untouched;
+  };
+  const Case cases[] = {
+      {"3", 8, {0, 1, 2, 3, 4, 5, 6, 7}},
+      {"3", 16, {0, 1, 2, 3, 12, 13, 14, 15}},
+      {"3", 20, {0, 1, 2, 3, 12, 13, 14, 15, 16, 17, 18, 19}},
+      {"5", 7, {2, 3, 4}},
+      {"5", 8, {}},
+      {"5", 12, {}},
+      {"5", 23, {18, 19, 20}},
+  };
+  for (const Case& each : cases) {
+    std::vector<int> untouched;
+    for (int x = 0; x < each.width; ++x) { // a single bright pixel stays only where no median is
+      Image image(each.width, 3);
+      image.at(x, 1) = 1000;
+      if (filtered(image, each.radius).at(x, 1) == 1000)
+        untouched.push_back(x);
+    }
+    EXPECT_EQ(untouched, each.untouched) << each.radius << " " << each.width;
+  }
+}
+
+TEST(SpatialFastFilter, RemovesWhatIsSmallerThanHalfItsWindow) {
+  const Image empty(24, 9);
+  Image image = empty;
+  image.at(10, 4) = 1000;
+  EXPECT_EQ(filtered(image, "3").pixels, empty.pixels);
+  EXPECT_EQ(filtered(image, "5").pixels, empty.pixels);
+  for (int y = 3; y <= 5; ++y)
+    for (int x = 9; x <= 11; ++x)
+      image.at(x, y) = 1000;
+  EXPECT_EQ(filtered(image, "3").at(10, 4), 1000);
+  EXPECT_EQ(filtered(image, "5").pixels, empty.pixels);
+}
+
+TEST(SpatialFastFilter, LeavesOnePixelOutOfTheBorderSets) {
+  Image image(16, 5);
+  const std::uint16_t columns[2][5] = {{0, 0, 0, 1000, 1000}, {1000, 1000, 0, 0, 1000}};
+  for (const int x : {0, 1, 14, 15})
+    for (int y = 0; y < 5; ++y)
+      image.at(x, y) = columns[x % 2][y];
+  // Five of the nine are 0, then four.
+  EXPECT_EQ(filtered(image, "5").at(0, 2), 0);
+  EXPECT_EQ(filtered(image, "5").at(14, 2), 0);
+  image.at(0, 2) = image.at(14, 2) = 1000;
+  EXPECT_EQ(filtered(image, "5").at(0, 2), 1000);
+  EXPECT_EQ(filtered(image, "5").at(14, 2), 1000);
+}
+
+TEST(SpatialFastFilter, RefusesOtherSidesAndKeepsItsOwn) {
+  const std::string function = " | SpatialFastFilter::update_filter_config | ";
+  Filter filter("SpatialFastFilter");
+  ASSERT_EQ(filter.update({"5x"}), ""); // trailing text is ignored
+  for (const char* radius : {"4", "2", "7", "abc", "259", "-3"})
+    EXPECT_EQ(filter.update({radius}), "params out of range" + function + "radius | 4");
+  EXPECT_EQ(filter.update({}), "the number of params error" + function + "argc | 4");
+  EXPECT_EQ(filter.update({"3", "3"}), "the number of params error" + function + "argc | 4");
+  std::mt19937 random(2);
+  const Image image = random_image(20, 6, 0, random);
+  ErrorSlot error;
+  EXPECT_EQ(test::pixels_of(filter.process(image.frame(), error).get()), naive_5x5(image).pixels);
+}
+
+/// The printed state: the radii are raw characters.
+std::string state_text(int anchor, int current, int width, int height) {
+  return std::string("anchor_params: \nradius:    ") + static_cast<char>(anchor) +
+         "\ncurrent_filter_params: \nradius:    " + static_cast<char>(current) +
+         "\ncurrent_frame_info: \nwidth:      " + std::to_string(width) +
+         "\nheight:     " + std::to_string(height) + "\n";
+}
+
+TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
+  const test::NoLeftovers no_leftovers;
+  constexpr std::pair<int, int> sizes[] = {{0, 0}, {0, 3}, {21, 4}, {4, 21}, {40, 3}};
+  const std::string invalid = "invalid params | SpatialFastFilter::updateConfig | "
+                              "frame_info.width||frame_info.height | 4";
+  std::mt19937 random(3);
+  SpatialFastFilter filter;
+  int anchor = 3, current = 3;
+  bool pending = false; // a take-over is due whatever the size
+  std::pair<int, int> taken{0, 0}, shown{0, 0};
+  for (int step = 0; step < 3000; ++step) {
+    const auto action = random() % 8;
+    if (action == 0) {
+      filter.reset();
+      anchor = current = 3;
+      taken = {0, 0};
+    } else if (action < 3) {
+      const char* value = action == 1 ? "3" : "5";
+      pending = pending || value[0] - '0' != anchor;
+      anchor = value[0] - '0';
+      filter.update_filter_config(1, &value, nullptr);
+    } else {
+      const auto size = sizes[random() % std::size(sizes)];
+      const Image image = random_image(size.first, size.second, 0, random);
+      const Frame input = image.frame();
+      std::string expected_error;
+      shown = size;
+      if (size != taken || pending) {
+        current = anchor;
+        if (size.first == 0) {
+          expected_error = invalid;
+        } else {
+          taken = size;
+          pending = false;
+        }
+      }
+      ErrorSlot error;
+      testing::internal::CaptureStdout();
+      const Frame output{filter.filter_process(input.get(), error.out())};
+      const std::string printed = testing::internal::GetCapturedStdout();
+      ASSERT_EQ(error.text(), expected_error) << step;
+      ASSERT_EQ(printed, expected_error.empty() ? "" : error.trace());
+      ASSERT_EQ(output == nullptr, !expected_error.empty());
+      if (output != nullptr) {
+        const Image expected = current == 3 ? naive_3x3(image) : naive_5x5(image);
+        ASSERT_EQ(test::pixels_of(output.get()), expected.pixels) << step;
+      }
+    }
+    testing::internal::CaptureStdout();
+    filter.print_filter_params();
+    ASSERT_EQ(testing::internal::GetCapturedStdout(),
+              state_text(anchor, current, shown.first, shown.second))
+        << step;
+  }
+}
+
+TEST(SpatialFastFilter, FailsWithoutAKernelForItsSide) {
+  const test::NoLeftovers no_leftovers;
+  SpatialFastFilter filter(4);
+  const Frame input = test::make_frame(3, 1, {1, 2, 3});
+  ErrorSlot error;
+  EXPECT_EQ(filter.filter_process(input.get(), error.out()), nullptr);
+  EXPECT_EQ(error.text(), "spatial fast filter error | SpatialFastFilter::filter_process | "
+                          "SpatialFastFilter | 0");
+}
+
+TEST(SpatialFastFilter, MayBeConfiguredWhileItProcesses) {
+  std::mt19937 random(6);
+  const Image image = random_image(64, 48, 0, random);
+  const Pixels results[] = {naive_3x3(image).pixels, naive_5x5(image).pixels};
+  const Frame input = image.frame();
+  SpatialFastFilter filter;
+  std::thread configuring([&] {
+    for (int i = 0; i < 2000; ++i) {
+      const char* value = i % 2 == 0 ? "5" : "3";
+      filter.update_filter_config(1, &value, nullptr);
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    const Frame output{filter.filter_process(input.get(), nullptr)};
+    const Pixels pixels = test::pixels_of(output.get());
+    EXPECT_TRUE(pixels == results[0] || pixels == results[1]);
+  }
+  configuring.join();
+}
+
+} // namespace

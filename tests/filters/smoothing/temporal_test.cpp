@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <new>
+#include <random>
+
+#include "filters/smoothing/TemporalFilter.h"
+#include "filters/smoothing/temporal_kernels.h"
+#include "support/allocation_faults.h"
+#include "support/host_objects.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::TemporalFilter;
+using filter_processor::TemporalKernels;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+std::uint16_t naive_blend(std::uint16_t p, std::uint16_t c, float diff_scale, float weight) {
+  if (c == 0 || p == 0)
+    return c;
+  const float previous = p;
+  const float current = c;
+  const float limit = std::fmin(previous, current) * diff_scale;
+  if (!(std::fabs(current - previous) < limit))
+    return c;
+  const float previous_weight = 1.0F - weight;
+  const float previous_part = previous * previous_weight;
+  const float current_part = current * weight;
+  const float sum = previous_part + current_part;
+  return static_cast<std::uint16_t>(static_cast<std::uint32_t>(std::fmax(sum, 0.0F)) & 0xffff);
+}
+
+/// The whole filter, frame by frame.
+struct NaiveFilter {
+  float diff_scale = 0.1F, weight = 0.4F;
+  std::uint32_t width = 0, height = 0;
+  Pixels history;
+
+  Pixels process(std::uint32_t new_width, std::uint32_t new_height, Pixels pixels) {
+    if (history.empty() || width != new_width || height != new_height)
+      history.assign(pixels.size(), 0);
+    width = new_width;
+    height = new_height;
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+      history[i] = pixels[i] = naive_blend(history[i], pixels[i], diff_scale, weight);
+    return pixels;
+  }
+};
+
+/// A pixel about as far from `other` as the scales' limits lie, or any.
+std::uint16_t related_pixel(std::uint16_t other, std::mt19937& random) {
+  if (random() % 8 == 0)
+    return static_cast<std::uint16_t>(random());
+  const double factor = std::uniform_real_distribution<double>(0.4, 1.6)(random);
+  return static_cast<std::uint16_t>(std::min(65535.0, other * factor));
+}
+
+Pixels random_pixels(std::size_t count, std::mt19937& random) {
+  Pixels pixels(count);
+  for (auto& pixel : pixels)
+    pixel = random() % 10 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(random());
+  return pixels;
+}
+
+void expect_equal_at_every_level(const Pixels& current, const Pixels& previous, float diff_scale,
+                                 float weight) {
+  Pixels expected(current.size());
+  for (std::size_t i = 0; i < current.size(); ++i)
+    expected[i] = naive_blend(previous[i], current[i], diff_scale, weight);
+  for (const simd::Level level : simd::supported_levels()) {
+    Pixels output = current;
+    Pixels history = previous;
+    simd::kernels<TemporalKernels>(level).blend(output.data(), history.data(), output.size(),
+                                                diff_scale, weight);
+    ASSERT_EQ(output, expected) << simd::level_name(level) << " " << diff_scale << " " << weight;
+    ASSERT_EQ(history, expected) << simd::level_name(level);
+  }
+}
+
+TEST(TemporalKernels, EveryLevelEqualsTheNaiveForm) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<float> parameter(0.1F, 1.0F);
+  for (std::size_t count = 0; count < 300; ++count) {
+    const Pixels previous = random_pixels(count, random);
+    Pixels current(count);
+    for (std::size_t i = 0; i < count; ++i)
+      current[i] = related_pixel(previous[i], random);
+    expect_equal_at_every_level(current, previous, parameter(random), parameter(random));
+  }
+}
+
+TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
+  // All current values near the limit and near the previous one, at both ends of all ranges.
+  for (const int value : {1, 2, 10, 11, 999, 1000, 4095, 32768, 59577, 65534, 65535}) {
+    const auto p = static_cast<std::uint16_t>(value);
+    for (const float diff_scale : {0.1F, 0.13F, 0.55F, 1.0F}) {
+      Pixels current;
+      for (const double centre : {p * 1.0, p * (1.0 + diff_scale), p / (1.0 + diff_scale)})
+        for (int offset = -40; offset <= 40; ++offset)
+          current.push_back(static_cast<std::uint16_t>(std::lround(centre) + offset));
+      for (const float weight : {0.1F, 0.3F, 0.4F, 0.7F, 1.0F})
+        expect_equal_at_every_level(current, Pixels(current.size(), p), diff_scale, weight);
+    }
+  }
+}
+
+TEST(TemporalFilter, BlendsCloseValidReadingsOnly) {
+  Filter filter("TemporalFilter");
+  ErrorSlot error;
+  const Pixels first = {1000, 1000, 0, 1000, 1000, 1000};
+  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(6, 1, first), error).get()), first);
+  // 1100 and 910 differ from 1000 by exactly the limit and by one less.
+  const Frame second = test::make_frame(6, 1, {1050, 1200, 800, 0, 1100, 910});
+  const Pixels expected = {1020, 1200, 800, 0, 1100, 964};
+  EXPECT_EQ(test::pixels_of(filter.process(second, error).get()), expected);
+  // What was delivered is the history.
+  const Frame third = test::make_frame(6, 1, {1020, 1100, 800, 1000, 1100, 964});
+  EXPECT_EQ(test::pixels_of(filter.process(third, error).get())[1], 1160);
+}
+
+TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
+  const test::NoLeftovers no_leftovers;
+  struct Size {
+    std::uint32_t width, height;
+  };
+  constexpr Size sizes[] = {{37, 5}, {5, 37}, {16, 4}, {1, 1}, {0, 3}};
+  const char* texts[] = {"0.1", "0.25x", " 1", "0.0999999999", "0.05", "1.01", "nan", "1e99", ""};
+  const bool valid[] = {true, true, true, true, false, false, false, false, false};
+  std::mt19937 random(11);
+  Filter filter("TemporalFilter");
+  NaiveFilter naive;
+  Size size = sizes[0];
+  Pixels scene = random_pixels(185, random);
+  for (int step = 0; step < 2000; ++step) {
+    const auto action = random() % 20;
+    if (action == 0) {
+      filter.reset();
+      naive = {};
+    } else if (action < 3) {
+      const auto scale = random() % std::size(texts);
+      const auto weight = random() % std::size(texts);
+      const std::string refusal = filter.update({texts[scale], texts[weight]});
+      if (valid[scale])
+        naive.diff_scale = static_cast<float>(std::atof(texts[scale]));
+      if (valid[scale] && valid[weight])
+        naive.weight = static_cast<float>(std::atof(texts[weight]));
+      const std::string key = !valid[scale] ? "diff_scale" : "weight";
+      EXPECT_EQ(refusal, valid[scale] && valid[weight]
+                             ? ""
+                             : "params out of range | TemporalFilter::update_filter_config | " +
+                                   key + " | 4");
+    } else if (action == 3) {
+      size = sizes[random() % std::size(sizes)];
+    }
+    scene.resize(std::size_t{size.width} * size.height, 500);
+    for (auto& pixel : scene)
+      pixel = related_pixel(pixel == 0 ? 3000 : pixel, random);
+    const Frame input = test::make_frame(size.width, size.height, scene);
+    if (action == 4) { // a buffer that is too short leaves the history alone
+      const Pixels shorter(2);
+      const Frame refused = test::make_frame(3, 1, {1, 2, 3});
+      gx_frame_update_data(refused.get(), reinterpret_cast<const std::uint8_t*>(shorter.data()), 4,
+                           nullptr);
+      EXPECT_EQ(filter.process(refused.get()), nullptr);
+    }
+    ErrorSlot error;
+    const Frame output = filter.process(input, error);
+    ASSERT_EQ(error.text(), "");
+    ASSERT_EQ(test::pixels_of(output.get()), naive.process(size.width, size.height, scene)) << step;
+  }
+}
+
+TEST(TemporalFilter, ThrowsWhenThereIsNoMemoryForItsHistoryAndStartsAnew) {
+  TemporalFilter filter;
+  const auto process = [&](std::uint16_t pixel, std::uint32_t width) {
+    const Frame input = test::make_frame(width, 1, Pixels(width, pixel));
+    const Frame output{filter.filter_process(input.get(), nullptr)};
+    return test::pixels_of(output.get())[0];
+  };
+  EXPECT_EQ(process(1000, 8), 1000);
+  const Frame input = test::make_frame(9, 1, Pixels(9, 1000));
+  test::fail_nth_allocation(1);
+  try {
+    filter.filter_process(input.get(), nullptr);
+    ADD_FAILURE() << "no exception";
+  } catch (const std::bad_alloc& failure) {
+    EXPECT_STREQ(failure.what(), "bad allocation");
+  }
+  EXPECT_EQ(process(1050, 8), 1050) << "the history of the size before must be gone";
+  EXPECT_EQ(process(1000, 8), 1030);
+
+  Filter exported("TemporalFilter");
+  ErrorSlot error;
+  test::fail_nth_allocation(1);
+  EXPECT_EQ(exported.process(input, error), nullptr);
+  EXPECT_EQ(error.text(), "bad allocation | gx_priv_filter_process | frame | 0");
+}
+
+TEST(TemporalFilter, KeepsTheBlendWhenItsDeliveryFails) {
+  Filter filter("TemporalFilter");
+  ErrorSlot error;
+  const Frame member = test::make_frame(1, 1, {1000});
+  EXPECT_NE(filter.process(member, error), nullptr);
+  const Frame next = test::make_frame(1, 1, {1050});
+  const Frame set = test::make_set({next.get()});
+  gexton_fail_function("gx_frameset_push_frame", 1);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(filter.process(set, error), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), error.trace());
+  gexton_clear_faults();
+  EXPECT_EQ(test::pixels_of(filter.process(next, error).get()), Pixels{1032});
+}
+
+TEST(TemporalFilter, CountsPrintsAndResetsItsParameters) {
+  TemporalFilter filter;
+  const char* values[] = {"0.5", "0.05", "0.5"};
+  for (const std::int32_t count : {0, 1, 3}) {
+    ErrorSlot error;
+    filter.update_filter_config(count, values, error.out());
+    EXPECT_EQ(error.text(),
+              "the number of params error | TemporalFilter::update_filter_config | argc | 4");
+  }
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  filter.update_filter_config(2, values, nullptr); // refuses the second value only
+  filter.print_filter_params();
+  filter.reset();
+  filter.print_filter_params();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "diff_scale: 0.1\nweight:     0.4\n"
+                                                    "diff_scale: 0.5\nweight:     0.4\n"
+                                                    "diff_scale: 0.1\nweight:     0.4\n");
+}
+
+} // namespace
