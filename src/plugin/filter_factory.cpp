@@ -4,6 +4,8 @@
 #include <mutex>
 
 #include "filters/smoothing/HoleFillingFilter.h"
+#include "filters/smoothing/SpatialAdvancedFilter.h"
+#include "filters/smoothing/SpatialModerateFilter.h"
 #include "plugin/unbuilt_filter.h"
 
 namespace filter_processor {
@@ -28,11 +30,11 @@ constexpr Entry unbuilt(const char* name) {
 
 constexpr Entry entries[] = {
     unbuilt("DisparityTransform"),       entry<HoleFillingFilter>(),
-    unbuilt("NoiseRemovalFilter"),       unbuilt("SpatialAdvancedFilter"),
+    unbuilt("NoiseRemovalFilter"),       entry<SpatialAdvancedFilter>(),
     unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
     unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
     unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
-    unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
+    entry<SpatialModerateFilter>(),    unbuilt("FalsePositiveFilter"),
     unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
 };
 

@@ -19,6 +19,14 @@ inline const std::vector<FilterCase>& filter_cases() {
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerate", "SpatialModerateFilter", {}},
+      {"SpatialModerateDisparity", "SpatialModerateFilter", {"2", "20", "3"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerateTof", "SpatialModerateFilter", {"1", "160", "7"}, GX_PIXEL_TOF_DEPTH},
+      {"SpatialAdvanced", "SpatialAdvancedFilter", {}},
+      {"SpatialAdvancedDisparity",
+       "SpatialAdvancedFilter",
+       {"1", "0.5", "160", "3"},
+       GX_PIXEL_DISPARITY},
   };
   return all;
 }
