@@ -47,9 +47,14 @@ struct DepthAdaptiveModel {
       return "";
     anchor_facts = facts;
     current = anchor;
-    const std::string error = derive();
+    std::string error = derive();
     changed = !error.empty();
     return error;
+  }
+
+  /// The low 16 bits of a whole number that may be larger than any integer type.
+  static std::uint16_t cut(double value) {
+    return static_cast<std::uint16_t>(std::fmod(std::trunc(value), 65536.0));
   }
 
   std::string derive() {
@@ -60,9 +65,9 @@ struct DepthAdaptiveModel {
       return "invalid params | frame_info.pixel_type";
     if (facts.pixel_type != 2 && facts.scale <= 0)
       return "invalid params | frame_info.depth_unit";
+    const double ratio = std::pow(2.0, facts.fraction_bits) / std::pow(2.0, 8);
     if (facts.pixel_type != 4 && facts.fraction_bits != 8)
-      current.disp_diff = static_cast<std::uint16_t>(static_cast<std::int64_t>(
-          current.disp_diff * std::pow(2.0, facts.fraction_bits) / std::pow(2.0, 8)));
+      current.disp_diff = cut(current.disp_diff * ratio);
     return build_table() ? "" : "update depth diff lut error | updateDepthDiffLut()";
   }
 
@@ -73,20 +78,16 @@ struct DepthAdaptiveModel {
     if (facts.pixel_type == 0) {
       if (facts.scale <= 0 || facts.bxf <= 0)
         return false;
-      shift = 13;
-      if (facts.scale >= 0.1)
-        shift = static_cast<std::uint8_t>(
-            12 - static_cast<int>(std::floor(std::log2(static_cast<float>(facts.scale / 0.1)))));
+      const float octaves = std::floor(std::log2(static_cast<float>(facts.scale / 0.1)));
+      shift = facts.scale < 0.1 ? 13 : static_cast<std::uint8_t>(12 - static_cast<int>(octaves));
     }
     for (int k = 1; k <= 7; ++k) {
       auto a = static_cast<float>(current.disp_diff / std::pow(2.0, facts.fraction_bits));
       a = a * 500.0F * 500.0F / facts.bxf * static_cast<float>(k * k);
-      std::int64_t entry = 0;
-      if (facts.pixel_type == 4)
-        entry = k * current.disp_diff;
-      else if (facts.pixel_type == 0)
-        entry = static_cast<std::int64_t>(static_cast<double>(a) / facts.scale);
-      table[static_cast<std::size_t>(k - 1)] = static_cast<std::uint16_t>(entry);
+      const double entries[] = {static_cast<double>(a) / facts.scale, 0, 0, 0,
+                                double{1} * k * current.disp_diff};
+      table[static_cast<std::size_t>(k - 1)] =
+          cut(entries[static_cast<std::size_t>(facts.pixel_type)]);
     }
     return true;
   }

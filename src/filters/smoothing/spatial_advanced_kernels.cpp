@@ -76,21 +76,24 @@ class FixedLimit {
 class TableLimits {
  public:
   /// The limits are the table's entries plus `increment`, modulo 2^16.
-  TableLimits(const Pixel* entries, Pixel increment) : limits_(entries) {
-    Pixel limits[simd::DepthBins::count];
-    for (std::size_t i = 0; i < simd::DepthBins::count; ++i)
-      limits[i] = simd::min(static_cast<Pixel>(entries[i] + increment), largest_limit);
-    limits_ = simd::DepthBins(limits);
-  }
+  TableLimits(const Pixel* entries, Pixel increment) : limits_(limited(entries, increment)) {}
 
   template <typename V>
   [[gnu::always_inline]] Limit<V> of(V pixels) const {
     const auto lanes = std::make_index_sequence<simd::lane_count<V>>{};
     const V bins = simd::DepthBins::bins_of(first_halves(pixels, lanes), 1);
-    return Limit<V>(limits_.look_up(bins) & even_lanes<V>(lanes));
+    // Valid pixels are rarely as small as the inner bins.
+    return Limit<V>(limits_.look_up_outer(bins) & even_lanes<V>(lanes));
   }
 
  private:
+  static simd::DepthBins limited(const Pixel* entries, Pixel increment) {
+    Pixel limits[simd::DepthBins::count];
+    for (std::size_t i = 0; i < simd::DepthBins::count; ++i)
+      limits[i] = simd::min(static_cast<Pixel>(entries[i] + increment), largest_limit);
+    return simd::DepthBins(limits);
+  }
+
   /// Lanes 0, 0, 1, 1, 2, 2, 3, 3 of each group of eight.
   template <typename V, std::size_t... I>
   [[gnu::always_inline]] static V first_halves(V lanes, std::index_sequence<I...>) {
@@ -165,9 +168,10 @@ template <typename V>
 
 template <typename V>
 [[gnu::always_inline]] inline void store_every_eighth(Pixel* row, std::size_t width, V lanes) {
-  for (std::size_t i = 0; i < simd::lane_count<V> / group_size; ++i)
-    __builtin_memcpy(row + i * group_size * width,
-                     reinterpret_cast<const Pixel*>(&lanes) + i * group_size, group_bytes);
+  Pixel pixels[simd::lane_count<V>];
+  simd::store(pixels, lanes);
+  for (std::size_t i = 0; i < simd::lane_count<V>; i += group_size)
+    __builtin_memcpy(row + i * width, pixels + i, group_bytes);
 }
 
 /// The first (or, with `Part` 4, the last) four lanes of each group of `a` and `b`, alternating.
@@ -223,9 +227,10 @@ struct Strip {
         for (std::size_t i = 0; i < group_size; ++i)
           simd::store(column(x + i, v), block[i]);
       }
-      for (; x < width; ++x)
+      for (; x < width; ++x) {
         for (std::size_t i = 0; i < lanes; ++i)
           column(x, v)[i] = first[i * width + x];
+      }
     }
   }
 
@@ -241,9 +246,10 @@ struct Strip {
         for (std::size_t i = 0; i < group_size; ++i)
           store_every_eighth(first + i * width + x, width, block[i]);
       }
-      for (; x < width; ++x)
+      for (; x < width; ++x) {
         for (std::size_t i = 0; i < lanes; ++i)
           first[i * width + x] = column(x, v)[i];
+      }
     }
   }
 };
@@ -325,10 +331,11 @@ void smooth_blocks(const PixelGrid& image, std::size_t y, Pixel radius, const Li
     walk<Walks<V>>(strip, width - 1, width - 1, -1, radius, limits);
     strip.scatter();
   }
-  if constexpr (Vectors > 1)
+  if constexpr (Vectors > 1) {
     smooth_blocks<Walks, Bytes, 1>(image, y, radius, limits, columns);
-  else if constexpr (Bytes > group_bytes)
+  } else if constexpr (Bytes > group_bytes) {
     smooth_blocks<Walks, Bytes / 2, 1>(image, y, radius, limits, columns);
+  }
 }
 
 template <typename Limits>
@@ -336,10 +343,11 @@ void smooth_rows(const PixelGrid& image, const Limits& limits, Pixel radius, Pix
   if (image.width <= 2)
     return;
   // The count is raised before it is compared, so that a radius of 1 fills nothing either.
-  if (radius <= 1)
+  if (radius <= 1) {
     smooth_blocks<Walk, simd::vector_bytes, 2>(image, 0, radius, limits, strip);
-  else
+  } else {
     smooth_blocks<FillingWalk, simd::vector_bytes, 2>(image, 0, radius, limits, strip);
+  }
 }
 
 // Along rows, a difference equal to the threshold passes: the limit is one above.

@@ -38,8 +38,14 @@ template <typename Wide>
 
 constexpr std::ptrdiff_t largest_float_reach = 3;
 
-// What a window collects of the pixels that pass, given with a mask. `mean` is for centres that had
-// at least one.
+/// A divisor for all lanes, those without a result of their own included.
+template <typename V>
+[[gnu::always_inline]] inline V at_least_one(V counts) {
+  return counts == 0 ? simd::broadcast<V>(Pixel{1}) : counts;
+}
+
+// What a window collects of the pixels that pass, given with a mask. `mean` is meaningful in lanes
+// with at least one.
 
 /// Sums of 32 bits, for any window and threshold.
 template <typename V>
@@ -57,7 +63,7 @@ class WideSums {
 
   [[gnu::always_inline]] V mean() const {
     const Wide even = pairs_ - (odd_ << 16); // exact: modulo 2^32, in which the sum fits
-    const V divisor = count_ == 0 ? broadcast_one() : count_;
+    const V divisor = at_least_one(count_);
     const auto counts = Halves<V>::of(divisor);
     if (reach_ <= largest_float_reach)
       return Halves<V>{quotient(even, counts.even), quotient(odd_, counts.odd)}.joined();
@@ -66,7 +72,6 @@ class WideSums {
 
  private:
   using Wide = typename Halves<V>::Wide;
-  static V broadcast_one() { return simd::broadcast<V>(Pixel{1}); }
 
   std::ptrdiff_t reach_;
   Wide pairs_{}, odd_{}; ///< sums of even + 2^16 x odd, and of odd
@@ -93,7 +98,7 @@ class NarrowSums {
   V count() const { return count_; }
 
   [[gnu::always_inline]] V mean() const {
-    const V divisor = count_ == 0 ? simd::broadcast<V>(Pixel{1}) : count_;
+    const V divisor = at_least_one(count_);
     const V rounded_up = sum_ + divisor - 1;
     const auto sums = Halves<V>::of(rounded_up);
     const auto counts = Halves<V>::of(divisor);
@@ -162,10 +167,12 @@ struct TableThresholds {
     using V = Lanes<Pixel>;
     constexpr std::size_t step = simd::lane_count<V>;
     std::size_t x = 0;
-    for (; x + step <= width; x += step)
-      simd::store(of_row + x, bins.look_up(bins.bins_of(simd::load<V>(row + x), shift)));
+    for (; x + step <= width; x += step) {
+      const V bins_of_depths = simd::DepthBins::bins_of(simd::load<V>(row + x), shift);
+      simd::store(of_row + x, bins.look_up(bins_of_depths));
+    }
     for (; x < width; ++x)
-      of_row[x] = bins[shift < 16 ? simd::min<unsigned>(row[x] >> shift, 6) : 0];
+      of_row[x] = bins[simd::DepthBins::bins_of(row[x], shift)];
   }
 
   Pixel at(std::size_t x) const { return of_row[x]; }
@@ -232,9 +239,9 @@ template <int Reach, std::size_t Bytes, typename Threshold>
                                                         const Threshold& threshold) {
   using V = Lanes<Pixel, Bytes>;
   constexpr std::size_t step = simd::lane_count<V>;
+  using Sums = typename SumsOf<V, Reach>::Type;
   for (; x + step <= row.end(); x += step)
-    simd::store(row.means + x,
-                mean_of_groups<V, Reach, typename SumsOf<V, Reach>::Type>(row, x, threshold));
+    simd::store(row.means + x, mean_of_groups<V, Reach, Sums>(row, x, threshold));
   if constexpr (step > group_size)
     return smooth_groups<Reach, Bytes / 2>(row, x, threshold);
   return x;
@@ -282,14 +289,15 @@ void smooth_window(const SmoothingWindow& window, const Threshold& threshold) {
   if (window.reach == 0 || window.width <= 2 * window.reach)
     return;
   const int largest = threshold.largest();
-  if (window.reach == 1 && largest <= narrow_threshold(1))
+  if (window.reach == 1 && largest <= narrow_threshold(1)) {
     smooth<1>(window, threshold);
-  else if (window.reach == 2 && largest <= narrow_threshold(2))
+  } else if (window.reach == 2 && largest <= narrow_threshold(2)) {
     smooth<2>(window, threshold);
-  else if (window.reach == 3 && largest <= narrow_threshold(3))
+  } else if (window.reach == 3 && largest <= narrow_threshold(3)) {
     smooth<3>(window, threshold);
-  else
+  } else {
     smooth<0>(window, threshold);
+  }
 }
 
 void smooth_fixed(const SmoothingWindow& window, Pixel threshold) {

@@ -20,7 +20,10 @@ struct Image {
   Pixels pixels;
   int width, height;
 
-  std::uint16_t& at(int y, int x) { return pixels[static_cast<std::size_t>(y * width + x)]; }
+  std::uint16_t& at(int y, int x) {
+    return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                  static_cast<std::size_t>(x)];
+  }
 };
 
 bool valid(std::uint16_t v) {
@@ -123,8 +126,8 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
     const int width = static_cast<int>(random() % (round % 50 == 0 ? 300 : 70));
     const int height = static_cast<int>(random() % (round % 50 == 0 ? 200 : 40));
     const std::uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
-    const Pixels input =
-        test::random_surfaces(static_cast<std::size_t>(width * height), spread, random);
+    const Pixels input = test::random_surfaces(
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height), spread, random);
     Threshold threshold{random() % 2 == 0, static_cast<std::uint16_t>(random() % spread), {}};
     if (random() % 8 == 0)
       threshold.value = std::array<std::uint16_t, 5>{0, 1, 32767, 65534, 65535}[random() % 5];

@@ -32,11 +32,11 @@ void naive_smooth(Pixels& image, int width, int height, int reach, int iteration
                   const Thresholds& thresholds) {
   std::vector<std::uint32_t> sums(static_cast<std::size_t>(width)), counts(sums);
   const auto at = [&](int y, int x) -> std::uint16_t& {
-    return image[static_cast<std::size_t>(y * width + x)];
+    return image[static_cast<std::size_t>(y) * sums.size() + static_cast<std::size_t>(x)];
   };
   const int grouped = reach + std::max(width - 2 * reach, 0) / 8 * 8;
-  for (int i = 0; i < iterations; ++i)
-    for (int y = reach; y < height - reach; ++y)
+  for (int i = 0; i < iterations; ++i) {
+    for (int y = reach; y < height - reach; ++y) {
       for (int dy = -reach; dy <= reach; ++dy) {
         int shared = 0;
         for (int x = reach; x < width - reach; ++x) {
@@ -63,6 +63,8 @@ void naive_smooth(Pixels& image, int width, int height, int reach, int iteration
           }
         }
       }
+    }
+  }
 }
 
 TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
@@ -96,10 +98,11 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
           const SmoothingWindow window{output.data(), size.width, size.height,
                                        reach,         iterations, buffers.data()};
           const auto& kernels = simd::kernels<SpatialModerateKernels>(level);
-          if (thresholds.fixed)
+          if (thresholds.fixed) {
             kernels.fixed(window, thresholds.value);
-          else
+          } else {
             kernels.table(window, thresholds.table.data(), thresholds.shift);
+          }
           ASSERT_EQ(output, expected)
               << simd::level_name(level) << " " << size.width << "x" << size.height << " reach "
               << reach << " spread " << spread << (thresholds.fixed ? " fixed" : " table");
@@ -121,16 +124,17 @@ TEST(SpatialModerateKernels, FloatQuotientsOfAllSumsAndCountsAreExact) {
   }
 }
 
-/// All pairs of a sum and a count that decide the rounding: with the other pixels of a 7 x 7 window
-/// holes, the mean of one low and some high pixels lies just below a whole number.
+/// One low and some high pixels in a 7 x 7 window of holes: their mean is just below a whole
+/// number.
 TEST(SpatialModerateKernels, MeansAreCutAtEveryCount) {
-  constexpr int width = 7 + 7;
+  constexpr std::size_t width = 7 + 7;
   for (int count = 1; count <= 49; ++count) {
     for (const int high : {2, 3, 255, 4096, 65535}) {
       Pixels input(width * 7, 0);
-      for (int i = 0; i < count; ++i) // the centre of the first window is the first to be set
-        input[static_cast<std::size_t>((i + 24) % 49 / 7 * width + (i + 24) % 7)] =
-            static_cast<std::uint16_t>(high);
+      for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        const std::size_t place = (i + 24) % 49; // the centre of the first window comes first
+        input[place / 7 * width + place % 7] = static_cast<std::uint16_t>(high);
+      }
       input[3 * width + 3] = static_cast<std::uint16_t>(high - 1);
       const int mean = (count * high - 1) / count;
       for (const simd::Level level : simd::supported_levels()) {
@@ -183,9 +187,42 @@ TEST(SpatialModerateFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
     test::compare_sequences("SpatialModerateFilter", Model{}, seed);
 }
 
+/// The host functions that a call asks before it makes the output, in order.
+std::string questions(const char* filter_name, gx_pixel_type pixel_type) {
+  const Frame input = test::make_frame_of({9, 8, pixel_type, 1.0, 900.0F, 8}, Pixels(72, 5));
+  std::string names;
+  testing::internal::CaptureStdout();
+  for (std::uint64_t n = 2; names.find("create") == std::string::npos; ++n) {
+    gexton_clear_faults();
+    gexton_fail_nth_call(n);
+    gx_error* error = nullptr;
+    Filter(filter_name).process(input.get(), &error);
+    names.append(gx_error_get_function(error)).append(" ");
+    gx_delete_error(error);
+  }
+  gexton_clear_faults();
+  testing::internal::GetCapturedStdout();
+  return names;
+}
+
+TEST(SpatialModerateFilter, AsksTheHostInOrderAndTofFramesForNoCameraFacts) {
+  const std::string size = "gx_video_frame_get_pixel_type gx_video_frame_get_width "
+                           "gx_video_frame_get_height gx_frame_get_data_size "
+                           "gx_frame_get_stream_profile ";
+  const std::string end = "gx_delete_stream_profile gx_create_frame_from_other_frame ";
+  for (const char* filter : {"SpatialModerateFilter", "SpatialAdvancedFilter"}) {
+    EXPECT_EQ(questions(filter, GX_PIXEL_TOF_DEPTH), size + end);
+    EXPECT_EQ(questions(filter, GX_PIXEL_DEPTH),
+              size +
+                  "gx_disparity_based_stream_profile_get_disparity_param "
+                  "gx_depth_frame_get_value_scale gx_video_frame_get_pixel_available_bit_size " +
+                  end);
+  }
+}
+
 TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
   // 13 columns and a window of 5: one group (columns 2 to 9) and column 10.
-  Pixels pixels(13 * 5, 1000);
+  Pixels pixels(65, 1000);
   pixels[2 * 13 + 4] = pixels[2 * 13 + 10] = 1100;
   ErrorSlot error;
   const auto smoothed = [&](const char* disp_diff) {
@@ -212,9 +249,10 @@ TEST(SpatialModerateFilter, RefusesParametersAndKeepsItsOwn) {
        {Case{"0", "0", "8", "magnitude"}, Case{"4", "1", "1", "magnitude"},
         Case{"257", "1", "1", "magnitude"}, Case{"3", "0", "1", "disp_diff"},
         Case{"3", "10001", "8", "disp_diff"}, Case{"3", "65537", "1", "disp_diff"},
-        Case{"3", "10000", "8", "radius"}, Case{"3", "10000", "65537", "radius"}})
+        Case{"3", "10000", "8", "radius"}, Case{"3", "10000", "65537", "radius"}}) {
     EXPECT_EQ(filter.update({each.magnitude, each.disp_diff, each.radius}),
               "params out of range" + function + each.key + " | 4");
+  }
   const test::FrameFacts facts{20, 9, 2, 1.0, 0.0F, 8};
   std::mt19937 random(5);
   const Pixels pixels = test::random_surfaces(180, 200, random);
