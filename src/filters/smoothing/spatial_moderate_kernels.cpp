@@ -51,7 +51,7 @@ template <typename V>
 template <typename V>
 class WideSums {
  public:
-  explicit WideSums(V /*centre*/, std::ptrdiff_t reach) : reach_(reach) {}
+  explicit WideSums(V /*level*/, std::ptrdiff_t reach) : reach_(reach) {}
 
   [[gnu::always_inline]] void add(V pixel, V passes) {
     const auto pairs = reinterpret_cast<Wide>(static_cast<V>(pixel & passes));
@@ -84,12 +84,17 @@ constexpr int narrow_threshold(int reach) {
   return (0xffff - (count - 1)) / count / 2 + 1;
 }
 
-/// Sums of 16 bits of the distances from a level above all pixels that pass.
+/// Half the value range. Comparisons are signed, the only ones that all levels have, so both sides
+/// are moved by it.
+constexpr Pixel half = 0x8000;
+
+/// Sums of 16 bits of the distances from a level at or above all pixels that pass. The level is
+/// given moved by half the value range, like a Range's top: where it is that top, sum and
+/// comparison share a subtraction.
 template <typename V, int Reach>
 class NarrowSums {
  public:
-  explicit NarrowSums(V centre, std::ptrdiff_t /*reach*/)
-      : level_(centre + static_cast<Pixel>(narrow_threshold(Reach) - 1)) {}
+  explicit NarrowSums(V level, std::ptrdiff_t /*reach*/) : level_(level) {}
 
   [[gnu::always_inline]] void add(V pixel, V passes) {
     sum_ += (level_ - pixel) & passes;
@@ -99,10 +104,10 @@ class NarrowSums {
 
   [[gnu::always_inline]] V mean() const {
     const V divisor = at_least_one(count_);
-    const V rounded_up = sum_ + divisor - 1;
+    const V rounded_up = sum_ + count_ * half + divisor - 1;
     const auto sums = Halves<V>::of(rounded_up);
     const auto counts = Halves<V>::of(divisor);
-    return level_ -
+    return (level_ ^ half) -
            Halves<V>{quotient(sums.even, counts.even), quotient(sums.odd, counts.odd)}.joined();
   }
 
@@ -111,8 +116,7 @@ class NarrowSums {
   V sum_{}, count_{};
 };
 
-/// The valid pixels that are closer than a threshold to the centre, as one range. Comparisons are
-/// signed, the only ones that all levels have, so both sides are moved by half the value range.
+/// The valid pixels that are closer than a threshold to the centre, as one range.
 template <typename V>
 class Range {
  public:
@@ -125,6 +129,8 @@ class Range {
     top_ = (centre + above + some) ^ half;
   }
 
+  V top() const { return top_; }
+
   /// All ones in the lanes whose pixel lies in the range.
   [[gnu::always_inline]] V contains(V pixel) const {
     using Signed = Lanes<std::int16_t, sizeof(V)>;
@@ -133,11 +139,11 @@ class Range {
   }
 
  private:
-  static constexpr Pixel half = 0x8000;
   V top_, size_;
 };
 
-// Thresholds: `begin_row` comes before those of a row are asked for.
+// Thresholds: `begin_row` comes before those of a row are asked for. `level` is that of NarrowSums
+// for thresholds up to `largest`.
 
 struct FixedThreshold {
   Pixel value;
@@ -148,6 +154,10 @@ struct FixedThreshold {
   template <typename V>
   [[gnu::always_inline]] V of_groups(std::size_t /*x*/) const {
     return simd::broadcast<V>(value);
+  }
+  template <typename V>
+  [[gnu::always_inline]] V level(V centre, int /*largest*/) const {
+    return Range<V>(centre, simd::broadcast<V>(value)).top();
   }
 };
 
@@ -184,6 +194,11 @@ struct TableThresholds {
                            std::make_index_sequence<simd::lane_count<V>>{});
   }
 
+  template <typename V>
+  [[gnu::always_inline]] V level(V centre, int largest) const {
+    return (centre + static_cast<Pixel>(largest - 1)) ^ half;
+  }
+
  private:
   template <typename V, std::size_t... I>
   [[gnu::always_inline]] static V first_of_groups(V lanes, std::index_sequence<I...>) {
@@ -210,7 +225,7 @@ template <typename V, int Reach, typename Sums, typename Threshold>
                                                const Threshold& threshold) {
   const std::ptrdiff_t reach = Reach > 0 ? Reach : row.reach;
   const V centre = simd::load<V>(row.centre + x);
-  Sums sums(centre, reach);
+  Sums sums(threshold.level(centre, narrow_threshold(Reach)), reach);
   for (std::ptrdiff_t dy = -reach; dy <= reach; ++dy) {
     const auto shifted = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(x) + dy);
     const Range<V> range(centre, threshold.template of_groups<V>(shifted));
