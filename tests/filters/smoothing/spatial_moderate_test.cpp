@@ -242,6 +242,7 @@ TEST(SpatialModerateFilter, RefusesParametersAndKeepsItsOwn) {
   const std::string function = " | SpatialModerateFilter::update_filter_config | ";
   Filter filter("SpatialModerateFilter");
   EXPECT_EQ(filter.update({"1", "160"}), "the number of params error" + function + "argc | 4");
+  const std::string prefix = "params out of range" + function;
   struct Case {
     const char *magnitude, *disp_diff, *radius, *key;
   };
@@ -250,8 +251,8 @@ TEST(SpatialModerateFilter, RefusesParametersAndKeepsItsOwn) {
         Case{"257", "1", "1", "magnitude"}, Case{"3", "0", "1", "disp_diff"},
         Case{"3", "10001", "8", "disp_diff"}, Case{"3", "65537", "1", "disp_diff"},
         Case{"3", "10000", "8", "radius"}, Case{"3", "10000", "65537", "radius"}}) {
-    EXPECT_EQ(filter.update({each.magnitude, each.disp_diff, each.radius}),
-              "params out of range" + function + each.key + " | 4");
+    const std::string refused = filter.update({each.magnitude, each.disp_diff, each.radius});
+    EXPECT_EQ(refused, prefix + each.key + " | 4");
   }
   const test::FrameFacts facts{20, 9, 2, 1.0, 0.0F, 8};
   std::mt19937 random(5);
