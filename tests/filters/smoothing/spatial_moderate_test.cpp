@@ -210,13 +210,15 @@ TEST(SpatialModerateFilter, AsksTheHostInOrderAndTofFramesForNoCameraFacts) {
                            "gx_video_frame_get_height gx_frame_get_data_size "
                            "gx_frame_get_stream_profile ";
   const std::string end = "gx_delete_stream_profile gx_create_frame_from_other_frame ";
+  const std::string without_camera = size + end;
+  const std::string with_camera =
+      size +
+      "gx_disparity_based_stream_profile_get_disparity_param "
+      "gx_depth_frame_get_value_scale gx_video_frame_get_pixel_available_bit_size " +
+      end;
   for (const char* filter : {"SpatialModerateFilter", "SpatialAdvancedFilter"}) {
-    EXPECT_EQ(questions(filter, GX_PIXEL_TOF_DEPTH), size + end);
-    EXPECT_EQ(questions(filter, GX_PIXEL_DEPTH),
-              size +
-                  "gx_disparity_based_stream_profile_get_disparity_param "
-                  "gx_depth_frame_get_value_scale gx_video_frame_get_pixel_available_bit_size " +
-                  end);
+    EXPECT_EQ(questions(filter, GX_PIXEL_TOF_DEPTH), without_camera);
+    EXPECT_EQ(questions(filter, GX_PIXEL_DEPTH), with_camera);
   }
 }
 
