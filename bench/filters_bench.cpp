@@ -54,6 +54,7 @@ struct Configuration {
   const char* filter;
   const char* label;
   std::vector<const char*> parameters;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
 };
 
 gx_priv_filter_context* create(const Configuration& configuration) {
@@ -75,7 +76,13 @@ void filter_frame(benchmark::State& state, const Configuration& configuration, S
   simd::use_level(level);
   auto* profile = gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, nullptr);
   const auto pixels = noisy_scene(size);
+  D2DParameters record{};
+  record.baseline = 50.0F;
+  record.fx = 400.0;
+  record.dispIntPlace = 8;
+  gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
   auto* input = gexton_create_video_frame(GX_FRAME_DEPTH, profile, pixels.data(), nullptr);
+  gx_video_frame_set_pixel_type(input, configuration.pixel_type, nullptr);
   auto* context = create(configuration);
   for (auto _ : state) {
     auto* output = context->process(context->filter, input, nullptr);
@@ -105,6 +112,16 @@ const std::vector<Configuration>& configurations() {
       {"MgcNoiseRemovalFilter",
        "rows_and_columns",
        {"80", "80", "640", "6", "6", "120", "120", "1280", "800"}},
+      {"SpatialModerateFilter", "3x3", {"1", "160", "3"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerateFilter", "5x5", {"1", "160", "5"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerateFilter", "7x7", {"1", "160", "7"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerateFilter", "5x5_threefold", {"3", "160", "5"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerateFilter", "5x5_depth", {"1", "160", "5"}},
+      {"SpatialModerateFilter", "5x5_large_steps", {"1", "10000", "5"}, GX_PIXEL_DISPARITY},
+      {"SpatialAdvancedFilter", "plain", {"1", "0.5", "160", "1"}, GX_PIXEL_DISPARITY},
+      {"SpatialAdvancedFilter", "filling", {"1", "0.5", "160", "4"}, GX_PIXEL_DISPARITY},
+      {"SpatialAdvancedFilter", "depth", {"1", "0.5", "160", "1"}},
+      {"SpatialAdvancedFilter", "depth_fivefold", {"5", "0.5", "160", "1"}},
   };
   return all;
 }

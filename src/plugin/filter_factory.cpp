@@ -6,7 +6,9 @@
 #include "filters/noise/EdgeNoiseRemovalFilter.h"
 #include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
+#include "filters/smoothing/SpatialAdvancedFilter.h"
 #include "filters/smoothing/SpatialFastFilter.h"
+#include "filters/smoothing/SpatialModerateFilter.h"
 #include "filters/smoothing/TemporalFilter.h"
 #include "plugin/unbuilt_filter.h"
 
@@ -35,14 +37,14 @@ constexpr Entry entries[] = {
     unbuilt("DisparityTransform"),          // 0
     entry<HoleFillingFilter>(),             // 1
     unbuilt("NoiseRemovalFilter"),          // 2
-    unbuilt("SpatialAdvancedFilter"),       // 3
+    entry<SpatialAdvancedFilter>(),         // 3
     entry<TemporalFilter>(),                // 4
     unbuilt("DepthResize"),                 // 5
     entry<EdgeNoiseRemovalFilter>(),        // 6
     unbuilt("HardwareD2DCorrectionFilter"), // 7
     unbuilt("OpenNIDisparityTransform"),    // 8
     entry<SpatialFastFilter>(),             // 9
-    unbuilt("SpatialModerateFilter"),       // 10
+    entry<SpatialModerateFilter>(),         // 10
     unbuilt("FalsePositiveFilter"),         // 11
     unbuilt("LutNoiseRemovalFilter"),       // 12
     entry<MgcNoiseRemovalFilter>(),         // 13

@@ -60,6 +60,19 @@ template <typename V, typename T>
   return V{} + value;
 }
 
+/// Whether any lane is not 0.
+template <typename V>
+[[gnu::always_inline]] inline bool any(V lanes) {
+  if constexpr (sizeof(V) == sizeof(std::uint64_t)) {
+    return reinterpret_cast<Lanes<std::uint64_t, sizeof(V)>>(lanes)[0] != 0;
+  } else {
+    using Half = Lanes<std::uint64_t, sizeof(V) / 2>;
+    Half halves[2];
+    __builtin_memcpy(halves, &lanes, sizeof lanes);
+    return any(static_cast<Half>(halves[0] | halves[1]));
+  }
+}
+
 template <int Distance, typename V, std::size_t... I>
 [[gnu::always_inline]] inline V move_up(V lanes, std::index_sequence<I...>) {
   constexpr int count = static_cast<int>(sizeof...(I));

@@ -26,6 +26,14 @@ inline const std::vector<FilterCase>& filter_cases() {
       {"EdgeNoiseRows", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "0", "32", "16"}},
       {"EdgeNoise", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "1", "32", "16"}},
       {"MgcNoise", "MgcNoiseRemovalFilter", {"4", "3", "20", "2", "1", "9", "6", "32", "16"}},
+      {"SpatialModerate", "SpatialModerateFilter", {}},
+      {"SpatialModerateDisparity", "SpatialModerateFilter", {"2", "20", "3"}, GX_PIXEL_DISPARITY},
+      {"SpatialModerateTof", "SpatialModerateFilter", {"1", "160", "7"}, GX_PIXEL_TOF_DEPTH},
+      {"SpatialAdvanced", "SpatialAdvancedFilter", {}},
+      {"SpatialAdvancedDisparity",
+       "SpatialAdvancedFilter",
+       {"1", "0.5", "160", "3"},
+       GX_PIXEL_DISPARITY},
   };
   return all;
 }

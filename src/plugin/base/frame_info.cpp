@@ -46,12 +46,14 @@ bool read_frame_info(ProcessingFrame& call, ValueScale value_scale, FrameInfo& i
   read.depth_flag = pixel_type;
   read.width = size.width;
   read.height = size.height;
-  if (has_record || value_scale == ValueScale::of_every_frame)
+  if (value_scale == ValueScale::of_every_frame)
     read.depth_unit = double{call.host(gx_depth_frame_get_value_scale, call.depth())};
 
   OwnedProfile profile{call.host(gx_frame_get_stream_profile, call.depth())};
   if (has_record) {
     read_record = call.host(gx_disparity_based_stream_profile_get_disparity_param, profile.get());
+    if (value_scale == ValueScale::of_frames_with_disparity_record)
+      read.depth_unit = double{call.host(gx_depth_frame_get_value_scale, call.depth())};
     const std::uint8_t bits = call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
     read.bxf = static_cast<float>(double{read_record.baseline} * read_record.fx);
     read.fraction_bit_size = static_cast<std::uint8_t>(bits - read_record.dispIntPlace);

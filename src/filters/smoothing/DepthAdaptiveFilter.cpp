@@ -1,0 +1,79 @@
+#include "filters/smoothing/DepthAdaptiveFilter.h"
+
+#include <iostream>
+
+namespace filter_processor {
+namespace {
+
+/// The name of the first field that no parameters can be derived from; null if all are usable.
+const char* invalid_field(const FrameInfo& info) {
+  if (info.width < 1 || info.height < 1)
+    return "frame_info.width||frame_info.height";
+  if (info.depth_flag == GX_PIXEL_UNKNOWN)
+    return "frame_info.pixel_type";
+  if (info.depth_flag != GX_PIXEL_DISPARITY && info.depth_unit <= 0)
+    return "frame_info.depth_unit";
+  return nullptr;
+}
+
+} // namespace
+
+FrameInfo DepthAdaptiveFrames::describe(ProcessingFrame& call) {
+  FrameInfo info;
+  D2DParameters record{};
+  read_frame_info(call, ValueScale::of_frames_with_disparity_record, info, record);
+  return info;
+}
+
+bool DepthAdaptiveFrames::derivation_is_due(FrameInfo info) {
+  if (info.depth_flag == GX_PIXEL_TOF_DEPTH) {
+    info.depth_unit = current_frame_info.depth_unit;
+    info.bxf = current_frame_info.bxf;
+    info.fraction_bit_size = current_frame_info.fraction_bit_size;
+  }
+  current_frame_info = info;
+  if (info == anchor_frame_info && !params_changed)
+    return false;
+  anchor_frame_info = info;
+  params_changed = false;
+  return true;
+}
+
+void DepthAdaptiveFrames::updateConfig(ProcessingFrame& call, std::uint16_t& disp_diff) {
+  constexpr const char* operation = "updateConfig";
+  const FrameInfo& info = current_frame_info;
+  if (const char* field = invalid_field(info)) {
+    call.fail_traced({"invalid params", operation, field});
+  } else {
+    if (info.depth_flag != GX_PIXEL_TOF_DEPTH && info.fraction_bit_size != reference_fraction_bits)
+      disp_diff = rescale_fraction_bits(disp_diff, reference_fraction_bits, info.fraction_bit_size);
+    if (updateDepthDiffLut(info, disp_diff, depth_diff_lut) != 0)
+      call.fail_traced({"update depth diff lut error", operation, "updateDepthDiffLut()"});
+  }
+  params_changed = !call.ok();
+}
+
+void DepthAdaptiveFrames::forget_frame() {
+  reference_fraction_bits = no_frame.fraction_bit_size;
+  anchor_frame_info = no_frame;
+}
+
+void DepthAdaptiveFrames::print_current_frame_info() const {
+  const FrameInfo& info = current_frame_info;
+  std::cout << "current_frame_info: " << std::endl
+            << "width:      " << info.width << "\n"
+            << "height:     " << info.height << "\n"
+            << "bxf:        " << info.bxf << "\n"
+            << "depth_flag: " << info.depth_flag << "\n"
+            << "depth_unit: " << info.depth_unit << "\n"
+            << "fraction_bit_size: " << info.fraction_bit_size << std::endl;
+}
+
+void DepthAdaptiveFrames::print_depth_diff_lut() const {
+  std::cout << "depth_diff_lut: " << std::endl;
+  for (const std::uint16_t entry : depth_diff_lut.entries)
+    std::cout << entry << " ";
+  std::cout << std::endl;
+}
+
+} // namespace filter_processor

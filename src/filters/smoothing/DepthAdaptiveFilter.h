@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+
+#include "plugin/base/frame_info.h"
+#include "plugin/base/i_priv_filter.h"
+#include "plugin/base/processing_frame.h"
+
+namespace filter_processor {
+
+/// What the smoothing filters with a threshold on neighbour differences know of the frames: their
+/// description, the table of depth differences derived from it, and when to derive again.
+///
+/// The threshold is configured as a difference of disparities with `reference_fraction_bits`; on
+/// depth frames it allows, at every distance, what that difference makes there.
+class DepthAdaptiveFrames {
+ protected:
+  DepthAdaptiveFrames() = default;
+  DepthAdaptiveFrames(const DepthAdaptiveFrames&) = delete;
+  DepthAdaptiveFrames& operator=(const DepthAdaptiveFrames&) = delete;
+  ~DepthAdaptiveFrames() = default;
+
+  /// Before any frame; a frame of this description needs no derivation.
+  static constexpr FrameInfo no_frame{.fraction_bit_size = 8};
+
+  /// Reads the depth frame's description; to be called without `lock`, as the host is asked.
+  static FrameInfo describe(ProcessingFrame& call);
+
+  /// Makes `info` the current description; a GX_PIXEL_TOF_DEPTH frame keeps the camera facts of the
+  /// frame before it. True if the parameters in use have to be derived, which is then noted as
+  /// done.
+  bool derivation_is_due(FrameInfo info);
+
+  /// Brings a configured difference to the frame's fraction bits and rebuilds the table with it. A
+  /// failure ends the call and leaves the derivation due.
+  void updateConfig(ProcessingFrame& call, std::uint16_t& disp_diff);
+
+  void forget_frame();
+  void print_current_frame_info() const;
+  void print_depth_diff_lut() const;
+
+  bool params_changed = false;
+  FrameInfo anchor_frame_info = no_frame; ///< what the parameters in use were derived for
+  FrameInfo current_frame_info = no_frame;
+  DepthDiffLut depth_diff_lut;
+  std::recursive_mutex lock; ///< guards everything but reset and print
+  std::uint8_t reference_fraction_bits = no_frame.fraction_bit_size;
+};
+
+/// The same with the parameters: a record with the defaults and a member `disp_diff`.
+template <typename Params>
+class DepthAdaptiveFilter : public IPrivFilter, protected DepthAdaptiveFrames {
+ public:
+  void reset() override {
+    anchor_params = Params{};
+    current_filter_params = anchor_params;
+    forget_frame();
+  }
+
+ protected:
+  DepthAdaptiveFilter() = default;
+  ~DepthAdaptiveFilter() = default;
+
+  /// New parameters, in use from the next frame on.
+  void configure(const Params& params) {
+    const std::lock_guard guard(lock);
+    anchor_params = params;
+    params_changed = true;
+  }
+
+  /// Derives the parameters in use if the configuration or the description `info` of the frame have
+  /// changed. Requires `lock`; does nothing in a call that has failed.
+  void take_over(ProcessingFrame& call, const FrameInfo& info) {
+    if (!call.ok() || !derivation_is_due(info))
+      return;
+    current_filter_params = anchor_params;
+    updateConfig(call, current_filter_params.disp_diff);
+  }
+
+  Params anchor_params;         ///< as configured
+  Params current_filter_params; ///< in use, derived for anchor_frame_info
+};
+
+} // namespace filter_processor

@@ -1,0 +1,92 @@
+#include "filters/smoothing/SpatialAdvancedFilter.h"
+
+#include <iostream>
+
+#include "filters/smoothing/spatial_advanced_kernels.h"
+#include "plugin/base/parameters.h"
+
+namespace filter_processor {
+namespace {
+
+/// The magnitude, of 8 bits, prints as the character of that code.
+void print_params(const char* heading, const SpatialAdvancedParams& params) {
+  std::cout << heading << std::endl
+            << "alpha:     " << params.alpha << "\n"
+            << "disp_diff: " << params.disp_diff << "\n"
+            << "magnitude: " << params.magnitude << "\n"
+            << "radius:    " << params.radius << std::endl;
+}
+
+} // namespace
+
+const char* SpatialAdvancedFilter::get_config_schema() {
+  return "magnitude, integer, 1, 5, 1, 1, number of filtering iterations\n"
+         "alpha, float, 0.1, 1, 0.01, 0.5, weight for the current pixel value\n"
+         "disp_diff, integer, 1, 10000, 1, 160, threshold for non-edge transitions\n"
+         "radius, integer, 0, 8, 1, 1, radius of holes in depth image to be filled";
+}
+
+void SpatialAdvancedFilter::update_filter_config(std::int32_t argc, const char** argv,
+                                                 gx_error** error) {
+  Parameters parameters(class_name, argc, argv, error);
+  if (!parameters.count_is(4))
+    return;
+  const int magnitude = parameters.integer(0, "magnitude", 1, 5);
+  const auto alpha = static_cast<float>(parameters.real(1));
+  parameters.in_range("alpha", alpha, 0.1F, 1.0F);
+  const int disp_diff = parameters.integer(2, "disp_diff", 1, 10000);
+  const int radius = parameters.integer(3, "radius", 0, 8);
+  if (!parameters.accepted())
+    return;
+  const SpatialAdvancedParams params{static_cast<std::uint8_t>(magnitude), alpha,
+                                     static_cast<std::uint16_t>(disp_diff),
+                                     static_cast<std::uint16_t>(radius)};
+  if (params != anchor_params)
+    configure(params);
+}
+
+gx_frame* SpatialAdvancedFilter::filter_process(gx_frame* frame, gx_error** error) {
+  ProcessingFrame call(class_name, frame, error);
+  const FrameInfo info = describe(call);
+  const std::lock_guard guard(lock);
+  take_over(call, info);
+  std::uint16_t* pixels = call.copy_depth_to_output();
+  if (call.ok() && smooth(pixels) != 0)
+    call.fail_kernel("spatial advanced filter error", "SpatialaDvancedFilter");
+  return call.deliver();
+}
+
+/// Returns 0, or -1 for an image or parameters that cannot be worked with.
+int SpatialAdvancedFilter::smooth(std::uint16_t* pixels) {
+  const SpatialAdvancedParams& params = current_filter_params;
+  if (pixels == nullptr || params.alpha < 0 || params.alpha > 1 || params.magnitude < 1)
+    return -1;
+  // 16 bits of each: rows of a wider frame are taken to be that much shorter.
+  const auto width = static_cast<std::uint16_t>(current_frame_info.width);
+  const auto height = static_cast<std::uint16_t>(current_frame_info.height);
+  const auto radius = static_cast<std::uint8_t>(params.radius);
+  strip_.resize(SpatialAdvancedKernels::strip_rows * std::size_t{width});
+  const PixelGrid image{pixels, width, height};
+  const auto& kernels = simd::kernels<SpatialAdvancedKernels>();
+  if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY) {
+    // One round on disparity frames, whatever the magnitude.
+    kernels.rows_fixed(image, params.disp_diff, radius, strip_.data());
+    kernels.columns_fixed(image, params.disp_diff);
+    return 0;
+  }
+  const std::uint16_t* table = depth_diff_lut.entries.data();
+  for (int i = 0; i < params.magnitude; ++i) {
+    kernels.rows_table(image, table, radius, strip_.data());
+    kernels.columns_table(image, table);
+  }
+  return 0;
+}
+
+void SpatialAdvancedFilter::print_filter_params() {
+  print_params("anchor_params: ", anchor_params);
+  print_params("current_filter_params: ", current_filter_params);
+  print_current_frame_info();
+  print_depth_diff_lut();
+}
+
+} // namespace filter_processor

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <vector>
+
+#include "filters/smoothing/DepthAdaptiveFilter.h"
+
+namespace filter_processor {
+
+struct SpatialAdvancedParams {
+  std::uint8_t magnitude = 1;    ///< iterations, on all frames but disparity frames
+  float alpha = 0.5F;            ///< accepted from the host, but no pixel depends on it
+  std::uint16_t disp_diff = 160; ///< threshold, disparity units
+  std::uint16_t radius = 1;      ///< runs of fewer holes than this are filled along rows
+
+  friend bool operator==(const SpatialAdvancedParams&, const SpatialAdvancedParams&) = default;
+};
+
+/// Smooths by recursion along rows and along columns, in both directions: a pixel is averaged with
+/// its neighbour just smoothed where their difference is below a threshold. Along rows, short runs
+/// of holes are filled with the valid pixel before them. Pixels above 32767 count as holes.
+///
+/// Rows are worked on in blocks of eight and columns in groups of eight; the rows and columns that
+/// are left over stay as they are in that direction.
+class SpatialAdvancedFilter final : public DepthAdaptiveFilter<SpatialAdvancedParams> {
+ public:
+  static constexpr const char* class_name = "SpatialAdvancedFilter";
+
+  const char* get_config_schema() override;
+
+  /// Four values: magnitude 1 to 5, alpha 0.1 to 1, disp_diff 1 to 10000, radius 0 to 8.
+  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
+  void print_filter_params() override;
+
+ private:
+  int smooth(std::uint16_t* pixels);
+
+  std::vector<std::uint16_t> strip_; // the kernels' work space, kept from frame to frame
+};
+
+} // namespace filter_processor

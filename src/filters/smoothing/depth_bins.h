@@ -1,0 +1,55 @@
+#pragma once
+
+#include "simd/lanes.h"
+
+namespace filter_processor::simd {
+inline namespace FILTER_PROCESSOR_LEVEL {
+
+/// A table with one threshold for each of seven bins of depth.
+class DepthBins {
+ public:
+  static constexpr std::uint16_t count = 7;
+  static constexpr std::uint16_t last = count - 1;
+
+  explicit DepthBins(const std::uint16_t* entries) {
+    for (std::size_t i = 0; i < count; ++i)
+      entries_[i] = entries[i];
+  }
+
+  /// The bin of a depth, or of the depth in each 16-bit lane: each bin spans 2^`shift` values, the
+  /// last has no end.
+  template <typename V>
+  [[gnu::always_inline]] static V bins_of(V depths, unsigned shift) {
+    constexpr unsigned depth_bits = 16;
+    if (shift >= depth_bits)
+      return V{};
+    return min(static_cast<V>(depths >> static_cast<std::uint16_t>(shift)),
+               static_cast<V>(V{} + last));
+  }
+
+  std::uint16_t operator[](std::size_t bin) const { return entries_[bin]; }
+
+  /// The entry of the bin in each 16-bit lane.
+  template <typename V>
+  [[gnu::always_inline]] V look_up(V bins) const {
+    V found = broadcast<V>(entries_[last]);
+    for (std::uint16_t i = 0; i < last; ++i)
+      found = bins == i ? broadcast<V>(entries_[i]) : found;
+    return found;
+  }
+
+  /// The same, faster where all bins are the first or the last.
+  template <typename V>
+  [[gnu::always_inline]] V look_up_outer(V bins) const {
+    const V inner = bins & reinterpret_cast<V>(bins != last);
+    if (any(inner)) [[unlikely]]
+      return look_up(bins);
+    return bins == 0 ? broadcast<V>(entries_[0]) : broadcast<V>(entries_[last]);
+  }
+
+ private:
+  std::uint16_t entries_[count];
+};
+
+} // namespace FILTER_PROCESSOR_LEVEL
+} // namespace filter_processor::simd

@@ -1,0 +1,304 @@
+#include <gtest/gtest.h>
+
+#include "filters/smoothing/SpatialAdvancedFilter.h"
+#include "filters/smoothing/spatial_advanced_kernels.h"
+#include "support/depth_adaptive_model.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::PixelGrid;
+using filter_processor::SpatialAdvancedKernels;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+// The passes written down pixel by pixel.
+
+struct Image {
+  Pixels pixels;
+  int width, height;
+
+  std::uint16_t& at(int y, int x) {
+    return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+                  static_cast<std::size_t>(x)];
+  }
+};
+
+bool valid(std::uint16_t v) {
+  return static_cast<std::int16_t>(v) > 0;
+}
+
+/// |cur - prev|, taken as 16 bits.
+std::uint16_t distance(std::uint16_t cur, std::uint16_t prev) {
+  const auto d = static_cast<std::int16_t>(static_cast<std::uint16_t>(cur - prev));
+  return static_cast<std::uint16_t>(std::abs(int{d}));
+}
+
+using Table = std::array<std::uint16_t, 7>;
+
+/// The threshold of lane `lane` of eight pixels: one for all, or that of the table for the first
+/// half of the lanes, spread over the even ones.
+struct Threshold {
+  bool fixed;
+  std::uint16_t value;
+  Table table;
+
+  template <typename PixelOfLane>
+  std::uint16_t of(int lane, PixelOfLane pixel) const {
+    if (fixed)
+      return value;
+    return lane % 2 == 0 ? table[std::min<std::size_t>(pixel(lane / 2) >> 1, 6)] : std::uint16_t{0};
+  }
+};
+
+void naive_row_walk(Image& image, const Threshold& threshold, std::uint8_t radius, int block,
+                    int start, int end, int step) {
+  int counter[8] = {};
+  std::uint16_t prev[8];
+  for (int i = 0; i < 8; ++i)
+    prev[i] = image.at(block + i, start);
+  for (int x = start + step; x != end; x += step) {
+    std::uint16_t next[8];
+    for (int i = 0; i < 8; ++i) {
+      const auto cur = image.at(block + i, x);
+      const std::uint16_t t = static_cast<std::uint16_t>(
+          threshold.of(i, [&](int row) { return image.at(block + row, x); }) + 1);
+      const auto d = distance(cur, prev[i]);
+      next[i] = cur;
+      if (valid(cur) && valid(prev[i]))
+        counter[i] = 0;
+      if (!valid(cur) && valid(prev[i])) {
+        if (++counter[i] < radius)
+          next[i] = prev[i];
+      } else if (valid(cur) && valid(prev[i]) && d > 0 && d < t) {
+        next[i] = static_cast<std::uint16_t>((cur + prev[i]) >> 1);
+      }
+    }
+    for (int i = 0; i < 8; ++i)
+      prev[i] = image.at(block + i, x) = next[i];
+  }
+}
+
+void naive_rows(Image& image, const Threshold& threshold, std::uint8_t radius) {
+  if (image.width <= 2)
+    return;
+  for (int block = 0; block + 8 <= image.height; block += 8) {
+    naive_row_walk(image, threshold, radius, block, 0, image.width - 1, 1);
+    naive_row_walk(image, threshold, radius, block, image.width - 1, -1, -1);
+  }
+}
+
+void naive_columns(Image& image, const Threshold& threshold) {
+  if (image.height < 2)
+    return;
+  const auto meet = [&](int y, int previous) {
+    for (int group = 0; group + 8 <= image.width; group += 8) {
+      std::uint16_t t[8];
+      for (int i = 0; i < 8; ++i)
+        t[i] = threshold.of(i, [&](int column) { return image.at(y, group + column); });
+      for (int i = 0; i < 8; ++i) {
+        auto& cur = image.at(y, group + i);
+        const auto prev = image.at(previous, group + i);
+        const auto d = distance(cur, prev);
+        if (valid(cur) && valid(prev) && d > 0 && d < t[i])
+          cur = static_cast<std::uint16_t>((cur + prev) >> 1);
+      }
+    }
+  };
+  for (int y = 1; y < image.height; ++y)
+    meet(y, y - 1);
+  for (int y = image.height - 2; y >= 0; --y)
+    meet(y, y + 1);
+}
+
+void naive_smooth(Image& image, const Threshold& threshold, int iterations, std::uint8_t radius) {
+  for (int i = 0; i < (threshold.fixed ? 1 : iterations); ++i) {
+    naive_rows(image, threshold, radius);
+    naive_columns(image, threshold);
+  }
+}
+
+TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 1500; ++round) {
+    const int width = static_cast<int>(random() % (round % 50 == 0 ? 300 : 70));
+    const int height = static_cast<int>(random() % (round % 50 == 0 ? 200 : 40));
+    const std::uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
+    const Pixels input = test::random_surfaces(
+        static_cast<std::size_t>(width) * static_cast<std::size_t>(height), spread, random);
+    Threshold threshold{random() % 2 == 0, static_cast<std::uint16_t>(random() % spread), {}};
+    if (random() % 8 == 0)
+      threshold.value = std::array<std::uint16_t, 5>{0, 1, 32767, 65534, 65535}[random() % 5];
+    for (auto& entry : threshold.table)
+      entry = static_cast<std::uint16_t>(random() % 10 == 0 ? 65535 : random() % spread);
+    const auto radius = static_cast<std::uint8_t>(random() % 10);
+    Image rows{input, width, height};
+    naive_rows(rows, threshold, radius);
+    Image columns{input, width, height};
+    naive_columns(columns, threshold);
+    for (const simd::Level level : simd::supported_levels()) {
+      const auto& kernels = simd::kernels<SpatialAdvancedKernels>(level);
+      Pixels by_rows = input;
+      Pixels by_columns = input;
+      Pixels strip(static_cast<std::size_t>(width) * SpatialAdvancedKernels::strip_rows);
+      const auto grid = [&](Pixels& pixels) {
+        return PixelGrid{pixels.data(), static_cast<std::uint16_t>(width),
+                         static_cast<std::uint16_t>(height)};
+      };
+      if (threshold.fixed) {
+        kernels.rows_fixed(grid(by_rows), threshold.value, radius, strip.data());
+        kernels.columns_fixed(grid(by_columns), threshold.value);
+      } else {
+        kernels.rows_table(grid(by_rows), threshold.table.data(), radius, strip.data());
+        kernels.columns_table(grid(by_columns), threshold.table.data());
+      }
+      const auto where = ::testing::Message() << simd::level_name(level) << " " << width << "x"
+                                              << height << (threshold.fixed ? " fixed" : " table");
+      ASSERT_EQ(by_rows, rows.pixels) << where << " rows, radius " << int{radius};
+      ASSERT_EQ(by_columns, columns.pixels) << where << " columns";
+    }
+  }
+}
+
+struct Params {
+  std::uint8_t magnitude = 1;
+  float alpha = 0.5F;
+  std::uint16_t disp_diff = 160, radius = 1;
+
+  bool operator==(const Params&) const = default;
+};
+
+struct Model : test::DepthAdaptiveModel<Params> {
+  std::string texts[4];
+
+  std::vector<const char*> random_update(std::mt19937& random) {
+    const Params params{static_cast<std::uint8_t>(1 + random() % 5),
+                        static_cast<float>(1 + random() % 8) / 8,
+                        static_cast<std::uint16_t>(1 + random() % (random() % 3 ? 200 : 10000)),
+                        static_cast<std::uint16_t>(random() % 9)};
+    if (params != anchor) {
+      anchor = params;
+      changed = true;
+    }
+    texts[0] = std::to_string(params.magnitude);
+    texts[1] = std::to_string(params.alpha);
+    texts[2] = std::to_string(params.disp_diff);
+    texts[3] = std::to_string(params.radius);
+    return {texts[0].c_str(), texts[1].c_str(), texts[2].c_str(), texts[3].c_str()};
+  }
+
+  void smooth(Pixels& pixels) const {
+    Image image{pixels, static_cast<int>(current_facts.width),
+                static_cast<int>(current_facts.height)};
+    naive_smooth(image, {current_facts.pixel_type == 2, current.disp_diff, table},
+                 current.magnitude, static_cast<std::uint8_t>(current.radius));
+    pixels = image.pixels;
+  }
+};
+
+TEST(SpatialAdvancedFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
+  for (unsigned seed = 10; seed < 13; ++seed)
+    test::compare_sequences("SpatialAdvancedFilter", Model{}, seed);
+}
+
+/// Row 0 of a disparity frame of eight equal rows, filtered.
+Pixels smoothed_row(const Pixels& row, std::vector<const char*> values) {
+  Pixels pixels;
+  for (int y = 0; y < 8; ++y)
+    pixels.insert(pixels.end(), row.begin(), row.end());
+  Filter filter("SpatialAdvancedFilter");
+  EXPECT_EQ(filter.update(std::move(values)), "");
+  const test::FrameFacts facts{static_cast<std::uint32_t>(row.size()), 8, 2, 1.0, 0.0F, 8};
+  ErrorSlot error;
+  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
+  EXPECT_EQ(error.text(), "");
+  Pixels result = test::pixels_of(output.get());
+  result.resize(row.size());
+  return result;
+}
+
+TEST(SpatialAdvancedFilter, WalksForthAndBackAndFillsShortRuns) {
+  // Forth: 100, (100 + 200) / 2 = 150 and, exactly at the threshold, (150 + 250) / 2 = 200; the
+  // last column is left out. Back: 900 is too far, the others meet again.
+  EXPECT_EQ(smoothed_row({100, 200, 250, 900}, {"1", "0.5", "100", "1"}),
+            (Pixels{137, 175, 200, 900}));
+  EXPECT_EQ(smoothed_row({100, 201, 302, 900}, {"5", "1", "100", "1"}),
+            (Pixels{100, 201, 302, 900}));
+  // The count is raised before it is compared: a radius of 1 fills nothing.
+  EXPECT_EQ(smoothed_row({50, 0, 90, 90}, {"1", "0.5", "5", "1"}), (Pixels{50, 0, 90, 90}));
+  EXPECT_EQ(smoothed_row({50, 0, 90, 90}, {"1", "0.5", "5", "2"}), (Pixels{50, 50, 90, 90}));
+  EXPECT_EQ(smoothed_row({50, 0, 40000, 0, 90}, {"1", "0.5", "5", "2"}),
+            (Pixels{50, 50, 40000, 90, 90}));
+  // Forth, the count of one hole stands at 90, which no valid pixel precedes; so the hole after it
+  // is filled only on the way back.
+  EXPECT_EQ(smoothed_row({50, 0, 0, 90, 0, 70, 70}, {"1", "0.5", "5", "2"}),
+            (Pixels{50, 50, 90, 90, 70, 70, 70}));
+}
+
+TEST(SpatialAdvancedFilter, RefusesParameters) {
+  const std::string function = " | SpatialAdvancedFilter::update_filter_config | ";
+  Filter filter("SpatialAdvancedFilter");
+  EXPECT_EQ(filter.update({"1", "0.5", "160"}),
+            "the number of params error" + function + "argc | 4");
+  struct Case {
+    std::vector<const char*> values;
+    const char* key;
+  };
+  for (const Case& each :
+       {Case{{"0", "2", "0", "9"}, "magnitude"}, Case{{"6", "1", "1", "1"}, "magnitude"},
+        Case{{"257", "1", "1", "1"}, "magnitude"}, Case{{"5", "0.0999", "0", "9"}, "alpha"},
+        Case{{"5", "1.0001", "1", "1"}, "alpha"}, Case{{"5", "nan", "1", "1"}, "alpha"},
+        Case{{"5", "1", "0", "9"}, "disp_diff"}, Case{{"5", "1", "10001", "1"}, "disp_diff"},
+        Case{{"5", "1", "1", "-1"}, "radius"}, Case{{"5", "1", "1", "9"}, "radius"}})
+    EXPECT_EQ(filter.update(each.values), "params out of range" + function + each.key + " | 4");
+  for (const char* alpha : {"0.1", "0.09999999999", "1.00000000001"}) // in single precision
+    EXPECT_EQ(filter.update({"5", alpha, "10000", "8"}), "");
+}
+
+TEST(SpatialAdvancedFilter, ReportsAKernelThatCannotWork) {
+  // A description like that of no frame needs no derivation, which would refuse it earlier.
+  const test::FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
+  const test::NoLeftovers no_leftovers;
+  Filter filter("SpatialAdvancedFilter");
+  ErrorSlot error;
+  EXPECT_EQ(filter.process(test::make_frame_of(facts, {}), error), nullptr);
+  EXPECT_EQ(error.text(), "spatial advanced filter error | SpatialAdvancedFilter::filter_process | "
+                          "SpatialaDvancedFilter | 0");
+}
+
+TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
+  // 65536 + 9 pixels in a row count as 9, and 9 rows of them as the whole image.
+  const test::FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
+  std::mt19937 random(3);
+  const Pixels pixels = test::random_surfaces(std::size_t{65545} * 9, 200, random);
+  Filter filter("SpatialAdvancedFilter");
+  ErrorSlot error;
+  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
+  Image corner{Pixels(pixels.begin(), pixels.begin() + 81), 9, 9};
+  naive_smooth(corner, {true, 160, {}}, 1, 1);
+  Pixels expected = pixels;
+  std::copy(corner.pixels.begin(), corner.pixels.end(), expected.begin());
+  EXPECT_EQ(test::pixels_of(output.get()), expected);
+}
+
+TEST(SpatialAdvancedFilter, PrintsItsParameters) {
+  filter_processor::SpatialAdvancedFilter filter;
+  const char* values[] = {"2", "0.25", "300", "3"};
+  filter.update_filter_config(4, values, nullptr);
+  const test::FrameFacts facts{9, 6, 4, 7.0, 20000.0F, 3};
+  const Frame input = test::make_frame_of(facts, Pixels(54, 7));
+  const Frame output{filter.filter_process(input.get(), nullptr)};
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "anchor_params: \nalpha:     0.25\ndisp_diff: 300\nmagnitude: \2\nradius:    3\n"
+            "current_filter_params: \nalpha:     0.25\ndisp_diff: 300\nmagnitude: \2\n"
+            "radius:    3\n"
+            "current_frame_info: \nwidth:      9\nheight:     6\nbxf:        0\n"
+            "depth_flag: 4\ndepth_unit: 1\nfraction_bit_size: \b\n"
+            "depth_diff_lut: \n300 600 900 1200 1500 1800 2100 \n");
+}
+
+} // namespace

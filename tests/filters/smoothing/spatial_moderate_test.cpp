@@ -1,0 +1,296 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "filters/smoothing/SpatialModerateFilter.h"
+#include "filters/smoothing/spatial_moderate_kernels.h"
+#include "support/depth_adaptive_model.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::SmoothingWindow;
+using filter_processor::SpatialModerateKernels;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+struct Thresholds {
+  bool fixed;
+  std::uint16_t value;
+  std::array<std::uint16_t, 7> table;
+  unsigned shift;
+
+  std::uint16_t of(std::uint16_t pixel) const {
+    return fixed ? value : table[shift < 16 ? std::min<std::size_t>(pixel >> shift, 6) : 0];
+  }
+};
+
+/// The algorithm written down pixel by pixel, in the order of its loops.
+void naive_smooth(Pixels& image, int width, int height, int reach, int iterations,
+                  const Thresholds& thresholds) {
+  std::vector<std::uint32_t> sums(static_cast<std::size_t>(width)), counts(sums);
+  const auto at = [&](int y, int x) -> std::uint16_t& {
+    return image[static_cast<std::size_t>(y) * sums.size() + static_cast<std::size_t>(x)];
+  };
+  const int grouped = reach + std::max(width - 2 * reach, 0) / 8 * 8;
+  for (int i = 0; i < iterations; ++i) {
+    for (int y = reach; y < height - reach; ++y) {
+      for (int dy = -reach; dy <= reach; ++dy) {
+        int shared = 0;
+        for (int x = reach; x < width - reach; ++x) {
+          const bool in_group = x < grouped;
+          if (in_group && (x - reach) % 8 == 0)
+            shared = thresholds.of(at(y, x + dy));
+          auto& sum = sums[static_cast<std::size_t>(x)];
+          auto& count = counts[static_cast<std::size_t>(x)];
+          const auto p = at(y, x);
+          if (p == 0)
+            continue;
+          for (int dx = -reach; dx <= reach; ++dx) {
+            const auto q = at(y + dy, x + dx);
+            const int difference = std::abs(q - p);
+            if (q != 0 && (in_group ? difference < shared : difference <= thresholds.of(p))) {
+              sum += q;
+              ++count;
+            }
+          }
+          if (dy == reach) {
+            if (count != 0)
+              at(y, x) = static_cast<std::uint16_t>(sum / count);
+            sum = count = 0;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
+  struct Size {
+    std::uint32_t width, height;
+  };
+  std::vector<Size> sizes = {{0, 0}, {0, 3}, {3, 0}, {1, 1}, {70, 2}, {300, 256}};
+  for (std::uint32_t width = 2; width < 90; width += width < 50 ? 1 : 7)
+    sizes.push_back({width, 2 + width % 9});
+  std::mt19937 random(11);
+  for (const Size size : sizes) {
+    for (const std::uint32_t reach : {0U, 1U, 2U, 3U, 4U, 9U, 127U}) {
+      if (size.width > 100 && reach != 127)
+        continue;
+      for (const int spread : {3, 60, 900, 5000, 65536}) {
+        const Pixels input = test::random_surfaces(std::size_t{size.width} * size.height,
+                                                   static_cast<std::uint32_t>(spread), random);
+        Thresholds thresholds{random() % 2 == 0, static_cast<std::uint16_t>(spread), {}, 0};
+        if (random() % 8 == 0)
+          thresholds.value = random() % 2 == 0 ? 0 : 65535;
+        for (auto& entry : thresholds.table)
+          entry = static_cast<std::uint16_t>(random() % (static_cast<unsigned>(spread) + 1));
+        thresholds.shift = std::array{9U, 13U, 3U, 15U, 16U, 137U, 0U}[random() % 7];
+        const std::uint32_t iterations = random() % 4;
+        Pixels expected = input;
+        naive_smooth(expected, static_cast<int>(size.width), static_cast<int>(size.height),
+                     static_cast<int>(reach), static_cast<int>(iterations), thresholds);
+        for (const simd::Level level : simd::supported_levels()) {
+          Pixels output = input;
+          Pixels buffers(std::size_t{size.width} * SpatialModerateKernels::row_buffers);
+          const SmoothingWindow window{output.data(), size.width, size.height,
+                                       reach,         iterations, buffers.data()};
+          const auto& kernels = simd::kernels<SpatialModerateKernels>(level);
+          if (thresholds.fixed) {
+            kernels.fixed(window, thresholds.value);
+          } else {
+            kernels.table(window, thresholds.table.data(), thresholds.shift);
+          }
+          ASSERT_EQ(output, expected)
+              << simd::level_name(level) << " " << size.width << "x" << size.height << " reach "
+              << reach << " spread " << spread << (thresholds.fixed ? " fixed" : " table");
+        }
+      }
+    }
+  }
+}
+
+/// The kernels divide in single precision for windows up to 7 x 7.
+TEST(SpatialModerateKernels, FloatQuotientsOfAllSumsAndCountsAreExact) {
+  for (std::uint32_t count = 1; count <= 49; ++count) {
+    std::uint32_t wrong = 0;
+    for (std::uint32_t sum = 0; sum <= count * 65535; ++sum) {
+      const float quotient = static_cast<float>(sum) / static_cast<float>(count);
+      wrong += static_cast<std::uint32_t>(quotient) != sum / count;
+    }
+    EXPECT_EQ(wrong, 0U) << count;
+  }
+}
+
+/// One low and some high pixels in a 7 x 7 window of holes: their mean is just below a whole
+/// number.
+TEST(SpatialModerateKernels, MeansAreCutAtEveryCount) {
+  constexpr std::size_t width = 7 + 7;
+  for (int count = 1; count <= 49; ++count) {
+    for (const int high : {2, 3, 255, 4096, 65535}) {
+      Pixels input(width * 7, 0);
+      for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
+        const std::size_t place = (i + 24) % 49; // the centre of the first window comes first
+        input[place / 7 * width + place % 7] = static_cast<std::uint16_t>(high);
+      }
+      input[3 * width + 3] = static_cast<std::uint16_t>(high - 1);
+      const int mean = (count * high - 1) / count;
+      for (const simd::Level level : simd::supported_levels()) {
+        for (const std::uint16_t threshold : {std::uint16_t{2}, std::uint16_t{65535}}) {
+          Pixels output = input;
+          Pixels buffers(width * SpatialModerateKernels::row_buffers);
+          simd::kernels<SpatialModerateKernels>(level).fixed(
+              {output.data(), width, 7, 3, 1, buffers.data()}, threshold);
+          ASSERT_EQ(output[3 * width + 3], mean) << count << " x " << high;
+        }
+      }
+    }
+  }
+}
+
+struct Params {
+  std::uint8_t radius = 5, magnitude = 1;
+  std::uint16_t disp_diff = 160;
+};
+
+struct Model : test::DepthAdaptiveModel<Params> {
+  std::string texts[3];
+
+  std::vector<const char*> random_update(std::mt19937& random) {
+    const int magnitude = 1 + static_cast<int>(random() % 3);
+    const int disp_diff = 1 + static_cast<int>(random() % (random() % 3 == 0 ? 10000 : 200));
+    const int radius = std::array{0, 1, 2, 3, 4, 5, 6, 7, 7, 5, -1, -249, -65531}[random() % 13];
+    if (magnitude != anchor.magnitude || disp_diff != anchor.disp_diff ||
+        static_cast<std::uint16_t>(radius) != anchor.radius) {
+      anchor = {static_cast<std::uint8_t>(radius), static_cast<std::uint8_t>(magnitude),
+                static_cast<std::uint16_t>(disp_diff)};
+      changed = true;
+    }
+    texts[0] = std::to_string(magnitude);
+    texts[1] = std::to_string(disp_diff);
+    texts[2] = std::to_string(radius);
+    return {texts[0].c_str(), texts[1].c_str(), texts[2].c_str()};
+  }
+
+  void smooth(Pixels& pixels) const {
+    const Thresholds thresholds{current_facts.pixel_type == 2, current.disp_diff, table, shift};
+    naive_smooth(pixels, static_cast<int>(current_facts.width),
+                 static_cast<int>(current_facts.height), current.radius / 2, current.magnitude,
+                 thresholds);
+  }
+};
+
+TEST(SpatialModerateFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
+  for (unsigned seed = 0; seed < 3; ++seed)
+    test::compare_sequences("SpatialModerateFilter", Model{}, seed);
+}
+
+/// The host functions that a call asks before it makes the output, in order.
+std::string questions(const char* filter_name, gx_pixel_type pixel_type) {
+  const Frame input = test::make_frame_of({9, 8, pixel_type, 1.0, 900.0F, 8}, Pixels(72, 5));
+  std::string names;
+  testing::internal::CaptureStdout();
+  for (std::uint64_t n = 2; names.find("create") == std::string::npos; ++n) {
+    gexton_clear_faults();
+    gexton_fail_nth_call(n);
+    gx_error* error = nullptr;
+    Filter(filter_name).process(input.get(), &error);
+    names.append(gx_error_get_function(error)).append(" ");
+    gx_delete_error(error);
+  }
+  gexton_clear_faults();
+  testing::internal::GetCapturedStdout();
+  return names;
+}
+
+TEST(SpatialModerateFilter, AsksTheHostInOrderAndTofFramesForNoCameraFacts) {
+  const std::string size = "gx_video_frame_get_pixel_type gx_video_frame_get_width "
+                           "gx_video_frame_get_height gx_frame_get_data_size "
+                           "gx_frame_get_stream_profile ";
+  const std::string end = "gx_delete_stream_profile gx_create_frame_from_other_frame ";
+  const std::string without_camera = size + end;
+  const std::string with_camera =
+      size +
+      "gx_disparity_based_stream_profile_get_disparity_param "
+      "gx_depth_frame_get_value_scale gx_video_frame_get_pixel_available_bit_size " +
+      end;
+  for (const char* filter : {"SpatialModerateFilter", "SpatialAdvancedFilter"}) {
+    EXPECT_EQ(questions(filter, GX_PIXEL_TOF_DEPTH), without_camera);
+    EXPECT_EQ(questions(filter, GX_PIXEL_DEPTH), with_camera);
+  }
+}
+
+TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
+  // 13 columns and a window of 5: one group (columns 2 to 9) and column 10.
+  Pixels pixels(65, 1000);
+  pixels[2 * 13 + 4] = pixels[2 * 13 + 10] = 1100;
+  ErrorSlot error;
+  const auto smoothed = [&](const char* disp_diff) {
+    Filter filter("SpatialModerateFilter");
+    EXPECT_EQ(filter.update({"1", disp_diff, "5"}), "");
+    const test::FrameFacts facts{13, 5, 2, 1.0, 0.0F, 8};
+    return test::pixels_of(filter.process(test::make_frame_of(facts, pixels), error).get());
+  };
+  EXPECT_EQ(smoothed("100")[2 * 13 + 4], 1100);
+  EXPECT_EQ(smoothed("101")[2 * 13 + 4], 1004); // 24 of 1000 and itself
+  EXPECT_EQ(smoothed("99")[2 * 13 + 10], 1100);
+  EXPECT_EQ(smoothed("100")[2 * 13 + 10], 1004);
+  EXPECT_EQ(smoothed("101")[2 * 13 + 11], 1000); // within reach of the border
+}
+
+TEST(SpatialModerateFilter, RefusesParametersAndKeepsItsOwn) {
+  const std::string function = " | SpatialModerateFilter::update_filter_config | ";
+  Filter filter("SpatialModerateFilter");
+  EXPECT_EQ(filter.update({"1", "160"}), "the number of params error" + function + "argc | 4");
+  const std::string prefix = "params out of range" + function;
+  struct Case {
+    const char *magnitude, *disp_diff, *radius, *key;
+  };
+  for (const Case& each :
+       {Case{"0", "0", "8", "magnitude"}, Case{"4", "1", "1", "magnitude"},
+        Case{"257", "1", "1", "magnitude"}, Case{"3", "0", "1", "disp_diff"},
+        Case{"3", "10001", "8", "disp_diff"}, Case{"3", "65537", "1", "disp_diff"},
+        Case{"3", "10000", "8", "radius"}, Case{"3", "10000", "65537", "radius"}}) {
+    const std::string refused = filter.update({each.magnitude, each.disp_diff, each.radius});
+    EXPECT_EQ(refused, prefix + each.key + " | 4");
+  }
+  const test::FrameFacts facts{20, 9, 2, 1.0, 0.0F, 8};
+  std::mt19937 random(5);
+  const Pixels pixels = test::random_surfaces(180, 200, random);
+  ErrorSlot error;
+  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
+  Pixels expected = pixels;
+  naive_smooth(expected, 20, 9, 2, 1, {true, 160, {}, 0});
+  EXPECT_EQ(test::pixels_of(output.get()), expected);
+}
+
+TEST(SpatialModerateFilter, PrintsItsParametersAndConfigurationData) {
+  filter_processor::SpatialModerateFilter filter;
+  const char* values[] = {"2", "300", "3"};
+  filter.update_filter_config(3, values, nullptr);
+  const test::FrameFacts facts{9, 6, 0, 0.25, 20000.0F, 9};
+  const Frame input = test::make_frame_of(facts, Pixels(54, 7));
+  const Frame output{filter.filter_process(input.get(), nullptr)};
+  const char* later[] = {"3", "10", "7"};
+  filter.update_filter_config(3, later, nullptr);
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "anchor_params: \ndisp_diff: 10\nmagnitude: \3\nradius:    \7\n"
+            "current_filter_params: \ndisp_diff: 600\nmagnitude: \2\nradius:    \3\n"
+            "current_frame_info: \nwidth:      9\nheight:     6\nbxf:        20000\n"
+            "depth_flag: 0\ndepth_unit: 0.25\nfraction_bit_size: \t\n"
+            "depth_diff_lut: \n58 234 527 937 1464 2109 2871 \ndepth_shift: \v\n");
+
+  const std::uint16_t data[] = {7, 40000, 9};
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(data);
+  testing::internal::CaptureStdout();
+  filter.set_filter_config_data(bytes, 4, nullptr);
+  filter.set_filter_config_data(bytes, 6, nullptr);
+  filter.set_filter_config_data(nullptr, 4, nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "pa: 40000\n");
+}
+
+} // namespace
