@@ -3,6 +3,10 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/depth/DepthResize.h"
+#include "filters/depth/DisparityTransform.h"
+#include "filters/depth/HardwareD2DCorrectionFilter.h"
+#include "filters/depth/OpenNIDisparityTransform.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "plugin/unbuilt_filter.h"
 
@@ -27,13 +31,13 @@ constexpr Entry unbuilt(const char* name) {
 }
 
 constexpr Entry entries[] = {
-    unbuilt("DisparityTransform"),       entry<HoleFillingFilter>(),
-    unbuilt("NoiseRemovalFilter"),       unbuilt("SpatialAdvancedFilter"),
-    unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
-    unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
-    unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
-    unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
-    unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
+    entry<DisparityTransform>(),       entry<HoleFillingFilter>(),
+    unbuilt("NoiseRemovalFilter"),     unbuilt("SpatialAdvancedFilter"),
+    unbuilt("TemporalFilter"),         entry<DepthResize>(),
+    unbuilt("EdgeNoiseRemovalFilter"), entry<HardwareD2DCorrectionFilter>(),
+    entry<OpenNIDisparityTransform>(), unbuilt("SpatialFastFilter"),
+    unbuilt("SpatialModerateFilter"),  unbuilt("FalsePositiveFilter"),
+    unbuilt("LutNoiseRemovalFilter"),  unbuilt("MgcNoiseRemovalFilter"),
 };
 
 std::mutex registry_mutex;
