@@ -53,16 +53,28 @@ void copy_pixels(benchmark::State& state, Size size) {
 struct Configuration {
   const char* filter;
   const char* label;
-  std::vector<const char*> parameters;
+  std::vector<const char*> parameters; ///< "W", "H", "2W", "2H" stand for multiples of the size
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
 };
 
-gx_priv_filter_context* create(const Configuration& configuration) {
+std::string parameter_text(const std::string& parameter, Size size) {
+  const std::uint32_t factor = parameter[0] == '2' ? 2 : 1;
+  if (parameter.back() == 'W')
+    return std::to_string(factor * size.width);
+  return parameter.back() == 'H' ? std::to_string(factor * size.height) : parameter;
+}
+
+gx_priv_filter_context* create(const Configuration& configuration, Size size) {
   for (std::uint64_t index = 0; index < gx_get_filter_count(nullptr); ++index) {
     if (gx_get_filter_name(static_cast<std::int32_t>(index), nullptr) ==
         std::string(configuration.filter)) {
       auto* context = gx_create_filter(index, nullptr);
-      auto parameters = configuration.parameters;
+      std::vector<std::string> texts;
+      for (const char* parameter : configuration.parameters)
+        texts.push_back(parameter_text(parameter, size));
+      std::vector<const char*> parameters;
+      for (const std::string& text : texts)
+        parameters.push_back(text.c_str());
       context->update_config(context->filter, static_cast<std::int32_t>(parameters.size()),
                              parameters.data(), nullptr);
       return context;
@@ -71,19 +83,30 @@ gx_priv_filter_context* create(const Configuration& configuration) {
   return nullptr;
 }
 
+/// A stereo camera with 16-bit codes, 8 of them a fraction.
+D2DParameters stereo_record() {
+  D2DParameters record{};
+  record.baseline = 50.0F;
+  record.fx = 400.0;
+  record.bitSize = 16;
+  record.unit = 1.0F;
+  record.packMode = 2;
+  record.dispIntPlace = 8;
+  record.isDualCamera = 1;
+  return record;
+}
+
 void filter_frame(benchmark::State& state, const Configuration& configuration, Size size,
                   simd::Level level) {
   simd::use_level(level);
   auto* profile = gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, nullptr);
-  const auto pixels = noisy_scene(size);
-  D2DParameters record{};
-  record.baseline = 50.0F;
-  record.fx = 400.0;
-  record.dispIntPlace = 8;
+  const D2DParameters record = stereo_record();
   gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
+  const auto pixels = noisy_scene(size);
   auto* input = gexton_create_video_frame(GX_FRAME_DEPTH, profile, pixels.data(), nullptr);
   gx_video_frame_set_pixel_type(input, configuration.pixel_type, nullptr);
-  auto* context = create(configuration);
+  gexton_frame_set_metadata(input, GX_METADATA_DISPARITY_OFFSET, 8, nullptr);
+  auto* context = create(configuration, size);
   for (auto _ : state) {
     auto* output = context->process(context->filter, input, nullptr);
     if (output == nullptr) {
@@ -100,6 +123,14 @@ void filter_frame(benchmark::State& state, const Configuration& configuration, S
 
 const std::vector<Configuration>& configurations() {
   static const std::vector<Configuration> all = {
+      {"DisparityTransform", "stereo", {"10000", "100", "1"}, GX_PIXEL_DISPARITY},
+      {"OpenNIDisparityTransform",
+       "resampled",
+       {"10000", "100", "1", "W", "H", "1", "0", "0", "0", "0"},
+       GX_PIXEL_DISPARITY},
+      {"DepthResize", "same", {"W", "H", "1", "0", "0", "0", "0"}},
+      {"DepthResize", "double", {"2W", "2H", "2", "0", "0", "0", "0"}},
+      {"HardwareD2DCorrectionFilter", "16bit", {}},
       {"HoleFillingFilter", "top", {"0"}},
       {"HoleFillingFilter", "nearest", {"1"}},
       {"HoleFillingFilter", "farthest", {"2"}},

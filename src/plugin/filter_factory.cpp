@@ -3,6 +3,10 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/depth/DepthResize.h"
+#include "filters/depth/DisparityTransform.h"
+#include "filters/depth/HardwareD2DCorrectionFilter.h"
+#include "filters/depth/OpenNIDisparityTransform.h"
 #include "filters/noise/EdgeNoiseRemovalFilter.h"
 #include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
@@ -34,20 +38,20 @@ constexpr Entry unbuilt(const char* name) {
 
 // By index, which hosts use.
 constexpr Entry entries[] = {
-    unbuilt("DisparityTransform"),          // 0
-    entry<HoleFillingFilter>(),             // 1
-    unbuilt("NoiseRemovalFilter"),          // 2
-    entry<SpatialAdvancedFilter>(),         // 3
-    entry<TemporalFilter>(),                // 4
-    unbuilt("DepthResize"),                 // 5
-    entry<EdgeNoiseRemovalFilter>(),        // 6
-    unbuilt("HardwareD2DCorrectionFilter"), // 7
-    unbuilt("OpenNIDisparityTransform"),    // 8
-    entry<SpatialFastFilter>(),             // 9
-    entry<SpatialModerateFilter>(),         // 10
-    unbuilt("FalsePositiveFilter"),         // 11
-    unbuilt("LutNoiseRemovalFilter"),       // 12
-    entry<MgcNoiseRemovalFilter>(),         // 13
+    entry<DisparityTransform>(),          // 0
+    entry<HoleFillingFilter>(),           // 1
+    unbuilt("NoiseRemovalFilter"),        // 2
+    entry<SpatialAdvancedFilter>(),       // 3
+    entry<TemporalFilter>(),              // 4
+    entry<DepthResize>(),                 // 5
+    entry<EdgeNoiseRemovalFilter>(),      // 6
+    entry<HardwareD2DCorrectionFilter>(), // 7
+    entry<OpenNIDisparityTransform>(),    // 8
+    entry<SpatialFastFilter>(),           // 9
+    entry<SpatialModerateFilter>(),       // 10
+    unbuilt("FalsePositiveFilter"),       // 11
+    unbuilt("LutNoiseRemovalFilter"),     // 12
+    entry<MgcNoiseRemovalFilter>(),       // 13
 };
 
 std::mutex registry_mutex;

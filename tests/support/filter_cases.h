@@ -13,10 +13,19 @@ struct FilterCase {
   std::vector<const char*> values; ///< of update_filter_config; empty: none is made
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
   bool blends_frames = false; ///< passes a first frame unchanged: to be run on a second one
+  std::int64_t disparity_offset = 2;
 };
 
 inline const std::vector<FilterCase>& filter_cases() {
   static const std::vector<FilterCase> all = {
+      {"DisparityTransform", "DisparityTransform", {}, GX_PIXEL_DISPARITY},
+      {"DepthResize", "DepthResize", {"70", "28", "2", "4", "2", "-4", "0"}},
+      {"HardwareD2DCorrection", "HardwareD2DCorrectionFilter", {}, GX_PIXEL_DEPTH, false, 20},
+      {"OpenNIDisparityTransform", "OpenNIDisparityTransform", {}, GX_PIXEL_DISPARITY},
+      {"OpenNIDisparityTransformResampled",
+       "OpenNIDisparityTransform",
+       {"9000", "10", "0.5", "40", "20", "1.5", "2", "1", "3", "1"},
+       GX_PIXEL_DISPARITY},
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
@@ -65,7 +74,8 @@ inline Frame make_case_frame(const FilterCase& filter_case) {
   const D2DParameters record = stereo_record();
   gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
   gx_video_frame_set_pixel_available_bit_size(frame.get(), 12, nullptr);
-  gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, 2, nullptr);
+  gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, filter_case.disparity_offset,
+                            nullptr);
   return frame;
 }
 

@@ -14,4 +14,11 @@ inline std::uint16_t low_16_bits(double value) {
   return static_cast<std::uint16_t>(static_cast<std::int32_t>(rest));
 }
 
+/// `value` cut to a whole number, or the nearest 32-bit one; 0 for NaN.
+inline std::int32_t saturated_int32(double value) {
+  if (std::isnan(value))
+    return 0;
+  return static_cast<std::int32_t>(std::fmin(std::fmax(value, INT32_MIN), INT32_MAX));
+}
+
 } // namespace filter_processor

@@ -7,6 +7,10 @@ namespace {
 
 constexpr const char* operation = "filter_process";
 
+constexpr std::uint32_t data_size(FrameSize size) {
+  return size.width * size.height * std::uint32_t{sizeof(std::uint16_t)};
+}
+
 } // namespace
 
 ProcessingFrame::ProcessingFrame(const char* filter, gx_frame* input, gx_error** error)
@@ -40,8 +44,38 @@ FrameSize ProcessingFrame::read_size() {
 
 std::uint16_t* ProcessingFrame::copy_depth_to_output() {
   output_.reset(host(gx_create_frame_from_other_frame, depth_, true));
+  return pixels_of(output_.get());
+}
+
+void ProcessingFrame::create_output_like_depth() {
+  output_.reset(host(gx_create_frame_from_other_frame, depth_, false));
+}
+
+void ProcessingFrame::create_output(FrameSize size) {
+  const gx_format format = host(gx_frame_get_format, depth_);
+  output_.reset(host(gx_create_frame, input_type_, format, data_size(size)));
+  host(gx_frame_copy_info, depth_, output_.get());
+}
+
+OwnedProfile ProcessingFrame::copy_depth_profile() {
+  OwnedProfile profile{host(gx_frame_get_stream_profile, depth_)};
+  OwnedProfile copy{host(gx_create_stream_profile_from_other_stream_profile, profile.get())};
+  release(std::move(profile));
+  return copy;
+}
+
+void ProcessingFrame::complete_output(OwnedProfile profile, FrameSize size) {
+  host(gx_video_stream_profile_set_width, profile.get(), size.width);
+  host(gx_video_stream_profile_set_height, profile.get(), size.height);
+  host(gx_frame_set_stream_profile, output_.get(), profile.get());
+  release(std::move(profile));
+  const std::uint8_t* const data = host(gx_frame_get_data, output_.get());
+  host(gx_frame_update_data, output_.get(), data, data_size(size));
+}
+
+std::uint16_t* ProcessingFrame::pixels_of(gx_frame* frame) {
   // The host aligns pixel buffers for every pixel format.
-  return reinterpret_cast<std::uint16_t*>(host(gx_frame_get_data, output_.get()));
+  return reinterpret_cast<std::uint16_t*>(host(gx_frame_get_data, frame));
 }
 
 void ProcessingFrame::release(OwnedProfile profile) {
@@ -84,6 +118,10 @@ OwnedFrame ProcessingFrame::set_with_output() {
   OwnedFrame set{host(gx_create_frame_from_other_frame, input_, false)};
   host(gx_frameset_push_frame, set.get(), member->handle());
   return set;
+}
+
+gx_frame* ProcessingFrame::deliver_copy_of_input() {
+  return host(gx_create_frame_from_other_frame, input_, true);
 }
 
 void ProcessingFrame::host_failed(gx_error* error) {

@@ -19,6 +19,11 @@ struct FrameSize {
   friend bool operator==(const FrameSize&, const FrameSize&) = default;
 };
 
+/// Whether the pixels of such a frame can be counted in the host's 32 bits of bytes.
+constexpr bool fits_a_frame(FrameSize size) {
+  return std::uint64_t{size.width} * size.height <= UINT32_MAX / sizeof(std::uint16_t);
+}
+
 /// One call of a filter's filter_process: what the call shares with those of all other filters.
 ///
 /// It finds the depth frame of the input, makes the output frame, owns every handle taken on the
@@ -79,6 +84,26 @@ class ProcessingFrame {
   /// Makes the output a copy of the depth frame and returns its pixels; null after a failure.
   std::uint16_t* copy_depth_to_output();
 
+  /// Makes the output a frame like the depth frame, with zero pixels.
+  void create_output_like_depth();
+
+  /// Makes the output a frame of `size` zero pixels, which must fit a frame, with the depth frame's
+  /// attributes. Its stream profile is the depth frame's until `complete_output`.
+  void create_output(FrameSize size);
+
+  /// An independent copy of the depth frame's stream profile.
+  OwnedProfile copy_depth_profile();
+
+  /// Gives an output made with `create_output` the profile, resized to `size`, and commits its
+  /// pixels.
+  void complete_output(OwnedProfile profile, FrameSize size);
+
+  /// The output frame, borrowed; null until it is made.
+  gx_frame* output() const { return output_.get(); }
+
+  /// The pixels of the depth frame or the output; null after a failure.
+  std::uint16_t* pixels_of(gx_frame* frame);
+
   /// Ends the call with an error of the filter's own.
   void fail(const FilterError& reason);
 
@@ -95,6 +120,9 @@ class ProcessingFrame {
   /// The result for the caller, who owns it: the output frame or, for a frame set, a new set that
   /// holds it. Null after a failure.
   gx_frame* deliver();
+
+  /// Instead of an output: a copy of the whole input as it came, for the caller, who owns it.
+  gx_frame* deliver_copy_of_input();
 
  private:
   void host_failed(gx_error* error);

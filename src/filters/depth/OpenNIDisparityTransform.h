@@ -1,0 +1,46 @@
+#pragma once
+
+#include "filters/depth/disparity_conversion.h"
+#include "filters/depth/nearest_sampling.h"
+
+namespace filter_processor {
+
+/// Turns a disparity frame into a depth frame as DisparityTransform does for a stereo camera with
+/// pack mode 1, whatever the camera's record says of both. With a target size it also resamples the
+/// frame: scales it by `scale` from the source pixel (`x_cut`, `y_cut`) on and blanks a border.
+class OpenNIDisparityTransform final : public DisparityConversion {
+ public:
+  static constexpr const char* class_name = "OpenNIDisparityTransform";
+
+  OpenNIDisparityTransform() : DisparityConversion(10000, 100) {}
+
+  const char* get_config_schema() override;
+
+  /// Ten values: those of DisparityTransform, the target width and height (0 to 65535; 0 switches
+  /// resampling off), the scale (0.1 to 50), the cuts and the borders in pixels. Each accepted
+  /// value is kept even when a later one is refused; whether frames are resampled then stays as it
+  /// was.
+  ///
+  /// Only the depth parameters may be updated while another thread processes a frame.
+  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
+
+ private:
+  void fill_table(ProcessingFrame& call, DisparityTable& table) override;
+  void convert(ProcessingFrame& call, gx_format format, FrameSize size) override;
+  void convert_resampled(ProcessingFrame& call, FrameSize size);
+  bool sample(const std::uint16_t* codes, FrameSize size, std::uint16_t* depths);
+  OwnedProfile resampled_profile(ProcessingFrame& call) const;
+
+  bool resample_enabled = false;
+  float scale = 0.0F;           ///< target size / source size
+  std::uint32_t x_cut = 0;      ///< first source column
+  std::uint32_t y_cut = 0;      ///< first source row
+  std::uint32_t x_set = 0;      ///< blank target columns, at the left and at the right
+  std::uint32_t y_set = 0;      ///< blank target rows, at the top and at the bottom
+  std::uint32_t dst_width = 0;  ///< target pixels
+  std::uint32_t dst_height = 0; ///< target pixels
+  NearestSampler sampler_;
+};
+
+} // namespace filter_processor

@@ -1,0 +1,169 @@
+#include "filters/depth/disparity_conversion.h"
+
+#include <iostream>
+#include <utility>
+
+namespace filter_processor {
+namespace {
+
+/// Fields compare as values: a record that holds NaN differs from itself.
+bool same_record(const D2DParameters& a, const D2DParameters& b) {
+  return a.zpd == b.zpd && a.zpps == b.zpps && a.baseline == b.baseline && a.fx == b.fx &&
+         a.bitSize == b.bitSize && a.unit == b.unit && a.minDisparity == b.minDisparity &&
+         a.packMode == b.packMode && a.dispOffset == b.dispOffset &&
+         a.invalidDisp == b.invalidDisp && a.dispIntPlace == b.dispIntPlace &&
+         a.isDualCamera == b.isDualCamera;
+}
+
+/// Bits, from 8 to 16, that hold the depths below `max`.
+std::uint8_t bits_for(float max) {
+  std::uint8_t bits = 8;
+  while (bits < 16 && static_cast<float>(1U << bits) <= max)
+    ++bits;
+  return bits;
+}
+
+} // namespace
+
+gx_frame* DisparityConversion::process(const char* filter, gx_frame* frame, gx_error** error) {
+  ProcessingFrame call(filter, frame, error);
+  const gx_format format = call.host(gx_frame_get_format, call.depth());
+  const gx_pixel_type pixel_type = call.host(gx_video_frame_get_pixel_type, call.depth());
+  if (pixel_type != GX_PIXEL_DISPARITY)
+    return call.deliver_copy_of_input();
+
+  const FrameSize size = call.read_size();
+  follow_profile(call, format, size);
+  const D2DParameters record =
+      call.host(gx_disparity_based_stream_profile_get_disparity_param, cached_profile.get());
+  read_disparity_offset(call);
+  const std::lock_guard guard(lock);
+  follow_record(call, record);
+  if (call.ok())
+    convert(call, format, size);
+  return call.deliver();
+}
+
+void DisparityConversion::follow_profile(ProcessingFrame& call, gx_format format, FrameSize size) {
+  const std::uint8_t bit_size =
+      call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
+  if (cached_profile != nullptr && bit_size == cached_bit_size &&
+      profile_matches(call, format, size))
+    return;
+  if (!call.ok())
+    return;
+  call.release(std::move(cached_profile));
+  OwnedProfile profile{call.host(gx_frame_get_stream_profile, call.depth())};
+  if (!call.ok())
+    return;
+  cached_profile = std::move(profile);
+  cached_bit_size = bit_size;
+}
+
+bool DisparityConversion::profile_matches(ProcessingFrame& call, gx_format format, FrameSize size) {
+  gx_stream_profile* const profile = cached_profile.get();
+  const FrameSize cached_size{call.host(gx_video_stream_profile_get_width, profile),
+                              call.host(gx_video_stream_profile_get_height, profile)};
+  return call.host(gx_stream_profile_get_format, profile) == format && cached_size == size;
+}
+
+void DisparityConversion::read_disparity_offset(ProcessingFrame& call) {
+  std::int64_t offset = 0;
+  if (call.host(gx_frame_has_metadata, call.depth(), GX_METADATA_DISPARITY_OFFSET))
+    offset = call.host(gx_frame_get_metadata_value, call.depth(), GX_METADATA_DISPARITY_OFFSET);
+  if (call.ok())
+    metadata_disparity_offset = static_cast<float>(offset);
+}
+
+// The offset of a frame enters the table when it is built for another reason, and only then.
+void DisparityConversion::follow_record(ProcessingFrame& call, const D2DParameters& record) {
+  if (!call.ok() || (same_record(record, d2d_parameters) && !params_changed))
+    return;
+  value_scale = 1.0F / depth_unit;
+  output_bit_size = bits_for(static_cast<float>(max_depth) * value_scale);
+  d2d_parameters = record;
+  params_changed = false;
+  build_table(call);
+}
+
+void DisparityConversion::fit_table(ProcessingFrame& call, std::uint8_t bit_size) {
+  if (!call.ok() || (lookup_table != nullptr && bit_size == d2d_parameters.bitSize))
+    return;
+  // The record now differs from the profile's, so the next frame starts from the profile's again.
+  d2d_parameters.bitSize = bit_size;
+  build_table(call);
+}
+
+void DisparityConversion::build_table(ProcessingFrame& call) {
+  table_size = disparity_code_count(d2d_parameters.bitSize);
+  if (lookup_table == nullptr)
+    lookup_table = std::make_unique<DisparityTable>();
+  lookup_table->fill(0);
+  fill_table(call, *lookup_table);
+}
+
+void DisparityConversion::convert_same_size(ProcessingFrame& call, FrameSize size,
+                                            DisparityLookupKernels::Map map) {
+  const std::uint8_t bit_size =
+      call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
+  call.create_output_like_depth();
+  call.host(gx_video_frame_set_pixel_type, call.output(), GX_PIXEL_DEPTH);
+  const std::uint16_t* const codes = call.pixels_of(call.depth());
+  std::uint16_t* const depths = call.pixels_of(call.output());
+  fit_table(call, bit_size);
+  if (!call.ok())
+    return;
+  map(codes, depths, std::size_t{size.width} * size.height, lookup_table->data());
+  describe_depths(call);
+}
+
+void DisparityConversion::describe_depths(ProcessingFrame& call) const {
+  call.host(gx_video_frame_set_pixel_available_bit_size, call.output(), output_bit_size);
+  call.host(gx_depth_frame_set_value_scale, call.output(), 1.0F / value_scale);
+}
+
+DepthOutput DisparityConversion::depth_output() const {
+  return {.max_depth = max_depth,
+          .min_depth = min_depth,
+          .value_scale = value_scale,
+          .disparity_offset = metadata_disparity_offset};
+}
+
+void DisparityConversion::update_depth_range(const Parameters& parameters) {
+  const int max = parameters.integer(0);
+  const int min = parameters.integer(1);
+  const auto unit = static_cast<float>(parameters.real(2));
+  const auto is_depth = [](int value) { return value >= 1 && value <= 65535; };
+  if (!is_depth(max) || !is_depth(min) || !(double{unit} >= 0.001 && unit <= 10.0F))
+    return;
+  const std::lock_guard guard(lock);
+  if (static_cast<std::uint32_t>(max) == max_depth && unit == depth_unit)
+    return;
+  max_depth = static_cast<std::uint32_t>(max);
+  min_depth = static_cast<std::uint32_t>(min);
+  depth_unit = unit;
+  params_changed = true;
+}
+
+void DisparityConversion::reset() {
+  lookup_table.reset();
+}
+
+void DisparityConversion::print_filter_params() {
+  const D2DParameters& record = d2d_parameters;
+  std::cout << "d2dParameters: " << std::endl;
+  std::cout << "baseline:      " << record.baseline << "\n";
+  std::cout << "bitSize:       " << static_cast<char>(record.bitSize) << "\n";
+  std::cout << "dispIntPlace:  " << record.dispIntPlace << "\n";
+  std::cout << "dispOffset:    " << record.dispOffset << "\n";
+  std::cout << "fx:            " << record.fx << "\n";
+  std::cout << "invalidDisp:   " << record.invalidDisp << "\n";
+  std::cout << "isDualCamera:  " << static_cast<char>(record.isDualCamera) << "\n";
+  std::cout << "minDisparity:  " << record.minDisparity << "\n";
+  std::cout << "packMode:      " << static_cast<char>(record.packMode) << "\n";
+  std::cout << "unit:          " << record.unit << "\n";
+  std::cout << "zpd:           " << record.zpd << "\n";
+  std::cout << "zpps:          " << record.zpps << std::endl;
+}
+
+} // namespace filter_processor

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "filters/depth/disparity_lookup_kernels.h"
+#include "filters/depth/disparity_table.h"
+#include "plugin/base/i_priv_filter.h"
+#include "plugin/base/parameters.h"
+#include "plugin/base/processing_frame.h"
+
+namespace filter_processor {
+
+/// What the filters that turn disparity frames into depth frames have in common: they follow the
+/// camera's record in the frames' stream profile, keep a table from disparity code to depth for it,
+/// and map every pixel through that table. Frames that hold no disparity come back as copies.
+///
+/// `lock` guards the depth parameters and the table: a frame and an update may come from two
+/// threads. The stream profile belongs to the processing thread.
+class DisparityConversion : public IPrivFilter {
+ public:
+  /// The table is built again before the next frame is mapped.
+  void reset() override;
+  void print_filter_params() override;
+
+ protected:
+  DisparityConversion(std::uint32_t max, std::uint32_t min) : max_depth(max), min_depth(min) {}
+  DisparityConversion(const DisparityConversion&) = delete;
+  DisparityConversion& operator=(const DisparityConversion&) = delete;
+  ~DisparityConversion() = default;
+
+  /// The whole of a filter's filter_process; `filter` is the class name.
+  gx_frame* process(const char* filter, gx_frame* frame, gx_error** error);
+
+  /// Takes the first three parameters: maximal depth, minimal depth, depth unit. Values out of
+  /// range are ignored without an error. So is a change of the minimal depth alone.
+  void update_depth_range(const Parameters& parameters);
+
+  /// Fills `table`, which is zero, for the record's bit size, or fails the call.
+  virtual void fill_table(ProcessingFrame& call, DisparityTable& table) = 0;
+
+  /// Makes the output of a disparity frame; `lock` is held.
+  virtual void convert(ProcessingFrame& call, gx_format format, FrameSize size) = 0;
+
+  /// Makes the output a depth frame of the input's size, each pixel mapped by `map`.
+  void convert_same_size(ProcessingFrame& call, FrameSize size, DisparityLookupKernels::Map map);
+
+  /// Builds the table again where there is none, or where its codes are not as wide as the frame's.
+  void fit_table(ProcessingFrame& call, std::uint8_t bit_size);
+
+  /// Sets the bit size and the value scale of the output's depths.
+  void describe_depths(ProcessingFrame& call) const;
+
+  DepthOutput depth_output() const;
+
+  std::recursive_mutex lock;
+  D2DParameters d2d_parameters{}; ///< with the bit size of the table's codes
+  std::uint32_t max_depth;        ///< millimetres
+  std::uint32_t min_depth;        ///< millimetres
+  bool params_changed = false;
+  float depth_unit = 1.0F;  ///< millimetres for one unit of the output
+  float value_scale = 1.0F; ///< 1 / depth_unit, as of the last change
+  float metadata_disparity_offset = 0.0F;
+  std::uint8_t output_bit_size = 0;
+  std::uint32_t table_size = 0;
+  std::unique_ptr<DisparityTable> lookup_table;
+  OwnedProfile cached_profile;      ///< of the last frame
+  std::uint8_t cached_bit_size = 0; ///< the frame's bit size that went with it
+
+ private:
+  void follow_profile(ProcessingFrame& call, gx_format format, FrameSize size);
+  bool profile_matches(ProcessingFrame& call, gx_format format, FrameSize size);
+  void read_disparity_offset(ProcessingFrame& call);
+  void follow_record(ProcessingFrame& call, const D2DParameters& record);
+  void build_table(ProcessingFrame& call);
+};
+
+} // namespace filter_processor

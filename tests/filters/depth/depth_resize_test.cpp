@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "filters/depth/DepthResize.h"
+#include "support/host_objects.h"
+#include "support/random.h"
+
+namespace {
+
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+namespace simd = filter_processor::simd;
+
+struct Resize {
+  std::uint32_t w = 0, h = 0;
+  float scale = 1;
+  int left = 0, right = 0, top = 0, bottom = 0;
+
+  std::int64_t out_w() const {
+    return std::int64_t((float(w) * scale + float(left)) + float(right));
+  }
+  std::int64_t out_h() const {
+    return std::int64_t((float(h) * scale + float(top)) + float(bottom));
+  }
+
+  std::string update(Filter& filter, std::int64_t width, std::int64_t height) const {
+    std::vector<std::string> texts = {std::to_string(width), std::to_string(height),
+                                      std::to_string(scale)};
+    for (const int side : {left, right, top, bottom})
+      texts.push_back(std::to_string(side));
+    std::vector<const char*> values;
+    for (const std::string& text : texts)
+      values.push_back(text.c_str());
+    return filter.update(values);
+  }
+};
+
+Pixels naive_resize(const Resize& r, const Pixels& src) {
+  const auto out_w = static_cast<int>(r.out_w()), out_h = static_cast<int>(r.out_h());
+  Pixels dst(static_cast<std::size_t>(out_w) * static_cast<std::size_t>(out_h), 0);
+  const auto step = static_cast<std::uint32_t>(65536 / r.scale + 1);
+  const auto start = [&](int side) {
+    return side < 0 ? std::uint32_t(std::fabs(float(side) / r.scale)) : 0u;
+  };
+  const int x1 = std::min(out_w, int(float(r.w) * r.scale + float(r.left)));
+  const int y1 = std::min(out_h, int(float(r.h) * r.scale + float(r.top)));
+  std::uint32_t y_at = start(r.top) << 16;
+  for (int y = std::max(r.top, 0); y < y1; ++y, y_at += step) {
+    std::uint32_t x_at = start(r.left) << 16;
+    for (int x = std::max(r.left, 0); x < x1; ++x, x_at += step)
+      dst[std::size_t(y) * std::size_t(out_w) + std::size_t(x)] =
+          src[std::min(y_at >> 16, r.h - 1) * r.w + std::min(x_at >> 16, r.w - 1)];
+  }
+  return dst;
+}
+
+Pixels counted(std::size_t count) {
+  Pixels pixels(count);
+  for (std::size_t i = 0; i < count; ++i)
+    pixels[i] = static_cast<std::uint16_t>(i * 7919 + 1);
+  return pixels;
+}
+
+TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
+  test::Random random(6);
+  const float scales[] = {1, 1, 2, 2, 0.5f, 0.1f, 0.75f, 1.25f, 1.9375f, 3, 7.5f, 50};
+  int done = 0;
+  while (done < 400) {
+    Resize r;
+    r.w = 1 + random() % 150;
+    r.h = 1 + random() % 12;
+    r.scale = scales[random() % std::size(scales)];
+    for (int* side : {&r.left, &r.right, &r.top, &r.bottom})
+      *side = random() % 2 == 0 ? 0 : static_cast<int>(random() % 60) - 30;
+    if (r.out_w() < 1 || r.out_h() < 1)
+      continue;
+    ++done;
+    const Pixels src = counted(std::size_t{r.w} * r.h);
+    const Pixels expected = naive_resize(r, src);
+    for (const simd::Level level : simd::supported_levels()) {
+      simd::use_level(level);
+      Filter filter("DepthResize");
+      ASSERT_EQ(r.update(filter, r.out_w(), r.out_h()), "");
+      ErrorSlot error;
+      const Frame output = filter.process(test::make_frame(r.w, r.h, src), error);
+      ASSERT_NE(output, nullptr) << error.text();
+      ASSERT_EQ(test::pixels_of(output.get()), expected)
+          << simd::level_name(level) << " " << r.w << "x" << r.h << " * " << r.scale << " "
+          << r.left << " " << r.right << " " << r.top << " " << r.bottom;
+      EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), r.out_w());
+      EXPECT_EQ(gx_video_frame_get_height(output.get(), nullptr), r.out_h());
+    }
+  }
+}
+
+TEST(DepthResize, CopiesOneToOneExceptFarFromTheStart) {
+  Filter filter("DepthResize");
+  const Resize wide{65535, 2};
+  ASSERT_EQ(wide.update(filter, 65535, 2), "");
+  const Pixels pixels = counted(65535 * 2);
+  ErrorSlot error;
+  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(65535, 2, pixels), error).get()),
+            pixels);
+
+  filter.reset();
+  const Pixels frame = counted(1280 * 720);
+  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(1280, 720, frame), error).get()),
+            frame);
+  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(1281 * 720)), error), nullptr);
+  EXPECT_EQ(error.text(),
+            "incorrect config schema | DepthResize::filter_process | DepthResize | 4");
+}
+
+TEST(DepthResize, RefusesAnEmptyOutputAndOneBeyondTheHostsFrames) {
+  const std::string expected = "depth resize error | DepthResize::filter_process | DepthResize | 0";
+  const test::NoLeftovers no_leftovers;
+  const Frame input = test::make_frame(1, 1, {5});
+  Filter filter("DepthResize"); // every member 0
+  ErrorSlot error;
+  EXPECT_EQ(filter.process(input, error), nullptr);
+  EXPECT_EQ(error.text(), expected);
+  const Resize huge{1, 1, 1, 65534, 0, 65534, 0};
+  ASSERT_EQ(huge.update(filter, 65535, 65535), "");
+  EXPECT_EQ(filter.process(input, error), nullptr);
+  EXPECT_EQ(error.text(), expected);
+}
+
+TEST(DepthResize, StoresEachValueUpToTheOneItRefuses) {
+  const std::string function = " | DepthResize::update_filter_config | ";
+  filter_processor::DepthResize filter;
+  filter.reset();
+  const auto update = [&](std::vector<const char*> values) {
+    ErrorSlot error;
+    filter.update_filter_config(static_cast<std::int32_t>(values.size()), values.data(),
+                                error.out());
+    return error.text();
+  };
+  EXPECT_EQ(update({"1", "1", "1", "1", "1", "1"}),
+            "the number of params error" + function + "argc | 4");
+  EXPECT_EQ(update({"abc", "1", "1", "9", "9", "9", "9"}),
+            "params out of range" + function + "dst_width | 4");
+  EXPECT_EQ(update({"7.9", "65535.5", "1", "9", "9", "9", "9"}),
+            "params out of range" + function + "dst_height | 4");
+  for (const char* scale : {"0.09", "50.5", "nan"})
+    EXPECT_EQ(update({"8", "9", scale, "9", "9", "9", "9"}),
+              "params out of range" + function + "scale | 4");
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  EXPECT_EQ(update({"8", "9", "0.1", "-3.7", "4e12", "nan", "x"}), "");
+  filter.print_filter_params();
+  const std::string labels = "dst_width:     8\ndst_height:    9\nprocess_param: \nscale:         ";
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            labels + "1\nex_top:        0\nex_bottom:     0\nex_left:       0\nex_right:      0\n" +
+                labels +
+                "0.1\nex_top:        0\nex_bottom:     0\nex_left:       -3\nex_right:      "
+                "2147483647\n");
+}
+
+} // namespace

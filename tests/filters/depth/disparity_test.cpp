@@ -1,0 +1,457 @@
+// DisparityTransform and OpenNIDisparityTransform against a model of both, written entry by entry.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <optional>
+
+#include "filters/depth/DisparityTransform.h"
+#include "filters/depth/OpenNIDisparityTransform.h"
+#include "filters/depth/disparity_lookup_kernels.h"
+#include "support/filter_cases.h"
+#include "support/random.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+using test::Profile;
+
+struct Input {
+  std::uint32_t width = 0, height = 0;
+  gx_format format = GX_FORMAT_Y16;
+  std::uint8_t bits = 12;
+  D2DParameters record{};
+  std::optional<std::int64_t> offset{};
+  Pixels pixels{};
+  gx_pixel_type pixel_type = GX_PIXEL_DISPARITY;
+
+  Frame frame() const {
+    const Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
+    gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+    gx_video_stream_profile_set_intrinsic(profile.get(), {1, 2, 300, 200, 5, 6}, nullptr);
+    Frame made{gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), pixels.data(), nullptr)};
+    gx_video_frame_set_pixel_type(made.get(), pixel_type, nullptr);
+    gx_video_frame_set_pixel_available_bit_size(made.get(), bits, nullptr);
+    if (offset)
+      gexton_frame_set_metadata(made.get(), GX_METADATA_DISPARITY_OFFSET, *offset, nullptr);
+    return made;
+  }
+};
+
+/// All 65536 codes, or the first 2^bits of them.
+Input all_codes(const D2DParameters& record) {
+  Input input;
+  input.width = 256;
+  input.height = record.bitSize >= 16 ? 256 : 1u << record.bitSize >> 8;
+  input.bits = record.bitSize;
+  input.record = record;
+  input.pixels.resize(std::size_t{input.width} * input.height);
+  for (std::size_t i = 0; i < input.pixels.size(); ++i)
+    input.pixels[i] = static_cast<std::uint16_t>(i);
+  return input;
+}
+
+struct Model {
+  explicit Model(bool open_ni_filter)
+      : open_ni(open_ni_filter), max(open_ni ? 10000 : 65535), min(open_ni ? 100 : 0) {}
+  bool open_ni;
+  float max, min, unit = 1, value_scale = 1, offset = 0;
+  bool changed = false;
+  D2DParameters stored{};
+  std::optional<Pixels> table{};
+  std::uint8_t output_bits = 0;
+  std::optional<Input> cached{};
+
+  void update(int new_max, int new_min, float new_unit) {
+    if (new_max < 1 || new_max > 65535 || new_min < 1 || new_min > 65535 ||
+        static_cast<double>(new_unit) < 0.001 || new_unit > 10.0f)
+      return;
+    if (static_cast<float>(new_max) == max && new_unit == unit)
+      return;
+    max = static_cast<float>(new_max);
+    min = static_cast<float>(new_min);
+    unit = new_unit;
+    changed = true;
+  }
+
+  std::uint16_t entry(std::uint32_t i) const {
+    const D2DParameters& r = stored;
+    const double s = std::pow(2.0, r.bitSize - 8);
+    const bool stereo = open_ni || r.isDualCamera != 0;
+    const int mode = open_ni ? 1 : r.packMode;
+    double d = 0;
+    double depth = 0;
+    if (stereo) {
+      if (mode == 2)
+        d = i / s;
+      else if (mode == 3)
+        d = i / std::pow(2.0, r.bitSize - 10);
+      else
+        d = 200.375 - (2 * i) / s + 128.0 - static_cast<double>(r.minDisparity);
+      if (std::fabs(d - static_cast<double>(r.invalidDisp)) < 0.0001 || i >= 65532)
+        return 0;
+      if (!(0 < d && d < (mode == 3 ? 1024 : 256)))
+        return 0;
+      const float scale = value_scale * r.unit;
+      depth = static_cast<double>(r.baseline) * r.fx /
+              (static_cast<double>(r.dispOffset) + d + static_cast<double>(offset)) *
+              static_cast<double>(scale);
+    } else {
+      if (i >= 65535 || (mode == 2 && i == 8192) || (mode == 1 && i == 0) ||
+          (mode == 4 && i >= 65532))
+        return 0;
+      const int low = static_cast<int>(i) & 0x3fff;
+      if (mode == 2)
+        d = (low >= 8192 ? low - 16384 : low) / s;
+      else
+        d = mode == 1 ? 200.375 - (2 * i) / s : i / s;
+      const double k = r.zpd / (static_cast<double>(r.baseline) * r.fx);
+      depth = static_cast<double>(r.unit) * static_cast<double>(value_scale) * r.zpd /
+              ((static_cast<double>(r.dispOffset) + d) * k + 1.0);
+    }
+    if (!(depth <= static_cast<double>(max * value_scale) &&
+          depth >= static_cast<double>(min * value_scale) && depth < 65536.0))
+      return 0;
+    if (stereo && !open_ni && cached->format == GX_FORMAT_Y12_SHIFTED && depth >= 4096.0)
+      return 0;
+    return static_cast<std::uint16_t>(depth);
+  }
+
+  /// False for an unsupported pack mode.
+  bool build() {
+    table = Pixels(65536, 0);
+    const int mode = stored.packMode;
+    if (!open_ni && (mode < 1 || mode > 4 || mode == (stored.isDualCamera != 0 ? 4 : 3)))
+      return false;
+    for (std::uint32_t i = 0; i < 65536 && (stored.bitSize > 15 || i >> stored.bitSize == 0); ++i)
+      (*table)[i] = entry(i);
+    return true;
+  }
+
+  std::optional<Pixels> process(const Input& input) {
+    if (!cached || cached->width != input.width || cached->height != input.height ||
+        cached->format != input.format || cached->bits != input.bits)
+      cached = input;
+    offset = static_cast<float>(input.offset.value_or(0));
+    if (std::memcmp(&stored, &cached->record, sizeof stored) != 0 || changed) {
+      value_scale = 1.0f / unit;
+      output_bits = 8;
+      while (output_bits < 16 && !(std::ldexp(1.0f, output_bits) > max * value_scale))
+        ++output_bits;
+      stored = cached->record;
+      changed = false;
+      if (!build())
+        return std::nullopt;
+    }
+    if (stored.bitSize != input.bits || !table) {
+      stored.bitSize = input.bits;
+      if (!build())
+        return std::nullopt;
+    }
+    Pixels out;
+    for (const std::uint32_t in : input.pixels)
+      out.push_back(!open_ni && input.format == GX_FORMAT_Y12_SHIFTED
+                        ? static_cast<std::uint16_t>((*table)[in >> 4] << 4 | (in & 15))
+                        : (*table)[in]);
+    return out;
+  }
+};
+
+D2DParameters random_record(test::Random& random) {
+  const auto pick = [&](std::initializer_list<double> values) {
+    return values.begin()[random() % values.size()];
+  };
+  D2DParameters r = test::stereo_record();
+  r.zpd = pick({600, 1000, 0});
+  r.baseline = static_cast<float>(pick({50, 75.3, 1e30, 0}));
+  r.fx = pick({400, 580.7, std::numeric_limits<double>::infinity()});
+  r.bitSize = static_cast<std::uint8_t>(pick({12, 12, 14, 10, 16, 0, 6, 255}));
+  r.unit = static_cast<float>(pick({1, 0.1, 7.3}));
+  r.minDisparity = static_cast<float>(pick({0, 100.5, 328}));
+  r.packMode = static_cast<std::uint8_t>(pick({1, 2, 2, 3, 4, 5}));
+  r.dispOffset = static_cast<float>(pick({0, 0.25, -3}));
+  r.invalidDisp = static_cast<std::int32_t>(pick({0, 5, 200}));
+  r.isDualCamera = static_cast<std::uint8_t>(random() % 2);
+  return r;
+}
+
+class DisparityFilters : public ::testing::TestWithParam<bool> {
+ protected:
+  static bool open_ni() { return GetParam(); }
+  static std::string name() {
+    return open_ni() ? "OpenNIDisparityTransform" : "DisparityTransform";
+  }
+  static std::vector<const char*> values(std::vector<const char*> depth_range) {
+    if (open_ni())
+      for (const char* rest : {"0", "0", "1", "0", "0", "0", "0"})
+        depth_range.push_back(rest);
+    return depth_range;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Both, DisparityFilters, ::testing::Bool());
+
+TEST_P(DisparityFilters, FollowTheModelThroughRandomSequences) {
+  test::Random random(8);
+  for (int sequence = 0; sequence < 60; ++sequence) {
+    const test::NoLeftovers no_leftovers;
+    Filter filter(name());
+    Model model(open_ni());
+    const D2DParameters records[] = {random_record(random), random_record(random)};
+    for (int step = 0; step < 12; ++step) {
+      if (random() % 8 == 0) {
+        filter.reset();
+        model.table.reset();
+      }
+      if (random() % 4 == 0) {
+        const char* const texts[] = {"100", "700", "4095", "65535", "0", "65536"};
+        const char* const units[] = {"1", "0.5", "0.001", "0.0009", "10", "10.01", "nan"};
+        const char *max = texts[random() % 6], *min = texts[random() % 3],
+                   *unit = units[random() % 7];
+        EXPECT_EQ(filter.update(values({max, min, unit})), "");
+        if (std::string(unit) != "nan")
+          model.update(std::atoi(max), std::atoi(min), static_cast<float>(std::atof(unit)));
+      }
+      Input input;
+      input.width = 31 + random() % 2;
+      input.height = 9;
+      input.format = random() % 3 == 0 ? GX_FORMAT_Y12_SHIFTED : GX_FORMAT_Y16;
+      input.record = records[random() % 8 == 0];
+      input.bits = random() % 4 == 0 ? std::uint8_t{11} : input.record.bitSize;
+      if (random() % 2 == 0)
+        input.offset = random() % 9;
+      for (std::size_t i = 0; i < input.width * 9; ++i)
+        input.pixels.push_back(static_cast<std::uint16_t>(random() >> random() % 16));
+      const auto expected = model.process(input);
+      ErrorSlot error;
+      const Frame output = filter.process(input.frame(), error);
+      ASSERT_EQ(output != nullptr, expected.has_value()) << sequence << "/" << step << error.text();
+      if (!output) {
+        const std::string operation = model.stored.isDualCamera != 0
+                                          ? "stereo_camera_init_lookup_table"
+                                          : "mono_camera_init_lookup_table";
+        EXPECT_EQ(error.text(),
+                  "Unsupported disparity data pack type error | DisparityTransform::" + operation +
+                      " | " + operation + " | 4");
+        continue;
+      }
+      ASSERT_EQ(test::pixels_of(output.get()), *expected) << sequence << "/" << step;
+      EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
+      EXPECT_EQ(gx_video_frame_get_pixel_available_bit_size(output.get(), nullptr),
+                model.output_bits);
+      EXPECT_EQ(gx_depth_frame_get_value_scale(output.get(), nullptr), 1.0f / model.value_scale);
+    }
+  }
+}
+
+TEST_P(DisparityFilters, CopyWhatIsNoDisparityAndRefuseShortBuffersOfTheRest) {
+  Filter filter(name());
+  Input input = all_codes(test::stereo_record());
+  const Frame disparity = input.frame();
+  const auto* bytes = gx_frame_get_data(disparity.get(), nullptr);
+  ErrorSlot error;
+  input.pixel_type = GX_PIXEL_TOF_DEPTH;
+  const Frame depth = input.frame();
+  gx_frame_update_data(depth.get(), bytes, 10, nullptr);
+  EXPECT_EQ(test::pixels_of(filter.process(depth, error).get()), (Pixels{0, 1, 2, 3, 4}));
+  const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
+  const Frame set = filter.process(test::make_set({color.get(), depth.get()}), error);
+  EXPECT_EQ(gexton_frameset_get_count(set.get(), nullptr), 2u) << "the whole set is copied";
+
+  gx_frame_update_data(disparity.get(), bytes, 8190, nullptr);
+  EXPECT_EQ(filter.process(disparity, error), nullptr);
+  EXPECT_EQ(error.text(),
+            "invalid frame data size error | " + name() + "::filter_process | frameData | 4");
+  EXPECT_EQ(filter.update({"1"}),
+            "the number of params error | " + name() + "::update_filter_config | argc | 4");
+}
+
+/// What a new DisparityTransform makes of one code.
+int depth_of(const D2DParameters& record, std::uint16_t code) {
+  Filter filter("DisparityTransform");
+  ErrorSlot error;
+  const Frame output = filter.process(all_codes(record).frame(), error);
+  return output ? test::pixels_of(output.get())[code] : -1;
+}
+
+TEST(DisparityTransform, GivesHandComputedDepths) {
+  D2DParameters r = test::stereo_record(); // bf = 20000, 16 codes to the pixel
+  EXPECT_EQ(depth_of(r, 160), 2000);       // 20000 / 10
+  EXPECT_EQ(depth_of(r, 5), 64000);        // 20000 / 0.3125
+  EXPECT_EQ(depth_of(r, 4), 0);            // 80000 does not fit
+  r.packMode = 3;                          // 4 codes to the pixel
+  EXPECT_EQ(depth_of(r, 160), 500);
+  r.packMode = 1; // 328.375 - 1000 / 8 = 203.375
+  EXPECT_EQ(depth_of(r, 1000), 98);
+  EXPECT_EQ(depth_of(r, 500), 0); // 265.875 is beyond 256
+  r.isDualCamera = 0;
+  r.zpd = 1000; // k = 0.05
+  EXPECT_EQ(depth_of(r, 0), 0);
+  EXPECT_EQ(depth_of(r, 1603), 1000); // 200.375 - 200.375 = 0
+  r.packMode = 2;
+  EXPECT_EQ(depth_of(r, 320), 500); // 1000 / (20 * 0.05 + 1)
+  r.bitSize = 14;                   // 64 codes to the pixel, negative ones too
+  EXPECT_EQ(depth_of(r, 16384 - 640), 2000);
+  EXPECT_EQ(depth_of(r, 8192), 0);
+  r.packMode = 4;
+  EXPECT_EQ(depth_of(r, 640), 666);
+  r.bitSize = 16;
+  EXPECT_EQ(depth_of(r, 65531), 72); // 1000 / (255.98 * 0.05 + 1)
+  EXPECT_EQ(depth_of(r, 65532), 0);
+}
+
+TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
+  const std::string range =
+      "params out of range | OpenNIDisparityTransform::update_filter_config | ";
+  Filter filter("OpenNIDisparityTransform");
+  const auto update = [&](const char* width, const char* height, const char* scale) {
+    return filter.update({"900", "9", "1", width, height, scale, "0", "0", "0", "0"});
+  };
+  EXPECT_EQ(update("-1", "4", "1"), range + "dst_width | 4");
+  EXPECT_EQ(update("4", "65536", "1"), range + "dst_height | 4");
+  EXPECT_EQ(update("4", "4", "0.05"), range + "scale | 4");
+  EXPECT_EQ(update("4", "4", "50.1"), range + "scale | 4");
+  EXPECT_EQ(update("4", "4", "0.1"), "");
+  // Resampling stays on while a refused update has stored a width of 0, which no frame can have.
+  EXPECT_EQ(update("0", "4", "0"), range + "scale | 4");
+  const Frame input = all_codes(test::stereo_record()).frame();
+  ErrorSlot error;
+  for (const char* height : {"4", "65535"}) {
+    if (height[0] == '6') {
+      EXPECT_EQ(update("65535", height, "1"), ""); // more bytes than a frame can count
+    }
+    EXPECT_EQ(filter.process(input, error), nullptr);
+    EXPECT_EQ(error.text(), "Frame sampling process error | "
+                            "OpenNIDisparityTransform::filter_process | frameType | 4");
+  }
+}
+
+TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
+  test::Random random(3);
+  for (int round = 0; round < 150; ++round) {
+    Input input;
+    input.record = test::stereo_record();
+    input.record.minDisparity = 100;
+    input.width = 1 + random() % 70;
+    input.height = 1 + random() % 20;
+    for (std::size_t i = 0; i < std::size_t{input.width} * input.height; ++i)
+      input.pixels.push_back(static_cast<std::uint16_t>(random() % 5000));
+    const std::uint32_t width = 1 + random() % 200, height = 1 + random() % 40;
+    const float scale = 0.1f + static_cast<float>(random() % 40) / 8;
+    const std::uint32_t x_cut = random() % 8, y_cut = random() % 8, x_set = random() % 12,
+                        y_set = random() % 5;
+    std::vector<std::string> texts = {"9999", "5", "1"};
+    for (const std::uint32_t value : {width, height, 0u, x_cut, y_cut, x_set, y_set})
+      texts.push_back(std::to_string(value));
+    texts[5] = std::to_string(scale);
+    const auto parsed = static_cast<float>(std::atof(texts[5].c_str()));
+    std::vector<const char*> values;
+    for (const std::string& text : texts)
+      values.push_back(text.c_str());
+
+    Model model(true);
+    model.update(9999, 5, 1);
+    model.process(input);
+    (*model.table)[0] = 0;
+    Pixels expected(std::size_t{width} * height, 0);
+    const auto step = static_cast<std::uint32_t>(65536.0f / parsed + 1.0f);
+    std::uint32_t y = y_cut << 16;
+    for (std::uint32_t r = 0; r < height && r < std::uint32_t(float(input.height) * parsed);
+         ++r, y += step) {
+      std::uint32_t x = x_cut << 16;
+      for (std::uint32_t c = 0; c < width && c < std::uint32_t(float(input.width) * parsed);
+           ++c, x += step) {
+        if (r < y_set || r + y_set >= height || c < x_set || c + x_set >= width)
+          continue;
+        const auto source =
+            std::min(y >> 16, input.height - 1) * input.width + std::min(x >> 16, input.width - 1);
+        expected[r * width + c] = (*model.table)[input.pixels[source]];
+      }
+    }
+    for (const simd::Level level : simd::supported_levels()) {
+      simd::use_level(level);
+      Filter filter("OpenNIDisparityTransform");
+      ASSERT_EQ(filter.update(values), "");
+      ErrorSlot error;
+      const Frame output = filter.process(input.frame(), error);
+      ASSERT_EQ(test::pixels_of(output.get()), expected) << simd::level_name(level) << round;
+      EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), width);
+      EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
+    }
+  }
+}
+
+TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
+  struct Case {
+    const char *width, *height;
+    float cx, cy;
+  };
+  for (const Case& each : {Case{"640", "320", 300, 160},
+                           {"320", "160", 300, 180},
+                           {"540", "400", 250, 200},
+                           {"270", "200", 275, 200},
+                           {"400", "300", 300, 200}}) {
+    Filter filter("OpenNIDisparityTransform");
+    filter.update({"900", "9", "1", each.width, each.height, "1", "0", "0", "0", "0"});
+    ErrorSlot error;
+    const Frame output = filter.process(all_codes(test::stereo_record()).frame(), error);
+    const Profile profile{gx_frame_get_stream_profile(output.get(), nullptr)};
+    const auto intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
+    EXPECT_EQ(intrinsic.fx, 1);
+    EXPECT_EQ(intrinsic.cx, each.cx);
+    EXPECT_EQ(intrinsic.cy, each.cy);
+    EXPECT_EQ(intrinsic.width, std::atoi(each.width));
+    EXPECT_EQ(intrinsic.height, std::atoi(each.height));
+  }
+}
+
+TEST(DisparityLookupKernels, EveryLevelMapsEveryCount) {
+  test::Random random(5);
+  Pixels table(65536), codes(75);
+  for (auto* pixels : {&table, &codes})
+    for (auto& pixel : *pixels)
+      pixel = static_cast<std::uint16_t>(random());
+  for (std::size_t count = 0; count <= codes.size(); ++count) {
+    Pixels whole(codes.size(), 9), shifted(codes.size(), 9);
+    for (std::size_t i = 0; i < count; ++i) {
+      whole[i] = table[codes[i]];
+      shifted[i] = static_cast<std::uint16_t>(table[codes[i] / 16] * 16 + codes[i] % 16);
+    }
+    for (const simd::Level level : simd::supported_levels()) {
+      const auto& kernels = simd::kernels<filter_processor::DisparityLookupKernels>(level);
+      Pixels out(codes.size(), 9);
+      kernels.whole(codes.data(), out.data(), count, table.data());
+      EXPECT_EQ(out, whole) << simd::level_name(level) << count;
+      kernels.shifted(codes.data(), out.data(), count, table.data());
+      EXPECT_EQ(out, shifted) << simd::level_name(level) << count;
+    }
+  }
+}
+
+TEST_P(DisparityFilters, PrintTheRecordWithBytesAsCharacters) {
+  filter_processor::DisparityTransform plain;
+  filter_processor::OpenNIDisparityTransform other;
+  filter_processor::IPrivFilter& filter =
+      open_ni() ? static_cast<filter_processor::IPrivFilter&>(other) : plain;
+  D2DParameters record = test::stereo_record();
+  record.bitSize = record.isDualCamera = 'A';
+  record.packMode = '2';
+  record.zpps = 0.5;
+  Input input{.width = 1, .height = 1, .bits = 'A', .record = record, .pixels = {7}};
+  testing::internal::CaptureStdout();
+  Frame{filter.filter_process(input.frame().get(), nullptr)};
+  filter.print_filter_params();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "d2dParameters: \nbaseline:      50\nbitSize:       A\ndispIntPlace:  8\n"
+            "dispOffset:    0\nfx:            400\ninvalidDisp:   0\nisDualCamera:  A\n"
+            "minDisparity:  0\npackMode:      2\nunit:          1\nzpd:           0\n"
+            "zpps:          0.5\n");
+}
+
+} // namespace

@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <optional>
+
+#include "filters/depth/HardwareD2DCorrectionFilter.h"
+#include "filters/depth/invalid_depth_kernels.h"
+#include "support/host_objects.h"
+#include "support/random.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+
+struct Input {
+  std::uint32_t width = 256, height = 256;
+  float baseline = 50;
+  double fx = 800;
+  float scale = 1;
+  std::uint8_t bits = 16;
+  std::optional<std::int64_t> offset{};
+
+  /// Pixel i has value i.
+  Frame frame() const {
+    Pixels pixels(std::size_t{width} * height);
+    for (std::size_t i = 0; i < pixels.size(); ++i)
+      pixels[i] = static_cast<std::uint16_t>(i);
+    Frame made = test::make_frame(width, height, pixels);
+    const test::Profile profile{gx_frame_get_stream_profile(made.get(), nullptr)};
+    D2DParameters record{};
+    record.baseline = baseline;
+    record.fx = fx;
+    gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+    gx_depth_frame_set_value_scale(made.get(), scale, nullptr);
+    gx_video_frame_set_pixel_available_bit_size(made.get(), bits, nullptr);
+    if (offset)
+      gexton_frame_set_metadata(made.get(), GX_METADATA_DISPARITY_OFFSET, *offset, nullptr);
+    return made;
+  }
+};
+
+std::uint16_t low_bits(double value) {
+  if (!std::isfinite(value))
+    return 0;
+  const double whole = std::trunc(value);
+  return static_cast<std::uint16_t>(whole - std::floor(whole / 65536.0) * 65536.0);
+}
+
+struct Model {
+  double disp_offset = 0, invalid_depth = 0, fb = 0;
+  bool changed = false;
+  float tolerance = 0, last_scale = 0;
+  std::optional<Input> cached{};
+
+  Pixels process(const Input& input) {
+    Pixels pixels = test::pixels_of(input.frame().get());
+    if (!cached || cached->width != input.width || cached->height != input.height) {
+      cached = input;
+      fb = static_cast<double>(input.baseline) * input.fx;
+    }
+    if (!input.offset)
+      disp_offset = 0;
+    else if (static_cast<std::int64_t>(disp_offset) != *input.offset) {
+      disp_offset = static_cast<double>(*input.offset);
+      changed = true;
+    }
+    if (disp_offset == 0)
+      return pixels;
+    if (changed)
+      invalid_depth = std::round(fb / disp_offset);
+    changed = false;
+    const bool banded = input.bits == 12 || input.bits == 14;
+    if (banded && std::fabs(input.scale - last_scale) >= 1e-6f) {
+      tolerance = 12.8f;
+      for (const float step : {6.4f, 3.2f, 1.6f, 0.8f, 0.4f})
+        if (step >= input.scale && (input.bits == 14 || step > 1.0f))
+          tolerance = step;
+      last_scale = input.scale;
+    }
+    for (auto& pixel : pixels) {
+      const auto v = static_cast<double>(static_cast<float>(pixel) * input.scale);
+      const auto band = static_cast<double>(tolerance);
+      if (banded ? invalid_depth - band <= v && v <= invalid_depth + band
+                 : low_bits(v) == low_bits(invalid_depth))
+        pixel = 0;
+    }
+    return pixels;
+  }
+};
+
+TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
+  constexpr float infinity = std::numeric_limits<float>::infinity();
+  const float scales[] = {1,    1,  0.1f, 0.125f, 0.4f,     1.5f,      2.0f, 1.7f,
+                          7.3f, 13, 17,   1e30f,  infinity, -infinity, -1,   std::nanf("")};
+  const std::int64_t offsets[] = {8, 8, 3, -5, 0, 70, 1, INT64_MAX, INT64_MIN};
+  const std::uint8_t bits[] = {12, 14, 16, 10};
+  test::Random random(9);
+  for (int sequence = 0; sequence < 40; ++sequence) {
+    const test::NoLeftovers no_leftovers;
+    Filter filter("HardwareD2DCorrectionFilter");
+    Model model;
+    for (int step = 0; step < 10; ++step) {
+      Input input;
+      input.width = 250 + random() % 2;
+      input.scale = scales[random() % std::size(scales)];
+      input.bits = bits[random() % 4];
+      input.fx = random() % 6 == 0 ? (random() % 2 == 0 ? HUGE_VAL : 33e7) : 800;
+      if (random() % 5 != 0)
+        input.offset = offsets[random() % std::size(offsets)];
+      if (input.offset == INT64_MAX || input.offset == INT64_MIN)
+        input.scale = 1; // the model's own conversion of these offsets is left out
+      if (random() % 8 == 0) {
+        filter.reset();
+        model = Model{.tolerance = model.tolerance, .last_scale = model.last_scale};
+      }
+      if (std::fabs(model.disp_offset) > 1e18)
+        break;
+      const Pixels expected = model.process(input);
+      ErrorSlot error;
+      const Frame output = filter.process(input.frame(), error);
+      ASSERT_NE(output, nullptr) << error.text();
+      ASSERT_EQ(test::pixels_of(output.get()), expected)
+          << sequence << "/" << step << " scale " << input.scale << " bits " << int{input.bits}
+          << " invalid " << model.invalid_depth;
+    }
+  }
+}
+
+/// The pixel values that a frame of all values loses.
+Pixels cleared(std::uint8_t bits, float scale) {
+  Filter filter("HardwareD2DCorrectionFilter");
+  ErrorSlot error;
+  const Pixels output = test::pixels_of(
+      filter.process(Input{.scale = scale, .bits = bits, .offset = 8}.frame(), error).get());
+  Pixels values;
+  for (std::size_t i = 1; i < output.size(); ++i)
+    if (output[i] == 0)
+      values.push_back(static_cast<std::uint16_t>(i));
+  return values;
+}
+
+TEST(HardwareD2DCorrectionFilter, ClearsTheDepthOfTheOffset) {
+  // fb / offset = 40000 / 8 = 5000
+  EXPECT_EQ(cleared(16, 1), (Pixels{5000}));
+  EXPECT_EQ(cleared(16, 0.5f), (Pixels{10000, 10001}));
+  EXPECT_EQ(cleared(16, 2), (Pixels{2500, 35268})); // the second by 65536
+  EXPECT_EQ(cleared(14, 1), (Pixels{4999, 5000, 5001}));
+  EXPECT_EQ(cleared(12, 2), (Pixels{2499, 2500, 2501})); // 3.2 around it
+}
+
+TEST(HardwareD2DCorrectionFilter, CopiesDisparityAndPrintsItsState) {
+  filter_processor::HardwareD2DCorrectionFilter filter;
+  const Frame disparity = Input{.offset = 8}.frame();
+  gx_video_frame_set_pixel_type(disparity.get(), GX_PIXEL_DISPARITY, nullptr);
+  const Frame copy{filter.filter_process(disparity.get(), nullptr)};
+  EXPECT_EQ(test::pixels_of(copy.get()), test::pixels_of(disparity.get()));
+  const Frame input = Input{.offset = 7}.frame();
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  const Frame output{filter.filter_process(input.get(), nullptr)};
+  filter.print_filter_params();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "disp_offset: 0\ninvalid_depth: 0\nfb: 0\n"
+            "disp_offset: 7\ninvalid_depth: 5714\nfb: 40000\n");
+}
+
+TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
+  Pixels all(65536 + 7);
+  for (std::size_t i = 0; i < all.size(); ++i)
+    all[i] = static_cast<std::uint16_t>(i * 3);
+  struct Range {
+    std::uint16_t first, last;
+  };
+  for (const Range range :
+       {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}})
+    for (const simd::Level level : simd::supported_levels()) {
+      Pixels expected = all, output = all;
+      for (auto& pixel : expected)
+        if (pixel >= range.first && pixel <= range.last)
+          pixel = 0;
+      simd::kernels<filter_processor::InvalidDepthKernels>(level).clear_between(
+          output.data(), output.size(), range.first, range.last);
+      EXPECT_EQ(output, expected) << simd::level_name(level) << range.first;
+    }
+}
+
+} // namespace
