@@ -55,10 +55,11 @@ void clear_range(Pixels pixels, float value_scale, Reached reached, Passed passe
       first_value_where([&](std::uint32_t pixel) { return reached(scaled(pixel, value_scale)); });
   const std::uint32_t end =
       first_value_where([&](std::uint32_t pixel) { return passed(scaled(pixel, value_scale)); });
-  if (first < end)
+  if (first < end) {
     simd::kernels<InvalidDepthKernels>().clear_between(pixels.data, pixels.count,
                                                        static_cast<std::uint16_t>(first),
                                                        static_cast<std::uint16_t>(end - 1));
+  }
 }
 
 template <typename Invalid>
@@ -71,22 +72,24 @@ void clear_each(Pixels pixels, float value_scale, Invalid invalid) {
 
 /// Clears depths from `low` to `high`, which may be anything.
 void clear_near(Pixels pixels, float value_scale, double low, double high) {
-  if (ascends(value_scale))
+  if (ascends(value_scale)) {
     clear_range(
         pixels, value_scale, [=](double depth) { return depth >= low; },
         [=](double depth) { return !(depth <= high); });
-  else
+  } else {
     clear_each(pixels, value_scale, [=](double depth) { return low <= depth && depth <= high; });
+  }
 }
 
 /// Clears depths that, cut to whole millimetres, have these low 16 bits.
 void clear_equal(Pixels pixels, float value_scale, std::uint16_t low_bits) {
   if (ascends(value_scale)) {
     const double largest = scaled(pixel_values - 1, value_scale);
-    for (double invalid = low_bits; invalid <= largest; invalid += 65536.0)
+    for (std::uint32_t invalid = low_bits; invalid <= largest; invalid += 65536) {
       clear_range(
           pixels, value_scale, [=](double depth) { return depth >= invalid; },
-          [=](double depth) { return depth >= invalid + 1.0; });
+          [=](double depth) { return depth >= invalid + 1; });
+    }
   } else {
     clear_each(pixels, value_scale, [=](double depth) { return low_16_bits(depth) == low_bits; });
   }

@@ -8,14 +8,18 @@ namespace {
 
 /// Principal points of the target sizes that cut pixels off; other sizes keep the camera's.
 void move_principal_point(gx_camera_intrinsic& intrinsic, FrameSize target) {
-  if (target == FrameSize{640, 320})
-    intrinsic.cy -= 40;
-  else if (target == FrameSize{320, 160})
-    intrinsic.cy -= 20;
-  else if (target == FrameSize{540, 400})
-    intrinsic.cx -= 50;
-  else if (target == FrameSize{270, 200})
-    intrinsic.cx -= 25;
+  struct Crop {
+    FrameSize target;
+    float left, top; // target pixels
+  };
+  constexpr Crop crops[] = {
+      {{640, 320}, 0, 40}, {{320, 160}, 0, 20}, {{540, 400}, 50, 0}, {{270, 200}, 25, 0}};
+  for (const Crop& crop : crops) {
+    if (crop.target == target) {
+      intrinsic.cx -= crop.left;
+      intrinsic.cy -= crop.top;
+    }
+  }
 }
 
 /// Target pixels that a scaled source covers, cut to whole ones, at most `limit`.
@@ -85,10 +89,11 @@ void OpenNIDisparityTransform::fill_table(ProcessingFrame& /*call*/, DisparityTa
 
 void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format /*format*/,
                                        FrameSize size) {
-  if (resample_enabled)
+  if (resample_enabled) {
     convert_resampled(call, size);
-  else
+  } else {
     convert_same_size(call, size, simd::kernels<DisparityLookupKernels>().whole);
+  }
 }
 
 void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, FrameSize size) {

@@ -32,6 +32,7 @@ struct Resize {
     for (const int side : {left, right, top, bottom})
       texts.push_back(std::to_string(side));
     std::vector<const char*> values;
+    values.reserve(texts.size());
     for (const std::string& text : texts)
       values.push_back(text.c_str());
     return filter.update(values);
@@ -50,9 +51,10 @@ Pixels naive_resize(const Resize& r, const Pixels& src) {
   std::uint32_t y_at = start(r.top) << 16;
   for (int y = std::max(r.top, 0); y < y1; ++y, y_at += step) {
     std::uint32_t x_at = start(r.left) << 16;
-    for (int x = std::max(r.left, 0); x < x1; ++x, x_at += step)
+    for (int x = std::max(r.left, 0); x < x1; ++x, x_at += step) {
       dst[std::size_t(y) * std::size_t(out_w) + std::size_t(x)] =
           src[std::min(y_at >> 16, r.h - 1) * r.w + std::min(x_at >> 16, r.w - 1)];
+    }
   }
   return dst;
 }
@@ -100,16 +102,17 @@ TEST(DepthResize, CopiesOneToOneExceptFarFromTheStart) {
   Filter filter("DepthResize");
   const Resize wide{65535, 2};
   ASSERT_EQ(wide.update(filter, 65535, 2), "");
-  const Pixels pixels = counted(65535 * 2);
+  const Pixels pixels = counted(std::size_t{65535} * 2);
   ErrorSlot error;
   EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(65535, 2, pixels), error).get()),
             pixels);
 
   filter.reset();
-  const Pixels frame = counted(1280 * 720);
+  const Pixels frame = counted(std::size_t{1280} * 720);
   EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(1280, 720, frame), error).get()),
             frame);
-  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(1281 * 720)), error), nullptr);
+  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(std::size_t{1281} * 720)), error),
+            nullptr);
   EXPECT_EQ(error.text(),
             "incorrect config schema | DepthResize::filter_process | DepthResize | 4");
 }
@@ -144,9 +147,10 @@ TEST(DepthResize, StoresEachValueUpToTheOneItRefuses) {
             "params out of range" + function + "dst_width | 4");
   EXPECT_EQ(update({"7.9", "65535.5", "1", "9", "9", "9", "9"}),
             "params out of range" + function + "dst_height | 4");
-  for (const char* scale : {"0.09", "50.5", "nan"})
+  for (const char* scale : {"0.09", "50.5", "nan"}) {
     EXPECT_EQ(update({"8", "9", scale, "9", "9", "9", "9"}),
               "params out of range" + function + "scale | 4");
+  }
   testing::internal::CaptureStdout();
   filter.print_filter_params();
   EXPECT_EQ(update({"8", "9", "0.1", "-3.7", "4e12", "nan", "x"}), "");

@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <optional>
 
@@ -57,6 +58,12 @@ Input all_codes(const D2DParameters& record) {
   return input;
 }
 
+using RecordBytes = std::array<char, sizeof(D2DParameters)>;
+
+RecordBytes bytes_of(const D2DParameters& record) {
+  return std::bit_cast<RecordBytes>(record); // packed: without padding
+}
+
 struct Model {
   explicit Model(bool open_ni_filter)
       : open_ni(open_ni_filter), max(open_ni ? 10000 : 65535), min(open_ni ? 100 : 0) {}
@@ -88,12 +95,13 @@ struct Model {
     double d = 0;
     double depth = 0;
     if (stereo) {
-      if (mode == 2)
+      if (mode == 2) {
         d = i / s;
-      else if (mode == 3)
+      } else if (mode == 3) {
         d = i / std::pow(2.0, r.bitSize - 10);
-      else
+      } else {
         d = 200.375 - (2 * i) / s + 128.0 - static_cast<double>(r.minDisparity);
+      }
       if (std::fabs(d - static_cast<double>(r.invalidDisp)) < 0.0001 || i >= 65532)
         return 0;
       if (!(0 < d && d < (mode == 3 ? 1024 : 256)))
@@ -107,10 +115,11 @@ struct Model {
           (mode == 4 && i >= 65532))
         return 0;
       const int low = static_cast<int>(i) & 0x3fff;
-      if (mode == 2)
+      if (mode == 2) {
         d = (low >= 8192 ? low - 16384 : low) / s;
-      else
+      } else {
         d = mode == 1 ? 200.375 - (2 * i) / s : i / s;
+      }
       const double k = r.zpd / (static_cast<double>(r.baseline) * r.fx);
       depth = static_cast<double>(r.unit) * static_cast<double>(value_scale) * r.zpd /
               ((static_cast<double>(r.dispOffset) + d) * k + 1.0);
@@ -139,7 +148,7 @@ struct Model {
         cached->format != input.format || cached->bits != input.bits)
       cached = input;
     offset = static_cast<float>(input.offset.value_or(0));
-    if (std::memcmp(&stored, &cached->record, sizeof stored) != 0 || changed) {
+    if (bytes_of(stored) != bytes_of(cached->record) || changed) {
       value_scale = 1.0f / unit;
       output_bits = 8;
       while (output_bits < 16 && !(std::ldexp(1.0f, output_bits) > max * value_scale))
@@ -155,10 +164,11 @@ struct Model {
         return std::nullopt;
     }
     Pixels out;
-    for (const std::uint32_t in : input.pixels)
+    for (const std::uint32_t in : input.pixels) {
       out.push_back(!open_ni && input.format == GX_FORMAT_Y12_SHIFTED
-                        ? static_cast<std::uint16_t>((*table)[in >> 4] << 4 | (in & 15))
+                        ? static_cast<std::uint16_t>((*table)[in >> 4] * 16u + (in & 15))
                         : (*table)[in]);
+    }
     return out;
   }
 };
@@ -188,9 +198,10 @@ class DisparityFilters : public ::testing::TestWithParam<bool> {
     return open_ni() ? "OpenNIDisparityTransform" : "DisparityTransform";
   }
   static std::vector<const char*> values(std::vector<const char*> depth_range) {
-    if (open_ni())
+    if (open_ni()) {
       for (const char* rest : {"0", "0", "1", "0", "0", "0", "0"})
         depth_range.push_back(rest);
+    }
     return depth_range;
   }
 };
@@ -226,7 +237,7 @@ TEST_P(DisparityFilters, FollowTheModelThroughRandomSequences) {
       input.bits = random() % 4 == 0 ? std::uint8_t{11} : input.record.bitSize;
       if (random() % 2 == 0)
         input.offset = random() % 9;
-      for (std::size_t i = 0; i < input.width * 9; ++i)
+      for (std::size_t i = 0; i < std::size_t{input.width} * 9; ++i)
         input.pixels.push_back(static_cast<std::uint16_t>(random() >> random() % 16));
       const auto expected = model.process(input);
       ErrorSlot error;
@@ -352,6 +363,7 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
     texts[5] = std::to_string(scale);
     const auto parsed = static_cast<float>(std::atof(texts[5].c_str()));
     std::vector<const char*> values;
+    values.reserve(texts.size());
     for (const std::string& text : texts)
       values.push_back(text.c_str());
 
@@ -414,9 +426,10 @@ TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
 TEST(DisparityLookupKernels, EveryLevelMapsEveryCount) {
   test::Random random(5);
   Pixels table(65536), codes(75);
-  for (auto* pixels : {&table, &codes})
+  for (auto* pixels : {&table, &codes}) {
     for (auto& pixel : *pixels)
       pixel = static_cast<std::uint16_t>(random());
+  }
   for (std::size_t count = 0; count <= codes.size(); ++count) {
     Pixels whole(codes.size(), 9), shifted(codes.size(), 9);
     for (std::size_t i = 0; i < count; ++i) {
@@ -445,7 +458,7 @@ TEST_P(DisparityFilters, PrintTheRecordWithBytesAsCharacters) {
   record.zpps = 0.5;
   Input input{.width = 1, .height = 1, .bits = 'A', .record = record, .pixels = {7}};
   testing::internal::CaptureStdout();
-  Frame{filter.filter_process(input.frame().get(), nullptr)};
+  const Frame output{filter.filter_process(input.frame().get(), nullptr)};
   filter.print_filter_params();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "d2dParameters: \nbaseline:      50\nbitSize:       A\ndispIntPlace:  8\n"

@@ -63,9 +63,9 @@ struct Model {
       cached = input;
       fb = static_cast<double>(input.baseline) * input.fx;
     }
-    if (!input.offset)
+    if (!input.offset) {
       disp_offset = 0;
-    else if (static_cast<std::int64_t>(disp_offset) != *input.offset) {
+    } else if (static_cast<std::int64_t>(disp_offset) != *input.offset) {
       disp_offset = static_cast<double>(*input.offset);
       changed = true;
     }
@@ -77,9 +77,10 @@ struct Model {
     const bool banded = input.bits == 12 || input.bits == 14;
     if (banded && std::fabs(input.scale - last_scale) >= 1e-6f) {
       tolerance = 12.8f;
-      for (const float step : {6.4f, 3.2f, 1.6f, 0.8f, 0.4f})
+      for (const float step : {6.4f, 3.2f, 1.6f, 0.8f, 0.4f}) {
         if (step >= input.scale && (input.bits == 14 || step > 1.0f))
           tolerance = step;
+      }
       last_scale = input.scale;
     }
     for (auto& pixel : pixels) {
@@ -112,7 +113,7 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
       input.fx = random() % 6 == 0 ? (random() % 2 == 0 ? HUGE_VAL : 33e7) : 800;
       if (random() % 5 != 0)
         input.offset = offsets[random() % std::size(offsets)];
-      if (input.offset == INT64_MAX || input.offset == INT64_MIN)
+      if (std::fabs(static_cast<double>(input.offset.value_or(0))) > 1e18)
         input.scale = 1; // the model's own conversion of these offsets is left out
       if (random() % 8 == 0) {
         filter.reset();
@@ -138,9 +139,10 @@ Pixels cleared(std::uint8_t bits, float scale) {
   const Pixels output = test::pixels_of(
       filter.process(Input{.scale = scale, .bits = bits, .offset = 8}.frame(), error).get());
   Pixels values;
-  for (std::size_t i = 1; i < output.size(); ++i)
+  for (std::size_t i = 1; i < output.size(); ++i) {
     if (output[i] == 0)
       values.push_back(static_cast<std::uint16_t>(i));
+  }
   return values;
 }
 
@@ -177,16 +179,18 @@ TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
     std::uint16_t first, last;
   };
   for (const Range range :
-       {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}})
+       {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}}) {
     for (const simd::Level level : simd::supported_levels()) {
       Pixels expected = all, output = all;
-      for (auto& pixel : expected)
+      for (auto& pixel : expected) {
         if (pixel >= range.first && pixel <= range.last)
           pixel = 0;
+      }
       simd::kernels<filter_processor::InvalidDepthKernels>(level).clear_between(
           output.data(), output.size(), range.first, range.last);
       EXPECT_EQ(output, expected) << simd::level_name(level) << range.first;
     }
+  }
 }
 
 } // namespace
