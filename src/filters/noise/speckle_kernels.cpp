@@ -1,0 +1,606 @@
+#include "filters/noise/speckle_kernels.h"
+
+#include "simd/lanes.h"
+
+// Regions are found without growing them. Runs of pixels along a row, and then runs of neighbouring
+// rows, are united where two pixels may expand to each other; such a set belongs to one region as a
+// whole, whichever of its pixels is reached first. Steps allowed in one direction only, rare in
+// real frames, are collected as edges between these sets and followed at the end, in the order in
+// which regions begin. All this is linear in the pixel count, whatever the content.
+
+namespace filter_processor {
+namespace {
+
+using Pixel = std::uint16_t;
+using simd::Lanes;
+
+constexpr std::uint32_t word_bits = 64;
+constexpr std::uint32_t none = 0xffffffff;
+
+/// The pixels that are looked at: all, or the lower right one of each 2 x 2 block.
+struct Grid {
+  std::uint32_t step; ///< 1 or 2
+  std::uint32_t columns, rows;
+
+  std::size_t samples() const { return std::size_t{columns} * rows; }
+  /// Words of row bits: at least one bit more than there are columns.
+  std::size_t words() const { return columns / word_bits + 1; }
+};
+
+struct HalfSize {
+  std::uint32_t width, height; ///< of which one must match
+  std::int32_t default_limit;  ///< samples
+};
+
+/// In order of precedence. The last one is no frame size but two halves of such.
+constexpr HalfSize half_sizes[] = {
+    {1280, 1280, 1920}, {640, 640, 480}, {320, 320, 120}, {160, 160, 30}, {424, 266, 120}};
+constexpr std::size_t tiled_half_sizes = 2;
+constexpr std::int32_t full_default_limit = 480;
+
+/// Null where the frame is worked on in full.
+const HalfSize* half_size(std::uint32_t width, std::uint32_t height, bool single) {
+  const std::size_t count = single ? sizeof half_sizes / sizeof half_sizes[0] : tiled_half_sizes;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (width == half_sizes[i].width || height == half_sizes[i].height)
+      return &half_sizes[i];
+  }
+  return nullptr;
+}
+
+Grid make_grid(std::uint32_t width, std::uint32_t height, bool half) {
+  const std::uint32_t step = half ? 2 : 1;
+  return {step, width / step, height / step};
+}
+
+/// The largest speckle, by the sample with which it begins.
+struct Limit {
+  std::uint32_t single; ///< where `table` is null
+  const Pixel* table;
+  std::uint32_t tiles_x, tiles_y;
+  std::uint32_t tile_width, tile_height; ///< pixels
+
+  static Limit of_frame(const HalfSize* half, std::int32_t max_size) {
+    const std::int32_t scaled = half != nullptr ? max_size >> 2 : max_size;
+    const std::int32_t fallback = half != nullptr ? half->default_limit : full_default_limit;
+    return {static_cast<std::uint32_t>(scaled > 0 ? scaled : fallback), nullptr, 0, 0, 0, 0};
+  }
+
+  static Limit of_tiles(const Pixel* table, std::uint32_t width, std::uint32_t height,
+                        std::int32_t tiles_x, std::int32_t tiles_y) {
+    const auto across = static_cast<std::uint32_t>(tiles_x);
+    const auto down = static_cast<std::uint32_t>(tiles_y);
+    return {0, table, across, down, width / across, height / down};
+  }
+
+  /// Pixels beyond the last whole tile belong to it.
+  static std::uint32_t tile(std::uint32_t position, std::uint32_t size, std::uint32_t count) {
+    return size == 0 || position / size >= count ? count - 1 : position / size;
+  }
+
+  std::uint32_t at(std::uint32_t x, std::uint32_t y) const {
+    if (table == nullptr)
+      return single;
+    return table[std::size_t{tile(y, tile_height, tiles_y)} * tiles_x +
+                 tile(x, tile_width, tiles_x)];
+  }
+};
+
+template <typename Visit>
+[[gnu::always_inline]] inline void for_each_bit(std::uint64_t bits, Visit visit) {
+  for (; bits != 0; bits &= bits - 1)
+    visit(static_cast<unsigned>(__builtin_ctzll(bits)));
+}
+
+/// Which pixels are valid, and how far their neighbours may differ. One difference for all is a
+/// table of one entry.
+struct Rules {
+  const Pixel* lut;
+  Pixel lut_size;
+  Pixel shift;
+  Pixel any_join; ///< all ones, or zero where nothing joins
+  Pixel invalid;
+  Pixel any_invalid; ///< all ones, or zero where no pixel equals the invalid value
+
+  template <typename V>
+  [[gnu::always_inline]] V thresholds(V depth) const {
+    const V bin = static_cast<V>((depth >> shift) & Pixel{0xff});
+    V threshold = simd::broadcast<V>(lut[0]);
+    for (Pixel i = 1; i < lut_size; ++i)
+      threshold = bin >= i ? simd::broadcast<V>(lut[i]) : threshold;
+    return threshold;
+  }
+
+  template <typename V>
+  [[gnu::always_inline]] V are_invalid(V depth) const {
+    return static_cast<V>((depth == invalid) & any_invalid);
+  }
+};
+
+/// The pixels of half a block, once its sample's fate is known.
+template <typename V>
+[[gnu::always_inline]] inline V repaired(V own, V sample, V threshold, V invalid,
+                                         const Rules& rules) {
+  const V difference = static_cast<V>(simd::max(own, sample) - simd::min(own, sample));
+  const V keeps = static_cast<V>((difference <= threshold) & rules.any_join);
+  const V valid = keeps != 0 ? own : sample;
+  return invalid != 0 ? simd::broadcast<V>(rules.invalid) : valid;
+}
+
+/// Pixels of a row, each with its threshold, and bits for them. Beyond the last column the pixels
+/// are of no account and the bits 0.
+struct Row {
+  Pixel* depth;
+  Pixel* threshold;
+  std::uint64_t* valid;
+  std::uint64_t* joined;       ///< to the next pixel, each way
+  std::uint64_t* one_way;      ///< the same, but one way only
+  std::uint64_t* starts;       ///< of runs
+  std::uint32_t* starts_below; ///< number of starts in lower words
+  std::uint32_t first_run;
+
+  /// The run that holds the valid pixel of bit `bit` of word `word`.
+  [[gnu::always_inline]] std::uint32_t run_at(std::size_t word, unsigned bit) const {
+    const std::uint64_t up_to = ~std::uint64_t{0} >> (word_bits - 1 - bit);
+    const int count = __builtin_popcountll(starts[word] & up_to);
+    return first_run + starts_below[word] + static_cast<std::uint32_t>(count) - 1;
+  }
+};
+
+/// Neighbours along a row that may all expand to each other.
+struct Run {
+  std::uint16_t first, last; ///< columns
+  std::uint32_t parent;      ///< an earlier run of the same region, or this run
+  std::uint32_t size;        ///< where this is the region's first run: samples of the region
+
+  std::uint32_t length() const { return std::uint32_t{last} - first + 1; }
+};
+
+/// A step from one run to another that is not allowed the other way.
+struct Edge {
+  union {
+    std::uint32_t from;
+    std::uint32_t next; ///< once it stands in a list: the list's next edge, or `none`
+  };
+  std::uint32_t to;
+};
+
+/// The arrays in the work buffer, at byte offsets, each for the most that any content needs.
+struct Layout {
+  explicit Layout(const Grid& grid) {
+    const std::size_t padded = (grid.words() + 1) * word_bits;
+    for (RowOffsets& row : rows) {
+      row.depth = reserve(padded * sizeof(Pixel));
+      row.threshold = reserve(padded * sizeof(Pixel));
+      row.valid = reserve(grid.words() * sizeof(std::uint64_t));
+      row.joined = reserve(grid.words() * sizeof(std::uint64_t));
+      row.one_way = reserve(grid.words() * sizeof(std::uint64_t));
+      row.starts = reserve(grid.words() * sizeof(std::uint64_t));
+      row.starts_below = reserve(grid.words() * sizeof(std::uint32_t));
+    }
+    removed = reserve(grid.columns * sizeof(std::uint32_t));
+    row_runs = reserve((std::size_t{grid.rows} + 1) * sizeof(std::uint32_t));
+    runs = reserve(grid.samples() * sizeof(Run));
+    heads = reserve(grid.samples() * sizeof(std::uint32_t));
+    edges = reserve(2 * grid.samples() * sizeof(Edge));
+  }
+
+  std::size_t reserve(std::size_t bytes) {
+    const std::size_t offset = size;
+    size += (bytes + 63) / 64 * 64;
+    return offset;
+  }
+
+  struct RowOffsets {
+    std::size_t depth, threshold, valid, joined, one_way, starts, starts_below;
+  };
+
+  std::size_t size = 0;
+  RowOffsets rows[2];
+  std::size_t removed, row_runs, runs, heads, edges;
+};
+
+/// Where two rows or two columns of samples meet: bits of the pairs that may expand to each other
+/// and of those where only one may expand to the other.
+struct Joins {
+  std::uint64_t mutual, one_way;
+};
+
+class Speckles {
+ public:
+  Speckles(const Grid& grid, const Rules& rules, Pixel* depth, std::uint32_t width,
+           std::uint8_t* work)
+      : grid_(grid), rules_(rules), depth_(depth), width_(width) {
+    const Layout layout(grid);
+    row_runs_ = array<std::uint32_t>(work, layout.row_runs);
+    runs_ = array<Run>(work, layout.runs);
+    heads_ = array<std::uint32_t>(work, layout.heads);
+    edges_ = array<Edge>(work, layout.edges);
+    removed_ = array<std::uint32_t>(work, layout.removed);
+    current_ = row_at(work, layout.rows[0]);
+    above_ = row_at(work, layout.rows[1]);
+  }
+
+  void find_regions() {
+    for (std::uint32_t y = 0; y < grid_.rows; ++y) {
+      const Row row = above_;
+      above_ = current_;
+      current_ = row;
+      read_row(y);
+      join_row();
+      row_runs_[y] = run_count_;
+      list_runs();
+      collect_row_edges();
+      if (y > 0)
+        unite_rows();
+    }
+    row_runs_[grid_.rows] = run_count_;
+    if (edge_count_ > 0)
+      follow_edges();
+    measure_regions();
+  }
+
+  void remove(const Limit& limit) {
+    for (std::uint32_t y = 0; y < grid_.rows; ++y) {
+      if (grid_.step == 1)
+        clear_runs(y, limit);
+      else
+        repair_blocks(y, limit);
+    }
+  }
+
+ private:
+  template <typename T>
+  static T* array(std::uint8_t* work, std::size_t offset) {
+    return reinterpret_cast<T*>(work + offset); // every offset is a multiple of 64
+  }
+
+  static Row row_at(std::uint8_t* work, const Layout::RowOffsets& offsets) {
+    return {array<Pixel>(work, offsets.depth),
+            array<Pixel>(work, offsets.threshold),
+            array<std::uint64_t>(work, offsets.valid),
+            array<std::uint64_t>(work, offsets.joined),
+            array<std::uint64_t>(work, offsets.one_way),
+            array<std::uint64_t>(work, offsets.starts),
+            array<std::uint32_t>(work, offsets.starts_below),
+            0};
+  }
+
+  /// The frame's row in which the samples of row `y` stand.
+  Pixel* frame_row(std::uint32_t y) const {
+    const std::size_t row = std::size_t{y} * grid_.step + grid_.step - 1;
+    return depth_ + row * width_;
+  }
+
+  void gather(const Pixel* from, Pixel* to) const {
+    if (grid_.step == 1) {
+      __builtin_memcpy(to, from, grid_.columns * sizeof(Pixel));
+    } else {
+      for (std::size_t x = 0; x < grid_.columns; ++x)
+        to[x] = from[2 * x + 1];
+    }
+  }
+
+  /// Fills the current row's pixels, thresholds and `valid`.
+  void read_row(std::uint32_t y) {
+    using V = Lanes<Pixel>;
+    Row& row = current_;
+    gather(frame_row(y), row.depth);
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      std::uint64_t invalid = 0;
+      for (unsigned bit = 0; bit < word_bits; bit += simd::lane_count<V>) {
+        const std::size_t x = word * word_bits + bit;
+        const V depth = simd::load<V>(row.depth + x);
+        simd::store(row.threshold + x, rules_.thresholds(depth));
+        invalid |= simd::lane_bits(rules_.are_invalid(depth)) << bit;
+      }
+      row.valid[word] = ~invalid;
+    }
+    const std::uint64_t columns = (std::uint64_t{1} << (grid_.columns % word_bits)) - 1;
+    row.valid[grid_.words() - 1] &= columns;
+  }
+
+  /// The joins of 64 pixels of `row` with those `other` columns further on in row `next`.
+  [[gnu::always_inline]] Joins joins(const Row& row, const Row& next, std::size_t word,
+                                     std::size_t offset) const {
+    using V = Lanes<Pixel>;
+    Joins result{0, 0};
+    for (unsigned bit = 0; bit < word_bits; bit += simd::lane_count<V>) {
+      const std::size_t x = word * word_bits + bit;
+      const V a = simd::load<V>(row.depth + x);
+      const V b = simd::load<V>(next.depth + x + offset);
+      const V t_a = simd::load<V>(row.threshold + x);
+      const V t_b = simd::load<V>(next.threshold + x + offset);
+      const V difference = static_cast<V>(simd::max(a, b) - simd::min(a, b));
+      const V mutual = static_cast<V>((difference <= simd::min(t_a, t_b)) & rules_.any_join);
+      const V any = static_cast<V>((difference <= simd::max(t_a, t_b)) & rules_.any_join);
+      result.mutual |= simd::lane_bits(mutual) << bit;
+      result.one_way |= simd::lane_bits(static_cast<V>(any & ~mutual)) << bit;
+    }
+    return result;
+  }
+
+  /// Bits of the pixels whose right neighbour is valid too.
+  std::uint64_t valid_pairs(std::size_t word) const {
+    const std::uint64_t* valid = current_.valid;
+    const std::uint64_t next = word + 1 < grid_.words() ? valid[word + 1] : 0;
+    return valid[word] & (valid[word] >> 1 | next << (word_bits - 1));
+  }
+
+  void join_row() {
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      const Joins steps = joins(current_, current_, word, 1);
+      const std::uint64_t pairs = valid_pairs(word);
+      current_.joined[word] = steps.mutual & pairs;
+      current_.one_way[word] = steps.one_way & pairs;
+    }
+  }
+
+  void list_runs() {
+    Run* runs = runs_ + run_count_;
+    std::uint32_t started = 0;
+    std::uint32_t ended = 0;
+    std::uint64_t enters = 0;
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      const std::size_t x = word * word_bits;
+      const std::uint64_t valid = current_.valid[word];
+      const std::uint64_t joined = current_.joined[word];
+      const std::uint64_t starts = valid & ~(joined << 1 | enters);
+      enters = joined >> (word_bits - 1);
+      current_.starts[word] = starts;
+      current_.starts_below[word] = started;
+      for_each_bit(starts, [&](unsigned bit) {
+        runs[started].first = static_cast<std::uint16_t>(x + bit);
+        runs[started].parent = run_count_ + started;
+        ++started;
+      });
+      for_each_bit(valid & ~joined, [&](unsigned bit) {
+        runs[ended].last = static_cast<std::uint16_t>(x + bit);
+        ++ended;
+      });
+    }
+    current_.first_run = run_count_;
+    run_count_ += started;
+  }
+
+  void unite_rows() {
+    std::uint64_t enters = 0;
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      const Joins steps = joins(above_, current_, word, 0);
+      const std::uint64_t pairs = above_.valid[word] & current_.valid[word];
+      const std::uint64_t mutual = steps.mutual & pairs;
+      // Where both rows go on, the next pair would only unite the same two runs again.
+      const std::uint64_t repeats = mutual & above_.joined[word] & current_.joined[word];
+      for_each_bit(mutual & ~(repeats << 1 | enters), [&](unsigned bit) {
+        unite(above_.run_at(word, bit), current_.run_at(word, bit));
+      });
+      enters = repeats >> (word_bits - 1);
+      for_each_bit(steps.one_way & pairs, [&](unsigned bit) {
+        const std::size_t x = word * word_bits + bit;
+        add_edge(above_.run_at(word, bit), above_.threshold[x], current_.run_at(word, bit),
+                 current_.threshold[x]);
+      });
+    }
+  }
+
+  void collect_row_edges() {
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      for_each_bit(current_.one_way[word], [&](unsigned bit) {
+        const std::size_t x = word * word_bits + bit;
+        const std::uint32_t run = current_.run_at(word, bit);
+        add_edge(run, current_.threshold[x], run + 1, current_.threshold[x + 1]);
+      });
+    }
+  }
+
+  std::uint32_t root_of(std::uint32_t run) {
+    while (runs_[run].parent != run) {
+      runs_[run].parent = runs_[runs_[run].parent].parent;
+      run = runs_[run].parent;
+    }
+    return run;
+  }
+
+  /// The earlier root stays one, so that a region's root is its first run.
+  void unite(std::uint32_t a, std::uint32_t b) {
+    a = root_of(a);
+    b = root_of(b);
+    if (a < b)
+      runs_[b].parent = a;
+    else
+      runs_[a].parent = b;
+  }
+
+  /// Of two pixels between which one step only is allowed, the one with the larger threshold makes
+  /// it.
+  void add_edge(std::uint32_t run_a, Pixel threshold_a, std::uint32_t run_b, Pixel threshold_b) {
+    Edge& edge = edges_[edge_count_++];
+    edge.from = threshold_a > threshold_b ? run_a : run_b;
+    edge.to = threshold_a > threshold_b ? run_b : run_a;
+  }
+
+  /// Sorts the edges into one list for each root.
+  void list_edges() {
+    for (std::uint32_t run = 0; run < run_count_; ++run)
+      heads_[run] = none;
+    for (std::uint32_t i = 0; i < edge_count_; ++i) {
+      const std::uint32_t root = root_of(edges_[i].from);
+      edges_[i].next = heads_[root];
+      heads_[root] = i;
+    }
+  }
+
+  /// Lets the regions, in the order in which they begin, take what edges lead to. What has an
+  /// earlier root is taken already.
+  void follow_edges() {
+    list_edges();
+    for (std::uint32_t root = 0; root < run_count_; ++root) {
+      if (runs_[root].parent != root)
+        continue;
+      std::uint32_t edge = heads_[root];
+      while (edge != none) {
+        const std::uint32_t target = root_of(edges_[edge].to);
+        edge = edges_[edge].next;
+        if (target > root) {
+          runs_[target].parent = root;
+          edge = prepend_list(heads_[target], edge);
+        }
+      }
+    }
+  }
+
+  /// The list at `head`, which goes on with the one at `next`.
+  std::uint32_t prepend_list(std::uint32_t head, std::uint32_t next) {
+    if (head == none)
+      return next;
+    std::uint32_t tail = head;
+    while (edges_[tail].next != none)
+      tail = edges_[tail].next;
+    edges_[tail].next = next;
+    return head;
+  }
+
+  /// Makes every run point to its region's root, and sums up the sizes there.
+  void measure_regions() {
+    for (std::uint32_t i = 0; i < run_count_; ++i) {
+      Run& run = runs_[i];
+      run.parent = runs_[run.parent].parent; // an earlier run's parent is its root already
+      if (run.parent == i)
+        run.size = run.length();
+      else
+        runs_[run.parent].size += run.length();
+    }
+  }
+
+  /// Calls `visit` for the runs of row `y` that are removed. A region is judged at its first run,
+  /// which comes before all others; its size makes room for the verdict.
+  template <typename Visit>
+  [[gnu::always_inline]] void for_removed_runs(std::uint32_t y, const Limit& limit, Visit visit) {
+    const std::uint32_t frame_y = y * grid_.step + grid_.step - 1;
+    for (std::uint32_t i = row_runs_[y]; i < row_runs_[y + 1]; ++i) {
+      Run& run = runs_[i];
+      if (run.parent == i) {
+        const std::uint32_t frame_x = run.first * grid_.step + grid_.step - 1;
+        run.size = run.size <= limit.at(frame_x, frame_y) ? 1 : 0;
+      }
+      if (runs_[run.parent].size != 0)
+        visit(run);
+    }
+  }
+
+  void clear_runs(std::uint32_t y, const Limit& limit) {
+    Pixel* row = frame_row(y);
+    for_removed_runs(y, limit, [&](const Run& run) {
+      for (std::uint32_t x = run.first; x <= run.last; ++x)
+        row[x] = rules_.invalid;
+    });
+  }
+
+  void repair_blocks(std::uint32_t y, const Limit& limit) {
+    for (std::uint32_t x = 0; x < grid_.columns; ++x)
+      removed_[x] = 0;
+    for_removed_runs(y, limit, [&](const Run& run) {
+      for (std::uint32_t x = run.first; x <= run.last; ++x)
+        removed_[x] = ~std::uint32_t{0};
+    });
+    Pixel* lower = frame_row(y);
+    const std::size_t rest = repair_row<simd::vector_bytes>(lower - width_, lower, 0);
+    repair_row<sizeof(std::uint32_t)>(lower - width_, lower, rest);
+  }
+
+  /// Each pair's second pixel, in its upper half on every processor that is built for, in both
+  /// places.
+  template <typename Pairs>
+  [[gnu::always_inline]] static Pairs right_pixels(Pairs pairs) {
+    return (pairs & 0xffff0000) | pairs >> 16;
+  }
+
+  /// Works on the blocks from column `x` of the grid on, as long as they fill vectors of `Bytes`.
+  /// Returns the first one left over.
+  template <std::size_t Bytes>
+  std::size_t repair_row(Pixel* upper, Pixel* lower, std::size_t x) const {
+    using Pixels = Lanes<Pixel, Bytes>;
+    using Pairs = Lanes<std::uint32_t, Bytes>; // the two pixels of a block in one row
+    for (; x + simd::lane_count<Pairs> <= grid_.columns; x += simd::lane_count<Pairs>) {
+      const auto samples = (Pixels)right_pixels(simd::load<Pairs>(lower + 2 * x));
+      const auto removed = (Pixels)simd::load<Pairs>(removed_ + x);
+      const Pixels invalid = static_cast<Pixels>(removed | rules_.are_invalid(samples));
+      const Pixels threshold = rules_.thresholds(samples);
+      for (Pixel* row : {upper, lower}) {
+        const Pixels own = simd::load<Pixels>(row + 2 * x);
+        simd::store(row + 2 * x, repaired(own, samples, threshold, invalid, rules_));
+      }
+    }
+    return x;
+  }
+
+  Grid grid_;
+  Rules rules_;
+  Pixel* depth_;
+  std::size_t width_;
+  Row current_, above_;
+  std::uint32_t* row_runs_; ///< the first run of each row, and the end
+  Run* runs_;               ///< in row-major order
+  std::uint32_t run_count_ = 0;
+  std::uint32_t* heads_; ///< for each root the first edge that leaves its region
+  Edge* edges_;
+  std::uint32_t edge_count_ = 0;
+  std::uint32_t* removed_; ///< for each block of a row all ones, or 0
+};
+
+std::uint64_t layout_size(std::uint32_t width, std::uint32_t height, std::int32_t single) {
+  const HalfSize* half = half_size(width, height, single != 0);
+  return Layout(make_grid(width, height, half != nullptr)).size;
+}
+
+Rules make_rules(const Pixel* lut, std::uint8_t shift, std::uint8_t lut_size, const Pixel* constant,
+                 bool any_join, std::uint32_t invalid_value) {
+  constexpr Pixel all = 0xffff;
+  Rules rules{lut,
+              lut_size,
+              shift,
+              all,
+              static_cast<Pixel>(invalid_value),
+              invalid_value <= all ? all : Pixel{0}};
+  if (lut_size == 0) {
+    rules.lut = constant;
+    rules.any_join = any_join ? all : Pixel{0};
+  }
+  constexpr Pixel pixel_bits = 16;
+  if (lut_size == 0 || shift >= pixel_bits) { // every depth falls into the first bin
+    rules.lut_size = 1;
+    rules.shift = 0;
+  }
+  return rules;
+}
+
+std::int32_t remove_speckles(void* work_buffer, Pixel* depth, const Pixel* tile_table,
+                             std::uint32_t width, std::uint32_t height, const Pixel* depth_diff_lut,
+                             std::uint8_t depth_shift, std::uint8_t lut_size, std::int32_t max_diff,
+                             std::int32_t max_size, std::int32_t tiles_x, std::int32_t tiles_y,
+                             std::uint32_t invalid_value, std::int32_t single) {
+  const HalfSize* half = half_size(width, height, single != 0);
+  const Grid grid = make_grid(width, height, half != nullptr);
+  if (grid.samples() == 0)
+    return 0;
+  const Pixel largest = 0xffff;
+  const Pixel difference = max_diff < largest ? static_cast<Pixel>(max_diff) : largest;
+  const Rules rules =
+      make_rules(depth_diff_lut, depth_shift, lut_size, &difference, max_diff >= 0, invalid_value);
+  const Limit limit = single != 0 ? Limit::of_frame(half, max_size)
+                                  : Limit::of_tiles(tile_table, width, height, tiles_x, tiles_y);
+  Speckles speckles(grid, rules, depth, width, static_cast<std::uint8_t*>(work_buffer));
+  speckles.find_regions();
+  speckles.remove(limit);
+  return 0;
+}
+
+} // namespace
+
+template <>
+const SpeckleKernels& SpeckleKernels::at<simd::this_level>() {
+  static constexpr SpeckleKernels table{layout_size, remove_speckles};
+  return table;
+}
+
+} // namespace filter_processor
