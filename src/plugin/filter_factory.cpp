@@ -3,6 +3,8 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/noise/LutNoiseRemovalFilter.h"
+#include "filters/noise/NoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "plugin/unbuilt_filter.h"
 
@@ -28,12 +30,12 @@ constexpr Entry unbuilt(const char* name) {
 
 constexpr Entry entries[] = {
     unbuilt("DisparityTransform"),       entry<HoleFillingFilter>(),
-    unbuilt("NoiseRemovalFilter"),       unbuilt("SpatialAdvancedFilter"),
+    entry<NoiseRemovalFilter>(),         unbuilt("SpatialAdvancedFilter"),
     unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
     unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
     unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
     unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
-    unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
+    entry<LutNoiseRemovalFilter>(),      unbuilt("MgcNoiseRemovalFilter"),
 };
 
 std::mutex registry_mutex;

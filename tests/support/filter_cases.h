@@ -19,6 +19,16 @@ inline const std::vector<FilterCase>& filter_cases() {
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
+      {"NoiseRemovalDepth", "NoiseRemovalFilter", {"250", "256", "32", "16"}},
+      {"NoiseRemovalDisparity",
+       "NoiseRemovalFilter",
+       {"250", "256", "32", "16"},
+       GX_PIXEL_DISPARITY},
+      {"NoiseRemovalTof", "NoiseRemovalFilter", {"250", "10", "32", "16"}, GX_PIXEL_TOF_DEPTH},
+      {"LutNoiseRemoval",
+       "LutNoiseRemovalFilter",
+       {"250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250",
+        "250", "250", "250", "192", "32", "16"}},
   };
   return all;
 }

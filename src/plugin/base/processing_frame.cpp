@@ -72,6 +72,7 @@ void ProcessingFrame::fail_kernel(const char* message, const char* args) {
 }
 
 gx_frame* ProcessingFrame::deliver() {
+  release(std::move(profile_));
   if (failed_)
     return nullptr;
   if (input_type_ != GX_FRAME_SET)

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include "plugin/base/errors.h"
 #include "plugin/base/gx_frame.h"
@@ -75,6 +76,9 @@ class ProcessingFrame {
   /// nothing.
   void release(OwnedProfile profile);
 
+  /// Keeps a profile until the result is delivered, which is when it is given back in this way.
+  void keep(OwnedProfile profile) { profile_ = std::move(profile); }
+
   /// Makes the output a copy of the depth frame and returns its pixels; null after a failure.
   std::uint16_t* copy_depth_to_output();
 
@@ -84,8 +88,8 @@ class ProcessingFrame {
   /// Leaves an error for the caller and goes on: the call still has a result.
   void warn(const FilterError& reason);
 
-  /// The same for an error raised while parameters are derived, which is printed as the trace, like a
-  /// host error.
+  /// The same for an error raised while parameters are derived, which is printed as the trace, like
+  /// a host error.
   void fail_traced(const FilterError& reason);
 
   /// The same with the kernel's message, for a kernel that reports failure.
@@ -106,6 +110,7 @@ class ProcessingFrame {
   gx_frame_type input_type_{};
   gx_frame* depth_ = nullptr;
   std::shared_ptr<gx::Frame> depth_reference_; // of a frame set's depth frame
+  OwnedProfile profile_;
   OwnedFrame output_;
 };
 
