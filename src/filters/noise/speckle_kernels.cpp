@@ -113,7 +113,7 @@ struct Rules {
 
   template <typename V>
   [[gnu::always_inline]] V are_invalid(V depth) const {
-    return static_cast<V>((depth == invalid) & any_invalid);
+    return static_cast<V>(depth == invalid) & any_invalid;
   }
 };
 
@@ -122,7 +122,7 @@ template <typename V>
 [[gnu::always_inline]] inline V repaired(V own, V sample, V threshold, V invalid,
                                          const Rules& rules) {
   const V difference = static_cast<V>(simd::max(own, sample) - simd::min(own, sample));
-  const V keeps = static_cast<V>((difference <= threshold) & rules.any_join);
+  const V keeps = static_cast<V>(difference <= threshold) & rules.any_join;
   const V valid = keeps != 0 ? own : sample;
   return invalid != 0 ? simd::broadcast<V>(rules.invalid) : valid;
 }
@@ -312,8 +312,8 @@ class Speckles {
       const V t_a = simd::load<V>(row.threshold + x);
       const V t_b = simd::load<V>(next.threshold + x + offset);
       const V difference = static_cast<V>(simd::max(a, b) - simd::min(a, b));
-      const V mutual = static_cast<V>((difference <= simd::min(t_a, t_b)) & rules_.any_join);
-      const V any = static_cast<V>((difference <= simd::max(t_a, t_b)) & rules_.any_join);
+      const V mutual = static_cast<V>(difference <= simd::min(t_a, t_b)) & rules_.any_join;
+      const V any = static_cast<V>(difference <= simd::max(t_a, t_b)) & rules_.any_join;
       result.mutual |= simd::lane_bits(mutual) << bit;
       result.one_way |= simd::lane_bits(static_cast<V>(any & ~mutual)) << bit;
     }
