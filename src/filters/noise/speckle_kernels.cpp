@@ -78,6 +78,16 @@ struct Limit {
     return size == 0 || position / size >= count ? count - 1 : position / size;
   }
 
+  bool removes_single_pixels() const {
+    if (table == nullptr)
+      return single > 0;
+    for (std::size_t i = 0; i < std::size_t{tiles_x} * tiles_y; ++i) {
+      if (table[i] == 0)
+        return false;
+    }
+    return true;
+  }
+
   std::uint32_t at(std::uint32_t x, std::uint32_t y) const {
     if (table == nullptr)
       return single;
@@ -135,6 +145,8 @@ struct Row {
   std::uint64_t* valid;
   std::uint64_t* joined;       ///< to the next pixel, each way
   std::uint64_t* one_way;      ///< the same, but one way only
+  std::uint64_t* up;           ///< to the pixel above, each way
+  std::uint64_t* up_one_way;   ///< the same, but one way only
   std::uint64_t* starts;       ///< of runs
   std::uint32_t* starts_below; ///< number of starts in lower words
   std::uint32_t first_run;
@@ -147,11 +159,9 @@ struct Row {
   }
 };
 
-/// Neighbours along a row that may all expand to each other.
+/// Neighbours along a row that may all expand to each other, by their columns.
 struct Run {
-  std::uint16_t first, last; ///< columns
-  std::uint32_t parent;      ///< an earlier run of the same region, or this run
-  std::uint32_t size;        ///< where this is the region's first run: samples of the region
+  std::uint16_t first, last;
 
   std::uint32_t length() const { return std::uint32_t{last} - first + 1; }
 };
@@ -175,12 +185,16 @@ struct Layout {
       row.valid = reserve(grid.words() * sizeof(std::uint64_t));
       row.joined = reserve(grid.words() * sizeof(std::uint64_t));
       row.one_way = reserve(grid.words() * sizeof(std::uint64_t));
+      row.up = reserve(grid.words() * sizeof(std::uint64_t));
+      row.up_one_way = reserve(grid.words() * sizeof(std::uint64_t));
       row.starts = reserve(grid.words() * sizeof(std::uint64_t));
       row.starts_below = reserve(grid.words() * sizeof(std::uint32_t));
     }
     removed = reserve(grid.columns * sizeof(std::uint32_t));
     row_runs = reserve((std::size_t{grid.rows} + 1) * sizeof(std::uint32_t));
     runs = reserve(grid.samples() * sizeof(Run));
+    parents = reserve(grid.samples() * sizeof(std::uint32_t));
+    sizes = reserve(grid.samples() * sizeof(std::uint32_t));
     heads = reserve(grid.samples() * sizeof(std::uint32_t));
     edges = reserve(2 * grid.samples() * sizeof(Edge));
   }
@@ -192,12 +206,12 @@ struct Layout {
   }
 
   struct RowOffsets {
-    std::size_t depth, threshold, valid, joined, one_way, starts, starts_below;
+    std::size_t depth, threshold, valid, joined, one_way, up, up_one_way, starts, starts_below;
   };
 
   std::size_t size = 0;
-  RowOffsets rows[2];
-  std::size_t removed, row_runs, runs, heads, edges;
+  RowOffsets rows[3];
+  std::size_t removed, row_runs, runs, parents, sizes, heads, edges;
 };
 
 /// Where two rows or two columns of samples meet: bits of the pairs that may expand to each other
@@ -217,22 +231,33 @@ class Speckles {
     heads_ = array<std::uint32_t>(work, layout.heads);
     edges_ = array<Edge>(work, layout.edges);
     removed_ = array<std::uint32_t>(work, layout.removed);
-    current_ = row_at(work, layout.rows[0]);
-    above_ = row_at(work, layout.rows[1]);
+    parents_ = array<std::uint32_t>(work, layout.parents);
+    sizes_ = array<std::uint32_t>(work, layout.sizes);
+    above_ = row_at(work, layout.rows[0]);
+    current_ = row_at(work, layout.rows[1]);
+    below_ = row_at(work, layout.rows[2]);
   }
 
-  void find_regions() {
-    for (std::uint32_t y = 0; y < grid_.rows; ++y) {
-      const Row row = above_;
-      above_ = current_;
-      current_ = row;
-      read_row(y);
+  /// `remove_single` says that a pixel without neighbours in its region is a speckle everywhere:
+  /// such pixels, most of dense noise, become invalid at once and are no regions.
+  void find_regions(bool remove_single) {
+    read_no_row();
+    for (std::uint32_t y = 0; y <= grid_.rows; ++y) {
+      next_row();
+      if (y < grid_.rows)
+        read_row(y);
+      else
+        read_no_row();
       join_row();
-      row_runs_[y] = run_count_;
+      join_rows();
+      if (y == 0)
+        continue;
+      if (remove_single)
+        remove_single_pixels(y - 1);
+      row_runs_[y - 1] = run_count_;
       list_runs();
       collect_row_edges();
-      if (y > 0)
-        unite_rows();
+      unite_rows();
     }
     row_runs_[grid_.rows] = run_count_;
     if (edge_count_ > 0)
@@ -261,6 +286,8 @@ class Speckles {
             array<std::uint64_t>(work, offsets.valid),
             array<std::uint64_t>(work, offsets.joined),
             array<std::uint64_t>(work, offsets.one_way),
+            array<std::uint64_t>(work, offsets.up),
+            array<std::uint64_t>(work, offsets.up_one_way),
             array<std::uint64_t>(work, offsets.starts),
             array<std::uint32_t>(work, offsets.starts_below),
             0};
@@ -281,10 +308,23 @@ class Speckles {
     }
   }
 
-  /// Fills the current row's pixels, thresholds and `valid`.
+  void next_row() {
+    const Row recycled = above_;
+    above_ = current_;
+    current_ = below_;
+    below_ = recycled;
+  }
+
+  /// A row before the first or after the last, in which nothing is valid.
+  void read_no_row() {
+    for (std::size_t word = 0; word < grid_.words(); ++word)
+      below_.valid[word] = 0;
+  }
+
+  /// Fills the pixels, thresholds and `valid` of the row below.
   void read_row(std::uint32_t y) {
     using V = Lanes<Pixel>;
-    Row& row = current_;
+    Row& row = below_;
     gather(frame_row(y), row.depth);
     for (std::size_t word = 0; word < grid_.words(); ++word) {
       std::uint64_t invalid = 0;
@@ -300,7 +340,7 @@ class Speckles {
     row.valid[grid_.words() - 1] &= columns;
   }
 
-  /// The joins of 64 pixels of `row` with those `other` columns further on in row `next`.
+  /// The joins of 64 pixels of `row` with those `offset` columns further on in row `next`.
   [[gnu::always_inline]] Joins joins(const Row& row, const Row& next, std::size_t word,
                                      std::size_t offset) const {
     using V = Lanes<Pixel>;
@@ -320,19 +360,41 @@ class Speckles {
     return result;
   }
 
-  /// Bits of the pixels whose right neighbour is valid too.
-  std::uint64_t valid_pairs(std::size_t word) const {
-    const std::uint64_t* valid = current_.valid;
-    const std::uint64_t next = word + 1 < grid_.words() ? valid[word + 1] : 0;
-    return valid[word] & (valid[word] >> 1 | next << (word_bits - 1));
+  void join_row() {
+    Row& row = below_;
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      const Joins steps = joins(row, row, word, 1);
+      const std::uint64_t next = word + 1 < grid_.words() ? row.valid[word + 1] : 0;
+      const std::uint64_t pairs =
+          row.valid[word] & (row.valid[word] >> 1 | next << (word_bits - 1));
+      row.joined[word] = steps.mutual & pairs;
+      row.one_way[word] = steps.one_way & pairs;
+    }
   }
 
-  void join_row() {
+  void join_rows() {
     for (std::size_t word = 0; word < grid_.words(); ++word) {
-      const Joins steps = joins(current_, current_, word, 1);
-      const std::uint64_t pairs = valid_pairs(word);
-      current_.joined[word] = steps.mutual & pairs;
-      current_.one_way[word] = steps.one_way & pairs;
+      const Joins steps = joins(current_, below_, word, 0);
+      const std::uint64_t pairs = current_.valid[word] & below_.valid[word];
+      below_.up[word] = steps.mutual & pairs;
+      below_.up_one_way[word] = steps.one_way & pairs;
+    }
+  }
+
+  /// A pixel without any step to or from a neighbour is a region.
+  void remove_single_pixels(std::uint32_t y) {
+    Pixel* samples = frame_row(y) + grid_.step - 1;
+    std::uint64_t enters = 0;
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      const std::uint64_t right = current_.joined[word] | current_.one_way[word];
+      const std::uint64_t vertical =
+          current_.up[word] | current_.up_one_way[word] | below_.up[word] | below_.up_one_way[word];
+      const std::uint64_t stepped = right | right << 1 | enters | vertical;
+      enters = right >> (word_bits - 1);
+      for_each_bit(current_.valid[word] & ~stepped, [&](unsigned bit) {
+        samples[(word * word_bits + bit) * grid_.step] = rules_.invalid;
+      });
+      current_.valid[word] &= stepped;
     }
   }
 
@@ -351,7 +413,7 @@ class Speckles {
       current_.starts_below[word] = started;
       for_each_bit(starts, [&](unsigned bit) {
         runs[started].first = static_cast<std::uint16_t>(x + bit);
-        runs[started].parent = run_count_ + started;
+        parents_[run_count_ + started] = run_count_ + started;
         ++started;
       });
       for_each_bit(valid & ~joined, [&](unsigned bit) {
@@ -366,16 +428,14 @@ class Speckles {
   void unite_rows() {
     std::uint64_t enters = 0;
     for (std::size_t word = 0; word < grid_.words(); ++word) {
-      const Joins steps = joins(above_, current_, word, 0);
-      const std::uint64_t pairs = above_.valid[word] & current_.valid[word];
-      const std::uint64_t mutual = steps.mutual & pairs;
+      const std::uint64_t mutual = current_.up[word];
       // Where both rows go on, the next pair would only unite the same two runs again.
       const std::uint64_t repeats = mutual & above_.joined[word] & current_.joined[word];
       for_each_bit(mutual & ~(repeats << 1 | enters), [&](unsigned bit) {
         unite(above_.run_at(word, bit), current_.run_at(word, bit));
       });
       enters = repeats >> (word_bits - 1);
-      for_each_bit(steps.one_way & pairs, [&](unsigned bit) {
+      for_each_bit(current_.up_one_way[word], [&](unsigned bit) {
         const std::size_t x = word * word_bits + bit;
         add_edge(above_.run_at(word, bit), above_.threshold[x], current_.run_at(word, bit),
                  current_.threshold[x]);
@@ -394,26 +454,30 @@ class Speckles {
   }
 
   std::uint32_t root_of(std::uint32_t run) {
-    while (runs_[run].parent != run) {
-      runs_[run].parent = runs_[runs_[run].parent].parent;
-      run = runs_[run].parent;
+    while (parents_[run] != run) {
+      parents_[run] = parents_[parents_[run]];
+      run = parents_[run];
     }
     return run;
   }
 
   /// The earlier root stays one, so that a region's root is its first run.
   void unite(std::uint32_t a, std::uint32_t b) {
+    if (parents_[a] == parents_[b])
+      return;
     a = root_of(a);
     b = root_of(b);
     if (a < b)
-      runs_[b].parent = a;
+      parents_[b] = a;
     else
-      runs_[a].parent = b;
+      parents_[a] = b;
   }
 
   /// Of two pixels between which one step only is allowed, the one with the larger threshold makes
   /// it.
   void add_edge(std::uint32_t run_a, Pixel threshold_a, std::uint32_t run_b, Pixel threshold_b) {
+    if (parents_[run_a] == parents_[run_b])
+      return;
     Edge& edge = edges_[edge_count_++];
     edge.from = threshold_a > threshold_b ? run_a : run_b;
     edge.to = threshold_a > threshold_b ? run_b : run_a;
@@ -435,14 +499,14 @@ class Speckles {
   void follow_edges() {
     list_edges();
     for (std::uint32_t root = 0; root < run_count_; ++root) {
-      if (runs_[root].parent != root)
+      if (parents_[root] != root)
         continue;
       std::uint32_t edge = heads_[root];
       while (edge != none) {
         const std::uint32_t target = root_of(edges_[edge].to);
         edge = edges_[edge].next;
         if (target > root) {
-          runs_[target].parent = root;
+          parents_[target] = root;
           edge = prepend_list(heads_[target], edge);
         }
       }
@@ -463,12 +527,11 @@ class Speckles {
   /// Makes every run point to its region's root, and sums up the sizes there.
   void measure_regions() {
     for (std::uint32_t i = 0; i < run_count_; ++i) {
-      Run& run = runs_[i];
-      run.parent = runs_[run.parent].parent; // an earlier run's parent is its root already
-      if (run.parent == i)
-        run.size = run.length();
-      else
-        runs_[run.parent].size += run.length();
+      const std::uint32_t root =
+          parents_[parents_[i]]; // an earlier run's parent is its root already
+      parents_[i] = root;
+      sizes_[i] = 0;
+      sizes_[root] += runs_[i].length();
     }
   }
 
@@ -478,12 +541,12 @@ class Speckles {
   [[gnu::always_inline]] void for_removed_runs(std::uint32_t y, const Limit& limit, Visit visit) {
     const std::uint32_t frame_y = y * grid_.step + grid_.step - 1;
     for (std::uint32_t i = row_runs_[y]; i < row_runs_[y + 1]; ++i) {
-      Run& run = runs_[i];
-      if (run.parent == i) {
+      const Run run = runs_[i];
+      if (parents_[i] == i) {
         const std::uint32_t frame_x = run.first * grid_.step + grid_.step - 1;
-        run.size = run.size <= limit.at(frame_x, frame_y) ? 1 : 0;
+        sizes_[i] = sizes_[i] <= limit.at(frame_x, frame_y) ? 1 : 0;
       }
-      if (runs_[run.parent].size != 0)
+      if (sizes_[parents_[i]] != 0)
         visit(run);
     }
   }
@@ -538,9 +601,11 @@ class Speckles {
   Rules rules_;
   Pixel* depth_;
   std::size_t width_;
-  Row current_, above_;
+  Row above_, current_, below_;
   std::uint32_t* row_runs_; ///< the first run of each row, and the end
   Run* runs_;               ///< in row-major order
+  std::uint32_t* parents_;  ///< for each run an earlier run of its region; for the first, itself
+  std::uint32_t* sizes_;    ///< for the first run of each region its samples, later the verdict
   std::uint32_t run_count_ = 0;
   std::uint32_t* heads_; ///< for each root the first edge that leaves its region
   Edge* edges_;
@@ -590,7 +655,8 @@ std::int32_t remove_speckles(void* work_buffer, Pixel* depth, const Pixel* tile_
   const Limit limit = single != 0 ? Limit::of_frame(half, max_size)
                                   : Limit::of_tiles(tile_table, width, height, tiles_x, tiles_y);
   Speckles speckles(grid, rules, depth, width, static_cast<std::uint8_t*>(work_buffer));
-  speckles.find_regions();
+  // What is removed early is found again by its value, which must be one.
+  speckles.find_regions(limit.removes_single_pixels() && rules.any_invalid != 0);
   speckles.remove(limit);
   return 0;
 }
