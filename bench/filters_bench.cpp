@@ -75,9 +75,10 @@ gx_priv_filter_context* create(const Configuration& configuration) {
         std::string(configuration.filter)) {
       auto* context = gx_create_filter(index, nullptr);
       auto parameters = configuration.parameters;
-      if (!parameters.empty())
+      if (!parameters.empty()) {
         context->update_config(context->filter, static_cast<std::int32_t>(parameters.size()),
                                parameters.data(), nullptr);
+      }
       return context;
     }
   }
@@ -119,6 +120,8 @@ const std::vector<Configuration>& configurations() {
       {"NoiseRemovalFilter", "one_region", speckle, GX_PIXEL_DEPTH, bench::one_region},
       {"NoiseRemovalFilter", "recorded", speckle, GX_PIXEL_DEPTH, bench::recorded_scene},
       {"NoiseRemovalFilter", "disparity", speckle, GX_PIXEL_DISPARITY},
+      {"NoiseRemovalFilter", "disparity_ragged_regions", speckle, GX_PIXEL_DISPARITY,
+       bench::ragged_regions},
       {"LutNoiseRemovalFilter", "noisy", {}},
       {"LutNoiseRemovalFilter",
        "disparity_dense_noise",

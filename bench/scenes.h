@@ -33,9 +33,10 @@ inline Pixels clean_scene(Size size) {
 inline Pixels noisy_scene(Size size) {
   std::mt19937 random(1);
   Pixels pixels = clean_scene(size);
-  for (std::uint16_t& pixel : pixels)
-    pixel =
-        random() % 10 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(pixel + random() % 16);
+  for (std::uint16_t& pixel : pixels) {
+    const bool hole = random() % 10 == 0;
+    pixel = hole ? std::uint16_t{0} : static_cast<std::uint16_t>(pixel + random() % 16);
+  }
   return pixels;
 }
 
@@ -55,6 +56,15 @@ inline Pixels near_noise(Size size) {
   Pixels pixels(size.pixels());
   for (std::uint16_t& pixel : pixels)
     pixel = static_cast<std::uint16_t>(400 + random() % 200);
+  return pixels;
+}
+
+/// Every second step joins two pixels, which makes regions as ragged as can be.
+inline Pixels ragged_regions(Size size) {
+  std::mt19937 random(4);
+  Pixels pixels(size.pixels());
+  for (std::uint16_t& pixel : pixels)
+    pixel = static_cast<std::uint16_t>(400 + random() % 56);
   return pixels;
 }
 

@@ -88,11 +88,14 @@ struct Limit {
     return true;
   }
 
+  std::uint32_t tile_row(std::uint32_t y) const {
+    return table == nullptr ? 0 : tile(y, tile_height, tiles_y);
+  }
+
   std::uint32_t at(std::uint32_t x, std::uint32_t y) const {
     if (table == nullptr)
       return single;
-    return table[std::size_t{tile(y, tile_height, tiles_y)} * tiles_x +
-                 tile(x, tile_width, tiles_x)];
+    return table[std::size_t{tile_row(y)} * tiles_x + tile(x, tile_width, tiles_x)];
   }
 };
 
@@ -170,7 +173,7 @@ struct Run {
 struct Edge {
   union {
     std::uint32_t from;
-    std::uint32_t next; ///< once it stands in a list: the list's next edge, or `none`
+    std::uint32_t next; ///< once it stands in a ring or list: the next edge, or `none`
   };
   std::uint32_t to;
 };
@@ -191,11 +194,13 @@ struct Layout {
       row.starts_below = reserve(grid.words() * sizeof(std::uint32_t));
     }
     removed = reserve(grid.columns * sizeof(std::uint32_t));
+    removed_ends = reserve(grid.words() * sizeof(std::uint64_t));
+    limits = reserve(grid.columns * sizeof(std::int32_t));
     row_runs = reserve((std::size_t{grid.rows} + 1) * sizeof(std::uint32_t));
     runs = reserve(grid.samples() * sizeof(Run));
     parents = reserve(grid.samples() * sizeof(std::uint32_t));
-    sizes = reserve(grid.samples() * sizeof(std::uint32_t));
-    heads = reserve(grid.samples() * sizeof(std::uint32_t));
+    excess = reserve(grid.samples() * sizeof(std::int32_t));
+    rings = reserve(grid.samples() * sizeof(std::uint32_t));
     edges = reserve(2 * grid.samples() * sizeof(Edge));
   }
 
@@ -211,7 +216,7 @@ struct Layout {
 
   std::size_t size = 0;
   RowOffsets rows[3];
-  std::size_t removed, row_runs, runs, parents, sizes, heads, edges;
+  std::size_t removed, removed_ends, limits, row_runs, runs, parents, excess, rings, edges;
 };
 
 /// Where two rows or two columns of samples meet: bits of the pairs that may expand to each other
@@ -228,11 +233,13 @@ class Speckles {
     const Layout layout(grid);
     row_runs_ = array<std::uint32_t>(work, layout.row_runs);
     runs_ = array<Run>(work, layout.runs);
-    heads_ = array<std::uint32_t>(work, layout.heads);
+    rings_ = array<std::uint32_t>(work, layout.rings);
     edges_ = array<Edge>(work, layout.edges);
     removed_ = array<std::uint32_t>(work, layout.removed);
     parents_ = array<std::uint32_t>(work, layout.parents);
-    sizes_ = array<std::uint32_t>(work, layout.sizes);
+    excess_ = array<std::int32_t>(work, layout.excess);
+    limits_ = array<std::int32_t>(work, layout.limits);
+    removed_ends_ = array<std::uint64_t>(work, layout.removed_ends);
     above_ = row_at(work, layout.rows[0]);
     current_ = row_at(work, layout.rows[1]);
     below_ = row_at(work, layout.rows[2]);
@@ -244,10 +251,11 @@ class Speckles {
     read_no_row();
     for (std::uint32_t y = 0; y <= grid_.rows; ++y) {
       next_row();
-      if (y < grid_.rows)
+      if (y < grid_.rows) {
         read_row(y);
-      else
+      } else {
         read_no_row();
+      }
       join_row();
       join_rows();
       if (y == 0)
@@ -262,15 +270,16 @@ class Speckles {
     row_runs_[grid_.rows] = run_count_;
     if (edge_count_ > 0)
       follow_edges();
-    measure_regions();
   }
 
   void remove(const Limit& limit) {
+    measure_regions(limit);
     for (std::uint32_t y = 0; y < grid_.rows; ++y) {
-      if (grid_.step == 1)
-        clear_runs(y, limit);
-      else
-        repair_blocks(y, limit);
+      if (grid_.step == 1) {
+        clear_row(y);
+      } else {
+        repair_blocks(y);
+      }
     }
   }
 
@@ -293,10 +302,14 @@ class Speckles {
             0};
   }
 
+  /// The frame's row or column of row or column `position` of the grid.
+  std::uint32_t frame_position(std::uint32_t position) const {
+    return position * grid_.step + grid_.step - 1;
+  }
+
   /// The frame's row in which the samples of row `y` stand.
   Pixel* frame_row(std::uint32_t y) const {
-    const std::size_t row = std::size_t{y} * grid_.step + grid_.step - 1;
-    return depth_ + row * width_;
+    return depth_ + std::size_t{frame_position(y)} * width_;
   }
 
   void gather(const Pixel* from, Pixel* to) const {
@@ -426,15 +439,26 @@ class Speckles {
   }
 
   void unite_rows() {
-    std::uint64_t enters = 0;
+    std::uint64_t repeated = 0; // carries into the next word
+    std::uint64_t unlinked = 0;
     for (std::size_t word = 0; word < grid_.words(); ++word) {
-      const std::uint64_t mutual = current_.up[word];
+      const std::uint64_t joined = current_.joined[word];
       // Where both rows go on, the next pair would only unite the same two runs again.
-      const std::uint64_t repeats = mutual & above_.joined[word] & current_.joined[word];
-      for_each_bit(mutual & ~(repeats << 1 | enters), [&](unsigned bit) {
+      const std::uint64_t repeats = current_.up[word] & above_.joined[word] & joined;
+      const std::uint64_t links = current_.up[word] & ~(repeats << 1 | repeated);
+      repeated = repeats >> (word_bits - 1);
+      // From each run's start the subtraction borrows up to its first link, or to its end.
+      const std::uint64_t last_bit = std::uint64_t{1} << (word_bits - 1);
+      const std::uint64_t stops = links | (current_.valid[word] & ~joined) | last_bit;
+      const std::uint64_t reached = stops ^ (stops - (current_.starts[word] | unlinked));
+      unlinked = (reached & ~links & joined) >> (word_bits - 1);
+      const std::uint64_t first_links = links & reached;
+      for_each_bit(first_links, [&](unsigned bit) { // the run is a region of its own so far
+        parents_[current_.run_at(word, bit)] = parents_[above_.run_at(word, bit)];
+      });
+      for_each_bit(links & ~first_links, [&](unsigned bit) {
         unite(above_.run_at(word, bit), current_.run_at(word, bit));
       });
-      enters = repeats >> (word_bits - 1);
       for_each_bit(current_.up_one_way[word], [&](unsigned bit) {
         const std::size_t x = word * word_bits + bit;
         add_edge(above_.run_at(word, bit), above_.threshold[x], current_.run_at(word, bit),
@@ -467,10 +491,11 @@ class Speckles {
       return;
     a = root_of(a);
     b = root_of(b);
-    if (a < b)
+    if (a < b) {
       parents_[b] = a;
-    else
+    } else {
       parents_[a] = b;
+    }
   }
 
   /// Of two pixels between which one step only is allowed, the one with the larger threshold makes
@@ -483,15 +508,31 @@ class Speckles {
     edge.to = threshold_a > threshold_b ? run_b : run_a;
   }
 
-  /// Sorts the edges into one list for each root.
+  /// Sorts the edges that leave a region into one ring for each root.
   void list_edges() {
-    for (std::uint32_t run = 0; run < run_count_; ++run)
-      heads_[run] = none;
-    for (std::uint32_t i = 0; i < edge_count_; ++i) {
-      const std::uint32_t root = root_of(edges_[i].from);
-      edges_[i].next = heads_[root];
-      heads_[root] = i;
+    for (std::uint32_t run = 0; run < run_count_; ++run) {
+      parents_[run] = parents_[parents_[run]]; // the root: that of an earlier run is known already
+      rings_[run] = none;
     }
+    for (std::uint32_t i = 0; i < edge_count_; ++i) {
+      Edge& edge = edges_[i];
+      const std::uint32_t root = parents_[edge.from];
+      edge.to = parents_[edge.to];
+      if (edge.to == root)
+        continue;
+      edge.next = i;
+      rings_[root] = insert_ring(rings_[root], i);
+    }
+  }
+
+  /// Joins two rings, each given by its last edge; the first may be none.
+  std::uint32_t insert_ring(std::uint32_t ring, std::uint32_t added) {
+    if (ring == none)
+      return added;
+    const std::uint32_t first = edges_[ring].next;
+    edges_[ring].next = edges_[added].next;
+    edges_[added].next = first;
+    return ring;
   }
 
   /// Lets the regions, in the order in which they begin, take what edges lead to. What has an
@@ -499,73 +540,87 @@ class Speckles {
   void follow_edges() {
     list_edges();
     for (std::uint32_t root = 0; root < run_count_; ++root) {
-      if (parents_[root] != root)
+      if (rings_[root] == none || parents_[root] != root)
         continue;
-      std::uint32_t edge = heads_[root];
+      std::uint32_t edge = open_ring(rings_[root], none);
       while (edge != none) {
         const std::uint32_t target = root_of(edges_[edge].to);
         edge = edges_[edge].next;
         if (target > root) {
           parents_[target] = root;
-          edge = prepend_list(heads_[target], edge);
+          if (rings_[target] != none)
+            edge = open_ring(rings_[target], edge);
         }
       }
     }
   }
 
-  /// The list at `head`, which goes on with the one at `next`.
-  std::uint32_t prepend_list(std::uint32_t head, std::uint32_t next) {
-    if (head == none)
-      return next;
-    std::uint32_t tail = head;
-    while (edges_[tail].next != none)
-      tail = edges_[tail].next;
-    edges_[tail].next = next;
-    return head;
+  /// Makes a ring a list that goes on with the edge `next`, and returns its first edge.
+  std::uint32_t open_ring(std::uint32_t ring, std::uint32_t next) {
+    const std::uint32_t first = edges_[ring].next;
+    edges_[ring].next = next;
+    return first;
   }
 
-  /// Makes every run point to its region's root, and sums up the sizes there.
-  void measure_regions() {
-    for (std::uint32_t i = 0; i < run_count_; ++i) {
-      const std::uint32_t root =
-          parents_[parents_[i]]; // an earlier run's parent is its root already
-      parents_[i] = root;
-      sizes_[i] = 0;
-      sizes_[root] += runs_[i].length();
-    }
-  }
-
-  /// Calls `visit` for the runs of row `y` that are removed. A region is judged at its first run,
-  /// which comes before all others; its size makes room for the verdict.
-  template <typename Visit>
-  [[gnu::always_inline]] void for_removed_runs(std::uint32_t y, const Limit& limit, Visit visit) {
-    const std::uint32_t frame_y = y * grid_.step + grid_.step - 1;
-    for (std::uint32_t i = row_runs_[y]; i < row_runs_[y + 1]; ++i) {
-      const Run run = runs_[i];
-      if (parents_[i] == i) {
-        const std::uint32_t frame_x = run.first * grid_.step + grid_.step - 1;
-        sizes_[i] = sizes_[i] <= limit.at(frame_x, frame_y) ? 1 : 0;
+  /// Makes every run point to its region's root, and finds out there by how much the region is
+  /// larger than the limit where it begins.
+  void measure_regions(const Limit& limit) {
+    for (std::uint32_t y = 0; y < grid_.rows; ++y) {
+      look_up_limits(limit, y);
+      for (std::uint32_t i = row_runs_[y]; i < row_runs_[y + 1]; ++i) {
+        const std::uint32_t root = parents_[parents_[i]]; // of an earlier run, or of this one
+        parents_[i] = root;
+        excess_[i] = -limits_[runs_[i].first];
+        excess_[root] += static_cast<std::int32_t>(runs_[i].length());
       }
-      if (sizes_[parents_[i]] != 0)
-        visit(run);
     }
   }
 
-  void clear_runs(std::uint32_t y, const Limit& limit) {
-    Pixel* row = frame_row(y);
-    for_removed_runs(y, limit, [&](const Run& run) {
-      for (std::uint32_t x = run.first; x <= run.last; ++x)
-        row[x] = rules_.invalid;
-    });
+  /// Fills the limits for the columns of row `y`.
+  void look_up_limits(const Limit& limit, std::uint32_t y) {
+    if (y > 0 && limit.tile_row(frame_position(y)) == limit.tile_row(frame_position(y - 1)))
+      return;
+    for (std::uint32_t x = 0; x < grid_.columns; ++x)
+      limits_[x] = static_cast<std::int32_t>(limit.at(frame_position(x), frame_position(y)));
   }
 
-  void repair_blocks(std::uint32_t y, const Limit& limit) {
+  /// Calls `visit` for the columns in which row `y` loses its samples. Whether a run is removed is
+  /// hard to foresee in noise, so that no branch depends on it.
+  template <typename Visit>
+  [[gnu::always_inline]] void for_removed(std::uint32_t y, Visit visit) {
+    for (std::size_t word = 0; word < grid_.words(); ++word)
+      removed_ends_[word] = 0;
+    std::uint64_t any_removed = 0;
+    for (std::uint32_t i = row_runs_[y]; i < row_runs_[y + 1]; ++i) {
+      const std::uint64_t removed = excess_[parents_[i]] <= 0 ? 1 : 0;
+      any_removed |= removed;
+      const std::uint32_t first = runs_[i].first;
+      const std::uint32_t end = runs_[i].last + 1U;
+      removed_ends_[first / word_bits] ^= removed << first % word_bits;
+      removed_ends_[end / word_bits] ^= removed << end % word_bits;
+    }
+    if (any_removed == 0)
+      return;
+    std::uint64_t enters = 0; // all ones where a removed run goes on
+    for (std::size_t word = 0; word < grid_.words(); ++word) {
+      std::uint64_t removed = removed_ends_[word];
+      for (unsigned distance = 1; distance < word_bits; distance *= 2)
+        removed ^= removed << distance;
+      removed ^= enters;
+      enters = std::uint64_t{0} - (removed >> (word_bits - 1));
+      for_each_bit(removed, [&](unsigned bit) { visit(word * word_bits + bit); });
+    }
+  }
+
+  void clear_row(std::uint32_t y) {
+    Pixel* row = frame_row(y);
+    for_removed(y, [&](std::size_t x) { row[x] = rules_.invalid; });
+  }
+
+  void repair_blocks(std::uint32_t y) {
     for (std::uint32_t x = 0; x < grid_.columns; ++x)
       removed_[x] = 0;
-    for_removed_runs(y, limit, [&](const Run& run) {
-      for (std::uint32_t x = run.first; x <= run.last; ++x)
-        removed_[x] = ~std::uint32_t{0};
-    });
+    for_removed(y, [&](std::size_t x) { removed_[x] = ~std::uint32_t{0}; });
     Pixel* lower = frame_row(y);
     const std::size_t rest = repair_row<simd::vector_bytes>(lower - width_, lower, 0);
     repair_row<sizeof(std::uint32_t)>(lower - width_, lower, rest);
@@ -605,12 +660,14 @@ class Speckles {
   std::uint32_t* row_runs_; ///< the first run of each row, and the end
   Run* runs_;               ///< in row-major order
   std::uint32_t* parents_;  ///< for each run an earlier run of its region; for the first, itself
-  std::uint32_t* sizes_;    ///< for the first run of each region its samples, later the verdict
+  std::int32_t* excess_;    ///< for the first run of each region its samples beyond the limit
+  std::int32_t* limits_;    ///< for the columns of a row
   std::uint32_t run_count_ = 0;
-  std::uint32_t* heads_; ///< for each root the first edge that leaves its region
+  std::uint32_t* rings_; ///< for each root the last of the edges that leave its region, or `none`
   Edge* edges_;
   std::uint32_t edge_count_ = 0;
-  std::uint32_t* removed_; ///< for each block of a row all ones, or 0
+  std::uint64_t* removed_ends_; ///< bits where removed runs of a row begin and where they are over
+  std::uint32_t* removed_;      ///< for each block of a row all ones, or 0
 };
 
 std::uint64_t layout_size(std::uint32_t width, std::uint32_t height, std::int32_t single) {
