@@ -49,9 +49,10 @@ void SpeckleFilter::update_filter_config(std::int32_t argc, const char** argv, g
   if (!parameters.count_is(sizes + 3))
     return;
   SpeckleParams params;
-  for (std::int32_t i = 0; i < sizes; ++i)
+  for (std::int32_t i = 0; i < sizes; ++i) {
     params.max_sizes[static_cast<std::size_t>(i)] =
         static_cast<std::uint16_t>(parameters.integer(i, kind_.size_key, 1, kind_.largest_size));
+  }
   params.min_diff = static_cast<std::uint16_t>(parameters.integer(sizes, "min_diff", 1, 10000));
   const int width = parameters.integer(sizes + 1, "width", 1, 1280);
   const int height = parameters.integer(sizes + 2, "height", 1, 1024);
@@ -101,8 +102,9 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
   SpeckleParams& params = current_filter_params;
   params = anchor;
   if (info.width == 0 || info.height == 0 || info.width > largest_side ||
-      info.height > largest_side)
+      info.height > largest_side) {
     return call.fail_traced(bad_size);
+  }
   const bool anchor_size = info.width == anchor.width && info.height == anchor.height;
   if (!anchor_size && info.depth_flag == GX_PIXEL_DEPTH && info.bxf <= 0)
     return call.fail_traced({"invalid params", operation, "frame_info.bxf"});
@@ -116,9 +118,10 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
   constexpr double smallest = 1e-5;
   if (across < smallest || down < smallest || area < smallest)
     return call.fail_traced(bad_size);
-  if (info.depth_flag != GX_PIXEL_TOF_DEPTH)
+  if (info.depth_flag != GX_PIXEL_TOF_DEPTH) {
     params.min_diff =
         rescale_fraction_bits(anchor.min_diff, anchor.fraction_bit_size, info.fraction_bit_size);
+  }
   params.width = info.width;
   params.height = info.height;
   for (std::uint16_t& size : params.max_sizes)
@@ -164,10 +167,11 @@ void SpeckleFilter::print(const char* title, const SpeckleParams& params) const 
             << "width:    " << params.width << "\n"
             << "height:   " << params.height << "\n";
   for (std::size_t i = 0; i < limit_count(); ++i) {
-    if (kind_.tiled)
+    if (kind_.tiled) {
       std::cout << "max_lut_" << i << ": " << params.max_sizes[i] << "\n";
-    else
+    } else {
       std::cout << "max_size: " << params.max_sizes[i] << "\n";
+    }
   }
   std::cout << "min_diff: " << params.min_diff << std::endl;
 }

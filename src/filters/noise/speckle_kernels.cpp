@@ -6,7 +6,8 @@
 // rows, are united where two pixels may expand to each other; such a set belongs to one region as a
 // whole, whichever of its pixels is reached first. Steps allowed in one direction only, rare in
 // real frames, are collected as edges between these sets and followed at the end, in the order in
-// which regions begin. All this is linear in the pixel count, whatever the content.
+// which regions begin. But for the few steps that it takes to find a run's region, all this is
+// linear in the pixel count, whatever the content.
 
 namespace filter_processor {
 namespace {
@@ -32,7 +33,8 @@ struct HalfSize {
   std::int32_t default_limit;  ///< samples
 };
 
-/// In order of precedence. The last one is no frame size but two halves of such.
+/// In order of precedence. The last entry is no frame's size: it means each frame 424 wide or 266
+/// high, and no other way round.
 constexpr HalfSize half_sizes[] = {
     {1280, 1280, 1920}, {640, 640, 480}, {320, 320, 120}, {160, 160, 30}, {424, 266, 120}};
 constexpr std::size_t tiled_half_sizes = 2;

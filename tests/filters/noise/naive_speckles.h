@@ -32,30 +32,31 @@ class NaiveSpeckles {
 
   void run() {
     const int step = choose_sampling();
-    for (int y = step - 1; y < height_; y += step)
+    for (int y = step - 1; y < height_; y += step) {
       for (int x = step - 1; x < width_; x += step)
         visit(x, y, step);
+    }
   }
 
  private:
   std::uint16_t& pixel(int x, int y) { return pixels_[index(x, y)]; }
-  std::size_t index(int x, int y) const { return static_cast<std::size_t>(y * width_ + x); }
+  std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * task_.width + static_cast<std::size_t>(x);
+  }
 
   int choose_sampling() {
     const auto is = [&](int w, int h) { return width_ == w || height_ == h; };
     if (task_.single == 0)
       return is(1280, 1280) || is(640, 640) ? 2 : 1;
+    constexpr struct {
+      int width, height, size;
+    } defaults[] = {
+        {1280, 1280, 1920}, {640, 640, 480}, {320, 320, 120}, {160, 160, 30}, {424, 266, 120}};
     int fallback = 0;
-    if (is(1280, 1280))
-      fallback = 1920;
-    else if (is(640, 640))
-      fallback = 480;
-    else if (is(320, 320))
-      fallback = 120;
-    else if (is(160, 160))
-      fallback = 30;
-    else if (is(424, 266))
-      fallback = 120;
+    for (const auto& each : defaults) {
+      if (fallback == 0 && is(each.width, each.height))
+        fallback = each.size;
+    }
     const int size = fallback > 0 ? task_.max_size >> 2 : task_.max_size;
     max_size_ = size > 0 ? size : fallback > 0 ? fallback : 480;
     return fallback > 0 ? 2 : 1;
@@ -76,7 +77,8 @@ class NaiveSpeckles {
     };
     const int row = tile(y, height_ / task_.tiles_y, task_.tiles_y);
     const int column = tile(x, width_ / task_.tiles_x, task_.tiles_x);
-    return task_.tiles[static_cast<std::size_t>(row * task_.tiles_x + column)];
+    return task_.tiles[static_cast<std::size_t>(row) * static_cast<std::size_t>(task_.tiles_x) +
+                       static_cast<std::size_t>(column)];
   }
 
   void visit(int x, int y, int step) {
@@ -88,10 +90,11 @@ class NaiveSpeckles {
       label = is_speckle_.size();
       is_speckle_.push_back(grow(x, y, step) <= limit(x, y));
     }
-    if (is_speckle_[label])
+    if (is_speckle_[label]) {
       clear(x, y, step);
-    else if (step == 2)
+    } else if (step == 2) {
       repair(x, y, value);
+    }
   }
 
   int grow(int seed_x, int seed_y, int step) {
@@ -121,15 +124,17 @@ class NaiveSpeckles {
 
   /// The pixel or its whole block.
   void clear(int x, int y, int step) {
-    for (int dy = 0; dy < step; ++dy)
+    for (int dy = 0; dy < step; ++dy) {
       for (int dx = 0; dx < step; ++dx)
         pixel(x - dx, y - dy) = static_cast<std::uint16_t>(task_.invalid_value);
+    }
   }
 
   void repair(int x, int y, int value) {
-    for (std::uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)})
+    for (std::uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)}) {
       if (std::abs(*companion - value) > threshold(value))
         *companion = static_cast<std::uint16_t>(value);
+    }
   }
 
   const SpeckleTask& task_;

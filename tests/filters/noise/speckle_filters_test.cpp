@@ -61,15 +61,17 @@ struct NaiveFilter {
   }
 
   std::string update(const std::vector<int>& values) {
-    for (std::size_t i = 0; i < sizes.size(); ++i)
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
       if (values[i] < 1 || values[i] > (tiled ? 10000 : 1000))
         return error("params out of range", "update_filter_config", tiled ? "max_lut" : "max_size");
+    }
     const std::vector<int> rest(values.end() - 3, values.end());
     constexpr int largest[] = {10000, 1280, 1024};
     constexpr const char* keys[] = {"min_diff", "width", "height"};
-    for (std::size_t i = 0; i < 3; ++i)
+    for (std::size_t i = 0; i < 3; ++i) {
       if (rest[i] < 1 || rest[i] > largest[i])
         return error("params out of range", "update_filter_config", keys[i]);
+    }
     sizes.assign(values.begin(), values.end() - 3);
     min_diff = rest[0];
     width = rest[1];
@@ -96,9 +98,10 @@ struct NaiveFilter {
     if (unit <= 0 || bxf <= 0)
       return false;
     task.shift = 13;
-    if (unit >= 0.1)
+    if (unit >= 0.1) {
       task.shift = static_cast<std::uint8_t>(
           12 - static_cast<int>(floorf(log2f(static_cast<float>(unit / 0.1)))));
+    }
     const float step = static_cast<float>(diff / std::exp2(fraction_bits)) * 500.0F * 500.0F / bxf;
     for (int k = 1; k <= 7; ++k) {
       const float depth_step = step * static_cast<float>(k * k);
@@ -181,23 +184,26 @@ Input random_input(Random& random) {
 
 std::string update(Filter& filter, const std::vector<int>& values) {
   std::vector<std::string> texts;
+  texts.reserve(values.size());
   for (const int value : values)
     texts.push_back(std::to_string(value));
   std::vector<const char*> strings;
+  strings.reserve(values.size());
   for (const std::string& text : texts)
     strings.push_back(text.c_str());
   return filter.update(strings);
 }
 
 std::vector<int> random_values(bool tiled, Random& random) {
-  std::vector<int> values;
-  for (int i = 0; i < (tiled ? 16 : 1); ++i)
-    values.push_back(between(random, 1, tiled ? 60 : 30));
+  std::vector<int> values(tiled ? 16 : 1);
+  for (int& value : values)
+    value = between(random, 1, tiled ? 60 : 30);
   values.insert(values.end(), {between(random, 1, 900), one_of(random, {40, 160, 1280}),
                                one_of(random, {30, 9, 1024})});
-  if (between(random, 0, 5) == 0)
+  if (between(random, 0, 5) == 0) {
     one_of(random, {&values.front(), &values[values.size() - 3], &values[values.size() - 2],
                     &values.back()})[0] = one_of(random, {0, -3, 10001});
+  }
   return values;
 }
 
@@ -326,9 +332,10 @@ TEST_P(SpeckleFilters, CallTheHostInOrder) {
 Pixels bars(std::uint32_t width, std::uint32_t height, std::uint32_t row,
             const std::vector<std::uint32_t>& sizes) {
   Pixels pixels(std::size_t{width} * height);
-  for (std::size_t i = 0; i < sizes.size(); ++i)
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
     std::fill_n(pixels.begin() + static_cast<std::ptrdiff_t>((row + 4 * i) * width), sizes[i],
                 std::uint16_t{1000});
+  }
   return pixels;
 }
 
@@ -340,8 +347,8 @@ TEST(NoiseRemovalFilter, ScalesTheLimitWithTheArea) {
   ErrorSlot error;
   const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
   EXPECT_EQ(output[424 + 1], 0);
-  EXPECT_EQ(output[5 * 424 + 1], 1000);
-  EXPECT_EQ(output[4 * 424], 1000) << "a hole beside the bar is filled";
+  EXPECT_EQ(output[std::size_t{5} * 424 + 1], 1000);
+  EXPECT_EQ(output[std::size_t{4} * 424], 1000) << "a hole beside the bar is filled";
 }
 
 TEST(LutNoiseRemovalFilter, ScalesEachTilesLimit) {
@@ -349,15 +356,15 @@ TEST(LutNoiseRemovalFilter, ScalesEachTilesLimit) {
   Input input{640, 400};
   input.pixels = bars(640, 400, 101, {640, 640});
   for (std::size_t x = 0; x < 640; ++x) {
-    input.pixels[105 * 640 + x] = x >= 160 && x < 160 + 100 ? 1000 : 0;
-    input.pixels[109 * 640 + x] = x >= 160 && x < 160 + 102 ? 1000 : 0;
+    input.pixels[std::size_t{105} * 640 + x] = x >= 160 && x < 160 + 100 ? 1000 : 0;
+    input.pixels[std::size_t{109} * 640 + x] = x >= 160 && x < 160 + 102 ? 1000 : 0;
   }
   Filter filter("LutNoiseRemovalFilter");
   ErrorSlot error;
   const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
-  EXPECT_EQ(output[101 * 640 + 200], 0);
-  EXPECT_EQ(output[105 * 640 + 200], 0);
-  EXPECT_EQ(output[109 * 640 + 200], 1000);
+  EXPECT_EQ(output[std::size_t{101} * 640 + 200], 0);
+  EXPECT_EQ(output[std::size_t{105} * 640 + 200], 0);
+  EXPECT_EQ(output[std::size_t{109} * 640 + 200], 1000);
 }
 
 template <typename FilterClass>

@@ -110,9 +110,10 @@ SpeckleTask random_task(std::uint32_t width, std::uint32_t height, Random& rando
 void compare_contents(std::uint32_t width, std::uint32_t height, Random& random) {
   for (const auto& [name, content] : contents) {
     Pixels input(std::size_t{width} * height);
-    for (std::size_t i = 0; i < input.size(); ++i)
+    for (std::size_t i = 0; i < input.size(); ++i) {
       input[i] = content(static_cast<std::uint32_t>(i % width),
                          static_cast<std::uint32_t>(i / width), random);
+    }
     expect_naive(random_task(width, height, random), input, name);
   }
 }
@@ -203,7 +204,7 @@ TEST(RemoveSpeckles, RepairsBlocksOfLargeRegions) {
   task.single = 1;
   task.max_size = 4; // one sample
   task.max_diff = 10;
-  Pixels input(640 * 3);
+  Pixels input(std::size_t{640} * 3);
   const auto at = [](std::size_t x, std::size_t y) { return y * 640 + x; };
   input[at(1, 1)] = 500;
   input[at(3, 1)] = 505;
@@ -213,7 +214,7 @@ TEST(RemoveSpeckles, RepairsBlocksOfLargeRegions) {
   input[at(6, 0)] = 899;
   input[at(8, 0)] = 700; // in an invalid sample's block
   input[at(3, 2)] = 7;   // in no block
-  Pixels expected(640 * 3);
+  Pixels expected(input.size());
   for (const std::size_t i : {at(0, 0), at(1, 0), at(0, 1), at(1, 1)})
     expected[i] = 500;
   for (const std::size_t i : {at(3, 0), at(2, 1), at(3, 1)})
