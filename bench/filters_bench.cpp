@@ -4,44 +4,27 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "filter_processor.h"
 #include "gexton_host.h"
+#include "scenes.h"
 #include "simd/level.h"
 
 namespace {
 
 namespace simd = filter_processor::simd;
-
-struct Size {
-  std::uint32_t width, height;
-};
+using bench::Size;
 
 constexpr Size sizes[] = {{640, 480}, {848, 480}, {1280, 800}};
-
-/// A slanted plane with steps, sensor noise, and one pixel in ten a hole.
-std::vector<std::uint16_t> noisy_scene(Size size) {
-  std::mt19937 random(1);
-  std::vector<std::uint16_t> pixels(std::size_t{size.width} * size.height);
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
-    const auto x = i % size.width;
-    const auto y = i / size.width;
-    const auto surface = 800 + x + 2 * y + 600 * (x * 4 / size.width);
-    pixels[i] =
-        random() % 10 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(surface + random() % 16);
-  }
-  return pixels;
-}
 
 void set_throughput(benchmark::State& state, Size size) {
   state.SetItemsProcessed(state.iterations() * size.width * size.height);
 }
 
 void copy_pixels(benchmark::State& state, Size size) {
-  const auto from = noisy_scene(size);
+  const auto from = bench::noisy_scene(size);
   std::vector<std::uint16_t> to(from.size());
   for (auto _ : state) {
     std::memcpy(to.data(), from.data(), from.size() * sizeof from[0]);
@@ -55,7 +38,37 @@ struct Configuration {
   const char* label;
   std::vector<const char*> parameters; ///< "W", "H", "2W", "2H" stand for multiples of the size
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  bench::Scene scene = bench::noisy_scene;
 };
+
+/// A stereo camera whose disparities have 16 bits, 8 of them a fraction.
+D2DParameters stereo_record() {
+  D2DParameters record{};
+  record.baseline = 50.0F;
+  record.fx = 400.0;
+  record.bitSize = 16;
+  record.unit = 1.0F;
+  record.packMode = 2;
+  record.dispIntPlace = 8;
+  record.isDualCamera = 1;
+  return record;
+}
+
+/// Null where the scene can't be had.
+gx_frame* create_input(const Configuration& configuration, Size size) {
+  const auto pixels = configuration.scene(size);
+  if (pixels.empty())
+    return nullptr;
+  auto* profile = gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, nullptr);
+  const D2DParameters record = stereo_record();
+  gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
+  auto* frame = gexton_create_video_frame(GX_FRAME_DEPTH, profile, pixels.data(), nullptr);
+  gx_video_frame_set_pixel_type(frame, configuration.pixel_type, nullptr);
+  gx_video_frame_set_pixel_available_bit_size(frame, record.bitSize, nullptr);
+  gexton_frame_set_metadata(frame, GX_METADATA_DISPARITY_OFFSET, 8, nullptr);
+  gx_delete_stream_profile(profile, nullptr);
+  return frame;
+}
 
 std::string parameter_text(const std::string& parameter, Size size) {
   const std::uint32_t factor = parameter[0] == '2' ? 2 : 1;
@@ -75,37 +88,24 @@ gx_priv_filter_context* create(const Configuration& configuration, Size size) {
       std::vector<const char*> parameters;
       for (const std::string& text : texts)
         parameters.push_back(text.c_str());
-      context->update_config(context->filter, static_cast<std::int32_t>(parameters.size()),
-                             parameters.data(), nullptr);
+      if (!parameters.empty()) {
+        context->update_config(context->filter, static_cast<std::int32_t>(parameters.size()),
+                               parameters.data(), nullptr);
+      }
       return context;
     }
   }
   return nullptr;
 }
 
-/// A stereo camera with 16-bit codes, 8 of them a fraction.
-D2DParameters stereo_record() {
-  D2DParameters record{};
-  record.baseline = 50.0F;
-  record.fx = 400.0;
-  record.bitSize = 16;
-  record.unit = 1.0F;
-  record.packMode = 2;
-  record.dispIntPlace = 8;
-  record.isDualCamera = 1;
-  return record;
-}
-
 void filter_frame(benchmark::State& state, const Configuration& configuration, Size size,
                   simd::Level level) {
   simd::use_level(level);
-  auto* profile = gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, nullptr);
-  const D2DParameters record = stereo_record();
-  gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
-  const auto pixels = noisy_scene(size);
-  auto* input = gexton_create_video_frame(GX_FRAME_DEPTH, profile, pixels.data(), nullptr);
-  gx_video_frame_set_pixel_type(input, configuration.pixel_type, nullptr);
-  gexton_frame_set_metadata(input, GX_METADATA_DISPARITY_OFFSET, 8, nullptr);
+  auto* input = create_input(configuration, size);
+  if (input == nullptr) {
+    state.SkipWithError("the scene can't be had");
+    return;
+  }
   auto* context = create(configuration, size);
   for (auto _ : state) {
     auto* output = context->process(context->filter, input, nullptr);
@@ -118,10 +118,10 @@ void filter_frame(benchmark::State& state, const Configuration& configuration, S
   set_throughput(state, size);
   context->destroy(context);
   gx_delete_frame(input, nullptr);
-  gx_delete_stream_profile(profile, nullptr);
 }
 
 const std::vector<Configuration>& configurations() {
+  static const std::vector<const char*> speckle = {"80", "256", "848", "480"};
   static const std::vector<Configuration> all = {
       {"DisparityTransform", "stereo", {"10000", "100", "1"}, GX_PIXEL_DISPARITY},
       {"OpenNIDisparityTransform",
@@ -153,6 +153,21 @@ const std::vector<Configuration>& configurations() {
       {"SpatialAdvancedFilter", "filling", {"1", "0.5", "160", "4"}, GX_PIXEL_DISPARITY},
       {"SpatialAdvancedFilter", "depth", {"1", "0.5", "160", "1"}},
       {"SpatialAdvancedFilter", "depth_fivefold", {"5", "0.5", "160", "1"}},
+      {"NoiseRemovalFilter", "noisy", speckle},
+      {"NoiseRemovalFilter", "clean", speckle, GX_PIXEL_DEPTH, bench::clean_scene},
+      {"NoiseRemovalFilter", "dense_noise", speckle, GX_PIXEL_DEPTH, bench::dense_noise},
+      {"NoiseRemovalFilter", "near_noise", speckle, GX_PIXEL_DEPTH, bench::near_noise},
+      {"NoiseRemovalFilter", "one_region", speckle, GX_PIXEL_DEPTH, bench::one_region},
+      {"NoiseRemovalFilter", "recorded", speckle, GX_PIXEL_DEPTH, bench::recorded_scene},
+      {"NoiseRemovalFilter", "disparity", speckle, GX_PIXEL_DISPARITY},
+      {"NoiseRemovalFilter", "disparity_ragged_regions", speckle, GX_PIXEL_DISPARITY,
+       bench::ragged_regions},
+      {"LutNoiseRemovalFilter", "noisy", {}},
+      {"LutNoiseRemovalFilter",
+       "disparity_dense_noise",
+       {},
+       GX_PIXEL_DISPARITY,
+       bench::dense_noise},
   };
   return all;
 }

@@ -8,7 +8,9 @@
 #include "filters/depth/HardwareD2DCorrectionFilter.h"
 #include "filters/depth/OpenNIDisparityTransform.h"
 #include "filters/noise/EdgeNoiseRemovalFilter.h"
+#include "filters/noise/LutNoiseRemovalFilter.h"
 #include "filters/noise/MgcNoiseRemovalFilter.h"
+#include "filters/noise/NoiseRemovalFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "filters/smoothing/SpatialAdvancedFilter.h"
 #include "filters/smoothing/SpatialFastFilter.h"
@@ -40,7 +42,7 @@ constexpr Entry unbuilt(const char* name) {
 constexpr Entry entries[] = {
     entry<DisparityTransform>(),          // 0
     entry<HoleFillingFilter>(),           // 1
-    unbuilt("NoiseRemovalFilter"),        // 2
+    entry<NoiseRemovalFilter>(),          // 2
     entry<SpatialAdvancedFilter>(),       // 3
     entry<TemporalFilter>(),              // 4
     entry<DepthResize>(),                 // 5
@@ -50,7 +52,7 @@ constexpr Entry entries[] = {
     entry<SpatialFastFilter>(),           // 9
     entry<SpatialModerateFilter>(),       // 10
     unbuilt("FalsePositiveFilter"),       // 11
-    unbuilt("LutNoiseRemovalFilter"),     // 12
+    entry<LutNoiseRemovalFilter>(),       // 12
     entry<MgcNoiseRemovalFilter>(),       // 13
 };
 

@@ -4,6 +4,10 @@
 #include <cstdint>
 #include <utility>
 
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
 #include "simd/level.h"
 
 /// Fixed-width lanes for kernel sources, which are compiled once for each level.
@@ -52,6 +56,35 @@ template <typename V>
 template <typename V>
 [[gnu::always_inline]] inline V max(V a, V b) {
   return a > b ? a : b;
+}
+
+/// Bit i tells whether lane i is all ones; every other lane is zero. For lanes of 16 bits.
+template <typename V>
+[[gnu::always_inline]] inline std::uint64_t lane_bits(V lanes) {
+  static_assert(sizeof(V{}[0]) == 2 && sizeof(V) >= 16);
+  // No compiler finds the move-mask instructions by itself.
+#if defined(__AVX512BW__)
+  if constexpr (sizeof(V) == 64)
+    return _mm512_movepi16_mask((__m512i)lanes);
+#endif
+#if defined(__AVX2__)
+  if constexpr (sizeof(V) == 32) {
+    const auto wide = (__m256i)lanes;
+    const __m128i bytes =
+        _mm_packs_epi16(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+  }
+#endif
+#if defined(__SSE2__)
+  if constexpr (sizeof(V) == 16) {
+    const __m128i bytes = _mm_packs_epi16((__m128i)lanes, _mm_setzero_si128());
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+  }
+#endif
+  std::uint64_t bits = 0;
+  for (std::size_t i = 0; i < lane_count<V>; ++i)
+    bits |= std::uint64_t{lanes[i] & 1U} << i;
+  return bits;
 }
 
 /// All lanes equal to `value`.

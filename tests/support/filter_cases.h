@@ -43,6 +43,16 @@ inline const std::vector<FilterCase>& filter_cases() {
        "SpatialAdvancedFilter",
        {"1", "0.5", "160", "3"},
        GX_PIXEL_DISPARITY},
+      {"NoiseRemovalDepth", "NoiseRemovalFilter", {"250", "256", "32", "16"}},
+      {"NoiseRemovalDisparity",
+       "NoiseRemovalFilter",
+       {"250", "256", "32", "16"},
+       GX_PIXEL_DISPARITY},
+      {"NoiseRemovalTof", "NoiseRemovalFilter", {"250", "10", "32", "16"}, GX_PIXEL_TOF_DEPTH},
+      {"LutNoiseRemoval",
+       "LutNoiseRemovalFilter",
+       {"250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250",
+        "250", "250", "250", "192", "32", "16"}},
   };
   return all;
 }

@@ -56,9 +56,10 @@ bool read_frame_info(ProcessingFrame& call, ValueScale value_scale, FrameInfo& i
       read.depth_unit = double{call.host(gx_depth_frame_get_value_scale, call.depth())};
     const std::uint8_t bits = call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
     read.bxf = static_cast<float>(double{read_record.baseline} * read_record.fx);
-    read.fraction_bit_size = static_cast<std::uint8_t>(bits - read_record.dispIntPlace);
+    read.fraction_bit_size =
+        static_cast<std::uint8_t>(bits - static_cast<std::uint8_t>(read_record.dispIntPlace));
   }
-  call.release(std::move(profile));
+  call.keep(std::move(profile));
   if (!call.ok())
     return false;
   info = read;

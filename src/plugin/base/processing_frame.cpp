@@ -103,6 +103,7 @@ void ProcessingFrame::fail_kernel(const char* message, const char* args) {
 }
 
 gx_frame* ProcessingFrame::deliver() {
+  release(std::move(profile_));
   OwnedFrame result = input_type_ == GX_FRAME_SET ? set_with_output() : std::move(output_);
   if (failed_)
     return nullptr;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <type_traits>
+#include <utility>
 
 #include "plugin/base/errors.h"
 #include "plugin/base/gx_frame.h"
@@ -81,6 +82,9 @@ class ProcessingFrame {
   /// nothing.
   void release(OwnedProfile profile);
 
+  /// Keeps a profile until the result is delivered, which is when it is given back in this way.
+  void keep(OwnedProfile profile) { profile_ = std::move(profile); }
+
   /// Makes the output a copy of the depth frame and returns its pixels; null after a failure.
   std::uint16_t* copy_depth_to_output();
 
@@ -137,6 +141,7 @@ class ProcessingFrame {
   gx_frame_type input_type_{};
   gx_frame* depth_ = nullptr;
   std::shared_ptr<gx::Frame> depth_reference_; // of a frame set's depth frame
+  OwnedProfile profile_;
   OwnedFrame output_;
 };
 

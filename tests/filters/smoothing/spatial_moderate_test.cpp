@@ -209,7 +209,7 @@ TEST(SpatialModerateFilter, AsksTheHostInOrderAndTofFramesForNoCameraFacts) {
   const std::string size = "gx_video_frame_get_pixel_type gx_video_frame_get_width "
                            "gx_video_frame_get_height gx_frame_get_data_size "
                            "gx_frame_get_stream_profile ";
-  const std::string end = "gx_delete_stream_profile gx_create_frame_from_other_frame ";
+  const std::string end = "gx_create_frame_from_other_frame ";
   const std::string without_camera = size + end;
   const std::string with_camera =
       size +

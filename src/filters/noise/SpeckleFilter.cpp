@@ -1,0 +1,197 @@
+#include "filters/noise/SpeckleFilter.h"
+
+#include <iostream>
+
+#include "filters/noise/speckle_kernels.h"
+#include "plugin/base/numbers.h"
+#include "plugin/base/parameters.h"
+#include "plugin/base/processing_frame.h"
+
+namespace filter_processor {
+namespace {
+
+constexpr std::int32_t tiles_each_way = 4;
+
+/// The description that no frame has been compared with yet: one of the anchor's size.
+FrameInfo no_frame(const SpeckleParams& anchor) {
+  FrameInfo info;
+  info.width = anchor.width;
+  info.height = anchor.height;
+  info.fraction_bit_size = anchor.fraction_bit_size;
+  return info;
+}
+
+/// The code that marks invalid pixels of a disparity frame.
+std::uint32_t invalid_disparity(const D2DParameters& record) {
+  if (record.isDualCamera != 0)
+    return 0;
+  switch (record.packMode) {
+  case 4:
+    return 0xfffc;
+  case 1:
+    return 0;
+  default:
+    return 0x2000;
+  }
+}
+
+} // namespace
+
+SpeckleFilter::SpeckleFilter(const Kind& kind)
+    : kind_(kind), anchor_params(kind.defaults), current_filter_params(kind.defaults),
+      last_frame_info(no_frame(kind.defaults)) {
+  current_frame_info.fraction_bit_size = 6;
+}
+
+void SpeckleFilter::update_filter_config(std::int32_t argc, const char** argv, gx_error** error) {
+  Parameters parameters(kind_.class_name, argc, argv, error);
+  const auto sizes = static_cast<std::int32_t>(limit_count());
+  if (!parameters.count_is(sizes + 3))
+    return;
+  SpeckleParams params;
+  for (std::int32_t i = 0; i < sizes; ++i) {
+    params.max_sizes[static_cast<std::size_t>(i)] =
+        static_cast<std::uint16_t>(parameters.integer(i, kind_.size_key, 1, kind_.largest_size));
+  }
+  params.min_diff = static_cast<std::uint16_t>(parameters.integer(sizes, "min_diff", 1, 10000));
+  const int width = parameters.integer(sizes + 1, "width", 1, 1280);
+  const int height = parameters.integer(sizes + 2, "height", 1, 1024);
+  if (!parameters.accepted())
+    return;
+  params.width = static_cast<std::uint64_t>(width);
+  params.height = static_cast<std::uint64_t>(height);
+
+  const std::lock_guard guard(lock);
+  if (params == anchor_params)
+    return;
+  anchor_params = params;
+  config_changed = true;
+}
+
+gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
+  ProcessingFrame call(kind_.class_name, frame, error);
+  const std::lock_guard guard(lock);
+  D2DParameters record{};
+  if (!read_frame_info(call, ValueScale::of_every_frame, current_frame_info, record))
+    return nullptr;
+  take_over_parameters(call);
+  std::uint16_t* pixels = call.copy_depth_to_output();
+  if (!call.ok())
+    return nullptr;
+  if (run_kernel(pixels, record) != 0)
+    call.fail_kernel(kind_.kernel_error, kind_.class_name);
+  return call.deliver();
+}
+
+void SpeckleFilter::take_over_parameters(ProcessingFrame& call) {
+  const bool derived = work_buffer.bytes != nullptr && current_frame_info == last_frame_info;
+  last_frame_info = current_frame_info;
+  if (derived && !config_changed)
+    return;
+  config_changed = true; // until the derivation has succeeded
+  updateConfig(call, current_frame_info);
+  config_changed = !call.ok();
+}
+
+void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
+  constexpr const char* operation = "updateConfig";
+  constexpr FilterError bad_size = {"invalid params", operation,
+                                    "frame_info.width||frame_info.height"};
+  constexpr std::uint64_t largest_side = 32767; // of what the kernel takes
+  const SpeckleParams& anchor = anchor_params;
+  SpeckleParams& params = current_filter_params;
+  params = anchor;
+  if (info.width == 0 || info.height == 0 || info.width > largest_side ||
+      info.height > largest_side) {
+    return call.fail_traced(bad_size);
+  }
+  const bool anchor_size = info.width == anchor.width && info.height == anchor.height;
+  if (!anchor_size && info.depth_flag == GX_PIXEL_DEPTH && info.bxf <= 0)
+    return call.fail_traced({"invalid params", operation, "frame_info.bxf"});
+  if (info.depth_flag != GX_PIXEL_DISPARITY && info.depth_unit <= 0)
+    return call.fail_traced({"invalid params", operation, "frame_info.depth_unit"});
+  make_work_buffer(info);
+
+  const float across = static_cast<float>(info.width) / static_cast<float>(anchor.width);
+  const float down = static_cast<float>(info.height) / static_cast<float>(anchor.height);
+  const float area = down * across;
+  constexpr double smallest = 1e-5;
+  if (across < smallest || down < smallest || area < smallest)
+    return call.fail_traced(bad_size);
+  if (info.depth_flag != GX_PIXEL_TOF_DEPTH) {
+    params.min_diff =
+        rescale_fraction_bits(anchor.min_diff, anchor.fraction_bit_size, info.fraction_bit_size);
+  }
+  params.width = info.width;
+  params.height = info.height;
+  for (std::uint16_t& size : params.max_sizes)
+    size = low_16_bits(static_cast<float>(size) * area);
+  params.fraction_bit_size = info.fraction_bit_size;
+  if (updateDepthDiffLut(info, params.min_diff, depth_diff_lut) != 0)
+    call.fail_traced({"update depth diff lut error", operation, "updateDepthDiffLut()"});
+}
+
+void SpeckleFilter::make_work_buffer(const FrameInfo& info) {
+  if (work_buffer.width == info.width && work_buffer.height == info.height)
+    return;
+  work_buffer = {};
+  const auto size = simd::kernels<SpeckleKernels>().work_buffer_size(
+      static_cast<std::uint32_t>(info.width), static_cast<std::uint32_t>(info.height),
+      kind_.tiled ? 0 : 1);
+  // Left as it is: pages that no frame needs are never touched.
+  work_buffer = {info.width, info.height, std::make_unique_for_overwrite<std::uint8_t[]>(size)};
+}
+
+std::int32_t SpeckleFilter::run_kernel(std::uint16_t* pixels, const D2DParameters& record) {
+  const SpeckleParams& params = current_filter_params;
+  const bool disparity = current_frame_info.depth_flag == GX_PIXEL_DISPARITY;
+  return simd::kernels<SpeckleKernels>().removeSpeckles(
+      work_buffer.bytes.get(), pixels, kind_.tiled ? params.max_sizes.data() : nullptr,
+      static_cast<std::uint32_t>(params.width), static_cast<std::uint32_t>(params.height),
+      disparity ? nullptr : depth_diff_lut.entries.data(),
+      disparity ? std::uint8_t{0} : depth_diff_lut.shift,
+      disparity ? std::uint8_t{0} : DepthDiffLut::size, params.min_diff, params.max_sizes[0],
+      tiles_each_way, tiles_each_way, disparity ? invalid_disparity(record) : 0,
+      kind_.tiled ? 0 : 1);
+}
+
+void SpeckleFilter::reset() {
+  work_buffer = {};
+  anchor_params = kind_.defaults;
+  current_filter_params = kind_.defaults;
+  last_frame_info = no_frame(kind_.defaults);
+}
+
+void SpeckleFilter::print(const char* title, const SpeckleParams& params) const {
+  std::cout << title << std::endl
+            << "width:    " << params.width << "\n"
+            << "height:   " << params.height << "\n";
+  for (std::size_t i = 0; i < limit_count(); ++i) {
+    if (kind_.tiled) {
+      std::cout << "max_lut_" << i << ": " << params.max_sizes[i] << "\n";
+    } else {
+      std::cout << "max_size: " << params.max_sizes[i] << "\n";
+    }
+  }
+  std::cout << "min_diff: " << params.min_diff << std::endl;
+}
+
+void SpeckleFilter::print_filter_params() {
+  print("anchor_params: ", anchor_params);
+  print("current_filter_params: ", current_filter_params);
+  // The two 8-bit members come out as characters, as hosts' logs have always had them.
+  const FrameInfo& info = current_frame_info;
+  std::cout << "current_frame_info: " << std::endl
+            << "width:      " << info.width << "\n"
+            << "height:     " << info.height << "\n"
+            << "bxf:        " << info.bxf << "\n"
+            << "depth_flag: " << info.depth_flag << "\n"
+            << "depth_unit: " << info.depth_unit << "\n"
+            << "fraction_bit_size: " << info.fraction_bit_size << std::endl
+            << "depth_diff_lut: " << std::endl;
+  for (const std::uint16_t entry : depth_diff_lut.entries)
+    std::cout << entry << " ";
+  std::cout << std::endl << "depth_shift: " << depth_diff_lut.shift << std::endl;
+}
+
+} // namespace filter_processor

@@ -1,0 +1,227 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+
+#include "filters/noise/naive_speckles.h"
+#include "filters/noise/speckle_kernels.h"
+#include "support/host_objects.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::SpeckleKernels;
+using test::Pixels;
+using test::SpeckleTask;
+
+Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level) {
+  const auto& kernels = simd::kernels<SpeckleKernels>(level);
+  std::vector<std::uint64_t> work(
+      kernels.work_buffer_size(task.width, task.height, task.single) / 8 + 1, ~std::uint64_t{0});
+  Pixels output = input;
+  EXPECT_EQ(kernels.removeSpeckles(
+                work.data(), output.data(), task.tiles.empty() ? nullptr : task.tiles.data(),
+                task.width, task.height, task.lut.empty() ? nullptr : task.lut.data(), task.shift,
+                static_cast<std::uint8_t>(task.lut.size()), task.max_diff, task.max_size,
+                task.tiles_x, task.tiles_y, task.invalid_value, task.single),
+            0);
+  return output;
+}
+
+void expect_naive(const SpeckleTask& task, const Pixels& input, const std::string& what) {
+  Pixels expected = input;
+  test::naive_remove_speckles(task, expected);
+  for (const simd::Level level : simd::supported_levels()) {
+    ASSERT_EQ(filtered(task, input, level), expected)
+        << what << " " << simd::level_name(level) << " " << task.width << "x" << task.height
+        << " lut " << task.lut.size() << " single " << task.single << " diff " << task.max_diff
+        << " size " << task.max_size << " invalid " << task.invalid_value;
+  }
+}
+
+using Random = std::mt19937;
+
+std::uint32_t below(Random& random, std::uint32_t limit) {
+  return std::uniform_int_distribution<std::uint32_t>(0, limit - 1)(random);
+}
+
+// Contents, from few large regions to as many as pixels, and shapes that lead growth astray.
+
+using Content = std::uint16_t (*)(std::uint32_t x, std::uint32_t y, Random& random);
+
+std::uint16_t noise(std::uint32_t, std::uint32_t, Random& random) {
+  return static_cast<std::uint16_t>(random());
+}
+std::uint16_t few_values(std::uint32_t, std::uint32_t, Random& random) {
+  return static_cast<std::uint16_t>(below(random, 5) * 30);
+}
+std::uint16_t bins(std::uint32_t, std::uint32_t, Random& random) {
+  return static_cast<std::uint16_t>(below(random, 900)); // steps within and across bins of 64
+}
+std::uint16_t slope_with_holes(std::uint32_t x, std::uint32_t y, Random& random) {
+  return random() % 6 == 0 ? std::uint16_t{0}
+                           : static_cast<std::uint16_t>(300 + 7 * x + 5 * y + random() % 16);
+}
+std::uint16_t comb(std::uint32_t x, std::uint32_t y, Random&) {
+  return x % 4 < 2 || y % 64 >= 62 ? 500 : 0; // teeth two wide, for half sampling as well
+}
+std::uint16_t checkerboard(std::uint32_t x, std::uint32_t y, Random&) {
+  return (x / 2 + y / 2) % 2 == 0 ? 60 : 70; // in two bins of 64
+}
+std::uint16_t spiral(std::uint32_t x, std::uint32_t y, Random&) {
+  const int dx = static_cast<int>(x / 2) - 16;
+  const int dy = static_cast<int>(y / 2) - 16;
+  const int ring = std::max(std::abs(dx), std::abs(dy));
+  return ring % 2 == 0 || (dx == ring && dy == ring - 1) ? 400 : 0;
+}
+std::uint16_t stairs(std::uint32_t x, std::uint32_t y, Random&) {
+  // Rows fall by a step that only the upper bin allows, so that regions reach down but not up.
+  return static_cast<std::uint16_t>(20 * (40 - (x + 3 * y) % 40));
+}
+
+constexpr struct {
+  const char* name;
+  Content content;
+} contents[] = {{"noise", noise},   {"few values", few_values},
+                {"bins", bins},     {"slope", slope_with_holes},
+                {"comb", comb},     {"checkerboard", checkerboard},
+                {"spiral", spiral}, {"stairs", stairs}};
+
+SpeckleTask random_task(std::uint32_t width, std::uint32_t height, Random& random) {
+  constexpr std::int32_t differences[] = {-1, 0, 12, 35, 300, 70000};
+  constexpr std::uint32_t invalid_values[] = {0, 0, 60, 8192, 65532, 65536 + 60};
+  SpeckleTask task{width, height};
+  task.max_diff = differences[below(random, 6)];
+  task.invalid_value = invalid_values[below(random, 6)];
+  task.max_size = static_cast<std::int32_t>(below(random, 90)) - 5;
+  task.single = static_cast<std::int32_t>(below(random, 2));
+  task.tiles.resize(16);
+  for (auto& limit : task.tiles)
+    limit = static_cast<std::uint16_t>(below(random, 30));
+  constexpr std::size_t table_sizes[] = {0, 0, 1, 7, 7, 255};
+  task.lut.resize(table_sizes[below(random, 6)]);
+  for (auto& threshold : task.lut)
+    threshold = static_cast<std::uint16_t>(below(random, 80));
+  task.shift = static_cast<std::uint8_t>(random() % 4 == 0 ? below(random, 32) : 6);
+  return task;
+}
+
+void compare_contents(std::uint32_t width, std::uint32_t height, Random& random) {
+  for (const auto& [name, content] : contents) {
+    Pixels input(std::size_t{width} * height);
+    for (std::size_t i = 0; i < input.size(); ++i) {
+      input[i] = content(static_cast<std::uint32_t>(i % width),
+                         static_cast<std::uint32_t>(i / width), random);
+    }
+    expect_naive(random_task(width, height, random), input, name);
+  }
+}
+
+TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtAnySize) {
+  Random random(31);
+  for (int i = 0; i < 60; ++i)
+    compare_contents(1 + below(random, 140), 1 + below(random, 40), random);
+  for (const std::uint32_t length : {1u, 2u, 3u, 63u, 64u, 65u, 128u, 500u, 32767u}) {
+    compare_contents(length, 1, random);
+    compare_contents(1, length, random);
+    compare_contents(length, 2, random);
+  }
+  for (int i = 0; i < 20; ++i)
+    compare_contents(2 + below(random, 4), 2 + below(random, 4), random);
+}
+
+TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
+  Random random(32);
+  for (const std::uint32_t side : {1280u, 640u, 320u, 160u}) {
+    for (const std::uint32_t other : {1u, 2u, 3u, 4u, 5u, 50u, 67u}) {
+      compare_contents(side, other, random);
+      compare_contents(other, side, random);
+    }
+  }
+  for (const std::uint32_t other : {1u, 2u, 31u}) {
+    compare_contents(424, other, random);
+    compare_contents(other, 266, random);
+    compare_contents(266, other, random); // neither 266 wide nor 424 high is halved
+    compare_contents(other, 424, random);
+  }
+}
+
+Pixels islands(const SpeckleTask& task, std::uint32_t size, std::uint32_t step) {
+  Pixels pixels(std::size_t{task.width} * task.height);
+  for (std::uint32_t i = 0; i < size; ++i)
+    pixels[(step - 1) * task.width + i * step + step - 1] = 1000;
+  return pixels;
+}
+
+bool removed(const SpeckleTask& task, std::uint32_t size, std::uint32_t step) {
+  const Pixels output = filtered(task, islands(task, size, step), simd::active_level());
+  return std::all_of(output.begin(), output.end(), [](std::uint16_t pixel) { return pixel == 0; });
+}
+
+/// The largest island, a row of samples, that is removed from a frame of this size.
+std::uint32_t largest_removed(std::uint32_t width, std::uint32_t height, std::int32_t max_size,
+                              std::uint32_t step) {
+  SpeckleTask task{width, height};
+  task.max_size = max_size;
+  task.single = 1;
+  std::uint32_t size = 0;
+  while (size < width / step && removed(task, size + 1, step))
+    ++size;
+  return size;
+}
+
+TEST(RemoveSpeckles, TakesTheLimitFromTheFramesSize) {
+  EXPECT_EQ(largest_removed(700, 4, 80, 1), 80u);
+  EXPECT_EQ(largest_removed(700, 4, 0, 1), 480u);
+  EXPECT_EQ(largest_removed(700, 4, -9, 1), 480u);
+  EXPECT_EQ(largest_removed(640, 4, 80, 2), 20u);
+  EXPECT_EQ(largest_removed(700, 640, 3, 2), 350u) << "the default of 480 is the whole row";
+  EXPECT_EQ(largest_removed(700, 320, 3, 2), 120u);
+  EXPECT_EQ(largest_removed(700, 160, -8, 2), 30u);
+  EXPECT_EQ(largest_removed(424, 160, 3, 2), 30u);
+  EXPECT_EQ(largest_removed(424, 240, 3, 2), 120u);
+  EXPECT_EQ(largest_removed(700, 266, 41, 2), 10u);
+  EXPECT_EQ(largest_removed(266, 424, 41, 1), 41u);
+}
+
+TEST(RemoveSpeckles, FollowsTheStepsOfTheExpandingPixel) {
+  // 100 and 140 stand in bins of 128 with the thresholds 10 and 50: only 140 may step to 100.
+  SpeckleTask task{2, 1};
+  task.single = 1;
+  task.max_size = 1;
+  task.lut = {10, 50};
+  task.shift = 7;
+  EXPECT_EQ(filtered(task, {140, 100}, simd::active_level()), (Pixels{140, 100}));
+  EXPECT_EQ(filtered(task, {100, 140}, simd::active_level()), (Pixels{0, 0}));
+  // The bin counts modulo 256: 32768 >> 7 is bin 0 again.
+  EXPECT_EQ(filtered(task, {32768, 32768 + 11}, simd::active_level()), (Pixels{0, 0}));
+  EXPECT_EQ(filtered(task, {32767, 32767 - 11}, simd::active_level()), (Pixels{32767, 32756}));
+}
+
+TEST(RemoveSpeckles, RepairsBlocksOfLargeRegions) {
+  SpeckleTask task{640, 3};
+  task.single = 1;
+  task.max_size = 4; // one sample
+  task.max_diff = 10;
+  Pixels input(std::size_t{640} * 3);
+  const auto at = [](std::size_t x, std::size_t y) { return y * 640 + x; };
+  input[at(1, 1)] = 500;
+  input[at(3, 1)] = 505;
+  input[at(2, 1)] = 516; // differs by 11
+  input[at(2, 0)] = 495;
+  input[at(7, 1)] = 900; // alone
+  input[at(6, 0)] = 899;
+  input[at(8, 0)] = 700; // in an invalid sample's block
+  input[at(3, 2)] = 7;   // in no block
+  Pixels expected(input.size());
+  for (const std::size_t i : {at(0, 0), at(1, 0), at(0, 1), at(1, 1)})
+    expected[i] = 500;
+  for (const std::size_t i : {at(3, 0), at(2, 1), at(3, 1)})
+    expected[i] = 505;
+  expected[at(2, 0)] = 495;
+  expected[at(3, 2)] = 7;
+  EXPECT_EQ(filtered(task, input, simd::active_level()), expected);
+}
+
+} // namespace
