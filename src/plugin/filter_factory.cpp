@@ -3,6 +3,7 @@
 #include <iterator>
 #include <mutex>
 
+#include "filters/noise/FalsePositiveFilter.h"
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "plugin/unbuilt_filter.h"
 
@@ -32,7 +33,7 @@ constexpr Entry entries[] = {
     unbuilt("TemporalFilter"),           unbuilt("DepthResize"),
     unbuilt("EdgeNoiseRemovalFilter"),   unbuilt("HardwareD2DCorrectionFilter"),
     unbuilt("OpenNIDisparityTransform"), unbuilt("SpatialFastFilter"),
-    unbuilt("SpatialModerateFilter"),    unbuilt("FalsePositiveFilter"),
+    unbuilt("SpatialModerateFilter"),    entry<FalsePositiveFilter>(),
     unbuilt("LutNoiseRemovalFilter"),    unbuilt("MgcNoiseRemovalFilter"),
 };
 

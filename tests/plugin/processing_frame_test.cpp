@@ -201,11 +201,10 @@ TEST(ProcessingFrame, RefusesAShortBufferAndTakesALongOne) {
 
 TEST(ProcessingFrame, FiltersThatAreNotBuiltSaySo) {
   const Frame frame = test::make_frame(3, 2, raw);
-  Filter filter("FalsePositiveFilter");
+  Filter filter("TemporalFilter");
   ErrorSlot error;
   EXPECT_EQ(filter.process(frame, error), nullptr);
-  EXPECT_EQ(error.text(), "not implemented | FalsePositiveFilter::filter_process | "
-                          "FalsePositiveFilter | 0");
+  EXPECT_EQ(error.text(), "not implemented | TemporalFilter::filter_process | TemporalFilter | 0");
 }
 
 TEST(FrameWrapper, OwnsItsHandleAndThrowsTheHostsError) {

@@ -16,6 +16,14 @@ struct FilterCase {
 
 inline const std::vector<FilterCase>& filter_cases() {
   static const std::vector<FilterCase> all = {
+      {"FalsePositiveEdgeBleed",
+       "FalsePositiveFilter",
+       {"1", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
+        "4000", "3000"}},
+      {"FalsePositiveAllDetectors",
+       "FalsePositiveFilter",
+       {"1", "0", "1", "0", "1", "1", "0", "1", "0", "1", "6000", "65535", "1", "0", "1", "0", "1",
+        "4000", "65535"}},
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
