@@ -105,6 +105,12 @@ struct FalsePositiveConfig {
   PatternAmbiguitySettings pattern_ambiguity;
   GroundPlaneSettings ground_plane;
   LeftBandSettings left_band;
+
+  /// Largest difference between a pixel of this depth and a neighbour that joins its region.
+  std::uint16_t join_threshold(std::uint16_t depth) const {
+    const int bin = depth / depth_bin_width;
+    return join_thresholds[bin < depth_bin_count ? bin : depth_bin_count - 1];
+  }
 };
 
 #pragma pack(pop)

@@ -2,78 +2,133 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <utility>
+#include <cstdlib>
 
-#include "filters/noise/false_positive_neighbours.h"
+#include "filters/noise/false_positive_joins.h"
 #include "filters/noise/false_positive_region_tests.h"
 
 namespace filter_processor {
 namespace {
 
-namespace code = neighbour_code;
-
-/// Who let a pixel into its region, seen from there. The two horizontal ones share bit 1.
-enum Joined : unsigned { from_above, from_below, from_left, from_right, as_seed };
-
-/// A pixel that waits on the stack, packed into one word: its index, its column above that, and who
-/// joined it on top. A step to a neighbour is one addition to the first two.
-class Place {
- public:
-  static constexpr int column_shift = 32;
-  static constexpr int joined_shift = 48;
-
-  static std::uint64_t pack(std::uint32_t index, std::uint32_t x, Joined joined) {
-    return index | (std::uint64_t{x} << column_shift) | (std::uint64_t{joined} << joined_shift);
-  }
-  explicit Place(std::uint64_t word) : word_(word) {}
-
-  std::uint32_t index() const { return static_cast<std::uint32_t>(word_); }
-  std::uint32_t x() const { return static_cast<std::uint16_t>(word_ >> column_shift); }
-  unsigned joined() const { return static_cast<unsigned>(word_ >> joined_shift); }
-  std::uint64_t position() const { return word_ & ((std::uint64_t{1} << joined_shift) - 1); }
-
- private:
-  std::uint64_t word_;
+/// Who let a pixel into its region, seen from there. The higher two are the horizontal ones.
+enum Joiner : std::uint32_t {
+  joined_from_above,
+  joined_from_below,
+  joined_from_left,
+  joined_from_right
 };
+
+/// A pixel of a growing region: its index, and in the two bits above that its joiner. The seed's
+/// joiner means nothing.
+using Place = std::uint32_t;
+constexpr int joiner_shift = 30;
+constexpr std::uint32_t index_mask = (1U << joiner_shift) - 1;
+static_assert(RegionMap::max_pixels == index_mask + 1);
+
+constexpr Place place(Joiner joiner) {
+  return joiner << joiner_shift;
+}
+
+/// The pixels of a region in the order in which they were visited, the seed first.
+struct Members {
+  const Place* begin;
+  const Place* end;
+
+  std::uint32_t count() const { return static_cast<std::uint32_t>(end - begin); }
+};
+
+/// Grows the region of `seed`, whose pixels get the label `own`. Visited places fill `places` from
+/// the front; the stack of those to visit shares it from the back.
+Members grow(std::uint32_t seed, std::uint32_t own, std::uint32_t image_width,
+             std::uint32_t pixel_count, std::uint32_t* labels, const RegionScratch& scratch) {
+  constexpr unsigned claimed = 1U << growth_bit::claimed;
+  std::uint8_t* const states = scratch.growth_states;
+  const auto width = static_cast<std::ptrdiff_t>(image_width);
+  Place* visited = scratch.places;
+  Place* const bottom = scratch.places + pixel_count + 1;
+  Place* top = bottom;
+  *--top = seed;
+  states[seed] |= claimed;
+  while (top != bottom) {
+    const Place here = *top++;
+    *visited++ = here;
+    const std::uint32_t index = here & index_mask;
+    const auto i = static_cast<std::ptrdiff_t>(index);
+    const unsigned joins = states[i];
+    labels[i] = own;
+    // Every neighbour's state is written and every push stored, whether it joins or not: branches
+    // on that would be anyone's guess. Neighbours outside the image never join.
+    const auto meet = [&](std::ptrdiff_t neighbour, int bit, Place entry) {
+      const unsigned close = (joins >> bit) & claimed;
+      const unsigned state = states[neighbour];
+      states[neighbour] = static_cast<std::uint8_t>(state | close);
+      top[-1] = entry;
+      top -= close & ~state;
+    };
+    meet(i + width, growth_bit::below, index + image_width + place(joined_from_above));
+    meet(i - width, growth_bit::above, index - image_width + place(joined_from_below));
+    meet(i + 1, growth_bit::right, index + 1 + place(joined_from_left));
+    meet(i - 1, growth_bit::left, index - 1 + place(joined_from_right));
+  }
+  return {scratch.places, visited};
+}
 
 class RegionFinder {
  public:
   RegionFinder(std::uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
                const RegionScratch& scratch)
       : image_(image), map_(map), config_(config), scratch_(scratch),
-        invalid_depth_(config.invalid_depth), small_size_(config.small_region_size) {}
+        invalid_depth_(config.invalid_depth), small_size_(config.small_region_size),
+        pixel_count_(map.width * map.height), limit_(size_limit(config)) {}
 
   void run() {
-    std::uint32_t i = 0;
-    for (std::uint32_t y = 0; y < map_.height; ++y)
-      for (std::uint32_t x = 0; x < map_.width; ++x, ++i)
-        visit(i, x, y);
+    for (std::uint32_t i = 0; i < pixel_count_; ++i)
+      visit(i);
   }
 
  private:
-  void visit(std::uint32_t i, std::uint32_t x, std::uint32_t y) {
+  /// Regions of this size or larger pass all tests that ask for a size.
+  static std::uint32_t size_limit(const FalsePositiveConfig& config) {
+    std::uint32_t limit = 0;
+    const auto consider = [&](std::uint8_t enabled, std::uint32_t size) {
+      limit = std::max(limit, enabled != 0 ? size : 0);
+    };
+    consider(config.texture_sparsity.enabled, config.texture_sparsity.max_size);
+    consider(config.pattern_ambiguity.enabled, config.pattern_ambiguity.max_size);
+    consider(config.ground_plane.enabled, config.ground_plane.max_size);
+    consider(config.left_band.enabled, config.left_band.max_size);
+    return limit;
+  }
+
+  void visit(std::uint32_t i) {
     if (image_[i] == invalid_depth_)
       return;
     if (map_.labels[i] == RegionMap::unlabelled)
-      add_region(i, x, y);
+      add_region(i);
     else if (map_.sizes[map_.labels[i]] == 0)
-      remove(i, x, y);
+      remove(i);
   }
 
-  void add_region(std::uint32_t seed, std::uint32_t x, std::uint32_t y) {
+  void add_region(std::uint32_t seed) {
     const std::uint32_t label = next_label_++;
-    const RegionStatistics region = grow(seed, x, y, label);
-    const bool small = region.pixels <= small_size_;
-    map_.sizes[label] = small ? 0 : static_cast<std::uint32_t>(region.pixels);
+    const Members members = grow(seed, label, map_.width, pixel_count_, map_.labels, scratch_);
+    const bool small = members.count() <= small_size_;
+    map_.sizes[label] = small ? 0 : members.count();
     map_.marks[label] = 0;
     if (small)
-      remove(seed, x, y);
+      remove(seed);
     else
-      judge(region, label);
+      judge(members, label);
   }
 
-  void judge(const RegionStatistics& region, std::uint32_t label) {
+  void remove(std::uint32_t i) {
+    image_[i] = invalid_depth_;
+    map_.labels[i] = RegionMap::removed_label;
+  }
+
+  void judge(const Members& members, std::uint32_t label) {
     const ImageSize size{map_.width, map_.height};
+    const RegionStatistics region = measure(members, label);
     if (is_false_region(region, config_, size))
       map_.marks[label] = 1;
     else if (is_pattern_candidate(region, config_.pattern_ambiguity, size))
@@ -81,26 +136,23 @@ class RegionFinder {
           {label, region.x_min, region.x_max, region.y_min, region.y_max});
   }
 
-  /// Removes a pixel of a small region. Only the pixels to the right and below can still join a
-  /// region and see it as invalid; the others have been scanned.
-  void remove(std::uint32_t i, std::uint32_t x, std::uint32_t y) {
-    image_[i] = invalid_depth_;
-    map_.labels[i] = RegionMap::removed_label;
-    if (x + 1 < map_.width)
-      invalidate(scratch_.codes[i + 1], code::joins_left, 0);
-    if (y + 1 < map_.height)
-      invalidate(scratch_.codes[i + map_.width], code::joins_above, code::invalid_above);
+  /// What the enabled tests ask for.
+  RegionStatistics measure(const Members& members, std::uint32_t label) const {
+    RegionStatistics region;
+    region.pixels = members.count();
+    const bool sized = region.pixels < limit_;
+    if (sized)
+      measure_extent(members, region);
+    if (config_.edge_bleed.enabled != 0 || (sized && config_.pattern_ambiguity.enabled != 0))
+      measure_joins(members, region);
+    if (sized && config_.texture_sparsity.enabled != 0)
+      measure_events(members, label, region);
+    return region;
   }
 
-  static void invalidate(std::uint16_t& codes, unsigned joins, unsigned event) {
-    unsigned value = codes + code::invalid_unit + event;
-    if ((value & joins) != 0)
-      value += code::boundary_unit - joins; // until now no event
-    codes = static_cast<std::uint16_t>(value);
-  }
-
-  RegionStatistics grow(std::uint32_t seed, std::uint32_t seed_x, std::uint32_t y,
-                        std::uint32_t own);
+  void measure_extent(const Members& members, RegionStatistics& region) const;
+  void measure_joins(const Members& members, RegionStatistics& region) const;
+  void measure_events(const Members& members, std::uint32_t own, RegionStatistics& region) const;
 
   std::uint16_t* image_;
   const RegionMap& map_;
@@ -108,100 +160,74 @@ class RegionFinder {
   const RegionScratch& scratch_;
   std::uint16_t invalid_depth_;
   std::uint16_t small_size_;
+  std::uint32_t pixel_count_;
+  std::uint32_t limit_;
   std::uint32_t next_label_ = RegionMap::first_label;
 };
 
-/// Sums over the codes of a region's pixels, each in the unit of its field.
-struct EventSums {
-  std::uint64_t boundaries = 0;
-  std::uint64_t invalid = 0;
-  std::uint64_t invalid_above = 0;
-  std::uint64_t steps_below = 0;
-  std::uint64_t strong_steps_below = 0;
-
-  void add(std::uint64_t codes) {
-    boundaries += codes & code::boundary_mask;
-    invalid += codes & code::invalid_mask;
-    invalid_above += codes & code::invalid_above;
-    steps_below += codes & code::step_below;
-    strong_steps_below += codes & code::strong_step_below;
-  }
-};
-
-RegionStatistics RegionFinder::grow(std::uint32_t seed, std::uint32_t seed_x, std::uint32_t y,
-                                    std::uint32_t own) {
-  const std::uint16_t* const image = image_;
-  const std::uint16_t* const codes = scratch_.codes;
-  std::uint32_t* const labels = map_.labels;
-  const auto width = static_cast<std::ptrdiff_t>(map_.width);
-  const std::ptrdiff_t joiner_offset[] = {-width, width, -1, 1, 0};
-
-  RegionStatistics region;
-  region.x_min = region.x_max = seed_x;
-  region.y_min = y; // the seed is the region's first pixel in scan order
-  EventSums events;
-  std::uint32_t last = seed;
-
-  std::uint64_t* top = scratch_.stack;
-  *top++ = Place::pack(seed, seed_x, as_seed);
-  labels[seed] = own;
-  while (top != scratch_.stack) {
-    const Place place(*--top);
-    const auto i = static_cast<std::ptrdiff_t>(place.index());
-    const std::uint32_t depth = image[i];
-    const std::uint32_t pixel_codes = codes[i];
-
-    const std::uint32_t joiner = image[i + joiner_offset[place.joined()]];
-    const std::uint32_t difference = depth > joiner ? depth - joiner : joiner - depth;
-    const unsigned horizontal = (place.joined() >> 1) & 1;
-    region.join_differences += difference;
-    region.horizontal_joins += horizontal;
-    region.equal_joins += horizontal & static_cast<unsigned>(difference == 0);
-
-    ++region.pixels;
+void RegionFinder::measure_extent(const Members& members, RegionStatistics& region) const {
+  region.x_min = map_.width - 1;
+  region.y_min = map_.height - 1;
+  for (const Place* member = members.begin; member != members.end; ++member) {
+    const std::uint32_t i = *member & index_mask;
+    const std::uint32_t y = i / map_.width;
+    const std::uint32_t x = i - y * map_.width;
+    const std::uint32_t depth = image_[i];
     region.depth_sum += depth;
     region.depth_min = std::min(region.depth_min, depth);
     region.depth_max = std::max(region.depth_max, depth);
-    region.x_min = std::min(region.x_min, place.x());
-    region.x_max = std::max(region.x_max, place.x());
-    last = std::max(last, place.index());
-    events.add(pixel_codes);
-
-    // Every neighbour is written, with its own label if it does not join, and every push is stored:
-    // the branches would be anyone's guess. Labels rise in scan order, so any that is neither
-    // unlabelled nor own is below own. A pixel that does not exist never joins.
-    const std::uint64_t position = place.position();
-    const auto meet = [&](std::ptrdiff_t neighbour, std::uint64_t entry, unsigned joins) {
-      const std::uint32_t label = labels[neighbour];
-      const auto similar = static_cast<unsigned>((pixel_codes & joins) != 0);
-      const auto free = similar & static_cast<unsigned>(label == RegionMap::unlabelled);
-      labels[neighbour] = free != 0 ? own : label;
-      *top = entry;
-      top += free;
-      return similar & static_cast<unsigned>(label - 1 < own - 1);
-    };
-    constexpr std::uint64_t step_right = (std::uint64_t{1} << Place::column_shift) + 1;
-    const auto step_down = static_cast<std::uint64_t>(width);
-    const auto entry = [](std::uint64_t at, Joined joined) {
-      return at + (std::uint64_t{joined} << Place::joined_shift);
-    };
-    const unsigned foreign_below =
-        meet(i + width, entry(position + step_down, from_above), code::joins_below);
-    const unsigned foreign =
-        meet(i - width, entry(position - step_down, from_below), code::joins_above) +
-        meet(i + 1, entry(position + step_right, from_left), code::joins_right) +
-        meet(i - 1, entry(position - step_right, from_right), code::joins_left);
-    region.boundaries += foreign_below + foreign;
-    region.steps_below += foreign_below;
+    region.x_min = std::min(region.x_min, x);
+    region.x_max = std::max(region.x_max, x);
+    region.y_min = std::min(region.y_min, y);
+    region.y_max = std::max(region.y_max, y);
   }
+}
 
-  region.y_max = last / map_.width;
-  region.boundaries += events.boundaries / code::boundary_unit;
-  region.invalid = events.invalid / code::invalid_unit;
-  region.invalid_above = events.invalid_above / code::invalid_above;
-  region.steps_below += events.steps_below / code::step_below;
-  region.strong_steps_below = events.strong_steps_below / code::strong_step_below;
-  return region;
+void RegionFinder::measure_joins(const Members& members, RegionStatistics& region) const {
+  const auto width = static_cast<std::ptrdiff_t>(map_.width);
+  const std::ptrdiff_t to_joiner[] = {-width, width, -1, 1};
+  for (const Place* member = members.begin + 1; member != members.end; ++member) {
+    const std::uint16_t* pixel = image_ + (*member & index_mask);
+    const int difference = *pixel - pixel[to_joiner[*member >> joiner_shift]];
+    const std::uint32_t horizontal = *member >> (joiner_shift + 1);
+    region.join_differences += static_cast<std::uint32_t>(std::abs(difference));
+    region.horizontal_joins += horizontal;
+    region.equal_joins += horizontal & static_cast<std::uint32_t>(difference == 0);
+  }
+}
+
+void RegionFinder::measure_events(const Members& members, std::uint32_t own,
+                                  RegionStatistics& region) const {
+  for (const Place* member = members.begin; member != members.end; ++member) {
+    const std::uint32_t i = *member & index_mask;
+    const std::uint32_t y = i / map_.width;
+    const std::uint32_t x = i - y * map_.width;
+    const int depth = image_[i];
+    const int threshold = config_.join_threshold(image_[i]);
+    // Whether a neighbour is an event. One that is close enough but of another region is: growth
+    // may be possible in one direction only.
+    const auto meet = [&](std::uint32_t neighbour) {
+      const bool invalid = image_[neighbour] == invalid_depth_;
+      const bool event = invalid || std::abs(depth - image_[neighbour]) > threshold ||
+                         map_.labels[neighbour] != own;
+      region.invalid += static_cast<unsigned>(invalid);
+      region.boundaries += static_cast<unsigned>(event);
+      return event;
+    };
+    if (y + 1 < map_.height && meet(i + map_.width)) {
+      const int rise = image_[i + map_.width] - depth;
+      const bool invalid = image_[i + map_.width] == invalid_depth_;
+      ++region.steps_below;
+      region.strong_steps_below +=
+          static_cast<unsigned>(invalid || rise > threshold || -rise > 3 * threshold);
+    }
+    if (y > 0 && meet(i - map_.width))
+      region.invalid_above += static_cast<unsigned>(image_[i - map_.width] == invalid_depth_);
+    if (x + 1 < map_.width)
+      meet(i + 1);
+    if (x > 0)
+      meet(i - 1);
+  }
 }
 
 JoinThresholds join_thresholds(const FalsePositiveConfig& config) {
@@ -210,11 +236,11 @@ JoinThresholds join_thresholds(const FalsePositiveConfig& config) {
   thresholds.first = config.join_thresholds[0];
   for (std::uint32_t bin = 1; bin < FalsePositiveConfig::depth_bin_count; ++bin) {
     const std::uint32_t depth = bin * config.depth_bin_width;
-    if (depth > 65535)
-      break;
+    const int rise = config.join_thresholds[bin] - config.join_thresholds[bin - 1];
+    if (depth > 65535 || rise == 0)
+      continue;
     thresholds.depth[thresholds.steps] = static_cast<std::uint16_t>(depth);
-    thresholds.rise[thresholds.steps] =
-        static_cast<std::uint16_t>(config.join_thresholds[bin] - config.join_thresholds[bin - 1]);
+    thresholds.rise[thresholds.steps] = static_cast<std::uint16_t>(rise);
     ++thresholds.steps;
   }
   return thresholds;
@@ -224,9 +250,12 @@ JoinThresholds join_thresholds(const FalsePositiveConfig& config) {
 
 void find_regions(std::uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
                   const RegionScratch& scratch) {
-  const JoinThresholds thresholds = join_thresholds(config);
-  simd::kernels<NeighbourKernels>().encode(image, map.width, map.height, thresholds, scratch.codes);
-  std::fill_n(map.labels, std::size_t{map.width} * map.height, RegionMap::unlabelled);
+  const std::size_t pixels = std::size_t{map.width} * map.height;
+  simd::kernels<JoinKernels>().find(image, map.width, map.height, join_thresholds(config),
+                                    scratch.growth_states);
+  std::fill_n(scratch.growth_states - map.width, map.width, std::uint8_t{0});
+  std::fill_n(scratch.growth_states + pixels, map.width, std::uint8_t{0});
+  std::fill_n(map.labels, pixels, RegionMap::unlabelled);
   map.marks[RegionMap::unlabelled] = map.marks[RegionMap::removed_label] = 0;
   scratch.candidates.clear();
   RegionFinder(image, map, config, scratch).run();

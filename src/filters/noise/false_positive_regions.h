@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -12,9 +13,10 @@ struct RegionMap {
   static constexpr std::uint32_t unlabelled = 0;
   static constexpr std::uint32_t removed_label = 1; ///< of the pixels of small regions
   static constexpr std::uint32_t first_label = 2;   ///< regions count from here in scan order
+  static constexpr std::size_t max_pixels = std::size_t{1} << 30;
 
   std::uint32_t width, height; ///< pixels, at least 1
-  std::uint32_t* labels;       ///< one for each pixel; `width` before and after may be written too
+  std::uint32_t* labels;       ///< one for each pixel
   std::uint32_t* sizes;        ///< pixels of each region, by label; 0 for small regions
   std::uint8_t* marks;         ///< whether each region is to be removed, by label
 };
@@ -25,10 +27,10 @@ struct PatternCandidate {
   std::uint32_t x_min, x_max, y_min, y_max;
 };
 
-/// Scratch buffers of the region stage, for as many entries as the image has pixels.
+/// Scratch buffers of the region stage.
 struct RegionScratch {
-  std::uint16_t* codes; ///< neighbour codes
-  std::uint64_t* stack; ///< one entry more than pixels
+  std::uint8_t* growth_states; ///< one for each pixel; `width` before and after are written too
+  std::uint32_t* places;       ///< one for each pixel and one more
   std::vector<PatternCandidate>& candidates;
 };
 

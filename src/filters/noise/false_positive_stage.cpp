@@ -38,11 +38,8 @@ bool can_run(std::uint32_t width, std::uint32_t height, const FalsePositiveConfi
 /// Everything from the regions on, which sees the image turned.
 void clear_false_regions(std::uint16_t* image, const RegionMap& map,
                          const FalsePositiveConfig& config, FalsePositiveWorkspace& workspace) {
-  timed(workspace.times.regions, [&] {
-    find_regions(
-        image, map, config,
-        {workspace.neighbour_codes.get(), workspace.growth_stack.get(), workspace.candidates});
-  });
+  timed(workspace.times.regions,
+        [&] { find_regions(image, map, config, workspace.region_scratch()); });
   if (config.pattern_ambiguity.enabled != 0)
     timed(workspace.times.pattern_ambiguity, [&] {
       mark_unsupported_patterns(image, map, config.pattern_ambiguity, workspace.candidates);

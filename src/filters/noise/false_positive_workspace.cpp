@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include "plugin/platform.h"
 
@@ -16,19 +17,25 @@ void allocate(std::unique_ptr<T[]>& buffer, std::size_t count) {
 }
 
 void allocate_all(FalsePositiveWorkspace& workspace, std::size_t pixels, std::size_t longest_row) {
+  if (pixels > RegionMap::max_pixels)
+    throw std::length_error("too many pixels");
   allocate(workspace.turned_image, pixels);
-  allocate(workspace.neighbour_codes, pixels);
-  allocate(workspace.labels, pixels + 2 * longest_row);
-  allocate(workspace.growth_stack, pixels + 1);
+  allocate(workspace.growth_states, pixels + 2 * longest_row);
+  allocate(workspace.growth_places, pixels + 1);
+  allocate(workspace.labels, pixels);
   allocate(workspace.region_sizes, pixels + RegionMap::first_label);
   allocate(workspace.removal_marks, pixels + RegionMap::first_label);
-  workspace.label_slack = longest_row;
+  workspace.state_slack = longest_row;
 }
 
 } // namespace
 
 RegionMap FalsePositiveWorkspace::region_map(std::uint32_t width, std::uint32_t height) const {
-  return {width, height, labels.get() + label_slack, region_sizes.get(), removal_marks.get()};
+  return {width, height, labels.get(), region_sizes.get(), removal_marks.get()};
+}
+
+RegionScratch FalsePositiveWorkspace::region_scratch() {
+  return {growth_states.get() + state_slack, growth_places.get(), candidates};
 }
 
 std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint16_t width,

@@ -24,22 +24,24 @@ struct FalsePositiveTimes {
 /// What the detection stage needs besides the image; its contents mean nothing between two frames.
 struct FalsePositiveWorkspace {
   std::unique_ptr<std::uint16_t[]> turned_image;
-  std::unique_ptr<std::uint16_t[]> neighbour_codes;
+  std::unique_ptr<std::uint8_t[]> growth_states;
+  std::unique_ptr<std::uint32_t[]> growth_places;
   std::unique_ptr<std::uint32_t[]> labels;
-  std::unique_ptr<std::uint64_t[]> growth_stack;
   std::unique_ptr<std::uint32_t[]> region_sizes;
   std::unique_ptr<std::uint8_t[]> removal_marks;
   std::vector<PatternCandidate> candidates; ///< keeps its capacity from frame to frame
-  std::size_t label_slack = 0;              ///< labels before the first pixel's one
+  std::size_t state_slack = 0;              ///< growth states before the first pixel's one
   FalsePositiveTimes times;
 
   /// The buffers as the region stage takes them, for an image of `width` x `height` pixels, which
   /// the workspace must have been made for.
   RegionMap region_map(std::uint32_t width, std::uint32_t height) const;
+  RegionScratch region_scratch();
 };
 
 /// A workspace for images of either size, turned or not; sizes are in pixels. Null, and a line on
-/// the standard error stream, when there is not enough memory.
+/// the standard error stream, when there is not enough memory or an image has more than
+/// RegionMap::max_pixels.
 std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint16_t width,
                                                                       std::uint16_t height,
                                                                       std::uint16_t other_width,
