@@ -30,13 +30,11 @@ struct RowLanes {
 /// What the neighbours of some pixels must be to join them.
 template <std::size_t Bytes>
 struct JoinRange {
-  Ordered<Bytes> lowest, highest;
-  std::int16_t invalid;
+  using Depths = Lanes<Pixel, Bytes>;
 
-  JoinRange(const Pixel* pixels, const JoinThresholds& thresholds)
-      : invalid(static_cast<std::int16_t>(thresholds.invalid_depth ^ order_offset)) {
-    using Depths = Lanes<Pixel, Bytes>;
-    const Depths depth = simd::load<Depths>(pixels);
+  Ordered<Bytes> lowest, highest;
+
+  JoinRange(Depths depth, const JoinThresholds& thresholds) {
     const auto ordered = RowLanes<Bytes>::ordered(depth);
     Depths threshold = simd::broadcast<Depths>(thresholds.first);
     for (std::uint32_t i = 0; i < thresholds.steps; ++i) {
@@ -51,10 +49,9 @@ struct JoinRange {
   }
 
   /// The bit at `position` where the neighbour joins.
-  Lanes<Pixel, Bytes> bits(const Pixel* neighbours, int position) const {
+  Depths bits(const Pixel* neighbours, int position) const {
     const auto depth = RowLanes<Bytes>::load(neighbours);
-    const auto joins = (depth >= lowest) & (depth <= highest) & (depth != invalid);
-    return (Lanes<Pixel, Bytes>)joins & bit(position);
+    return (Depths)((depth >= lowest) & (depth <= highest)) & bit(position);
   }
 };
 
@@ -69,13 +66,16 @@ struct Row {
 template <std::size_t Bytes>
 void find_at(const Row& row, std::uint32_t x, std::uint32_t left, std::uint32_t right,
              Pixel present, const JoinThresholds& thresholds, State* states) {
+  using Depths = Lanes<Pixel, Bytes>;
   const Pixel* depth = row.depth + x;
-  const JoinRange<Bytes> range(depth, thresholds);
-  const Lanes<Pixel, Bytes> joins =
+  const auto own = simd::load<Depths>(depth);
+  const JoinRange<Bytes> range(own, thresholds);
+  const auto taken = (Depths)(own == thresholds.invalid_depth) & bit(growth_bit::claimed);
+  const Depths joins =
       range.bits(row.below + x, growth_bit::below) | range.bits(row.above + x, growth_bit::above) |
       range.bits(depth + right, growth_bit::right) | range.bits(depth - left, growth_bit::left);
   using Packed = Lanes<State, Bytes / 2>;
-  simd::store(states + x, __builtin_convertvector(joins & present, Packed));
+  simd::store(states + x, __builtin_convertvector((joins & present) | taken, Packed));
 }
 
 void find_in_row(const Row& row, std::uint32_t width, const JoinThresholds& thresholds,

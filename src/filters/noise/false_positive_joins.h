@@ -6,8 +6,9 @@
 
 namespace filter_processor {
 
-/// The state of a pixel while regions grow: whether it belongs to one, and to which of its four
-/// neighbours its region may spread.
+/// The state of a pixel while regions grow: whether it is taken, because it is invalid or belongs
+/// to a region; to which of its four neighbours its region may spread, unless they are taken; and
+/// whether its region turned out to be small.
 namespace growth_bit {
 
 constexpr int claimed = 0;
@@ -15,6 +16,7 @@ constexpr int below = 1;
 constexpr int above = 2;
 constexpr int right = 3;
 constexpr int left = 4;
+constexpr int small = 5;
 
 } // namespace growth_bit
 

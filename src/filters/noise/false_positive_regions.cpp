@@ -1,8 +1,10 @@
 #include "filters/noise/false_positive_regions.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 
 #include "filters/noise/false_positive_joins.h"
 #include "filters/noise/false_positive_region_tests.h"
@@ -25,6 +27,10 @@ constexpr int joiner_shift = 30;
 constexpr std::uint32_t index_mask = (1U << joiner_shift) - 1;
 static_assert(RegionMap::max_pixels == index_mask + 1);
 
+constexpr std::uint8_t claimed = 1U << growth_bit::claimed;
+constexpr std::uint8_t done = claimed; ///< nothing is left to do with the pixel
+constexpr std::uint8_t work_mask = claimed | 1U << growth_bit::small;
+
 constexpr Place place(Joiner joiner) {
   return joiner << joiner_shift;
 }
@@ -41,7 +47,6 @@ struct Members {
 /// the front; the stack of those to visit shares it from the back.
 Members grow(std::uint32_t seed, std::uint32_t own, std::uint32_t image_width,
              std::uint32_t pixel_count, std::uint32_t* labels, const RegionScratch& scratch) {
-  constexpr unsigned claimed = 1U << growth_bit::claimed;
   std::uint8_t* const states = scratch.growth_states;
   const auto width = static_cast<std::ptrdiff_t>(image_width);
   Place* visited = scratch.places;
@@ -82,8 +87,14 @@ class RegionFinder {
         pixel_count_(map.width * map.height), limit_(size_limit(config)) {}
 
   void run() {
-    for (std::uint32_t i = 0; i < pixel_count_; ++i)
-      visit(i);
+    constexpr std::uint32_t group = sizeof(std::uint64_t);
+    std::uint32_t i = 0;
+    for (; i + group <= pixel_count_; i += group)
+      while (const std::uint64_t todo = find_work(i))
+        visit(i + static_cast<std::uint32_t>(std::countr_zero(todo)) / 8);
+    for (; i < pixel_count_; ++i)
+      if (work_mask & (scratch_.growth_states[i] ^ done))
+        visit(i);
   }
 
  private:
@@ -100,12 +111,18 @@ class RegionFinder {
     return limit;
   }
 
+  /// The states that make the scan stop, in the eight pixels from `i` on: their bytes are not 0.
+  std::uint64_t find_work(std::uint32_t i) const {
+    constexpr std::uint64_t every_byte = 0x0101010101010101;
+    std::uint64_t states = 0;
+    std::memcpy(&states, scratch_.growth_states + i, sizeof states);
+    return (states ^ (every_byte * done)) & (every_byte * work_mask);
+  }
+
   void visit(std::uint32_t i) {
-    if (image_[i] == invalid_depth_)
-      return;
-    if (map_.labels[i] == RegionMap::unlabelled)
+    if ((scratch_.growth_states[i] & claimed) == 0)
       add_region(i);
-    else if (map_.sizes[map_.labels[i]] == 0)
+    else
       remove(i);
   }
 
@@ -115,15 +132,19 @@ class RegionFinder {
     const bool small = members.count() <= small_size_;
     map_.sizes[label] = small ? 0 : members.count();
     map_.marks[label] = 0;
-    if (small)
-      remove(seed);
-    else
+    if (!small) {
       judge(members, label);
+      return;
+    }
+    for (const Place* member = members.begin; member != members.end; ++member)
+      scratch_.growth_states[*member & index_mask] |= 1U << growth_bit::small;
+    remove(seed);
   }
 
   void remove(std::uint32_t i) {
     image_[i] = invalid_depth_;
     map_.labels[i] = RegionMap::removed_label;
+    scratch_.growth_states[i] = done;
   }
 
   void judge(const Members& members, std::uint32_t label) {
@@ -143,13 +164,15 @@ class RegionFinder {
     const bool sized = region.pixels < limit_;
     if (sized)
       measure_extent(members, region);
-    if (config_.edge_bleed.enabled != 0 || (sized && config_.pattern_ambiguity.enabled != 0))
+    const bool asks_for_steps = sized && config_.pattern_ambiguity.enabled != 0;
+    if (asks_for_steps || (config_.edge_bleed.enabled != 0 && may_bleed_flat(members)))
       measure_joins(members, region);
     if (sized && config_.texture_sparsity.enabled != 0)
       measure_events(members, label, region);
     return region;
   }
 
+  bool may_bleed_flat(const Members& members) const;
   void measure_extent(const Members& members, RegionStatistics& region) const;
   void measure_joins(const Members& members, RegionStatistics& region) const;
   void measure_events(const Members& members, std::uint32_t own, RegionStatistics& region) const;
@@ -181,6 +204,18 @@ void RegionFinder::measure_extent(const Members& members, RegionStatistics& regi
     region.y_min = std::min(region.y_min, y);
     region.y_max = std::max(region.y_max, y);
   }
+}
+
+/// Whether the first members leave it open that nearly all horizontal joins are of equal depth.
+/// Even if every other member of the region joined that way, the unequal ones among the first must
+/// be few enough; a margin covers the rounding of the share.
+bool RegionFinder::may_bleed_flat(const Members& members) const {
+  constexpr std::ptrdiff_t sample = 8192;
+  constexpr double margin = 0.001;
+  RegionStatistics region;
+  measure_joins({members.begin, std::min(members.begin + sample, members.end)}, region);
+  const double unequal = static_cast<double>(region.horizontal_joins - region.equal_joins);
+  return !(unequal > (1.0 - config_.edge_bleed.flat_limit + margin) * members.count());
 }
 
 void RegionFinder::measure_joins(const Members& members, RegionStatistics& region) const {
