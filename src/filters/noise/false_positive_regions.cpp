@@ -61,14 +61,13 @@ Members grow(std::uint32_t seed, std::uint32_t own, std::uint32_t image_width,
     const auto i = static_cast<std::ptrdiff_t>(index);
     const unsigned joins = states[i];
     labels[i] = own;
-    // Every neighbour's state is written and every push stored, whether it joins or not: branches
-    // on that would be anyone's guess. Neighbours outside the image never join.
+    // Branches, not masks: on a surface they are foreseen, and the next pixel need not wait for the
+    // stack. Neighbours outside the image never join.
     const auto meet = [&](std::ptrdiff_t neighbour, int bit, Place entry) {
-      const unsigned close = (joins >> bit) & claimed;
-      const unsigned state = states[neighbour];
-      states[neighbour] = static_cast<std::uint8_t>(state | close);
-      top[-1] = entry;
-      top -= close & ~state;
+      if ((joins >> bit & ~states[neighbour] & claimed) != 0) {
+        states[neighbour] |= claimed;
+        *--top = entry;
+      }
     };
     meet(i + width, growth_bit::below, index + image_width + place(joined_from_above));
     meet(i - width, growth_bit::above, index - image_width + place(joined_from_below));
@@ -210,7 +209,7 @@ void RegionFinder::measure_extent(const Members& members, RegionStatistics& regi
 /// Even if every other member of the region joined that way, the unequal ones among the first must
 /// be few enough; a margin covers the rounding of the share.
 bool RegionFinder::may_bleed_flat(const Members& members) const {
-  constexpr std::ptrdiff_t sample = 8192;
+  const std::ptrdiff_t sample = members.count() / 8 + 1;
   constexpr double margin = 0.001;
   RegionStatistics region;
   measure_joins({members.begin, std::min(members.begin + sample, members.end)}, region);

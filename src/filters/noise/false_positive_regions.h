@@ -29,7 +29,7 @@ struct PatternCandidate {
 
 /// Scratch buffers of the region stage.
 struct RegionScratch {
-  std::uint8_t* growth_states; ///< one for each pixel; `width` before and after are written too
+  std::uint8_t* growth_states; ///< one for each pixel; `width` before and after are read too
   std::uint32_t* places;       ///< one for each pixel and one more
   std::vector<PatternCandidate>& candidates;
 };
