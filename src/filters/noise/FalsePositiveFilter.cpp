@@ -108,7 +108,11 @@ void copy_parameters(const FalsePositiveConfig& from, FalsePositiveConfig& to) {
 }
 
 void print(const char* title, const FalsePositiveConfig& config) {
-  const std::pair<const char*, unsigned> lines[] = {
+  struct Line {
+    const char* label;
+    unsigned value;
+  };
+  const Line lines[] = {
       {"fpEdgeBleedFilterEnable:        ", config.edge_bleed.enabled},
       {"fpTextureSparsityFilterEnable:  ", config.texture_sparsity.enabled},
       {"fptsfMaxNoiseLevel:             ", config.texture_sparsity.max_depth},

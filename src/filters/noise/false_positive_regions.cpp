@@ -85,7 +85,7 @@ class RegionFinder {
         invalid_depth_(config.invalid_depth), small_size_(config.small_region_size),
         pixel_count_(map.width * map.height), limit_(size_limit(config)) {}
 
-  void run() {
+  std::uint32_t run() {
     constexpr std::uint32_t group = sizeof(std::uint64_t);
     std::uint32_t i = 0;
     for (; i + group <= pixel_count_; i += group)
@@ -94,6 +94,7 @@ class RegionFinder {
     for (; i < pixel_count_; ++i)
       if (work_mask & (scratch_.growth_states[i] ^ done))
         visit(i);
+    return next_label_;
   }
 
  private:
@@ -282,8 +283,8 @@ JoinThresholds join_thresholds(const FalsePositiveConfig& config) {
 
 } // namespace
 
-void find_regions(std::uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
-                  const RegionScratch& scratch) {
+std::uint32_t find_regions(std::uint16_t* image, const RegionMap& map,
+                           const FalsePositiveConfig& config, const RegionScratch& scratch) {
   const std::size_t pixels = std::size_t{map.width} * map.height;
   simd::kernels<JoinKernels>().find(image, map.width, map.height, join_thresholds(config),
                                     scratch.growth_states);
@@ -292,10 +293,13 @@ void find_regions(std::uint16_t* image, const RegionMap& map, const FalsePositiv
   std::fill_n(map.labels, pixels, RegionMap::unlabelled);
   map.marks[RegionMap::unlabelled] = map.marks[RegionMap::removed_label] = 0;
   scratch.candidates.clear();
-  RegionFinder(image, map, config, scratch).run();
+  return RegionFinder(image, map, config, scratch).run();
 }
 
-void clear_marked_regions(std::uint16_t* image, const RegionMap& map) {
+void clear_marked_regions(std::uint16_t* image, const RegionMap& map, std::uint32_t label_count) {
+  const std::uint8_t* const marks = map.marks;
+  if (std::count(marks, marks + label_count, std::uint8_t{1}) == 0)
+    return;
   const std::size_t pixels = std::size_t{map.width} * map.height;
   for (std::size_t i = 0; i < pixels; ++i)
     if (map.marks[map.labels[i]] != 0)

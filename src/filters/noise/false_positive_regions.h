@@ -40,10 +40,12 @@ struct RegionScratch {
 ///
 /// A region grows from its first pixel in scan order. Growth is depth first in a fixed order, since
 /// figures of the judgement depend on which pixel joined which.
-void find_regions(std::uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
-                  const RegionScratch& scratch);
+///
+/// Returns the number of labels in use, those below RegionMap::first_label included.
+std::uint32_t find_regions(std::uint16_t* image, const RegionMap& map,
+                           const FalsePositiveConfig& config, const RegionScratch& scratch);
 
-/// Sets the pixels of marked regions to 0.
-void clear_marked_regions(std::uint16_t* image, const RegionMap& map);
+/// Sets the pixels of marked regions to 0; `label_count` is that of find_regions.
+void clear_marked_regions(std::uint16_t* image, const RegionMap& map, std::uint32_t label_count);
 
 } // namespace filter_processor

@@ -38,13 +38,14 @@ bool can_run(std::uint32_t width, std::uint32_t height, const FalsePositiveConfi
 /// Everything from the regions on, which sees the image turned.
 void clear_false_regions(std::uint16_t* image, const RegionMap& map,
                          const FalsePositiveConfig& config, FalsePositiveWorkspace& workspace) {
+  std::uint32_t label_count = 0;
   timed(workspace.times.regions,
-        [&] { find_regions(image, map, config, workspace.region_scratch()); });
+        [&] { label_count = find_regions(image, map, config, workspace.region_scratch()); });
   if (config.pattern_ambiguity.enabled != 0)
     timed(workspace.times.pattern_ambiguity, [&] {
       mark_unsupported_patterns(image, map, config.pattern_ambiguity, workspace.candidates);
     });
-  timed(workspace.times.final_pass, [&] { clear_marked_regions(image, map); });
+  timed(workspace.times.final_pass, [&] { clear_marked_regions(image, map, label_count); });
 }
 
 void clear_false_regions_turned(std::uint16_t* image, std::uint32_t width, std::uint32_t height,
