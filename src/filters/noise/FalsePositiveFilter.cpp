@@ -102,9 +102,10 @@ void read_parameter(Parameters& parameters, int index, FalsePositiveConfig& conf
 
 /// Copies the fields that hosts set by parameter strings.
 void copy_parameters(const FalsePositiveConfig& from, FalsePositiveConfig& to) {
-  for (const ConfigParameter& parameter : config_parameters)
+  for (const ConfigParameter& parameter : config_parameters) {
     std::memcpy(reinterpret_cast<char*>(&to) + parameter.offset,
                 reinterpret_cast<const char*>(&from) + parameter.offset, parameter.byte_count());
+  }
 }
 
 void print(const char* title, const FalsePositiveConfig& config) {

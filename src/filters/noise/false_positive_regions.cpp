@@ -88,12 +88,14 @@ class RegionFinder {
   std::uint32_t run() {
     constexpr std::uint32_t group = sizeof(std::uint64_t);
     std::uint32_t i = 0;
-    for (; i + group <= pixel_count_; i += group)
+    for (; i + group <= pixel_count_; i += group) {
       while (const std::uint64_t todo = find_work(i))
         visit(i + static_cast<std::uint32_t>(std::countr_zero(todo)) / 8);
-    for (; i < pixel_count_; ++i)
+    }
+    for (; i < pixel_count_; ++i) {
       if (work_mask & (scratch_.growth_states[i] ^ done))
         visit(i);
+    }
     return next_label_;
   }
 
@@ -120,10 +122,11 @@ class RegionFinder {
   }
 
   void visit(std::uint32_t i) {
-    if ((scratch_.growth_states[i] & claimed) == 0)
+    if ((scratch_.growth_states[i] & claimed) == 0) {
       add_region(i);
-    else
+    } else {
       remove(i);
+    }
   }
 
   void add_region(std::uint32_t seed) {
@@ -150,11 +153,12 @@ class RegionFinder {
   void judge(const Members& members, std::uint32_t label) {
     const ImageSize size{map_.width, map_.height};
     const RegionStatistics region = measure(members, label);
-    if (is_false_region(region, config_, size))
+    if (is_false_region(region, config_, size)) {
       map_.marks[label] = 1;
-    else if (is_pattern_candidate(region, config_.pattern_ambiguity, size))
+    } else if (is_pattern_candidate(region, config_.pattern_ambiguity, size)) {
       scratch_.candidates.push_back(
           {label, region.x_min, region.x_max, region.y_min, region.y_max});
+    }
   }
 
   /// What the enabled tests ask for.
@@ -301,9 +305,10 @@ void clear_marked_regions(std::uint16_t* image, const RegionMap& map, std::uint3
   if (std::count(marks, marks + label_count, std::uint8_t{1}) == 0)
     return;
   const std::size_t pixels = std::size_t{map.width} * map.height;
-  for (std::size_t i = 0; i < pixels; ++i)
+  for (std::size_t i = 0; i < pixels; ++i) {
     if (map.marks[map.labels[i]] != 0)
       image[i] = 0;
+  }
 }
 
 } // namespace filter_processor

@@ -41,10 +41,11 @@ void clear_false_regions(std::uint16_t* image, const RegionMap& map,
   std::uint32_t label_count = 0;
   timed(workspace.times.regions,
         [&] { label_count = find_regions(image, map, config, workspace.region_scratch()); });
-  if (config.pattern_ambiguity.enabled != 0)
+  if (config.pattern_ambiguity.enabled != 0) {
     timed(workspace.times.pattern_ambiguity, [&] {
       mark_unsupported_patterns(image, map, config.pattern_ambiguity, workspace.candidates);
     });
+  }
   timed(workspace.times.final_pass, [&] { clear_marked_regions(image, map, label_count); });
 }
 
@@ -71,13 +72,15 @@ int remove_false_positives(std::uint16_t* image, std::uint32_t width, std::uint3
                            const FalsePositiveConfig& config, FalsePositiveWorkspace* workspace) {
   if (!can_run(width, height, config, workspace))
     return -1;
-  if (config.edge_bleed.enabled != 0)
+  if (config.edge_bleed.enabled != 0) {
     timed(workspace->times.edge_bleed,
           [&] { remove_edge_bleed(image, width, height, config.edge_bleed); });
-  if (config.turned != 0)
+  }
+  if (config.turned != 0) {
     clear_false_regions_turned(image, width, height, config, *workspace);
-  else
+  } else {
     clear_false_regions(image, workspace->region_map(width, height), config, *workspace);
+  }
   return 0;
 }
 

@@ -65,6 +65,12 @@ inline Record default_record(int width = 848, int height = 480) {
   return r;
 }
 
+/// The index of column x and row y in rows of `width` pixels.
+inline std::size_t place(int x, int y, int width) {
+  return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+         static_cast<std::size_t>(x);
+}
+
 /// The whole part, within bounds that stand for "beyond any image".
 inline int whole(float value) {
   return std::isnan(value) ? 0 : static_cast<int>(std::clamp(value, -1e6F, 1e6F));
@@ -94,9 +100,10 @@ class Stage {
     regions();
     for (const auto& candidate : candidates_)
       judge(candidate);
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
       if (labels_[i] >= 2 && marks_[labels_[i] - 2] >= 2)
         image_[i] = 0;
+    }
     return r_.u8(50) != 0 ? turn(4 - r_.u8(51)) : 0;
   }
 
@@ -106,7 +113,7 @@ class Stage {
     int x0, x1, y0, y1;
   };
 
-  std::size_t at(int x, int y) const { return static_cast<std::size_t>(y * w_ + x); }
+  std::size_t at(int x, int y) const { return place(x, y, w_); }
   float w() const { return static_cast<float>(w_); }
   float h() const { return static_cast<float>(h_); }
 
@@ -136,38 +143,42 @@ class Stage {
   void clear_run(int start, int end, int y) {
     const int ends = static_cast<int>(r_.u16(55));
     ++(ends == 0 || 2 * ends >= end - start ? fired_.bleeding_run : fired_.partial_run);
-    for (int x = start; x < end; ++x)
+    for (int x = start; x < end; ++x) {
       if (ends == 0 || x < start + ends || x >= end - ends)
         image_[at(x, y)] = 0;
+    }
   }
 
   int turn(int code) {
     if (code < 1 || code > 3)
       return -1;
     const Pixels from = image_;
-    for (int y = 0; y < h_; ++y)
+    for (int y = 0; y < h_; ++y) {
       for (int x = 0; x < w_; ++x) {
         const int to = code == 1   ? x * h_ + (h_ - 1 - y)
                        : code == 3 ? (w_ - 1 - x) * h_ + y
                                    : w_ * h_ - 1 - (y * w_ + x);
         image_[static_cast<std::size_t>(to)] = from[at(x, y)];
       }
+    }
     if (code != 2)
       std::swap(w_, h_);
     return 0;
   }
 
   void regions() {
-    for (int y = 0; y < h_; ++y)
+    for (int y = 0; y < h_; ++y) {
       for (int x = 0; x < w_; ++x) {
         const auto i = at(x, y);
         if (image_[i] == r_.u16(4))
           continue;
-        if (labels_[i] == 0)
+        if (labels_[i] == 0) {
           grow(x, y);
-        else if (small_[labels_[i] - 2] != 0)
+        } else if (small_[labels_[i] - 2] != 0) {
           remove(i);
+        }
       }
+    }
   }
 
   void remove(std::size_t i) {
@@ -242,10 +253,11 @@ class Stage {
       return;
     }
     sizes_[own] = static_cast<std::uint32_t>(g.n);
-    if (sparse_texture(g) || flat_bleed(g) || ground_plane(g) || left_band(g))
+    if (sparse_texture(g) || flat_bleed(g) || ground_plane(g) || left_band(g)) {
       marks_[seed] = own;
-    else if (candidate(g))
+    } else if (candidate(g)) {
       candidates_.push_back({own, g.x0, g.x1, g.y0, g.y1});
+    }
   }
 
   bool in_roi(const Region& g, std::size_t offset) const {
@@ -271,12 +283,13 @@ class Stage {
       f_down = static_cast<float>(g.d_far) / static_cast<float>(g.d);
       f_side = 1.0F - static_cast<float>(g.i - g.i_up) / static_cast<float>(g.b - g.i_up);
     }
-    for (std::size_t k = 0; k < 4; ++k)
+    for (std::size_t k = 0; k < 4; ++k) {
       if (static_cast<float>(r_.u16(80)) * r_.f32(112 + 4 * k) > static_cast<float>(g.n) &&
           f_down > r_.f32(128 + 4 * k) && r_.f32(144 + 4 * k) > f_side) {
         ++fired_.texture;
         return true;
       }
+    }
     return false;
   }
 
@@ -341,10 +354,12 @@ class Stage {
       return;
     }
     ++fired_.unsupported;
-    for (int y = c.y0; y <= c.y1; ++y)
-      for (int x = c.x0; x <= c.x1; ++x)
+    for (int y = c.y0; y <= c.y1; ++y) {
+      for (int x = c.x0; x <= c.x1; ++x) {
         if (labels_[at(x, y)] == c.label)
           marks_[at(x, y)] = c.label;
+      }
+    }
   }
 
   bool supported(const Candidate& c) const {

@@ -72,7 +72,7 @@ T pick(Random& random, const std::vector<T>& choices) {
 
 /// Overlapping boxes, each flat, sloped or noisy, at similar and at distant depths, with holes.
 Pixels random_scene(int width, int height, Random& random) {
-  Pixels image(static_cast<std::size_t>(width * height));
+  Pixels image(naive::place(0, height, width));
   const int boxes = 2 + dice(random, 14);
   for (int box = 0; box < boxes; ++box) {
     const int x0 = box == 0 ? 0 : dice(random, width);
@@ -83,12 +83,14 @@ Pixels random_scene(int width, int height, Random& random) {
     const int noise = pick<int>(random, {1, 1, 1, 2, 20, 60, 400});
     const int slope = pick<int>(random, {0, 0, 1, 9});
     const int holes = pick<int>(random, {0, 0, 5, 30});
-    for (int y = y0; y < y1; ++y)
-      for (int x = x0; x < x1; ++x)
-        image[static_cast<std::size_t>(y * width + x)] = static_cast<std::uint16_t>(
+    for (int y = y0; y < y1; ++y) {
+      for (int x = x0; x < x1; ++x) {
+        image[naive::place(x, y, width)] = static_cast<std::uint16_t>(
             dice(random, 100) < holes
                 ? 0
                 : std::min(base + dice(random, noise) + slope * (x + y), 65535));
+      }
+    }
   }
   return image;
 }
@@ -103,15 +105,18 @@ Record random_record(int width, int height, Random& random) {
   r.u16(4, pick<int>(random, {0, 0, 0, 1000}));
   r.u16(6, dice(random, 12));
   r.u16(8, pick<int>(random, {1, 100, 499, 500, 4000, 65535}));
-  if (dice(random, 3) == 0)
+  if (dice(random, 3) == 0) {
     for (std::size_t bin = 0; bin < 20; ++bin)
       r.u16(10 + 2 * bin, dice(random, 4) == 0 ? dice(random, 65536) : dice(random, 80));
+  }
   r.u16(53, dice(random, 12));
   r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
-  for (const std::size_t roi : {59U, 84U, 167U})
-    for (const std::size_t place : {0U, 4U, 8U, 12U})
+  for (const std::size_t roi : {59U, 84U, 167U}) {
+    for (const std::size_t place : {0U, 4U, 8U, 12U}) {
       r.f32(roi + place, place % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
                                         : pick<float>(random, {1.0F, 1.0F, 0.9F, 0.4F}));
+    }
+  }
   r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
   r.u16(80, 20 + dice(random, 400));
   r.f32(104, pick<float>(random, {0.3F, 1.0F}));
@@ -140,9 +145,10 @@ Record hostile_record(int width, int height, Random& random) {
   for (const std::size_t offset :
        {59U,  63U,  67U,  71U,  75U,  84U,  88U,  92U,  96U,  100U, 104U, 108U,
         112U, 128U, 144U, 167U, 171U, 175U, 179U, 183U, 187U, 234U, 238U, 242U,
-        246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U})
+        246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U}) {
     if (dice(random, 12) == 0)
       r.f32(offset, pick(random, std::vector<float>(std::begin(wild), std::end(wild))));
+  }
   if (r.u16(8) == 0)
     r.u16(8, 1);
   return r;
@@ -213,12 +219,13 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
                                  82, 80, 160, 167, 171, 175, 179, 163, 161};
   const auto store = [&](const std::vector<std::string>& values) {
     for (std::size_t i = 0; i < 19; ++i) {
-      if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160)
+      if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160) {
         model.anchor.u8(offsets[i], std::stoi(values[i]));
-      else if (i == 10 || i == 11 || i >= 17)
+      } else if (i == 10 || i == 11 || i >= 17) {
         model.anchor.u16(offsets[i], std::stoi(values[i]));
-      else
+      } else {
         model.anchor.f32(offsets[i], std::stof(values[i]));
+      }
     }
   };
   int width = 30;
@@ -241,6 +248,7 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
       values[18] = std::to_string(1 + dice(random, 3000));
       values[9] = values[16] = "1.0";
       std::vector<const char*> texts;
+      texts.reserve(values.size());
       for (const auto& value : values)
         texts.push_back(value.c_str());
       ASSERT_EQ(filter.update(texts), "");
@@ -277,18 +285,19 @@ struct Box {
 };
 
 struct Scene {
-  Pixels pixels = Pixels(scene_width * scene_height, 0);
+  Pixels pixels = Pixels(naive::place(0, scene_height, scene_width), 0);
 
   /// Depths rise by one from pixel to pixel, so that no two are equal side by side.
   Scene& sloped(Box box, int depth) { return fill(box, depth, 1); }
   Scene& flat(Box box, int depth) { return fill(box, depth, 0); }
   Scene& fill(Box box, int depth, int slope) {
-    for (int y = 0; y < box.height; ++y)
+    for (int y = 0; y < box.height; ++y) {
       for (int x = 0; x < box.width; ++x)
         at(box.x + x, box.y + y) = static_cast<std::uint16_t>(depth + slope * ((x + y) % 10));
+    }
     return *this;
   }
-  std::uint16_t& at(int x, int y) { return pixels[static_cast<std::size_t>(y * scene_width + x)]; }
+  std::uint16_t& at(int x, int y) { return pixels[naive::place(x, y, scene_width)]; }
 };
 
 Record scene_record() {
@@ -296,9 +305,9 @@ Record scene_record() {
 }
 
 /// The record's region with the named box: whether the filter leaves its first pixel.
-bool survives(const Record& record, Scene scene, Box box) {
+bool survives(const Record& record, const Scene& scene, Box box) {
   const Pixels output = process(record, scene.pixels);
-  return output[static_cast<std::size_t>(box.y * scene_width + box.x)] != 0;
+  return output[naive::place(box.x, box.y, scene_width)] != 0;
 }
 
 TEST(FalsePositiveFilter, AlwaysRemovesSmallRegions) {
@@ -422,10 +431,11 @@ Pixels turned_by_hand(const Pixels& from, int width, int height, int quarter_tur
   Pixels image = from;
   for (; quarter_turns > 0; --quarter_turns, std::swap(width, height)) {
     const Pixels before = image;
-    for (int y = 0; y < height; ++y)
-      for (int x = 0; x < width; ++x)
-        image[static_cast<std::size_t>(x * height + height - 1 - y)] =
-            before[static_cast<std::size_t>(y * width + x)];
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        image[naive::place(height - 1 - y, x, height)] = before[naive::place(x, y, width)];
+      }
+    }
   }
   return image;
 }
@@ -525,9 +535,10 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
   Record record = naive::default_record(32, 32);
   record.u8(160, 1);
   record.u16(163, 1234);
-  for (const std::size_t size : {0U, 289U, 291U})
+  for (const std::size_t size : {0U, 289U, 291U}) {
     EXPECT_EQ(set_record(filter, record, size),
               "Insufficient data size for filter configuration" + function);
+  }
   ErrorSlot error;
   auto* context = filter.context();
   context->set_config_data(context->filter, nullptr, 290, error.out());
@@ -551,17 +562,22 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
   };
   const std::string before = params();
   // Whichever buffer of the workspace finds no memory.
-  for (std::uint64_t n = 1; n <= 7; ++n) {
+  for (std::uint64_t n = 1;; ++n) {
     testing::internal::CaptureStderr();
     test::fail_nth_allocation(n);
     untouched.set_filter_config_data(blob.data(), blob.size(), error.out());
+    const bool spared = test::allocation_fault_pending();
     test::fail_nth_allocation(0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Memory allocation failed: std::bad_alloc\n");
+    const std::string printed = testing::internal::GetCapturedStderr();
+    if (spared) {
+      EXPECT_GT(n, 1U);
+      EXPECT_EQ(printed + error.text(), "");
+      break;
+    }
+    EXPECT_EQ(printed, "Memory allocation failed: std::bad_alloc\n");
     EXPECT_EQ(error.text(), "set FalsePositiveFilter config data failed" + function) << n;
     EXPECT_EQ(params(), before);
   }
-  untouched.set_filter_config_data(blob.data(), blob.size(), error.out());
-  EXPECT_EQ(error.text(), "");
   EXPECT_NE(params().find("fppafMaxNoiseLevel:             1234\n"), std::string::npos);
 }
 
@@ -605,7 +621,7 @@ TEST(FalsePositiveFilter, ComesBackAfterFailureToMakeItsWorkspace) {
 
 TEST(FalsePositiveStage, RefusesAnotherSizeThanTheRecords) {
   const auto workspace = filter_processor::make_false_positive_workspace(848, 480, 1, 1);
-  Pixels image(12 * 10);
+  Pixels image(120);
   testing::internal::CaptureStdout();
   EXPECT_EQ(filter_processor::remove_false_positives(image.data(), 12, 10, {}, workspace.get()),
             -1);
@@ -639,7 +655,7 @@ TEST(FalsePositiveFilter, PrintsBothSetsOfParameters) {
   values[5] = "1";
   ErrorSlot error;
   filter.update_filter_config(19, values.data(), error.out());
-  const Frame input = test::make_frame(424, 240, Pixels(424 * 240, 0));
+  const Frame input = test::make_frame(424, 240, Pixels(101760, 0));
   const Frame output{filter.filter_process(input.get(), error.out())};
   testing::internal::CaptureStdout();
   filter.print_filter_params();
