@@ -7,6 +7,7 @@
 #include "filters/noise/false_positive_config.h"
 #include "filters/noise/false_positive_edge_bleed.h"
 #include "filters/noise/false_positive_naive.h"
+#include "filters/noise/false_positive_region_tests.h"
 #include "filters/noise/false_positive_stage.h"
 #include "simd/level.h"
 #include "support/allocation_faults.h"
@@ -373,8 +374,25 @@ TEST(FalsePositiveFilter, KeepsPatternIslandsThatALargeSurfaceSupports) {
   EXPECT_FALSE(with_wall(2200, {74, 0, 12, 60}));
   EXPECT_TRUE(with_wall(2200, {10, 0, 80, 7})); // above
   EXPECT_FALSE(with_wall(2200, {10, 0, 80, 6}));
+  record.u16(165, 2200);
+  EXPECT_TRUE(with_wall(2200, {10, 30, 80, 10}));
   record.u16(165, 2199);
   EXPECT_FALSE(with_wall(2200, {10, 30, 80, 10})); // too far away to support
+}
+
+TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
+  filter_processor::RegionStatistics region;
+  region.pixels = 100;
+  region.depth_sum = 101700;
+  region.depth_min = 1000;
+  region.depth_max = 1045;
+  region.join_differences = 113; // a smoothness of 2000.000016, which is 2000 in single precision
+  filter_processor::PatternAmbiguitySettings settings;
+  settings.enabled = 1;
+  settings.min_smoothness[0] = 2000;
+  EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
+  settings.min_smoothness[0] = 2001;
+  EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
 }
 
 TEST(FalsePositiveFilter, RemovesRegionsBelowTheGroundAndInTheLeftBand) {
