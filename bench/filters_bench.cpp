@@ -120,6 +120,15 @@ void filter_frame(benchmark::State& state, const Configuration& configuration, S
   gx_delete_frame(input, nullptr);
 }
 
+/// FalsePositiveFilter with the detectors whose switches are "1".
+Configuration false_positive(const char* label, const char* edge_bleed, const char* texture,
+                             const char* pattern) {
+  return {"FalsePositiveFilter",
+          label,
+          {edge_bleed, "0", "1", "0", "0.6", texture, "0", "1", "0", "0.6", "6000", "1000", pattern,
+           "0", "1", "0", "0.6", "4000", "3000"}};
+}
+
 const std::vector<Configuration>& configurations() {
   static const std::vector<const char*> speckle = {"80", "256", "848", "480"};
   static const std::vector<Configuration> all = {
@@ -131,6 +140,11 @@ const std::vector<Configuration>& configurations() {
       {"DepthResize", "same", {"W", "H", "1", "0", "0", "0", "0"}},
       {"DepthResize", "double", {"2W", "2H", "2", "0", "0", "0", "0"}},
       {"HardwareD2DCorrectionFilter", "16bit", {}},
+      false_positive("off", "0", "0", "0"),
+      false_positive("edge_bleed", "1", "0", "0"),
+      false_positive("texture_sparsity", "0", "1", "0"),
+      false_positive("pattern_ambiguity", "0", "0", "1"),
+      false_positive("all", "1", "1", "1"),
       {"HoleFillingFilter", "top", {"0"}},
       {"HoleFillingFilter", "nearest", {"1"}},
       {"HoleFillingFilter", "farthest", {"2"}},

@@ -8,6 +8,7 @@
 #include "filters/depth/HardwareD2DCorrectionFilter.h"
 #include "filters/depth/OpenNIDisparityTransform.h"
 #include "filters/noise/EdgeNoiseRemovalFilter.h"
+#include "filters/noise/FalsePositiveFilter.h"
 #include "filters/noise/LutNoiseRemovalFilter.h"
 #include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/noise/NoiseRemovalFilter.h"
@@ -16,26 +17,19 @@
 #include "filters/smoothing/SpatialFastFilter.h"
 #include "filters/smoothing/SpatialModerateFilter.h"
 #include "filters/smoothing/TemporalFilter.h"
-#include "plugin/unbuilt_filter.h"
 
 namespace filter_processor {
 namespace {
 
 struct Entry {
   const char* name;
-  std::shared_ptr<IPrivFilter> (*create)(const char* name);
+  std::shared_ptr<IPrivFilter> (*create)();
 };
 
 template <typename Filter>
 constexpr Entry entry() {
   return {Filter::class_name,
-          [](const char*) -> std::shared_ptr<IPrivFilter> { return std::make_shared<Filter>(); }};
-}
-
-constexpr Entry unbuilt(const char* name) {
-  return {name, [](const char* class_name) -> std::shared_ptr<IPrivFilter> {
-            return std::make_shared<UnbuiltFilter>(class_name);
-          }};
+          []() -> std::shared_ptr<IPrivFilter> { return std::make_shared<Filter>(); }};
 }
 
 // By index, which hosts use.
@@ -51,7 +45,7 @@ constexpr Entry entries[] = {
     entry<OpenNIDisparityTransform>(),    // 8
     entry<SpatialFastFilter>(),           // 9
     entry<SpatialModerateFilter>(),       // 10
-    unbuilt("FalsePositiveFilter"),       // 11
+    entry<FalsePositiveFilter>(),         // 11
     entry<LutNoiseRemovalFilter>(),       // 12
     entry<MgcNoiseRemovalFilter>(),       // 13
 };
@@ -80,7 +74,7 @@ std::shared_ptr<IPrivFilter> FilterFactory::createFilter(int index) const {
   const auto position = static_cast<std::size_t>(index); // negative: above every size
   if (position >= names_.size())
     return nullptr;
-  return entries[position].create(entries[position].name);
+  return entries[position].create();
 }
 
 std::shared_ptr<FilterFactory> getFilterFactory() {

@@ -149,9 +149,13 @@ TEST_P(ProcessingFrameTest, SurvivesAFailureOfEachAllocation) {
       break;
     }
     EXPECT_EQ(output, nullptr) << n;
-    const bool the_hosts = error.text().find("out of memory | gx_") == 0;
-    EXPECT_TRUE(the_hosts || error.text() == "std::bad_alloc | gx_priv_filter_process | frame | 0")
-        << n << error.text();
+    // Reported by the host, by the barrier, or by the one filter that catches it itself.
+    const std::string text = error.text();
+    EXPECT_TRUE(text.find("out of memory | gx_") == 0 ||
+                text.find(" | gx_priv_filter_process | frame | 0") != std::string::npos ||
+                text == "FP filter error | FalsePositiveFilter::filter_process | "
+                        "FalsePositiveFilter | 0")
+        << n << text;
   }
 }
 
@@ -204,15 +208,6 @@ TEST(ProcessingFrame, RefusesAShortBufferAndTakesALongOne) {
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(test::pixels_of(output.get()),
             (Pixels{7, 8, 9, 6, 7, 8, 9, 6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0}));
-}
-
-TEST(ProcessingFrame, FiltersThatAreNotBuiltSaySo) {
-  const Frame frame = test::make_frame(3, 2, raw);
-  Filter filter("FalsePositiveFilter");
-  ErrorSlot error;
-  EXPECT_EQ(filter.process(frame, error), nullptr);
-  EXPECT_EQ(error.text(), "not implemented | FalsePositiveFilter::filter_process | "
-                          "FalsePositiveFilter | 0");
 }
 
 TEST(FrameWrapper, OwnsItsHandleAndThrowsTheHostsError) {

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+
+#include "simd/level.h"
+
+namespace filter_processor {
+
+/// The state of a pixel while regions grow: whether it is taken, because it is invalid or belongs
+/// to a region; to which of its four neighbours its region may spread, unless they are taken; and
+/// whether its region turned out to be small.
+namespace growth_bit {
+
+constexpr int claimed = 0;
+constexpr int below = 1;
+constexpr int above = 2;
+constexpr int right = 3;
+constexpr int left = 4;
+constexpr int small = 5;
+
+} // namespace growth_bit
+
+/// When two neighbouring depths belong to one surface: a difference of at most the threshold of the
+/// depth bin of the pixel that is looked from.
+struct JoinThresholds {
+  static constexpr std::uint32_t max_steps = 19;
+
+  std::uint16_t invalid_depth;
+  std::uint16_t first;            ///< threshold of the first bin
+  std::uint32_t steps;            ///< changes of the threshold within the range of 16-bit depths
+  std::uint16_t depth[max_steps]; ///< the depth from which each of them holds, above 0
+  std::uint16_t rise[max_steps];  ///< the threshold less the one before, modulo 65536
+};
+
+struct JoinKernels {
+  /// Writes the state of each of `width` x `height` (both at least 1) packed pixels: not claimed,
+  /// and free to spread to the neighbours within the image that are valid and close enough in
+  /// depth. What invalid pixels get means nothing.
+  void (*find)(const std::uint16_t* image, std::uint32_t width, std::uint32_t height,
+               const JoinThresholds& thresholds, std::uint8_t* states);
+
+  template <simd::Level>
+  static const JoinKernels& at();
+};
+
+} // namespace filter_processor

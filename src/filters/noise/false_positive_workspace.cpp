@@ -1,0 +1,59 @@
+#include "filters/noise/false_positive_workspace.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+
+#include "plugin/platform.h"
+
+namespace filter_processor {
+namespace {
+
+/// Every run writes what it reads, so the buffers start with whatever the memory holds.
+template <typename T>
+void allocate(std::unique_ptr<T[]>& buffer, std::size_t count) {
+  buffer = std::make_unique_for_overwrite<T[]>(count);
+}
+
+void allocate_all(FalsePositiveWorkspace& workspace, std::size_t pixels, std::size_t longest_row) {
+  if (pixels > RegionMap::max_pixels)
+    throw std::length_error("too many pixels");
+  allocate(workspace.turned_image, pixels);
+  allocate(workspace.growth_states, pixels + 2 * longest_row);
+  allocate(workspace.growth_places, pixels + 1);
+  allocate(workspace.labels, pixels);
+  allocate(workspace.region_sizes, pixels + RegionMap::first_label);
+  allocate(workspace.removal_marks, pixels + RegionMap::first_label);
+  workspace.state_slack = longest_row;
+}
+
+} // namespace
+
+RegionMap FalsePositiveWorkspace::region_map(std::uint32_t width, std::uint32_t height) const {
+  return {width, height, labels.get(), region_sizes.get(), removal_marks.get()};
+}
+
+RegionScratch FalsePositiveWorkspace::region_scratch() {
+  return {growth_states.get() + state_slack, growth_places.get(), candidates};
+}
+
+std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint16_t width,
+                                                                      std::uint16_t height,
+                                                                      std::uint16_t other_width,
+                                                                      std::uint16_t other_height) {
+  const double start = platform::performance_milliseconds();
+  try {
+    auto workspace = std::make_unique<FalsePositiveWorkspace>();
+    const auto pixels =
+        std::max(std::size_t{width} * height, std::size_t{other_width} * other_height);
+    allocate_all(*workspace, pixels, std::max({width, height, other_width, other_height}));
+    workspace->times.workspace = platform::performance_milliseconds() - start;
+    return workspace;
+  } catch (const std::exception& failure) {
+    std::cerr << "Memory allocation failed: " << failure.what() << std::endl;
+    return nullptr;
+  }
+}
+
+} // namespace filter_processor

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "filters/noise/false_positive_regions.h"
+
+namespace filter_processor {
+
+/// Milliseconds that the parts of the detection stage took at their last run; they feed no
+/// decision.
+struct FalsePositiveTimes {
+  double workspace = 0;
+  double edge_bleed = 0;
+  double turn = 0;
+  double turn_back = 0;
+  double regions = 0;
+  double pattern_ambiguity = 0;
+  double final_pass = 0;
+};
+
+/// What the detection stage needs besides the image; its contents mean nothing between two frames.
+struct FalsePositiveWorkspace {
+  std::unique_ptr<std::uint16_t[]> turned_image;
+  std::unique_ptr<std::uint8_t[]> growth_states;
+  std::unique_ptr<std::uint32_t[]> growth_places;
+  std::unique_ptr<std::uint32_t[]> labels;
+  std::unique_ptr<std::uint32_t[]> region_sizes;
+  std::unique_ptr<std::uint8_t[]> removal_marks;
+  std::vector<PatternCandidate> candidates; ///< keeps its capacity from frame to frame
+  std::size_t state_slack = 0;              ///< growth states before the first pixel's one
+  FalsePositiveTimes times;
+
+  /// The buffers as the region stage takes them, for an image of `width` x `height` pixels, which
+  /// the workspace must have been made for.
+  RegionMap region_map(std::uint32_t width, std::uint32_t height) const;
+  RegionScratch region_scratch();
+};
+
+/// A workspace for images of either size, turned or not; sizes are in pixels. Null, and a line on
+/// the standard error stream, when there is not enough memory or an image has more than
+/// RegionMap::max_pixels.
+std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint16_t width,
+                                                                      std::uint16_t height,
+                                                                      std::uint16_t other_width,
+                                                                      std::uint16_t other_height);
+
+} // namespace filter_processor

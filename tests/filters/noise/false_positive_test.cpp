@@ -1,0 +1,692 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <random>
+
+#include "filters/noise/FalsePositiveFilter.h"
+#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive_edge_bleed.h"
+#include "filters/noise/false_positive_naive.h"
+#include "filters/noise/false_positive_region_tests.h"
+#include "filters/noise/false_positive_stage.h"
+#include "simd/level.h"
+#include "support/allocation_faults.h"
+#include "support/host_objects.h"
+
+namespace {
+
+namespace simd = filter_processor::simd;
+using filter_processor::FalsePositiveConfig;
+using naive::Fired;
+using naive::Record;
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+using test::Pixels;
+using Random = std::mt19937;
+
+constexpr const char* class_name = "FalsePositiveFilter";
+
+std::vector<const char*> default_values() {
+  return {"0",    "0",    "1", "0", "0.6", "0", "0",   "1",    "0",   "0.6",
+          "6000", "1000", "0", "0", "1",   "0", "0.6", "4000", "3000"};
+}
+
+std::string set_record(Filter& filter, const Record& record, std::size_t size = 290) {
+  std::vector<std::uint8_t> blob(1, 0xA5); // the first byte means nothing
+  blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
+  blob.resize(std::max(size, blob.size()));
+  ErrorSlot error;
+  auto* context = filter.context();
+  context->set_config_data(context->filter, blob.data(), size, error.out());
+  return error.text();
+}
+
+/// The filtered pixels, empty for a refused frame.
+Pixels process(Filter& filter, const Pixels& image, int width, int height, ErrorSlot& error) {
+  const Frame input = test::make_frame(static_cast<std::uint32_t>(width),
+                                       static_cast<std::uint32_t>(height), image);
+  const Frame output = filter.process(input, error);
+  return output == nullptr ? Pixels{} : test::pixels_of(output.get());
+}
+
+Pixels process(const Record& record, const Pixels& image) {
+  Filter filter(class_name);
+  EXPECT_EQ(set_record(filter, record), "");
+  ErrorSlot error;
+  Pixels output = process(filter, image, static_cast<int>(record.u16(0)),
+                          static_cast<int>(record.u16(2)), error);
+  EXPECT_EQ(error.text(), "");
+  return output;
+}
+
+// Random scenes and settings.
+
+int dice(Random& random, int sides) {
+  return static_cast<int>(random() % static_cast<unsigned>(sides));
+}
+
+template <typename T>
+T pick(Random& random, const std::vector<T>& choices) {
+  return choices[random() % choices.size()];
+}
+
+/// Overlapping boxes, each flat, sloped or noisy, at similar and at distant depths, with holes.
+Pixels random_scene(int width, int height, Random& random) {
+  Pixels image(naive::place(0, height, width));
+  const int boxes = 2 + dice(random, 14);
+  for (int box = 0; box < boxes; ++box) {
+    const int x0 = box == 0 ? 0 : dice(random, width);
+    const int y0 = box == 0 ? 0 : dice(random, height);
+    const int x1 = box == 0 ? width : x0 + 1 + dice(random, width - x0);
+    const int y1 = box == 0 ? height : y0 + 1 + dice(random, height - y0);
+    const int base = pick<int>(random, {0, 200, 900, 1000, 1010, 1100, 1490, 3000, 9900, 65000});
+    const int noise = pick<int>(random, {1, 1, 1, 2, 20, 60, 400});
+    const int slope = pick<int>(random, {0, 0, 1, 9});
+    const int holes = pick<int>(random, {0, 0, 5, 30});
+    for (int y = y0; y < y1; ++y) {
+      for (int x = x0; x < x1; ++x) {
+        image[naive::place(x, y, width)] = static_cast<std::uint16_t>(
+            dice(random, 100) < holes
+                ? 0
+                : std::min(base + dice(random, noise) + slope * (x + y), 65535));
+      }
+    }
+  }
+  return image;
+}
+
+/// The default record with limits that small scenes reach, and everything switched by chance.
+Record random_record(int width, int height, Random& random) {
+  Record r = naive::default_record(width, height);
+  for (const std::size_t offset : {52U, 79U, 160U, 231U, 270U})
+    r.u8(offset, dice(random, 3) == 0 ? 0 : 1 + dice(random, 255));
+  r.u8(50, dice(random, 3) == 0 ? 1 : 0);
+  r.u8(51, 1 + dice(random, 3));
+  r.u16(4, pick<int>(random, {0, 0, 0, 1000}));
+  r.u16(6, dice(random, 12));
+  r.u16(8, pick<int>(random, {1, 100, 499, 500, 4000, 65535}));
+  if (dice(random, 3) == 0) {
+    for (std::size_t bin = 0; bin < 20; ++bin)
+      r.u16(10 + 2 * bin, dice(random, 4) == 0 ? dice(random, 65536) : dice(random, 80));
+  }
+  r.u16(53, dice(random, 12));
+  r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
+  for (const std::size_t roi : {59U, 84U, 167U}) {
+    for (const std::size_t place : {0U, 4U, 8U, 12U}) {
+      r.f32(roi + place, place % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
+                                        : pick<float>(random, {1.0F, 1.0F, 0.9F, 0.4F}));
+    }
+  }
+  r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
+  r.u16(80, 20 + dice(random, 400));
+  r.f32(104, pick<float>(random, {0.3F, 1.0F}));
+  r.f32(108, pick<float>(random, {0.3F, 1.0F}));
+  r.u16(161, 10 + dice(random, 200));
+  r.f32(183, pick<float>(random, {0.15F, 0.02F, 0.6F}));
+  r.f32(187, pick<float>(random, {0.25F, 0.1F, 1.0F}));
+  for (std::size_t band = 0; band < 20; ++band)
+    r.u16(191 + 2 * band, pick<int>(random, {0, 10, 50, 1000}));
+  r.f32(234, pick<float>(random, {0.5F, 0.1F}));
+  r.f32(250, static_cast<float>(height) / 2);
+  r.f32(242, 20);
+  r.f32(254, pick<float>(random, {0.0F, 0.3F}));
+  r.f32(277, pick<float>(random, {0.1F, 0.8F}));
+  r.f32(281, pick<float>(random, {0.4F, 0.0F}));
+  return r;
+}
+
+/// A record whose bytes are partly random; its own size and bin width stay acceptable.
+Record hostile_record(int width, int height, Random& random) {
+  Record r = random_record(width, height, random);
+  const int mutations = dice(random, 4) == 0 ? 289 : dice(random, 12);
+  for (int i = 0; i < mutations; ++i)
+    r.u8(4 + random() % 285, dice(random, 256));
+  const float wild[] = {NAN, INFINITY, -INFINITY, -1.0F, 2.0F, 1e30F, -1e-30F, 1e9F, 0.0F};
+  for (const std::size_t offset :
+       {59U,  63U,  67U,  71U,  75U,  84U,  88U,  92U,  96U,  100U, 104U, 108U,
+        112U, 128U, 144U, 167U, 171U, 175U, 179U, 183U, 187U, 234U, 238U, 242U,
+        246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U}) {
+    if (dice(random, 12) == 0)
+      r.f32(offset, pick(random, std::vector<float>(std::begin(wild), std::end(wild))));
+  }
+  if (r.u16(8) == 0)
+    r.u16(8, 1);
+  return r;
+}
+
+class FalsePositiveAtEachLevel : public ::testing::Test {
+ protected:
+  void TearDown() override { simd::use_level(before_); }
+
+ private:
+  simd::Level before_ = simd::active_level();
+};
+
+TEST_F(FalsePositiveAtEachLevel, EveryLevelEqualsTheNaiveForm) {
+  Random random(11);
+  Fired fired;
+  for (int round = 0; round < 3000; ++round) {
+    const int width = 1 + dice(random, round % 4 == 0 ? 150 : 40);
+    const int height = 1 + dice(random, 40);
+    const Record record = random_record(width, height, random);
+    const Pixels image = random_scene(width, height, random);
+    Pixels expected = image;
+    ASSERT_EQ(naive::Stage(expected, width, height, record, fired).run(), 0);
+    const auto levels = simd::supported_levels();
+    simd::use_level(levels[static_cast<std::size_t>(round) % levels.size()]);
+    ASSERT_EQ(process(record, image), expected)
+        << "round " << round << ": " << width << "x" << height;
+  }
+  for (const int count :
+       {fired.bleeding_run, fired.partial_run, fired.small, fired.texture, fired.flat, fired.ground,
+        fired.band, fired.candidate, fired.supported, fired.unsupported, fired.foreign_neighbour})
+    EXPECT_GT(count, 100) << "the scenes do not exercise every rule";
+}
+
+TEST_F(FalsePositiveAtEachLevel, AnyRecordIsProcessedWithinTheBuffers) {
+  Random random(12);
+  Fired fired;
+  int refused = 0;
+  for (int round = 0; round < 3000; ++round) {
+    const int reference_width = pick<int>(random, {1, 5, 40, 300, 2000});
+    const int reference_height = pick<int>(random, {1, 7, 40, 200, 1000});
+    const int width = 1 + dice(random, 50);
+    const int height = 1 + dice(random, 30);
+    const Pixels image = random_scene(width, height, random);
+    Filter filter(class_name);
+    naive::Filter model(fired);
+    model.anchor = hostile_record(reference_width, reference_height, random);
+    ASSERT_EQ(set_record(filter, model.anchor), "");
+    Pixels expected = image;
+    const std::string message = model.process(expected, width, height);
+    ErrorSlot error;
+    testing::internal::CaptureStdout(); // the trace of refusals
+    ASSERT_EQ(process(filter, image, width, height, error), expected) << "round " << round;
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(error.text().substr(0, error.text().find(" |")), message);
+    refused += expected.empty();
+  }
+  EXPECT_GT(refused, 100);
+  EXPECT_LT(refused, 2000);
+}
+
+TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveModel) {
+  Random random(13);
+  Fired fired;
+  Filter filter(class_name);
+  naive::Filter model(fired);
+  const std::size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
+                                 82, 80, 160, 167, 171, 175, 179, 163, 161};
+  const auto store = [&](const std::vector<std::string>& values) {
+    for (std::size_t i = 0; i < 19; ++i) {
+      if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160) {
+        model.anchor.u8(offsets[i], std::stoi(values[i]));
+      } else if (i == 10 || i == 11 || i >= 17) {
+        model.anchor.u16(offsets[i], std::stoi(values[i]));
+      } else {
+        model.anchor.f32(offsets[i], std::stof(values[i]));
+      }
+    }
+  };
+  int width = 30;
+  int height = 20;
+  int unchanged_after_blob = 0;
+  testing::internal::CaptureStdout();
+  for (int step = 0; step < 1500; ++step) {
+    const int action = dice(random, 10);
+    if (action == 0) {
+      const Record record = random_record(25 + dice(random, 10), 15 + dice(random, 10), random);
+      ASSERT_EQ(set_record(filter, record), "");
+      model.anchor = record;
+      unchanged_after_blob += !model.params_changed;
+    } else if (action == 1) {
+      const auto defaults = default_values();
+      std::vector<std::string> values(defaults.begin(), defaults.end());
+      for (const std::size_t i : {0U, 5U, 12U})
+        values[i] = std::to_string(dice(random, 2));
+      values[11] = std::to_string(1 + dice(random, 65535));
+      values[18] = std::to_string(1 + dice(random, 3000));
+      values[9] = values[16] = "1.0";
+      std::vector<const char*> texts;
+      texts.reserve(values.size());
+      for (const auto& value : values)
+        texts.push_back(value.c_str());
+      ASSERT_EQ(filter.update(texts), "");
+      store(values);
+      model.params_changed = true;
+    } else if (action == 2) {
+      filter.reset();
+      const auto defaults = default_values();
+      store({defaults.begin(), defaults.end()});
+      model.params_changed = false;
+    } else if (action == 3) {
+      width = dice(random, 6) == 0 ? 1 : 20 + dice(random, 30);
+      height = width == 1 ? 1 : 10 + dice(random, 30);
+    } else {
+      const Pixels image = random_scene(width, height, random);
+      Pixels expected = image;
+      const std::string message = model.process(expected, width, height);
+      ErrorSlot error;
+      ASSERT_EQ(process(filter, image, width, height, error), expected) << "step " << step;
+      ASSERT_EQ(error.text().substr(0, error.text().find(" |")), message);
+    }
+  }
+  testing::internal::GetCapturedStdout();
+  EXPECT_GT(unchanged_after_blob, 10);
+}
+
+// Built scenes of 100 x 60 pixels with a record of that size; 81 pixels are a region.
+
+constexpr int scene_width = 100;
+constexpr int scene_height = 60;
+
+struct Box {
+  int x, y, width, height;
+};
+
+struct Scene {
+  Pixels pixels = Pixels(naive::place(0, scene_height, scene_width), 0);
+
+  /// Depths rise by one from pixel to pixel, so that no two are equal side by side.
+  Scene& sloped(Box box, int depth) { return fill(box, depth, 1); }
+  Scene& flat(Box box, int depth) { return fill(box, depth, 0); }
+  Scene& fill(Box box, int depth, int slope) {
+    for (int y = 0; y < box.height; ++y) {
+      for (int x = 0; x < box.width; ++x)
+        at(box.x + x, box.y + y) = static_cast<std::uint16_t>(depth + slope * ((x + y) % 10));
+    }
+    return *this;
+  }
+  std::uint16_t& at(int x, int y) { return pixels[naive::place(x, y, scene_width)]; }
+};
+
+Record scene_record() {
+  return naive::default_record(scene_width, scene_height);
+}
+
+/// The record's region with the named box: whether the filter leaves its first pixel.
+bool survives(const Record& record, const Scene& scene, Box box) {
+  const Pixels output = process(record, scene.pixels);
+  return output[naive::place(box.x, box.y, scene_width)] != 0;
+}
+
+TEST(FalsePositiveFilter, AlwaysRemovesSmallRegions) {
+  EXPECT_FALSE(survives(scene_record(), Scene().flat({10, 10, 10, 8}, 1000), {10, 10, 0, 0}));
+  EXPECT_TRUE(survives(scene_record(), Scene().flat({10, 10, 9, 9}, 1000), {10, 10, 0, 0}));
+  Record filled_with_7 = scene_record();
+  filled_with_7.u16(4, 7);
+  Scene scene;
+  std::fill(scene.pixels.begin(), scene.pixels.end(), std::uint16_t{7});
+  const Pixels empty = scene.pixels;
+  EXPECT_EQ(process(filled_with_7, scene.flat({50, 30, 4, 4}, 1000).pixels), empty);
+}
+
+TEST(FalsePositiveFilter, RemovesFlatBleedsBesideLongRuns) {
+  const Box narrow{30, 20, 20, 10};
+  Record record = scene_record();
+  EXPECT_TRUE(survives(record, Scene().flat(narrow, 1000), narrow));
+  record.u8(52, 1);
+  EXPECT_FALSE(survives(record, Scene().flat(narrow, 1000), narrow));
+  EXPECT_TRUE(survives(record, Scene().sloped(narrow, 1000), narrow));
+  // A shelf whose edge bleeds over 45 columns in two rows: those go, the shelf stays.
+  Scene shelf = Scene().sloped({20, 10, 60, 12}, 1500).flat({25, 22, 45, 2}, 1490);
+  const Pixels output = process(record, shelf.pixels);
+  shelf.flat({25, 22, 45, 2}, 0);
+  EXPECT_EQ(output, shelf.pixels);
+}
+
+TEST(FalsePositiveFilter, RemovesTexturelessBlobsAtTheLeftEdge) {
+  const Box blob{2, 45, 10, 9}; // below the region of interest, but in the left band
+  Record record = scene_record();
+  EXPECT_TRUE(survives(record, Scene().sloped(blob, 1000), blob));
+  record.u8(79, 1);
+  EXPECT_FALSE(survives(record, Scene().sloped(blob, 1000), blob));
+  EXPECT_TRUE(survives(record, Scene().sloped({20, 45, 10, 9}, 1000), {20, 45, 0, 0}));
+  // Resting on a surface close behind, it is no blob: no step below is strong.
+  record.u16(10 + 2 * 2, 12);
+  EXPECT_TRUE(survives(record, Scene().flat(blob, 1040).flat({0, 54, 100, 6}, 1010), blob));
+  // Limits: the size and the depth must be below theirs.
+  EXPECT_TRUE(survives(record, Scene().sloped(blob, 6001), blob));
+  record.u16(80, 90);
+  EXPECT_TRUE(survives(record, Scene().sloped(blob, 1000), blob));
+}
+
+TEST(FalsePositiveFilter, KeepsPatternIslandsThatALargeSurfaceSupports) {
+  const Box island{40, 20, 10, 9}; // 90 pixels; reach is 15 rows, 25 columns
+  Record record = scene_record();
+  record.u16(161, 200);
+  const auto with_wall = [&](int depth, Box wall) {
+    return survives(record, Scene().flat(island, 2000).flat(wall, depth), island);
+  };
+  EXPECT_TRUE(survives(record, Scene().flat(island, 2000), island));
+  record.u8(160, 1);
+  EXPECT_FALSE(survives(record, Scene().flat(island, 2000), island));
+  EXPECT_TRUE(with_wall(2200, {10, 30, 80, 10}));  // two rows below
+  EXPECT_FALSE(with_wall(2500, {10, 30, 80, 10})); // a ratio of 0.8
+  EXPECT_FALSE(with_wall(2200, {40, 30, 10, 20})); // 200 pixels are not large
+  EXPECT_TRUE(with_wall(2200, {40, 30, 10, 21}));
+  EXPECT_TRUE(with_wall(2200, {10, 42, 80, 10}));  // 14 rows below
+  EXPECT_FALSE(with_wall(2200, {10, 43, 80, 10})); // the line ends before it
+  EXPECT_TRUE(with_wall(2200, {5, 0, 12, 60}));    // on the left
+  EXPECT_FALSE(with_wall(2200, {3, 0, 12, 60}));
+  EXPECT_TRUE(with_wall(2200, {73, 0, 12, 60})); // on the right
+  EXPECT_FALSE(with_wall(2200, {74, 0, 12, 60}));
+  EXPECT_TRUE(with_wall(2200, {10, 0, 80, 7})); // above
+  EXPECT_FALSE(with_wall(2200, {10, 0, 80, 6}));
+  record.u16(165, 2200);
+  EXPECT_TRUE(with_wall(2200, {10, 30, 80, 10}));
+  record.u16(165, 2199);
+  EXPECT_FALSE(with_wall(2200, {10, 30, 80, 10})); // too far away to support
+}
+
+TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
+  filter_processor::RegionStatistics region;
+  region.pixels = 100;
+  region.depth_sum = 101700;
+  region.depth_min = 1000;
+  region.depth_max = 1045;
+  region.join_differences = 113; // a smoothness of 2000.000016, which is 2000 in single precision
+  filter_processor::PatternAmbiguitySettings settings;
+  settings.enabled = 1;
+  settings.min_smoothness[0] = 2000;
+  EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
+  settings.min_smoothness[0] = 2001;
+  EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
+}
+
+TEST(FalsePositiveFilter, RemovesRegionsBelowTheGroundAndInTheLeftBand) {
+  const Box low{50, 40, 10, 9};
+  Record record = scene_record();
+  record.f32(250, 30);
+  record.f32(242, 50);
+  record.u8(231, 1); // v = 14, so the height is 259 - 0.9962 * 0.28 * z - 0.0872 * z
+  EXPECT_FALSE(survives(record, Scene().sloped(low, 800), low));
+  EXPECT_TRUE(survives(record, Scene().sloped(low, 600), low));
+  EXPECT_TRUE(survives(record, Scene().sloped({50, 30, 10, 9}, 800), {50, 30, 0, 0}));
+
+  Record band = scene_record();
+  band.u8(270, 1);
+  EXPECT_FALSE(survives(band, Scene().sloped({1, 30, 9, 10}, 800), {1, 30, 0, 0}));
+  EXPECT_TRUE(survives(band, Scene().sloped({0, 30, 9, 10}, 800), {0, 30, 0, 0}));
+  EXPECT_TRUE(survives(band, Scene().sloped({1, 24, 9, 10}, 800), {1, 24, 0, 0}));
+}
+
+Pixels edge_bleed(const Pixels& row, const Record& record) {
+  Pixels image = row;
+  const auto config = filter_processor::read_config(record.bytes.data());
+  filter_processor::remove_edge_bleed(image.data(), static_cast<std::uint32_t>(row.size()), 1,
+                                      config.edge_bleed);
+  return image;
+}
+
+TEST(EdgeBleed, JudgesRunsByTheirEndsInsideTheRegionOfInterest) {
+  Record record = scene_record();
+  record.f32(71, 1.0F);
+  record.u16(53, 3);
+  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 2, 6, 6, 3, 3, 3}, record),
+            (Pixels{1, 0, 0, 0, 2, 6, 6, 3, 3, 3})); // the last run is never judged
+  EXPECT_EQ(edge_bleed({5, 5, 5, 0, 7, 7, 7, 7, 0, 0}, record),
+            (Pixels{0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  record.u16(55, 1);
+  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 2, 2, 2, 2, 2, 1}, record),
+            (Pixels{1, 0, 5, 0, 0, 2, 2, 2, 0, 1}));
+  record.u16(55, 9); // never beyond the run
+  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 2, 2}, record), (Pixels{1, 0, 0, 0, 2, 2}));
+  record.u16(55, 0);
+  record.u16(57, 4);
+  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 4, 4, 4, 1}, record), (Pixels{1, 5, 5, 5, 0, 0, 0, 1}));
+  // The first run starts at column 0 whatever lies before the region of interest.
+  record.f32(59, 0.4F);
+  EXPECT_EQ(edge_bleed({4, 1, 2, 3, 9, 4, 4, 1, 1, 1}, record),
+            (Pixels{0, 0, 0, 0, 0, 0, 0, 1, 1, 1}));
+  EXPECT_EQ(edge_bleed({4, 4, 4, 4, 4, 1, 1, 1}, record), (Pixels{0, 0, 0, 0, 0, 1, 1, 1}));
+  record.f32(63, 0.6F); // the columns end before the run does
+  EXPECT_EQ(edge_bleed({4, 4, 4, 4, 4, 1, 1, 1}, record), (Pixels{4, 4, 4, 4, 4, 1, 1, 1}));
+}
+
+Pixels turned_by_hand(const Pixels& from, int width, int height, int quarter_turns) {
+  Pixels image = from;
+  for (; quarter_turns > 0; --quarter_turns, std::swap(width, height)) {
+    const Pixels before = image;
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        image[naive::place(height - 1 - y, x, height)] = before[naive::place(x, y, width)];
+      }
+    }
+  }
+  return image;
+}
+
+TEST(FalsePositiveFilter, TurnsTheImageForItsRegionsOnly) {
+  Random random(14);
+  for (int round = 0; round < 60; ++round) {
+    const int width = 40 + dice(random, 60);
+    const int height = 20 + dice(random, 60);
+    const int turns = 1 + round % 3;
+    Record record = random_record(width, height, random);
+    record.u8(52, 0); // the edge bleed detector sees the image unturned
+    record.u8(50, 1);
+    record.u8(51, turns);
+    const Pixels image = random_scene(width, height, random);
+
+    Record unturned = record;
+    unturned.u8(50, 0);
+    const int turned_width = turns == 2 ? width : height;
+    const int turned_height = turns == 2 ? height : width;
+    unturned.u16(0, turned_width);
+    unturned.u16(2, turned_height);
+    const Pixels output = process(unturned, turned_by_hand(image, width, height, turns));
+    EXPECT_EQ(process(record, image),
+              turned_by_hand(output, turned_width, turned_height, 4 - turns));
+  }
+  for (const int code : {0, 4, 5, 255}) {
+    Filter filter(class_name);
+    Record record = scene_record();
+    record.u8(50, 1);
+    record.u8(51, code);
+    ASSERT_EQ(set_record(filter, record), "");
+    ErrorSlot error;
+    EXPECT_TRUE(process(filter, Scene().pixels, scene_width, scene_height, error).empty());
+    EXPECT_EQ(error.text(),
+              "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0");
+  }
+}
+
+TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {
+  using Bytes = std::array<std::uint8_t, 289>;
+  EXPECT_EQ(std::bit_cast<Bytes>(FalsePositiveConfig{}), naive::default_record().bytes);
+
+  Record half = naive::default_record(424, 240);
+  half.u16(6, 20);
+  half.u16(53, 20);
+  half.u16(80, 250);
+  half.u16(161, 750);
+  half.u16(232, 156);
+  half.u16(271, 125);
+  half.set<float>(238, {207.5F, 207.5F, 212.0F, 120.0F});
+  const auto scaled = filter_processor::scale_config({}, 424, 240);
+  ASSERT_TRUE(scaled.has_value());
+  EXPECT_EQ(std::bit_cast<Bytes>(*scaled), half.bytes);
+}
+
+std::string refusal_of(std::size_t index, const char* value) {
+  Filter filter(class_name);
+  auto values = default_values();
+  values[index] = value;
+  return filter.update(values);
+}
+
+TEST(FalsePositiveFilter, RefusesParametersOneByOne) {
+  const std::string function = " | FalsePositiveFilter::update_filter_config | ";
+  const std::string range = "params out of range" + function;
+  EXPECT_EQ(refusal_of(0, "2"), range + "fpEdgeBleedFilterEnable | 4");
+  EXPECT_EQ(refusal_of(5, "-1"), range + "fpTextureSparsityFilterEnable | 4");
+  EXPECT_EQ(refusal_of(2, "1.5"), range + "fpebfROIMaxXRatio | 4");
+  EXPECT_EQ(refusal_of(13, "-0.01"), range + "fppafROIMinXRatio | 4");
+  EXPECT_EQ(refusal_of(8, "nan"), range + "fptsfROIMinYRatio | 4");
+  EXPECT_EQ(refusal_of(18, "0"), range + "fppafMaxSpeckleSize | 4");
+  EXPECT_EQ(refusal_of(10, "65536"), range + "fptsfMaxNoiseLevel | 4");
+  EXPECT_EQ(refusal_of(10, "65535.9"), "");
+  EXPECT_EQ(refusal_of(1, "0.5 and more"), "");
+  EXPECT_EQ(Filter(class_name).update({"1"}), "the number of params error" + function + "argc | 4");
+
+  const std::string thrown = " | gx_priv_filter_update_config | argv | 4";
+  EXPECT_EQ(refusal_of(0, "yes"), "invalid stoi argument" + thrown);
+  EXPECT_EQ(refusal_of(11, "99999999999"), "stoi argument out of range" + thrown);
+  EXPECT_EQ(refusal_of(1, ""), "invalid stof argument" + thrown);
+  EXPECT_EQ(refusal_of(1, "1e99"), "stof argument out of range" + thrown);
+
+  // The first that fails decides, be it by its text or by its value.
+  auto values = default_values();
+  values[3] = "7";
+  values[4] = "?";
+  EXPECT_EQ(Filter(class_name).update(values), range + "fpebfROIMinYRatio | 4");
+  std::swap(values[3], values[4]);
+  EXPECT_EQ(Filter(class_name).update(values), "invalid stof argument" + thrown);
+}
+
+TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
+  const std::string function = " | FalsePositiveFilter::set_filter_config_data | data | 4";
+  const std::string validation = " | FalsePositiveFilter::validate_filter_parameters | data | 4";
+  Filter filter(class_name);
+  Record record = naive::default_record(32, 32);
+  record.u8(160, 1);
+  record.u16(163, 1234);
+  for (const std::size_t size : {0U, 289U, 291U}) {
+    EXPECT_EQ(set_record(filter, record, size),
+              "Insufficient data size for filter configuration" + function);
+  }
+  ErrorSlot error;
+  auto* context = filter.context();
+  context->set_config_data(context->filter, nullptr, 290, error.out());
+  EXPECT_EQ(error.text(), "Filter config data pointer is null" + function);
+  for (const std::size_t offset : {0U, 2U}) {
+    Record flat = record;
+    flat.u16(offset, 0);
+    EXPECT_EQ(set_record(filter, flat), "Invalid image dimensions" + validation);
+  }
+  record.u16(8, 0);
+  EXPECT_EQ(set_record(filter, record), "Invalid depth bin width" + validation);
+  record.u16(8, 500);
+
+  filter_processor::FalsePositiveFilter untouched;
+  std::vector<std::uint8_t> blob(290);
+  std::copy(record.bytes.begin(), record.bytes.end(), blob.begin() + 1);
+  const auto params = [&] {
+    testing::internal::CaptureStdout();
+    untouched.print_filter_params();
+    return testing::internal::GetCapturedStdout();
+  };
+  const std::string before = params();
+  // Whichever buffer of the workspace finds no memory.
+  for (std::uint64_t n = 1;; ++n) {
+    testing::internal::CaptureStderr();
+    test::fail_nth_allocation(n);
+    untouched.set_filter_config_data(blob.data(), blob.size(), error.out());
+    const bool spared = test::allocation_fault_pending();
+    test::fail_nth_allocation(0);
+    const std::string printed = testing::internal::GetCapturedStderr();
+    if (spared) {
+      EXPECT_GT(n, 1U);
+      EXPECT_EQ(printed + error.text(), "");
+      break;
+    }
+    EXPECT_EQ(printed, "Memory allocation failed: std::bad_alloc\n");
+    EXPECT_EQ(error.text(), "set FalsePositiveFilter config data failed" + function) << n;
+    EXPECT_EQ(params(), before);
+  }
+  EXPECT_NE(params().find("fppafMaxNoiseLevel:             1234\n"), std::string::npos);
+}
+
+TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
+  Filter filter(class_name);
+  const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).flat({50, 30, 1, 1}, 1000).pixels;
+  ErrorSlot error;
+  const Pixels expected = process(filter, image, scene_width, scene_height, error);
+  ASSERT_EQ(expected, Scene().flat({10, 10, 9, 9}, 1000).pixels);
+  const auto refused = [&](int width, int height) {
+    testing::internal::CaptureStdout();
+    const Pixels pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 9);
+    EXPECT_TRUE(process(filter, pixels, width, height, error).empty());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), error.trace());
+    EXPECT_EQ(error.text(), "invalid params | FalsePositiveFilter::update_all_config_and_initial | "
+                            "width||height | 4");
+  };
+  refused(1, 1);     // a ten-thousandth of a percent of the reference area
+  refused(65536, 1); // wider than a record can say
+  EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected);
+  refused(1, 65537);
+}
+
+TEST(FalsePositiveFilter, ComesBackAfterFailureToMakeItsWorkspace) {
+  const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).pixels;
+  filter_processor::FalsePositiveFilter filter;
+  const Frame input = test::make_frame(scene_width, scene_height, image);
+  ErrorSlot error;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  test::fail_nth_allocation(1);
+  EXPECT_EQ(filter.filter_process(input.get(), error.out()), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Memory allocation failed: std::bad_alloc\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Handle is not exist! Exiting function.\n");
+  EXPECT_EQ(error.text(),
+            "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0");
+  const Frame output{filter.filter_process(input.get(), error.out())};
+  ASSERT_NE(output, nullptr);
+  EXPECT_EQ(test::pixels_of(output.get()), image);
+}
+
+TEST(FalsePositiveStage, RefusesAnotherSizeThanTheRecords) {
+  const auto workspace = filter_processor::make_false_positive_workspace(848, 480, 1, 1);
+  Pixels image(120);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(filter_processor::remove_false_positives(image.data(), 12, 10, {}, workspace.get()),
+            -1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Error: Input size (12,10) does not match config width (848,480). Exiting function.\n");
+}
+
+TEST(FalsePositiveStage, AllocatesNothingInSteadyState) {
+  Record record = scene_record();
+  record.u8(160, 1);
+  const auto config = filter_processor::read_config(record.bytes.data());
+  const auto workspace =
+      filter_processor::make_false_positive_workspace(scene_width, scene_height, 1, 1);
+  for (const bool steady : {false, true}) {
+    Scene scene;
+    for (int n = 0; n < 20; ++n) // islands: candidates all
+      scene.flat({10 * (n % 10), 12 * (n / 10), 9, 10}, 2000);
+    test::fail_nth_allocation(steady ? 1 : 0);
+    EXPECT_EQ(filter_processor::remove_false_positives(scene.pixels.data(), scene_width,
+                                                       scene_height, config, workspace.get()),
+              0);
+    EXPECT_EQ(test::allocation_fault_pending(), steady);
+    test::fail_nth_allocation(0);
+    EXPECT_EQ(scene.pixels, Scene().pixels);
+  }
+}
+
+TEST(FalsePositiveFilter, PrintsBothSetsOfParameters) {
+  filter_processor::FalsePositiveFilter filter;
+  auto values = default_values();
+  values[5] = "1";
+  ErrorSlot error;
+  filter.update_filter_config(19, values.data(), error.out());
+  const Frame input = test::make_frame(424, 240, Pixels(101760, 0));
+  const Frame output{filter.filter_process(input.get(), error.out())};
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  const auto block = [](const char* title, const char* size, const char* pattern_size) {
+    return std::string(title) + "fpEdgeBleedFilterEnable:        0\n" +
+           "fpTextureSparsityFilterEnable:  1\n" + "fptsfMaxNoiseLevel:             6000\n" +
+           "fptsfMaxSpeckleSize:            " + size + "\nfpPatternAmbiguityFilterEnable: 0\n" +
+           "fppafMaxNoiseLevel:             4000\n" +
+           "fppafMaxSpeckleSize:            " + pattern_size + "\n";
+  };
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            block("anchor_params: \n", "1000", "3000") +
+                block("current_filter_params: \n", "250", "750"));
+}
+
+} // namespace
