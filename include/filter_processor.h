@@ -82,7 +82,8 @@ FILTER_PROCESSOR_API void gx_priv_filter_update_config(gx_priv_filter* filter, i
                                                        const char** argv, gx_error** error);
 
 /* Sets the whole configuration from a record of `size` bytes, for the filters that take one
- * (FalsePositiveFilter: 290 bytes); the others ignore it. [locking classes] */
+ * (FalsePositiveFilter: 290 bytes). SpatialModerateFilter prints a number from a record of 4 bytes;
+ * the others ignore theirs. [locking classes] */
 FILTER_PROCESSOR_API void gx_priv_filter_set_config_data(gx_priv_filter* filter,
                                                          const uint8_t* data, uint64_t size,
                                                          gx_error** error);

@@ -45,6 +45,13 @@ TEST(FractionBits, RescaleByPowersOfTwo) {
   EXPECT_EQ(filter_processor::rescale_fraction_bits(10000, 8, 255), 0);
 }
 
+std::uint16_t cut(double value) {
+  if (!std::isfinite(value))
+    return 0;
+  const double whole = std::trunc(value);
+  return static_cast<std::uint16_t>(whole - std::floor(whole / 65536.0) * 65536.0);
+}
+
 /// The table entry by entry, in the widths that hosts rely on; `expected` as it is on failure.
 int naive_lut(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& expected) {
   if (info.depth_flag == GX_PIXEL_DEPTH && (info.depth_unit <= 0 || info.bxf <= 0))
@@ -57,7 +64,7 @@ int naive_lut(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& exp
     a = a * static_cast<float>(k * k);
     auto& entry = expected.entries[static_cast<std::size_t>(k - 1)];
     if (info.depth_flag == GX_PIXEL_DEPTH)
-      entry = low_16_bits(static_cast<double>(a) / info.depth_unit);
+      entry = cut(static_cast<double>(a) / info.depth_unit);
     else
       entry = info.depth_flag == GX_PIXEL_TOF_DEPTH ? static_cast<std::uint16_t>(k * difference)
                                                     : std::uint16_t{0};

@@ -26,9 +26,9 @@ gx_frame* DisparityTransform::filter_process(gx_frame* frame, gx_error** error) 
   return process(class_name, frame, error);
 }
 
-void DisparityTransform::convert(ProcessingFrame& call, gx_format format, FrameSize size) {
+void DisparityTransform::convert(ProcessingFrame& call, gx_format format, FrameSize /*size*/) {
   const auto& kernels = simd::kernels<DisparityLookupKernels>();
-  convert_same_size(call, size, format == GX_FORMAT_Y12_SHIFTED ? kernels.shifted : kernels.whole);
+  convert_same_size(call, format == GX_FORMAT_Y12_SHIFTED ? kernels.shifted : kernels.whole);
 }
 
 void DisparityTransform::fill_table(ProcessingFrame& call, DisparityTable& table) {

@@ -95,12 +95,10 @@ void clear_equal(Pixels pixels, float value_scale, std::uint16_t low_bits) {
   }
 }
 
-/// As a whole number, which a value at the ends of the 64-bit range may lie beyond.
-std::int64_t whole(double value) {
-  constexpr double end = 0x1p63;
-  if (value >= end)
-    return INT64_MAX;
-  return value < -end ? INT64_MIN : static_cast<std::int64_t>(value);
+/// Whether an offset, once it is a double, stands for another whole number. The largest ones always
+/// do: they become 2^63, which no 64-bit number is.
+bool is_other_offset(double stored, std::int64_t offset) {
+  return stored >= 0x1p63 || static_cast<std::int64_t>(stored) != offset;
 }
 
 } // namespace
@@ -154,7 +152,7 @@ bool HardwareD2DCorrectionFilter::follow_offset(ProcessingFrame& call) {
     return false;
   if (!present) {
     disp_offset = 0.0;
-  } else if (whole(disp_offset) != offset) {
+  } else if (is_other_offset(disp_offset, offset)) {
     disp_offset = static_cast<double>(offset);
     offset_changed = true;
   }

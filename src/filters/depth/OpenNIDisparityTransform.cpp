@@ -92,7 +92,7 @@ void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format /*format
   if (resample_enabled) {
     convert_resampled(call, size);
   } else {
-    convert_same_size(call, size, simd::kernels<DisparityLookupKernels>().whole);
+    convert_same_size(call, simd::kernels<DisparityLookupKernels>().whole);
   }
 }
 

@@ -102,8 +102,9 @@ void DisparityConversion::build_table(ProcessingFrame& call) {
   fill_table(call, *lookup_table);
 }
 
-void DisparityConversion::convert_same_size(ProcessingFrame& call, FrameSize size,
+void DisparityConversion::convert_same_size(ProcessingFrame& call,
                                             DisparityLookupKernels::Map map) {
+  const std::size_t count = call.host(gx_frame_get_data_size, call.depth()) / sizeof(std::uint16_t);
   const std::uint8_t bit_size =
       call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
   call.create_output_like_depth();
@@ -113,7 +114,7 @@ void DisparityConversion::convert_same_size(ProcessingFrame& call, FrameSize siz
   fit_table(call, bit_size);
   if (!call.ok())
     return;
-  map(codes, depths, std::size_t{size.width} * size.height, lookup_table->data());
+  map(codes, depths, count, lookup_table->data());
   describe_depths(call);
 }
 

@@ -42,8 +42,9 @@ class DisparityConversion : public IPrivFilter {
   /// Makes the output of a disparity frame; `lock` is held.
   virtual void convert(ProcessingFrame& call, gx_format format, FrameSize size) = 0;
 
-  /// Makes the output a depth frame of the input's size, each pixel mapped by `map`.
-  void convert_same_size(ProcessingFrame& call, FrameSize size, DisparityLookupKernels::Map map);
+  /// Makes the output a depth frame of the input's size, each pixel of its buffer mapped by `map`:
+  /// also those that a buffer holds beyond the frame's rows.
+  void convert_same_size(ProcessingFrame& call, DisparityLookupKernels::Map map);
 
   /// Builds the table again where there is none, or where its codes are not as wide as the frame's.
   void fit_table(ProcessingFrame& call, std::uint8_t bit_size);

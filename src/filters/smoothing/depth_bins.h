@@ -11,7 +11,7 @@ class DepthBins {
   static constexpr std::uint16_t count = 7;
   static constexpr std::uint16_t last = count - 1;
 
-  explicit DepthBins(const std::uint16_t* entries) {
+  [[gnu::always_inline]] explicit DepthBins(const std::uint16_t* entries) {
     for (std::size_t i = 0; i < count; ++i)
       entries_[i] = entries[i];
   }
@@ -27,7 +27,7 @@ class DepthBins {
                static_cast<V>(V{} + last));
   }
 
-  std::uint16_t operator[](std::size_t bin) const { return entries_[bin]; }
+  [[gnu::always_inline]] std::uint16_t operator[](std::size_t bin) const { return entries_[bin]; }
 
   /// The entry of the bin in each 16-bit lane.
   template <typename V>

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
@@ -259,6 +260,24 @@ TEST_P(DisparityFilters, FollowTheModelThroughRandomSequences) {
       EXPECT_EQ(gx_depth_frame_get_value_scale(output.get(), nullptr), 1.0f / model.value_scale);
     }
   }
+}
+
+TEST_P(DisparityFilters, MapTheWholeBuffer) {
+  Filter filter(name());
+  ErrorSlot error;
+  const Input input = all_codes(test::stereo_record());
+  const Pixels depths = test::pixels_of(filter.process(input.frame(), error).get());
+  const Frame longer = input.frame();
+  Pixels codes = test::pixels_of(longer.get());
+  const std::size_t size = codes.size();
+  codes.insert(codes.end(), codes.begin(), codes.begin() + 1000);
+  gx_frame_update_data(longer.get(), reinterpret_cast<const std::uint8_t*>(codes.data()),
+                       static_cast<std::uint32_t>(2 * codes.size()), nullptr);
+  const Pixels mapped = test::pixels_of(filter.process(longer, error).get());
+  ASSERT_EQ(mapped.size(), size + 1000);
+  EXPECT_TRUE(std::equal(depths.begin(), depths.end(), mapped.begin()));
+  EXPECT_TRUE(
+      std::equal(mapped.begin() + static_cast<std::ptrdiff_t>(size), mapped.end(), depths.begin()));
 }
 
 TEST_P(DisparityFilters, CopyWhatIsNoDisparityAndRefuseShortBuffersOfTheRest) {

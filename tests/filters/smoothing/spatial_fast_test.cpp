@@ -226,7 +226,7 @@ std::string state_text(int anchor, int current, int width, int height) {
 
 TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
   const test::NoLeftovers no_leftovers;
-  constexpr std::pair<int, int> sizes[] = {{0, 0}, {0, 3}, {21, 4}, {4, 21}, {40, 3}};
+  constexpr std::pair<int, int> sizes[] = {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}};
   const std::string invalid = "invalid params | SpatialFastFilter::updateConfig | "
                               "frame_info.width||frame_info.height | 4";
   std::mt19937 random(3);
@@ -253,7 +253,7 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       shown = size;
       if (size != taken || pending) {
         current = anchor;
-        if (size.first == 0) {
+        if (size.first == 0 || size.second == 0) {
           expected_error = invalid;
         } else {
           taken = size;
