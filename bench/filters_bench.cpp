@@ -86,6 +86,7 @@ gx_priv_filter_context* create(const Configuration& configuration, Size size) {
       for (const char* parameter : configuration.parameters)
         texts.push_back(parameter_text(parameter, size));
       std::vector<const char*> parameters;
+      parameters.reserve(texts.size());
       for (const std::string& text : texts)
         parameters.push_back(text.c_str());
       if (!parameters.empty()) {

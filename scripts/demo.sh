@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # demo.sh [DIRECTORY]
-# Builds the plug-in and its command-line host, runs depth-camera frames through the filters and says
-# where the pictures of before and after are (by default in demo/). Takes thirty frames of a real
-# recording from Debian's package visp-images-data, or a generated scene where that can't be had.
+# Builds the plug-in and its command-line host, runs depth-camera frames through a chain of filters and
+# a generated disparity sequence through the conversion to depth, and says where the pictures of before
+# and after are (by default in demo/). The depth frames are thirty of a real recording from Debian's
+# package visp-images-data, or a generated scene where that can't be had.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=${1:-demo}
@@ -20,18 +21,27 @@ if [ ! -d "$recording" ] && ! scripts/install_packages.sh visp-images-data; then
   echo "The recording can't be had; a generated scene takes its place."
 fi
 
-rm -rf "$out"
 mkdir -p "$out"
+rm -rf "$out/scene" "$out/depth" "$out/disparity" "$out/converted"
 if [ -d "$recording" ]; then
-  inputs=("$recording"/*.bin)
-  facts=(--depth-unit 0.125)
+  depth=(--depth-unit 0.125 "$recording"/*.bin)
 else
-  "$gxfilter" synth --frames 30 --size 640x480 --seed 1 --out "$out/scene"
-  inputs=("$out/scene")
-  facts=()
+  "$gxfilter" synth --frames 30 --size 640x480 --seed 1 --out "$out/scene" >/dev/null
+  depth=("$out/scene")
 fi
-"$gxfilter" run --filter HoleFillingFilter:hole_filling_mode=1 --preview "${facts[@]}" \
-  "${inputs[@]}" --out "$out/depth"
 
 echo
-echo "Pictures of before and after: $PWD/$out/depth/*_preview.png"
+echo "Depth frames: speckles removed, blended over time, smoothed, holes filled from the nearest"
+"$gxfilter" run --filter NoiseRemovalFilter --filter TemporalFilter --filter SpatialFastFilter \
+  --filter HoleFillingFilter:hole_filling_mode=1 --preview "${depth[@]}" --out "$out/depth"
+
+echo
+echo "A generated disparity sequence: converted to depth"
+"$gxfilter" synth --pixel-type disparity --frames 10 --size 640x480 --seed 2 \
+  --out "$out/disparity" >/dev/null
+"$gxfilter" run --filter DisparityTransform --preview "$out/disparity" --out "$out/converted"
+
+echo
+echo "Pictures of before and after:"
+echo "  $(realpath "$out")/depth/*_preview.png"
+echo "  $(realpath "$out")/converted/*_preview.png"

@@ -108,7 +108,10 @@ void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) 
   canvas.text(bar.x, bar.y - title_height + 4, text_scale, bright, codes ? "code" : "mm");
   const double step = tick_step(range, std::max(2.0, bar.height / 60.0));
   const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
-  for (double tick = std::ceil(range.low / step) * step; tick <= range.high; tick += step) {
+  const double first = std::ceil(range.low / step);
+  const auto last = static_cast<int>(std::floor(range.high / step) - first);
+  for (int i = 0; i <= last; ++i) {
+    const double tick = (first + i) * step;
     const auto y = bar.y + static_cast<uint32_t>((range.high - tick) / span * (bar.height - 1));
     canvas.fill({bar.x + bar.width + 1, y, 5, 1}, muted);
     const uint32_t text_y =
