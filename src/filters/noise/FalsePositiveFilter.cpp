@@ -173,8 +173,11 @@ void FalsePositiveFilter::set_filter_config_data(const std::uint8_t* data, std::
   const FalsePositiveConfig config = read_config(data + 1);
   if (const char* fault = find_config_fault(config))
     return refuse(fault, "validate_filter_parameters");
-  // The current parameters stay in use until the next take-over.
-  auto workspace = make_workspace(config, current_filter_params);
+  // The current parameters stay in use until the next take-over, which makes a workspace for its
+  // own frame: until then a size that no frame can have needs none of its own.
+  const bool of_any_frame = std::size_t{config.width} * config.height <= RegionMap::max_pixels;
+  auto workspace =
+      make_workspace(of_any_frame ? config : current_filter_params, current_filter_params);
   if (workspace == nullptr)
     return refuse("set FalsePositiveFilter config data failed", operation);
   anchor_params = config;
@@ -207,7 +210,7 @@ std::optional<FalsePositiveConfig> FalsePositiveFilter::params_for(FrameSize siz
     return std::nullopt;
   const FrameSize current_size{current_filter_params.width, current_filter_params.height};
   if (was_initialized && !params_changed && size == current_size)
-    return anchor_params; // of the current size already: taken as it was set
+    return anchor_params; // taken as it was set; take-overs that succeed leave this to no frame
   return scale_config(anchor_params, static_cast<std::uint16_t>(size.width),
                       static_cast<std::uint16_t>(size.height));
 }

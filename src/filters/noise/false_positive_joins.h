@@ -33,9 +33,9 @@ struct JoinThresholds {
 };
 
 struct JoinKernels {
-  /// Writes the state of each of `width` x `height` (both at least 1) packed pixels: not claimed,
-  /// and free to spread to the neighbours within the image that are valid and close enough in
-  /// depth. What invalid pixels get means nothing.
+  /// Writes the state of each of `width` x `height` (both at least 1) packed pixels: claimed where
+  /// the pixel is invalid, and free elsewhere; with the neighbours within the image that are close
+  /// enough in depth to spread to, whether valid or not. Those of invalid pixels mean nothing.
   void (*find)(const std::uint16_t* image, std::uint32_t width, std::uint32_t height,
                const JoinThresholds& thresholds, std::uint8_t* states);
 

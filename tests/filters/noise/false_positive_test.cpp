@@ -120,6 +120,8 @@ Record random_record(int width, int height, Random& random) {
   }
   r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
   r.u16(80, 20 + dice(random, 400));
+  for (const std::size_t max_depth : {82U, 163U})
+    r.u16(max_depth, pick<int>(random, {900, 1000, 1100, 6000, 6000}));
   r.f32(104, pick<float>(random, {0.3F, 1.0F}));
   r.f32(108, pick<float>(random, {0.3F, 1.0F}));
   r.u16(161, 10 + dice(random, 200));
@@ -133,6 +135,7 @@ Record random_record(int width, int height, Random& random) {
   r.f32(254, pick<float>(random, {0.0F, 0.3F}));
   r.f32(277, pick<float>(random, {0.1F, 0.8F}));
   r.f32(281, pick<float>(random, {0.4F, 0.0F}));
+  r.f32(285, pick<float>(random, {1.0F, 0.5F, 0.8F}));
   return r;
 }
 
@@ -613,8 +616,12 @@ TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
     EXPECT_EQ(error.text(), "invalid params | FalsePositiveFilter::update_all_config_and_initial | "
                             "width||height | 4");
   };
-  refused(1, 1);     // a ten-thousandth of a percent of the reference area
+  refused(1, 1);     // less than 0.00001 of the reference area
   refused(65536, 1); // wider than a record can say
+  EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected);
+  // A record of a size that no frame has is taken all the same; the current one stays in use.
+  const Record vast = naive::default_record(65535, 65535);
+  EXPECT_EQ(set_record(filter, vast), "");
   EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected);
   refused(1, 65537);
 }
