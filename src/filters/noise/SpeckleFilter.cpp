@@ -179,19 +179,9 @@ void SpeckleFilter::print(const char* title, const SpeckleParams& params) const 
 void SpeckleFilter::print_filter_params() {
   print("anchor_params: ", anchor_params);
   print("current_filter_params: ", current_filter_params);
-  // The two 8-bit members come out as characters, as hosts' logs have always had them.
-  const FrameInfo& info = current_frame_info;
-  std::cout << "current_frame_info: " << std::endl
-            << "width:      " << info.width << "\n"
-            << "height:     " << info.height << "\n"
-            << "bxf:        " << info.bxf << "\n"
-            << "depth_flag: " << info.depth_flag << "\n"
-            << "depth_unit: " << info.depth_unit << "\n"
-            << "fraction_bit_size: " << info.fraction_bit_size << std::endl
-            << "depth_diff_lut: " << std::endl;
-  for (const std::uint16_t entry : depth_diff_lut.entries)
-    std::cout << entry << " ";
-  std::cout << std::endl << "depth_shift: " << depth_diff_lut.shift << std::endl;
+  print_frame_info(current_frame_info);
+  print_depth_diff_lut(depth_diff_lut);
+  std::cout << "depth_shift: " << depth_diff_lut.shift << std::endl; // a character
 }
 
 } // namespace filter_processor

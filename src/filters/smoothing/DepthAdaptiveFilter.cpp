@@ -1,7 +1,5 @@
 #include "filters/smoothing/DepthAdaptiveFilter.h"
 
-#include <iostream>
-
 namespace filter_processor {
 namespace {
 
@@ -19,13 +17,13 @@ const char* invalid_field(const FrameInfo& info) {
 } // namespace
 
 FrameInfo DepthAdaptiveFrames::describe(ProcessingFrame& call) {
-  FrameInfo info;
+  FrameInfo info; // what the frame does not carry is filled in later, under `lock`
   D2DParameters record{};
   read_frame_info(call, ValueScale::of_frames_with_disparity_record, info, record);
   return info;
 }
 
-bool DepthAdaptiveFrames::derivation_is_due(FrameInfo info) {
+bool DepthAdaptiveFrames::follow_frame(FrameInfo info) {
   if (info.depth_flag == GX_PIXEL_TOF_DEPTH) {
     info.depth_unit = current_frame_info.depth_unit;
     info.bxf = current_frame_info.bxf;
@@ -56,24 +54,6 @@ void DepthAdaptiveFrames::updateConfig(ProcessingFrame& call, std::uint16_t& dis
 void DepthAdaptiveFrames::forget_frame() {
   reference_fraction_bits = no_frame.fraction_bit_size;
   anchor_frame_info = no_frame;
-}
-
-void DepthAdaptiveFrames::print_current_frame_info() const {
-  const FrameInfo& info = current_frame_info;
-  std::cout << "current_frame_info: " << std::endl
-            << "width:      " << info.width << "\n"
-            << "height:     " << info.height << "\n"
-            << "bxf:        " << info.bxf << "\n"
-            << "depth_flag: " << info.depth_flag << "\n"
-            << "depth_unit: " << info.depth_unit << "\n"
-            << "fraction_bit_size: " << info.fraction_bit_size << std::endl;
-}
-
-void DepthAdaptiveFrames::print_depth_diff_lut() const {
-  std::cout << "depth_diff_lut: " << std::endl;
-  for (const std::uint16_t entry : depth_diff_lut.entries)
-    std::cout << entry << " ";
-  std::cout << std::endl;
 }
 
 } // namespace filter_processor

@@ -30,15 +30,13 @@ class DepthAdaptiveFrames {
   /// Makes `info` the current description; a GX_PIXEL_TOF_DEPTH frame keeps the camera facts of the
   /// frame before it. True if the parameters in use have to be derived, which is then noted as
   /// done.
-  bool derivation_is_due(FrameInfo info);
+  bool follow_frame(FrameInfo info);
 
   /// Brings a configured difference to the frame's fraction bits and rebuilds the table with it. A
   /// failure ends the call and leaves the derivation due.
   void updateConfig(ProcessingFrame& call, std::uint16_t& disp_diff);
 
   void forget_frame();
-  void print_current_frame_info() const;
-  void print_depth_diff_lut() const;
 
   bool params_changed = false;
   FrameInfo anchor_frame_info = no_frame; ///< what the parameters in use were derived for
@@ -72,7 +70,7 @@ class DepthAdaptiveFilter : public IPrivFilter, protected DepthAdaptiveFrames {
   /// Derives the parameters in use if the configuration or the description `info` of the frame have
   /// changed. Requires `lock`; does nothing in a call that has failed.
   void take_over(ProcessingFrame& call, const FrameInfo& info) {
-    if (!call.ok() || !derivation_is_due(info))
+    if (!call.ok() || !follow_frame(info))
       return;
     current_filter_params = anchor_params;
     updateConfig(call, current_filter_params.disp_diff);

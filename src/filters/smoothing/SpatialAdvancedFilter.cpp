@@ -85,8 +85,8 @@ int SpatialAdvancedFilter::smooth(std::uint16_t* pixels) {
 void SpatialAdvancedFilter::print_filter_params() {
   print_params("anchor_params: ", anchor_params);
   print_params("current_filter_params: ", current_filter_params);
-  print_current_frame_info();
-  print_depth_diff_lut();
+  print_frame_info(current_frame_info);
+  print_depth_diff_lut(depth_diff_lut);
 }
 
 } // namespace filter_processor

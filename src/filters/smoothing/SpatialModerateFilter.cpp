@@ -85,8 +85,8 @@ void SpatialModerateFilter::smooth(std::uint16_t* pixels) {
 void SpatialModerateFilter::print_filter_params() {
   print_params("anchor_params: ", anchor_params);
   print_params("current_filter_params: ", current_filter_params);
-  print_current_frame_info();
-  print_depth_diff_lut();
+  print_frame_info(current_frame_info);
+  print_depth_diff_lut(depth_diff_lut);
   std::cout << "depth_shift: " << depth_diff_lut.shift << std::endl;
 }
 

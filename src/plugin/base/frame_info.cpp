@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <iostream>
 #include <utility>
 
 #include "plugin/base/numbers.h"
@@ -88,6 +89,24 @@ int updateDepthDiffLut(const FrameInfo& info, std::uint16_t difference, DepthDif
     lut.entries.fill(0);
     return 0;
   }
+}
+
+void print_frame_info(const FrameInfo& current_frame_info) {
+  const FrameInfo& info = current_frame_info;
+  std::cout << "current_frame_info: " << std::endl
+            << "width:      " << info.width << "\n"
+            << "height:     " << info.height << "\n"
+            << "bxf:        " << info.bxf << "\n"
+            << "depth_flag: " << info.depth_flag << "\n"
+            << "depth_unit: " << info.depth_unit << "\n"
+            << "fraction_bit_size: " << info.fraction_bit_size << std::endl;
+}
+
+void print_depth_diff_lut(const DepthDiffLut& depth_diff_lut) {
+  std::cout << "depth_diff_lut: " << std::endl;
+  for (const std::uint16_t entry : depth_diff_lut.entries)
+    std::cout << entry << " ";
+  std::cout << std::endl;
 }
 
 } // namespace filter_processor

@@ -29,6 +29,10 @@ enum class ValueScale { of_every_frame, of_frames_with_disparity_record };
 bool read_frame_info(ProcessingFrame& call, ValueScale value_scale, FrameInfo& info,
                      D2DParameters& record);
 
+/// Writes the description to standard output, one line for each value; the 8-bit fraction bits come
+/// out as a character.
+void print_frame_info(const FrameInfo& current_frame_info);
+
 /// A difference in disparity units with `from_bits` fraction bits, brought to `to_bits`, cut to a
 /// whole number and to 16 bits.
 std::uint16_t rescale_fraction_bits(std::uint16_t difference, std::uint8_t from_bits,
@@ -47,5 +51,8 @@ struct DepthDiffLut {
 /// get zero entries and keep the shift. Returns 0, or 1 for a depth frame whose depth unit or `bxf`
 /// is not above 0 (then nothing changes).
 int updateDepthDiffLut(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& lut);
+
+/// Writes the entries to standard output, on one line under their heading.
+void print_depth_diff_lut(const DepthDiffLut& depth_diff_lut);
 
 } // namespace filter_processor
