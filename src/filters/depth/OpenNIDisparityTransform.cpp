@@ -60,6 +60,8 @@ void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const cha
     return;
   update_depth_range(parameters);
 
+  // A frame that is being sampled counts on its target size until it is done.
+  const std::lock_guard guard(lock);
   const int width = parameters.integer(3, "dst_width", 0, 65535);
   if (!parameters.accepted())
     return;
