@@ -31,7 +31,7 @@ function(add_kernels target)
     target_include_directories(${library} PRIVATE ${PROJECT_SOURCE_DIR}/src)
     target_compile_definitions(${library} PRIVATE
       FILTER_PROCESSOR_LEVEL=${level} FILTER_PROCESSOR_VECTOR_BYTES=${simd_bytes_${level}})
-    target_compile_options(${library} PRIVATE ${simd_flags_${level}})
+    target_compile_options(${library} PRIVATE -fno-exceptions ${simd_flags_${level}})
     set_target_properties(${library} PROPERTIES
       POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
     target_sources(${target} INTERFACE $<TARGET_OBJECTS:${library}>)
