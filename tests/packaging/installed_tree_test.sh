@@ -11,7 +11,7 @@ cmake --install "$build" --prefix "$work/staging" >/dev/null
 mv "$work/staging" "$work/installed" # nothing may remember where it was installed to
 prefix=$work/installed
 
-cmake -S "$examples" -B "$work/example" -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -G Ninja -S "$examples" -B "$work/example" -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_C_COMPILER="$compiler" >/dev/null
 cmake --build "$work/example" >/dev/null
 "$work/example/minimal_host" | tee "$work/by_cmake"
