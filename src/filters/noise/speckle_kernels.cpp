@@ -347,7 +347,8 @@ class Speckles {
     using Bytes = Lanes<std::uint8_t, sizeof(V) / 2>;
     std::uint8_t* states = states_ + std::size_t{y} * grid_.columns;
     for (std::size_t x = 0; x < grid_.columns; x += simd::lane_count<V>)
-      simd::store(states + x, __builtin_convertvector(steps_at<V>(x), Bytes));
+      simd::store(states + x,
+                  __builtin_convertvector(steps_at<V>(static_cast<std::ptrdiff_t>(x)), Bytes));
     const auto drop = [&](std::size_t x, unsigned neighbour) {
       states[x] = static_cast<std::uint8_t>(states[x] & ~(1U << neighbour));
     };
@@ -361,12 +362,12 @@ class Speckles {
 
   /// The states of the current row from column `x` on, as if all its neighbours were in the frame.
   template <typename V>
-  [[gnu::always_inline]] V steps_at(std::size_t x) const {
+  [[gnu::always_inline]] V steps_at(std::ptrdiff_t x) const {
     const V depth = simd::load<V>(current_.depth + x);
     const V threshold = simd::load<V>(current_.threshold + x);
     V steps{};
     V expands{};
-    const auto meet = [&](const Row& row, std::size_t at, unsigned neighbour) {
+    const auto meet = [&](const Row& row, std::ptrdiff_t at, unsigned neighbour) {
       const V other = simd::load<V>(row.depth + at);
       const V difference = static_cast<V>(simd::max(depth, other) - simd::min(depth, other));
       const V may_join = rules_.any_join & ~rules_.are_invalid(other);
