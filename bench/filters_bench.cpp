@@ -172,6 +172,7 @@ const std::vector<Configuration>& configurations() {
       {"NoiseRemovalFilter", "clean", speckle, GX_PIXEL_DEPTH, bench::clean_scene},
       {"NoiseRemovalFilter", "dense_noise", speckle, GX_PIXEL_DEPTH, bench::dense_noise},
       {"NoiseRemovalFilter", "near_noise", speckle, GX_PIXEL_DEPTH, bench::near_noise},
+      {"NoiseRemovalFilter", "step_noise", speckle, GX_PIXEL_DEPTH, bench::step_noise},
       {"NoiseRemovalFilter", "one_region", speckle, GX_PIXEL_DEPTH, bench::one_region},
       {"NoiseRemovalFilter", "recorded", speckle, GX_PIXEL_DEPTH, bench::recorded_scene},
       {"NoiseRemovalFilter", "disparity", speckle, GX_PIXEL_DISPARITY},

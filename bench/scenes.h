@@ -59,6 +59,16 @@ inline Pixels near_noise(Size size) {
   return pixels;
 }
 
+/// The same, so close to the step that most pixels above it take part in one ragged region, from
+/// which steps lead one way to the others: the hardest content for speckle removal.
+inline Pixels step_noise(Size size) {
+  std::mt19937 random(5);
+  Pixels pixels(size.pixels());
+  for (std::uint16_t& pixel : pixels)
+    pixel = static_cast<std::uint16_t>(480 + random() % 80);
+  return pixels;
+}
+
 /// Every second step joins two pixels, which makes regions as ragged as can be.
 inline Pixels ragged_regions(Size size) {
   std::mt19937 random(4);

@@ -194,6 +194,11 @@ TEST(RemoveSpeckles, FollowsTheStepsOfTheExpandingPixel) {
   task.shift = 7;
   EXPECT_EQ(filtered(task, {140, 100}, simd::active_level()), (Pixels{140, 100}));
   EXPECT_EQ(filtered(task, {100, 140}, simd::active_level()), (Pixels{0, 0}));
+  SpeckleTask column = task;
+  column.width = 1;
+  column.height = 2;
+  EXPECT_EQ(filtered(column, {140, 100}, simd::active_level()), (Pixels{140, 100}));
+  EXPECT_EQ(filtered(column, {100, 140}, simd::active_level()), (Pixels{0, 0}));
   // The bin counts modulo 256: 32768 >> 7 is bin 0 again.
   EXPECT_EQ(filtered(task, {32768, 32768 + 11}, simd::active_level()), (Pixels{0, 0}));
   EXPECT_EQ(filtered(task, {32767, 32767 - 11}, simd::active_level()), (Pixels{32767, 32756}));
