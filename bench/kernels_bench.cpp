@@ -81,10 +81,10 @@ void add_spatial_moderate() {
   using Kernels = SpatialModerateKernels;
   const auto smooth = [](const std::string& name, auto call) {
     add<Kernels>("SpatialModerate." + name, [=](const Kernels& kernels, Size size) {
-      return
-          [=, &kernels, rows = Pixels(Kernels::row_buffers * size.width)](Pixels& pixels) mutable {
-            call(kernels, {pixels.data(), size.width, size.height, 2, 1, rows.data()});
-          };
+      return [=, &kernels, rows = Pixels(std::size_t{Kernels::row_buffers} * size.width)](
+                 Pixels& pixels) mutable {
+        call(kernels, {pixels.data(), size.width, size.height, 2, 1, rows.data()});
+      };
     });
   };
   smooth("fixed_5x5", [](const Kernels& kernels, const SmoothingWindow& window) {
@@ -99,12 +99,12 @@ void add_spatial_advanced() {
   using Kernels = SpatialAdvancedKernels;
   const auto walk = [](const std::string& name, auto call) {
     add<Kernels>("SpatialAdvanced." + name, [=](const Kernels& kernels, Size size) {
-      return
-          [=, &kernels, strip = Pixels(Kernels::strip_rows * size.width)](Pixels& pixels) mutable {
-            const PixelGrid grid{pixels.data(), static_cast<std::uint16_t>(size.width),
-                                 static_cast<std::uint16_t>(size.height)};
-            call(kernels, grid, strip.data());
-          };
+      return [=, &kernels, strip = Pixels(std::size_t{Kernels::strip_rows} * size.width)](
+                 Pixels& pixels) mutable {
+        const PixelGrid grid{pixels.data(), static_cast<std::uint16_t>(size.width),
+                             static_cast<std::uint16_t>(size.height)};
+        call(kernels, grid, strip.data());
+      };
     });
   };
   walk("rows_fixed", [](const Kernels& kernels, const PixelGrid& grid, std::uint16_t* strip) {

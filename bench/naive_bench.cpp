@@ -69,17 +69,18 @@ void fill_extreme(Pixels& pixels, Size size, Before before) {
   }
 }
 
-template <int reach>
+template <std::ptrdiff_t reach>
 void median(const Pixels& from, Size size, Pixels& to) {
-  constexpr int side = 2 * reach + 1;
+  constexpr std::ptrdiff_t side = 2 * reach + 1;
+  constexpr std::size_t area{side * side};
   const auto width = static_cast<std::ptrdiff_t>(size.width);
   for (std::ptrdiff_t y = reach; y + reach < std::ptrdiff_t{size.height}; ++y) {
     for (std::ptrdiff_t x = reach; x + reach < width; ++x) {
-      Pixel window[std::size_t{side * side}];
+      Pixel window[area];
       Pixel* end = window;
       for (std::ptrdiff_t dy = -reach; dy <= reach; ++dy)
         end = std::copy_n(&from[static_cast<std::size_t>((y + dy) * width + x - reach)], side, end);
-      Pixel* const middle = window + side * side / 2;
+      Pixel* const middle = window + area / 2;
       std::nth_element(window, middle, end);
       to[static_cast<std::size_t>(y * width + x)] = *middle;
     }
@@ -193,7 +194,7 @@ template <typename Form>
 void add_copying_form(const char* name, std::uint32_t factor, Form form) {
   add(name, [=](benchmark::State& state, Size size) {
     const Pixels& from = cached(noisy_scene, size);
-    Pixels to(factor * factor * size.pixels());
+    Pixels to(std::size_t{factor} * factor * size.pixels());
     for (auto _ : state) {
       form(from, size, to);
       benchmark::ClobberMemory();
