@@ -43,9 +43,7 @@ int main(int argc, char** argv) {
   bench::register_filters();
   bench::register_kernels();
   bench::register_naive_forms();
-#if defined(FILTER_PROCESSOR_BENCH_OPENCV)
   bench::register_peers();
-#endif
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return 0;
