@@ -31,20 +31,28 @@ void fill_from_top(Pixel* pixels, std::uint32_t width, std::uint32_t height) {
 }
 
 // `minimum` and `maximum` are one algorithm on keys: 0 is a hole, and the larger key wins. An order
-// turns pixels into keys and, by the same operation, keys into pixels.
+// turns pixels into keys and keys into pixels.
 
 struct MaximumOrder {
   template <typename V>
   [[gnu::always_inline]] static V key(V pixel) {
     return pixel;
   }
+  template <typename V>
+  [[gnu::always_inline]] static V pixel(V key) {
+    return key;
+  }
 };
 
 struct MinimumOrder {
-  // Complemented, with 0 and 65535 both a hole, which comes back as 0.
+  // Negated: 0 stays a hole, and 65535 becomes one, which comes back as 0.
   template <typename V>
   [[gnu::always_inline]] static V key(V pixel) {
-    return pixel == 0 ? V{} : static_cast<V>(~pixel);
+    return pixel == 65535 ? V{} : static_cast<V>(V{} - pixel);
+  }
+  template <typename V>
+  [[gnu::always_inline]] static V pixel(V key) {
+    return static_cast<V>(V{} - key);
   }
 };
 
@@ -104,7 +112,7 @@ template <typename Order, std::size_t Bytes>
     const V vertical = simd::max(above, below) & inner_lanes<V>();
     const Transfer<V> run = scanned<1>(Transfer<V>{hole ? vertical : own, hole ? V{} : ~V{}});
     const V filled = simd::max(run.key, static_cast<V>(entering & ~run.closed));
-    simd::store(row.current + x, Order::key(filled));
+    simd::store(row.current + x, Order::pixel(filled));
     entering = simd::broadcast<V>(filled[step - 1]);
   }
   carried = entering[0];
@@ -123,7 +131,7 @@ void fill_row(const Row& row, std::size_t width) {
       const Pixel vertical = simd::max(Order::key(row.above[x]), Order::key(row.below[x]));
       key = x == rest ? carried : simd::max(vertical, carried);
     }
-    row.current[x] = Order::key(key);
+    row.current[x] = Order::pixel(key);
     carried = key;
   }
 }

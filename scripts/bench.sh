@@ -1,0 +1,64 @@
+#!/usr/bin/env bash
+# bench.sh [--quick]
+# Builds the release preset, measures all filters and kernels beside memcpy, naive scalar forms and
+# (where Debian's OpenCV can be had) OpenCV, and writes the tables into docs/performance.md. Leave the
+# machine alone meanwhile. With --quick: one short round, written to build/release/performance.md.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+# shellcheck source=scripts/packages.sh
+source scripts/packages.sh
+
+document=docs/performance.md
+# Rounds of the whole suite in random order, so that a slow spell of the machine hits everything
+# alike; the medians count.
+measure=(--benchmark_repetitions=5 --benchmark_min_time=0.04
+  --benchmark_enable_random_interleaving=true)
+frames=10000
+case "${1:-}" in
+"") ;;
+--quick)
+  mkdir -p build/release
+  cp docs/performance.md build/release/
+  document=build/release/performance.md
+  measure=(--benchmark_min_time=0.01)
+  frames=500
+  ;;
+*)
+  sed -n '2,5s/^# //p' "$0" >&2
+  exit 2
+  ;;
+esac
+
+scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}"
+scripts/install_packages.sh "${bench_packages[@]}" ||
+  echo "OpenCV or the recording can't be had: the tables do without."
+
+cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DFILTER_PROCESSOR_BENCH=ON
+cmake --build --preset release --target filter_processor_bench filter_processor_bench_report \
+  filter_processor_soak
+bin=build/release/bin
+results=build/release/bench.json
+
+# replace NAME FILE: puts the file between the document's markers of that name.
+replace() {
+  awk -v begin="<!-- $1: begin -->" -v end="<!-- $1: end -->" -v table="$2" '
+    $0 == end { inside = 0; found++ }
+    !inside { print }
+    $0 == begin { inside = 1; found++; while ((getline line < table) > 0) print line }
+    END { exit found == 2 ? 0 : 1 }' "$document" >"$2.document"
+  cat "$2.document" >"$document"
+}
+
+echo "Measuring (some minutes) ..."
+"$bin/filter_processor_bench" "${measure[@]}" --benchmark_out="$results" \
+  --benchmark_out_format=json >build/release/bench.log 2>&1 || {
+  tail build/release/bench.log >&2
+  exit 1
+}
+"$bin/filter_processor_bench_report" "$results" >build/release/bench.table
+echo "Running $frames frames through each filter ..."
+"$bin/filter_processor_soak" "$frames" >build/release/soak.table
+replace bench build/release/bench.table
+replace soak build/release/soak.table
+echo "Tables: $(realpath "$document")"
+echo "All results: $(realpath "$results")"
