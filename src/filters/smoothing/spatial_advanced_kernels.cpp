@@ -219,14 +219,15 @@ struct Strip {
     for (std::size_t v = 0; v < Vectors; ++v) {
       Pixel* first = image + v * lanes * width;
       std::size_t x = 0;
-      for (; x + group_size <= width; x += group_size) {
-        V block[group_size];
-        for (std::size_t i = 0; i < group_size; ++i)
-          block[i] = load_every_eighth<V>(first + i * width + x, width);
-        transpose(block);
-        for (std::size_t i = 0; i < group_size; ++i)
-          simd::store(column(x + i, v), block[i]);
+      for (; x + tile_width <= width; x += tile_width) {
+        Pixel tile[lanes * tile_width];
+        for (std::size_t i = 0; i < lanes; ++i)
+          __builtin_memcpy(tile + i * tile_width, first + i * width + x, tile_bytes);
+        for (std::size_t i = 0; i < tile_width; i += group_size)
+          gather_group(tile + i, tile_width, x + i, v);
       }
+      for (; x + group_size <= width; x += group_size)
+        gather_group(first + x, width, x, v);
       for (; x < width; ++x) {
         for (std::size_t i = 0; i < lanes; ++i)
           column(x, v)[i] = first[i * width + x];
@@ -238,19 +239,45 @@ struct Strip {
     for (std::size_t v = 0; v < Vectors; ++v) {
       Pixel* first = image + v * lanes * width;
       std::size_t x = 0;
-      for (; x + group_size <= width; x += group_size) {
-        V block[group_size];
-        for (std::size_t i = 0; i < group_size; ++i)
-          block[i] = simd::load<V>(column(x + i, v));
-        transpose(block);
-        for (std::size_t i = 0; i < group_size; ++i)
-          store_every_eighth(first + i * width + x, width, block[i]);
+      for (; x + tile_width <= width; x += tile_width) {
+        Pixel tile[lanes * tile_width];
+        for (std::size_t i = 0; i < tile_width; i += group_size)
+          scatter_group(tile + i, tile_width, x + i, v);
+        for (std::size_t i = 0; i < lanes; ++i)
+          __builtin_memcpy(first + i * width + x, tile + i * tile_width, tile_bytes);
       }
+      for (; x + group_size <= width; x += group_size)
+        scatter_group(first + x, width, x, v);
       for (; x < width; ++x) {
         for (std::size_t i = 0; i < lanes; ++i)
           first[i * width + x] = column(x, v)[i];
       }
     }
+  }
+
+ private:
+  // Rows are copied a cache line at a time: where rows lie a multiple of 4 KiB apart, the lines of
+  // all rows compete for a few places in the cache, and none would stay for a second visit.
+  static constexpr std::size_t tile_bytes = 64;
+  static constexpr std::size_t tile_width = tile_bytes / sizeof(Pixel);
+
+  /// Columns `x` to x + 7 of the strip from rows that lie `stride` pixels apart.
+  void gather_group(const Pixel* from, std::size_t stride, std::size_t x, std::size_t v) const {
+    V block[group_size];
+    for (std::size_t i = 0; i < group_size; ++i)
+      block[i] = load_every_eighth<V>(from + i * stride, stride);
+    transpose(block);
+    for (std::size_t i = 0; i < group_size; ++i)
+      simd::store(column(x + i, v), block[i]);
+  }
+
+  void scatter_group(Pixel* to, std::size_t stride, std::size_t x, std::size_t v) const {
+    V block[group_size];
+    for (std::size_t i = 0; i < group_size; ++i)
+      block[i] = simd::load<V>(column(x + i, v));
+    transpose(block);
+    for (std::size_t i = 0; i < group_size; ++i)
+      store_every_eighth(to + i * stride, stride, block[i]);
   }
 };
 
