@@ -52,9 +52,10 @@ struct DepthAdaptiveModel {
     return error;
   }
 
-  /// The low 16 bits of a whole number that may be larger than any integer type.
+  /// The low 16 bits of a whole number that may be larger than any integer type; 0 for none.
   static std::uint16_t cut(double value) {
-    return static_cast<std::uint16_t>(std::fmod(std::trunc(value), 65536.0));
+    return std::isfinite(value) ? static_cast<std::uint16_t>(std::fmod(std::trunc(value), 65536.0))
+                                : std::uint16_t{0};
   }
 
   std::string derive() {
@@ -79,7 +80,7 @@ struct DepthAdaptiveModel {
       if (facts.scale <= 0 || facts.bxf <= 0)
         return false;
       const float octaves = std::floor(std::log2(static_cast<float>(facts.scale / 0.1)));
-      shift = facts.scale < 0.1 ? 13 : static_cast<std::uint8_t>(12 - static_cast<int>(octaves));
+      shift = facts.scale < 0.1 ? 13 : static_cast<std::uint8_t>(12 - cut(octaves));
     }
     for (int k = 1; k <= 7; ++k) {
       auto a = static_cast<float>(current.disp_diff / std::pow(2.0, facts.fraction_bits));
@@ -103,8 +104,8 @@ inline FrameFacts random_facts(std::mt19937& random) {
   facts.width = pick(1U, 5U, 9U, 16U, 27U, 46U, 0U);
   facts.height = pick(1U, 6U, 8U, 17U, 26U, 26U, 0U);
   facts.pixel_type = pick(0, 0, 0, 2, 2, 4, 4, 1, -1);
-  facts.scale = double{pick(1.0F, 0.1F, 0.05F, 0.25F, 7.0F, 900.0F, 0.0F, -1.0F)};
-  facts.bxf = pick(20000.0F, 3000.0F, 50.0F, 0.0F);
+  facts.scale = double{pick(1.0F, 0.1F, 0.05F, 0.25F, 7.0F, 900.0F, 0.0F, -1.0F, NAN, INFINITY)};
+  facts.bxf = pick(20000.0F, 3000.0F, 50.0F, 0.0F, NAN, INFINITY);
   facts.fraction_bits = static_cast<std::uint8_t>(pick(8, 8, 4, 0, 10, 250));
   return facts;
 }

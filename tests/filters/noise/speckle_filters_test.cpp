@@ -99,8 +99,8 @@ struct NaiveFilter {
       return false;
     task.shift = 13;
     if (unit >= 0.1) {
-      task.shift = static_cast<std::uint8_t>(
-          12 - static_cast<int>(floorf(log2f(static_cast<float>(unit / 0.1)))));
+      task.shift =
+          static_cast<std::uint8_t>(12 - cut(floorf(log2f(static_cast<float>(unit / 0.1)))));
     }
     const float step = static_cast<float>(diff / std::exp2(fraction_bits)) * 500.0F * 500.0F / bxf;
     for (int k = 1; k <= 7; ++k) {
@@ -166,12 +166,12 @@ Input random_input(Random& random) {
   Input input{size[0], size[1]};
   input.pixel_type = one_of(random, {GX_PIXEL_DEPTH, GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY,
                                      GX_PIXEL_TOF_DEPTH, GX_PIXEL_UNKNOWN});
-  input.scale = one_of(random, {1.0F, 1.0F, 0.05F, 0.1F, 0.3F, 8.0F, 0.0F, -1.0F});
+  input.scale = one_of(random, {1.0F, 1.0F, 0.05F, 0.1F, 0.3F, 8.0F, 0.0F, -1.0F, NAN, INFINITY});
   input.bits = one_of(random, {std::uint8_t{12}, std::uint8_t{14}, std::uint8_t{16}});
   input.record.dispIntPlace = one_of(random, {8, 10, 256 + 9});
   input.record.isDualCamera = one_of(random, {std::uint8_t{0}, std::uint8_t{1}});
   input.record.packMode = one_of(random, {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{4}});
-  input.record.baseline = one_of(random, {50.0F, 50.0F, 20.0F, 0.0F});
+  input.record.baseline = one_of(random, {50.0F, 50.0F, 20.0F, 0.0F, NAN, INFINITY});
   constexpr int invalid[] = {0, 8192, 65532};
   const int hole = one_of(random, invalid);
   for (std::size_t i = 0; i < std::size_t{input.width} * input.height; ++i) {
