@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstring>
 #include <set>
 #include <sstream>
 #include <thread>
 
+#include "filters/noise/false_positive_config.h"
 #include "support/filter_cases.h"
 
 namespace {
@@ -28,6 +30,14 @@ std::vector<std::string> schema_defaults(gx_priv_filter_context* context) {
     defaults.push_back(field);
   }
   return defaults;
+}
+
+/// The raw configuration that FalsePositiveFilter takes besides parameters; others ignore it.
+std::vector<std::uint8_t> raw_record() {
+  const filter_processor::FalsePositiveConfig config;
+  std::vector<std::uint8_t> bytes(1 + sizeof config);
+  std::memcpy(bytes.data() + 1, &config, sizeof config);
+  return bytes;
 }
 
 bool locks_itself(const std::string& filter) {
@@ -55,8 +65,14 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
 
   std::atomic<bool> done{false};
   std::thread updates([&] {
-    for (unsigned i = 0; !done; ++i)
+    const auto record = raw_record();
+    ErrorSlot error_of_record;
+    for (unsigned i = 0; !done; ++i) {
       EXPECT_EQ(filter.update(values[i % 2]), "");
+      filter.context()->set_config_data(filter.context()->filter, record.data(), record.size(),
+                                        error_of_record.out());
+      EXPECT_TRUE(error_of_record.empty());
+    }
   });
   const Frame input = test::make_case_frame(GetParam());
   for (int i = 0; i < 100; ++i) {
