@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <set>
@@ -179,6 +180,22 @@ TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
     context->reset(context->filter);
   }
   context->destroy(context);
+}
+
+TEST(Updates, TouchNoStringBehindARefusedOne) {
+  for (const char* name :
+       {"NoiseRemovalFilter", "LutNoiseRemovalFilter", "EdgeNoiseRemovalFilter",
+        "MgcNoiseRemovalFilter", "SpatialModerateFilter", "SpatialAdvancedFilter",
+        "FalsePositiveFilter", "DepthResize", "TemporalFilter"}) {
+    test::Filter filter(name);
+    std::string schema = filter.context()->get_config_schema(filter.context()->filter);
+    schema.erase(schema.find_last_not_of('\n') + 1);
+    const auto lines = static_cast<std::size_t>(std::count(schema.begin(), schema.end(), '\n')) + 1;
+    std::vector<const char*> values(lines, reinterpret_cast<const char*>(8)); // unreadable
+    values[0] = "-99999999";
+    const std::string refusal = std::string("params out of range | ") + name + "::update_filter";
+    EXPECT_EQ(filter.update(values).find(refusal), 0u);
+  }
 }
 
 } // namespace

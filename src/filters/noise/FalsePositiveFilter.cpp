@@ -176,8 +176,10 @@ void FalsePositiveFilter::set_filter_config_data(const std::uint8_t* data, std::
   // The current parameters stay in use until the next take-over, which makes a workspace for its
   // own frame: until then a size that no frame can have needs none of its own.
   const bool of_any_frame = std::size_t{config.width} * config.height <= RegionMap::max_pixels;
-  auto workspace =
-      make_workspace(of_any_frame ? config : current_filter_params, current_filter_params);
+  std::unique_ptr<FalsePositiveWorkspace> workspace;
+  if (of_any_frame || could_allocate_workspace(config.width, config.height))
+    workspace =
+        make_workspace(of_any_frame ? config : current_filter_params, current_filter_params);
   if (workspace == nullptr)
     return refuse("set FalsePositiveFilter config data failed", operation);
   anchor_params = config;

@@ -70,10 +70,13 @@ void SpeckleFilter::update_filter_config(std::int32_t argc, const char** argv, g
 
 gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
   ProcessingFrame call(kind_.class_name, frame, error);
-  const std::lock_guard guard(lock);
+  FrameInfo info;
   D2DParameters record{};
-  if (!read_frame_info(call, ValueScale::of_every_frame, current_frame_info, record))
+  if (!read_frame_info(call, ValueScale::of_every_frame, info, record))
     return nullptr;
+  const std::lock_guard guard(lock);
+  inherit_camera_facts(info, current_frame_info);
+  current_frame_info = info;
   take_over_parameters(call);
   std::uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())

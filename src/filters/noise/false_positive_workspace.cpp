@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <iterator>
+#include <new>
 #include <stdexcept>
 
 #include "plugin/platform.h"
@@ -28,6 +30,18 @@ void allocate_all(FalsePositiveWorkspace& workspace, std::size_t pixels, std::si
   workspace.state_slack = longest_row;
 }
 
+/// False, and a line on the standard error stream, when the allocations in `body` fail.
+template <typename Body>
+bool succeeds(Body body) {
+  try {
+    body();
+    return true;
+  } catch (const std::exception& failure) {
+    std::cerr << "Memory allocation failed: " << failure.what() << std::endl;
+    return false;
+  }
+}
+
 } // namespace
 
 RegionMap FalsePositiveWorkspace::region_map(std::uint32_t width, std::uint32_t height) const {
@@ -43,17 +57,30 @@ std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint1
                                                                       std::uint16_t other_width,
                                                                       std::uint16_t other_height) {
   const double start = platform::performance_milliseconds();
-  try {
-    auto workspace = std::make_unique<FalsePositiveWorkspace>();
+  std::unique_ptr<FalsePositiveWorkspace> workspace;
+  const bool complete = succeeds([&] {
+    workspace = std::make_unique<FalsePositiveWorkspace>();
     const auto pixels =
         std::max(std::size_t{width} * height, std::size_t{other_width} * other_height);
     allocate_all(*workspace, pixels, std::max({width, height, other_width, other_height}));
-    workspace->times.workspace = platform::performance_milliseconds() - start;
-    return workspace;
-  } catch (const std::exception& failure) {
-    std::cerr << "Memory allocation failed: " << failure.what() << std::endl;
+  });
+  if (!complete)
     return nullptr;
-  }
+  workspace->times.workspace = platform::performance_milliseconds() - start;
+  return workspace;
+}
+
+bool could_allocate_workspace(std::uint16_t width, std::uint16_t height) {
+  // Plain calls of operator new: compilers may leave out a new-expression whose memory is not used.
+  struct Free {
+    void operator()(void* memory) const { ::operator delete(memory); }
+  };
+  return succeeds([pixels = std::size_t{width} * height] {
+    constexpr std::size_t bytes_per_pixel[] = {4, 4, 6, 2, 4};
+    std::unique_ptr<void, Free> buffers[std::size(bytes_per_pixel)];
+    for (std::size_t i = 0; i < std::size(buffers); ++i)
+      buffers[i].reset(::operator new(bytes_per_pixel[i] * pixels));
+  });
 }
 
 } // namespace filter_processor

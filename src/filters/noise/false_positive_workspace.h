@@ -47,4 +47,10 @@ std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint1
                                                                       std::uint16_t other_width,
                                                                       std::uint16_t other_height);
 
+/// Whether the memory could be had that hosts know a record of this size to take: five buffers of
+/// 4, 4, 6, 2 and 4 bytes for each pixel. For sizes beyond RegionMap::max_pixels, which get no
+/// workspace but have to be refused all the same where memory is short. Keeps and touches none of
+/// it. False is reported as above.
+bool could_allocate_workspace(std::uint16_t width, std::uint16_t height);
+
 } // namespace filter_processor

@@ -24,11 +24,9 @@ FrameInfo DepthAdaptiveFrames::describe(ProcessingFrame& call) {
 }
 
 bool DepthAdaptiveFrames::follow_frame(FrameInfo info) {
-  if (info.depth_flag == GX_PIXEL_TOF_DEPTH) {
+  inherit_camera_facts(info, current_frame_info);
+  if (info.depth_flag == GX_PIXEL_TOF_DEPTH)
     info.depth_unit = current_frame_info.depth_unit;
-    info.bxf = current_frame_info.bxf;
-    info.fraction_bit_size = current_frame_info.fraction_bit_size;
-  }
   current_frame_info = info;
   if (info == anchor_frame_info && !params_changed)
     return false;

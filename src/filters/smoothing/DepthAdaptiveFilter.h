@@ -24,7 +24,7 @@ class DepthAdaptiveFrames {
   /// Before any frame; a frame of this description needs no derivation.
   static constexpr FrameInfo no_frame{.fraction_bit_size = 8};
 
-  /// Reads the depth frame's description; to be called without `lock`, as the host is asked.
+  /// Reads the depth frame's description; to be called without `lock`.
   static FrameInfo describe(ProcessingFrame& call);
 
   /// Makes `info` the current description; a GX_PIXEL_TOF_DEPTH frame keeps the camera facts of the

@@ -68,6 +68,13 @@ bool read_frame_info(ProcessingFrame& call, ValueScale value_scale, FrameInfo& i
   return true;
 }
 
+void inherit_camera_facts(FrameInfo& info, const FrameInfo& before) {
+  if (info.depth_flag != GX_PIXEL_TOF_DEPTH)
+    return;
+  info.bxf = before.bxf;
+  info.fraction_bit_size = before.fraction_bit_size;
+}
+
 std::uint16_t rescale_fraction_bits(std::uint16_t difference, std::uint8_t from_bits,
                                     std::uint8_t to_bits) {
   return low_16_bits(std::ldexp(static_cast<double>(difference), int{to_bits} - int{from_bits}));

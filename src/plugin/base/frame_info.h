@@ -24,10 +24,15 @@ enum class ValueScale { of_every_frame, of_frames_with_disparity_record };
 
 /// Reads the depth frame's description and camera record through the host. What a
 /// GX_PIXEL_TOF_DEPTH frame does not carry (record, bit size, maybe value scale) keeps its value in
-/// `info` and `record`. Refuses a frame whose buffer is too short; after any failure nothing has
-/// changed. Returns call.ok().
+/// `info` and `record`. To be called without the filter's lock: the host may wait in its functions
+/// for a thread that configures the filter. Refuses a frame whose buffer is too short; after any
+/// failure nothing has changed. Returns call.ok().
 bool read_frame_info(ProcessingFrame& call, ValueScale value_scale, FrameInfo& info,
                      D2DParameters& record);
+
+/// Gives the description of a GX_PIXEL_TOF_DEPTH frame the camera facts, which it does not carry,
+/// of the frame before it.
+void inherit_camera_facts(FrameInfo& info, const FrameInfo& before);
 
 /// Writes the description to standard output, one line for each value; the 8-bit fraction bits come
 /// out as a character.

@@ -11,7 +11,7 @@ bool Parameters::count_is(std::int32_t expected) {
 }
 
 const char* Parameters::text(std::int32_t index) const {
-  return argv_ != nullptr && argv_[index] != nullptr ? argv_[index] : "";
+  return accepted_ && argv_ != nullptr && argv_[index] != nullptr ? argv_[index] : "";
 }
 
 int Parameters::integer(std::int32_t index) const {

@@ -8,8 +8,9 @@ namespace filter_processor {
 
 /// One call of a filter's update_filter_config: the parameter strings and the checks on them.
 ///
-/// The first value that is refused decides: its error goes to the caller, and `accepted()` is false
-/// from then on. A filter reads all its values in schema order, tests `accepted()`, and stores.
+/// The first value that is refused decides: its error goes to the caller, `accepted()` is false
+/// from then on, and no further string is touched. A filter reads all its values in schema order,
+/// tests `accepted()`, and stores.
 class Parameters {
  public:
   /// `filter` is the class name, a constant text. The strings stay the caller's; a null string
@@ -22,6 +23,7 @@ class Parameters {
 
   bool accepted() const { return accepted_; }
 
+  /// Empty after a refusal.
   const char* text(std::int32_t index) const;
 
   /// The string converted without check: text that is no number is 0, trailing text is ignored.
