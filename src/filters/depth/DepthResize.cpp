@@ -93,12 +93,12 @@ gx_frame* DepthResize::filter_process(gx_frame* frame, gx_error** error) {
                       static_cast<std::uint32_t>(dst_height)};
   if (!fits_a_frame(out))
     call.fail_kernel("depth resize error", class_name);
-  call.create_output(out);
+  call.create_output(call.host(gx_frame_get_format, call.depth()), out);
   const std::uint16_t* const from = call.pixels_of(call.depth());
   std::uint16_t* const to = call.pixels_of(call.output());
   if (call.ok() && resize(from, size, to, out) != 0)
     call.fail_kernel("depth resize error", class_name);
-  call.complete_output(call.copy_depth_profile(), out);
+  call.complete_output(call.copy_depth_profile(), to, out);
   return call.deliver();
 }
 

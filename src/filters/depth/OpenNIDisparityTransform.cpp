@@ -89,21 +89,21 @@ void OpenNIDisparityTransform::fill_table(ProcessingFrame& /*call*/, DisparityTa
   fill_stereo_table_of_pack_mode_1(d2d_parameters, depth_output(), table);
 }
 
-void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format /*format*/,
-                                       FrameSize size) {
+void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format format, FrameSize size) {
   if (resample_enabled) {
-    convert_resampled(call, size);
+    convert_resampled(call, format, size);
   } else {
     convert_same_size(call, simd::kernels<DisparityLookupKernels>().whole);
   }
 }
 
-void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, FrameSize size) {
+void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_format format,
+                                                 FrameSize size) {
   constexpr FilterError refused{"Frame sampling process error", "filter_process", "frameType"};
   const FrameSize target{dst_width, dst_height};
   if (!fits_a_frame(target))
     return call.fail(refused);
-  call.create_output(target);
+  call.create_output(format, target);
   const std::uint16_t* const codes = call.pixels_of(call.depth());
   std::uint16_t* const depths = call.pixels_of(call.output());
   fit_table(call, call.host(gx_video_frame_get_pixel_available_bit_size, call.depth()));
@@ -111,7 +111,7 @@ void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, FrameSiz
     return;
   if (!sample(codes, size, depths))
     return call.fail(refused);
-  call.complete_output(resampled_profile(call), target);
+  call.complete_output(resampled_profile(call), depths, target);
   call.host(gx_video_frame_set_pixel_type, call.output(), GX_PIXEL_DEPTH);
   describe_depths(call);
 }

@@ -28,7 +28,7 @@ class OpenNIDisparityTransform final : public DisparityConversion {
  private:
   void fill_table(ProcessingFrame& call, DisparityTable& table) override;
   void convert(ProcessingFrame& call, gx_format format, FrameSize size) override;
-  void convert_resampled(ProcessingFrame& call, FrameSize size);
+  void convert_resampled(ProcessingFrame& call, gx_format format, FrameSize size);
   bool sample(const std::uint16_t* codes, FrameSize size, std::uint16_t* depths);
   OwnedProfile resampled_profile(ProcessingFrame& call) const;
 

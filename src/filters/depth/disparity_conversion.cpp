@@ -45,19 +45,25 @@ gx_frame* DisparityConversion::process(const char* filter, gx_frame* frame, gx_e
 }
 
 void DisparityConversion::follow_profile(ProcessingFrame& call, gx_format format, FrameSize size) {
-  const std::uint8_t bit_size =
-      call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
-  if (cached_profile != nullptr && bit_size == cached_bit_size &&
-      profile_matches(call, format, size))
+  const auto read_profile = [&] {
+    cached_profile = OwnedProfile{call.host(gx_frame_get_stream_profile, call.depth())};
+  };
+  const auto read_bit_size = [&] {
+    return call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
+  };
+  const bool first = cached_profile == nullptr;
+  if (first)
+    read_profile();
+  const bool matches = !first && profile_matches(call, format, size);
+  const std::uint8_t bit_size = read_bit_size();
+  if (!call.ok() || (matches && bit_size == cached_bit_size))
     return;
-  if (!call.ok())
-    return;
-  call.release(std::move(cached_profile));
-  OwnedProfile profile{call.host(gx_frame_get_stream_profile, call.depth())};
-  if (!call.ok())
-    return;
-  cached_profile = std::move(profile);
-  cached_bit_size = bit_size;
+  if (!first) {
+    call.release(std::move(cached_profile));
+    read_profile();
+  }
+  if (call.ok())
+    cached_bit_size = bit_size;
 }
 
 bool DisparityConversion::profile_matches(ProcessingFrame& call, gx_format format, FrameSize size) {

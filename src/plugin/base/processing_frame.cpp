@@ -51,8 +51,7 @@ void ProcessingFrame::create_output_like_depth() {
   output_.reset(host(gx_create_frame_from_other_frame, depth_, false));
 }
 
-void ProcessingFrame::create_output(FrameSize size) {
-  const gx_format format = host(gx_frame_get_format, depth_);
+void ProcessingFrame::create_output(gx_format format, FrameSize size) {
   output_.reset(host(gx_create_frame, input_type_, format, data_size(size)));
   host(gx_frame_copy_info, depth_, output_.get());
 }
@@ -64,13 +63,14 @@ OwnedProfile ProcessingFrame::copy_depth_profile() {
   return copy;
 }
 
-void ProcessingFrame::complete_output(OwnedProfile profile, FrameSize size) {
+void ProcessingFrame::complete_output(OwnedProfile profile, const std::uint16_t* pixels,
+                                      FrameSize size) {
   host(gx_video_stream_profile_set_width, profile.get(), size.width);
   host(gx_video_stream_profile_set_height, profile.get(), size.height);
   host(gx_frame_set_stream_profile, output_.get(), profile.get());
   release(std::move(profile));
-  const std::uint8_t* const data = host(gx_frame_get_data, output_.get());
-  host(gx_frame_update_data, output_.get(), data, data_size(size));
+  host(gx_frame_update_data, output_.get(), reinterpret_cast<const std::uint8_t*>(pixels),
+       data_size(size));
 }
 
 std::uint16_t* ProcessingFrame::pixels_of(gx_frame* frame) {

@@ -92,15 +92,16 @@ class ProcessingFrame {
   void create_output_like_depth();
 
   /// Makes the output a frame of `size` zero pixels, which must fit a frame, with the depth frame's
-  /// attributes. Its stream profile is the depth frame's until `complete_output`.
-  void create_output(FrameSize size);
+  /// attributes, of which the host wants the format in advance. Its stream profile is the depth
+  /// frame's until `complete_output`.
+  void create_output(gx_format format, FrameSize size);
 
   /// An independent copy of the depth frame's stream profile.
   OwnedProfile copy_depth_profile();
 
   /// Gives an output made with `create_output` the profile, resized to `size`, and commits its
-  /// pixels.
-  void complete_output(OwnedProfile profile, FrameSize size);
+  /// pixels, which `pixels_of` has given.
+  void complete_output(OwnedProfile profile, const std::uint16_t* pixels, FrameSize size);
 
   /// The output frame, borrowed; null until it is made.
   gx_frame* output() const { return output_.get(); }

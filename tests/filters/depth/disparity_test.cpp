@@ -302,6 +302,24 @@ TEST_P(DisparityFilters, CopyWhatIsNoDisparityAndRefuseShortBuffersOfTheRest) {
             "the number of params error | " + name() + "::update_filter_config | argc | 4");
 }
 
+TEST_P(DisparityFilters, AskForAllThatIsComparedWithTheFrameBefore) {
+  Filter filter(name());
+  ErrorSlot error;
+  Input input = all_codes(test::stereo_record());
+  ASSERT_NE(filter.process(input.frame(), error), nullptr);
+  input.bits = 13; // differs already; a host call that fails is a failure all the same
+  for (const std::string function :
+       {"gx_video_stream_profile_get_width", "gx_video_stream_profile_get_height",
+        "gx_stream_profile_get_format", "gx_video_frame_get_pixel_available_bit_size"}) {
+    gexton_fail_function(function.c_str(), 1);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(filter.process(input.frame(), error), nullptr);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(error.text(), "injected fault | " + function + " | gexton | 0");
+  }
+  gexton_clear_faults();
+}
+
 /// What a new DisparityTransform makes of one code.
 int depth_of(const D2DParameters& record, std::uint16_t code) {
   Filter filter("DisparityTransform");
