@@ -25,7 +25,11 @@ class Random {
   // Nearly normal with mean 0 and standard deviation 1: the scaled sum of four uniform numbers.
   double normal() {
     constexpr double scale = 1.7320508075688772;
-    return (uniform() + uniform() + uniform() + uniform() - 2.0) * scale;
+    double sum = 0;
+    for (int i = 0; i < 4; ++i) {
+      sum += uniform();
+    }
+    return (sum - 2.0) * scale;
   }
 
  private:
@@ -256,8 +260,10 @@ class SceneRenderer {
       const double x = random_.uniform(0, static_cast<double>(width_));
       const double y = random_.uniform(0, static_cast<double>(height_));
       const double radius = random_.uniform(0.5, 3.5) * relative_scale();
-      fill_ellipse(x, y, radius * random_.uniform(0.6, 1.6), radius,
-                   to_disparity(random_.uniform(600, 4500)));
+      // One after the other: compilers choose the order of arguments.
+      const double disparity = to_disparity(random_.uniform(600, 4500));
+      const double stretch = random_.uniform(0.6, 1.6);
+      fill_ellipse(x, y, radius * stretch, radius, disparity);
     }
   }
 
