@@ -118,6 +118,7 @@ TEST_F(GxfilterProgram, RefusesBadRequestsBeforeReadingAnyFrame) {
       {"--chain chain.json", "hole_filling_mode, integer, 0, 2"},
       {"--chain missing.json", "missing.json"},
       {"--filter HoleFillingFilter --no-such-option", "--no-such-option"},
+      {"--filter HoleFillingFilter --preview --crop 32x24", "--crop"},
       {"", "no filter"},
   };
   for (const auto& [arguments, message] : cases) {

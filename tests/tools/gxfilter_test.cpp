@@ -1,11 +1,14 @@
 // The parts of the command-line host that need no plug-in: schema texts, readers, camera facts, the
 // generated scene, filter requests and the order of recordings.
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <tuple>
 
 #include <gtest/gtest.h>
+#include <png.h>
 
 #include "camera.h"
 #include "filter_chain.h"
@@ -308,26 +311,92 @@ TEST(Scene, DependsOnSeedAndFrameAlone) {
   EXPECT_NE(render_scene(other, 3), first);
 }
 
-TEST(Scene, AgreesInDepthAndDisparity) {
-  const SceneSettings depth_settings = small_scene(GX_PIXEL_DEPTH);
-  const SceneSettings code_settings = small_scene(GX_PIXEL_DISPARITY);
+void expect_agreement(const SceneSettings& depth_settings, const SceneSettings& code_settings) {
   const Image depth = render_scene(depth_settings, 0);
   const Image codes = render_scene(code_settings, 0);
   const auto camera = make_camera(scene_facts(code_settings), code_settings.size);
   ASSERT_TRUE(camera) << camera.error().message;
+  const double fb = static_cast<double>(camera->d2d.baseline) * camera->d2d.fx;
+  const auto offset = static_cast<double>(camera->disparity_offset.value_or(0));
+  const double nothing = offset != 0 ? std::round(fb / offset) : 0; // made of the offset alone
+  const double least_code = offset != 0 ? 1 + nothing / (256 * offset) : 0; // in depth
   size_t valid = 0;
   for (size_t i = 0; i < depth.pixels.size(); ++i) {
-    ASSERT_EQ(depth.pixels[i] == 0, codes.pixels[i] == 0) << i;
-    if (depth.pixels[i] != 0) {
-      ++valid;
-      const double disparity = codes.pixels[i] / 256.0;
-      const double expected =
-          static_cast<double>(camera->d2d.baseline) * camera->d2d.fx / disparity;
-      EXPECT_NEAR(depth.pixels[i], expected, 1 + expected * (0.5 / codes.pixels[i])) << i;
+    if (codes.pixels[i] == 0) {
+      ASSERT_NEAR(depth.pixels[i], nothing, least_code) << i;
+      continue;
     }
+    ++valid;
+    const double disparity =
+        camera->d2d.packMode == 1 ? 328.375 - codes.pixels[i] / 128.0 : codes.pixels[i] / 256.0;
+    const double expected = fb / (disparity + offset);
+    const double code_step = 1 / (128.0 * (disparity + offset)); // at most half of it is lost
+    EXPECT_NEAR(depth.pixels[i], expected, 1 + expected * code_step) << i;
   }
   EXPECT_GT(valid, depth.pixels.size() / 2);
   EXPECT_LT(valid, depth.pixels.size()) << "the scene has holes";
+}
+
+TEST(Scene, AgreesInDepthAndDisparity) {
+  for (const uint32_t pack_mode : {1U, 2U}) {
+    for (const uint32_t offset : {0U, 1U}) {
+      SceneSettings depth_settings = small_scene(GX_PIXEL_DEPTH);
+      SceneSettings code_settings = small_scene(GX_PIXEL_DISPARITY);
+      code_settings.pack_mode = pack_mode;
+      depth_settings.disparity_offset = code_settings.disparity_offset = offset;
+      SCOPED_TRACE(testing::Message() << "pack mode " << pack_mode << ", offset " << offset);
+      expect_agreement(depth_settings, code_settings);
+    }
+  }
+}
+
+// Runs of one value that the frame without faults does not have there.
+size_t longest_new_run(const Image& image, const Image& base) {
+  size_t longest = 0;
+  for (size_t i = 1, run = 1; i < image.pixels.size(); ++i) {
+    const uint16_t pixel = image.pixels[i];
+    run = pixel == image.pixels[i - 1] && pixel != 0 && pixel != base.pixels[i] ? run + 1 : 1;
+    longest = std::max(longest, run);
+  }
+  return longest;
+}
+
+TEST(Scene, GetsTheFaultsThatAreAskedFor) {
+  SceneSettings clean = small_scene(GX_PIXEL_DEPTH);
+  clean.size = {320, 200};
+  clean.noise = clean.bleed = 0;
+  clean.speckles = 0;
+  const Image base = render_scene(clean, 0);
+  const auto is_close = [](uint16_t pixel) { return pixel != 0 && pixel < 1001; };
+
+  SceneSettings settings = clean;
+  settings.phantoms = 3;
+  const Image phantoms = render_scene(settings, 0);
+  EXPECT_EQ(std::ranges::count_if(base.pixels, is_close), 0);
+  EXPECT_GT(std::ranges::count_if(phantoms.pixels, is_close), 100);
+  EXPECT_GT(std::ranges::count(phantoms.pixels, uint16_t{0}),
+            std::ranges::count(base.pixels, uint16_t{0}) + 30)
+      << "each phantom lies in a gap";
+
+  settings = clean;
+  settings.streaks = 1;
+  EXPECT_GE(longest_new_run(render_scene(settings, 0), base), 25U);
+
+  settings = clean;
+  settings.inset = 4;
+  settings.fringe = 3;
+  settings.corner = 20;
+  const Image outline = render_scene(settings, 0);
+  enum Change { emptied, falsified, kept };
+  const std::tuple<size_t, size_t, Change> places[] = {
+      {3, 100, emptied},   {160, 196, emptied},   {3, 3, emptied},   {4, 100, falsified},
+      {6, 100, falsified}, {160, 194, falsified}, {8, 8, falsified}, {311, 191, falsified},
+      {7, 100, kept},      {160, 192, kept},      {18, 18, kept}};
+  for (const auto& [x, y, change] : places) {
+    const uint16_t pixel = outline.pixels[y * 320 + x];
+    const bool same = pixel == base.pixels[y * 320 + x];
+    EXPECT_EQ(pixel == 0 ? emptied : same ? kept : falsified, change) << x << ", " << y;
+  }
 }
 
 TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
@@ -352,6 +421,52 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   codes.pixel_type = GX_PIXEL_DISPARITY;
   EXPECT_GT(PreviewPainter("").paint(codes, ramp, "").size.width, picture.size.width)
       << "codes and millimetres need a legend each";
+}
+
+TEST(Preview, ShowsAPartOfTheFrame) {
+  const auto crop = parse_crop("2x3+4+5");
+  ASSERT_TRUE(crop);
+  EXPECT_EQ((std::array{crop->width, crop->height, crop->x, crop->y}),
+            (std::array{2U, 3U, 4U, 5U}));
+  for (const char* text :
+       {"", "2x3", "2x3+4", "2x3+4+", "2x3+4+5x", "2x3-4+5", "0x3+4+5", "+4+5"}) {
+    EXPECT_FALSE(parse_crop(text)) << text;
+  }
+  const FrameView frame{{{3, 2}, {1, 2, 3, 4, 5, 6}}, GX_PIXEL_DISPARITY, 2.0F};
+  const std::pair<Rectangle, Image> cases[] = {
+      {{1, 0, 2, 1}, {{2, 1}, {2, 3}}},
+      {{2, 1, 2, 1}, {{2, 1}, {5, 6}}}, // moved into the frame
+      {{9, 9, 9, 9}, frame.image},
+  };
+  for (const auto& [part, expected] : cases) {
+    const FrameView view = cropped(frame, part);
+    EXPECT_EQ(view.image, expected);
+    EXPECT_EQ(view.pixel_type, frame.pixel_type);
+    EXPECT_EQ(view.value_scale, frame.value_scale);
+  }
+}
+
+// As libpng reads the file.
+std::vector<uint8_t> decoded_rgb(const Bytes& file) {
+  png_image header{};
+  header.version = PNG_IMAGE_VERSION;
+  EXPECT_NE(png_image_begin_read_from_memory(&header, file.data(), file.size()), 0);
+  header.format = PNG_FORMAT_RGB;
+  std::vector<uint8_t> samples(PNG_IMAGE_SIZE(header));
+  EXPECT_NE(png_image_finish_read(&header, nullptr, samples.data(), 0, nullptr), 0);
+  return samples;
+}
+
+TEST(Writer, KeepsEveryColourWithAndWithoutAPalette) {
+  for (const uint32_t colors : {1U, 2U, 256U, 257U}) {
+    RgbImage picture{{64, 16}, std::vector<uint8_t>(size_t{64} * 16 * 3)};
+    for (uint32_t i = 0; i < 1024; ++i) {
+      const uint32_t color = i * 7 % colors;
+      picture.samples[size_t{i} * 3] = static_cast<uint8_t>(color);
+      picture.samples[size_t{i} * 3 + 2] = static_cast<uint8_t>(color >> 8);
+    }
+    EXPECT_EQ(decoded_rgb(*encode_png(picture)), picture.samples) << colors;
+  }
 }
 
 TEST(Preview, TakesFramesOfAnySizeAndWithoutData) {

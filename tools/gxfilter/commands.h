@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "camera.h"
+#include "preview.h"
 #include "synth.h"
 
 namespace gxfilter {
@@ -32,6 +33,7 @@ struct RunOptions {
   std::string match;            // wildcards that choose among the files of directories
   std::filesystem::path output; // directory, made when needed
   bool preview = false;
+  std::optional<Rectangle> crop;             // what the previews show; null: whole frames
   std::string raw_size;                      // "WxH" or empty
   std::filesystem::path camera_file;         // empty: the one beside the first input, if any
   CameraFacts facts = CameraFacts::object(); // what options say; wins over the file

@@ -113,6 +113,17 @@ void add_run_command(CLI::App& app, RunOptions& options) {
       ->type_name("WILDCARDS");
   command->add_flag("--preview", options.preview,
                     "Write coloured before/after pictures too (STEM_preview.png)");
+  command
+      ->add_option_function<std::string>(
+          "--crop",
+          [&options](const std::string& text) {
+            options.crop = parse_crop(text);
+            if (!options.crop) {
+              throw CLI::ValidationError("--crop", "'" + text + "' is not WIDTHxHEIGHT+X+Y");
+            }
+          },
+          "Part of each frame that those pictures show")
+      ->type_name("WxH+X+Y");
   command->add_option("--size", options.raw_size, "Size of headerless .raw files")
       ->type_name("WxH");
   command
@@ -153,6 +164,9 @@ void add_synth_command(CLI::App& app, SynthOptions& options) {
           },
           "What pixels hold (depth)")
       ->check(CLI::IsMember({"depth", "disparity"}));
+  command->add_option("--pack-mode", scene.pack_mode, "Encoding of disparity codes, 1 or 2")
+      ->capture_default_str()
+      ->check(CLI::Range(1U, 2U));
   command->add_option("--depth-unit", scene.depth_unit, "Millimetres per unit of depth")
       ->capture_default_str()
       ->check(CLI::Range(1e-3, 1e3));
@@ -171,6 +185,27 @@ void add_synth_command(CLI::App& app, SynthOptions& options) {
   command->add_option("--bleed", scene.bleed, "Share of borders that smear")
       ->capture_default_str()
       ->check(CLI::Range(0.0, 1.0));
+  command->add_option("--streaks", scene.streaks, "Share of borders that run out far at one depth")
+      ->capture_default_str()
+      ->check(CLI::Range(0.0, 1.0));
+  command->add_option("--phantoms", scene.phantoms, "Smooth false patches before the scene")
+      ->capture_default_str()
+      ->check(CLI::Range(0U, 10'000U));
+  command->add_option("--inset", scene.inset, "Pixels along each side without data")
+      ->capture_default_str()
+      ->check(CLI::Range(0U, 65'535U));
+  command
+      ->add_option("--fringe", scene.fringe, "Pixels of false depth along the outline of the rest")
+      ->capture_default_str()
+      ->check(CLI::Range(0U, 65'535U));
+  command->add_option("--corner", scene.corner, "Radius of the fringe's corners, pixels")
+      ->capture_default_str()
+      ->check(CLI::Range(0U, 65'535U));
+  command
+      ->add_option("--disparity-offset", scene.disparity_offset,
+                   "Pixels that the camera takes off every disparity")
+      ->capture_default_str()
+      ->check(CLI::Range(0U, 1'000U));
 }
 
 ExitStatus run_program(int argc, char** argv) {

@@ -1,8 +1,10 @@
 #include "png_image.h"
 
+#include <array>
 #include <bit>
 #include <csetjmp>
 #include <cstring>
+#include <map>
 #include <new>
 
 #include <fmt/format.h>
@@ -31,6 +33,8 @@ struct PngReader : PngSession {
 };
 
 struct PngWriter : PngSession {
+  std::vector<png_color> palette; // for PNG_COLOR_TYPE_PALETTE
+
   ~PngWriter() { png_destroy_write_struct(&png, &info); }
 };
 
@@ -97,10 +101,14 @@ bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_t
     return false;
   }
   png_set_write_fn(writer.png, &writer, write_bytes, flush_nothing);
-  // Noisy depth gains little from the slower levels.
-  png_set_compression_level(writer.png, 3);
+  // Noisy depth gains little from the slower levels; flat colours do.
+  png_set_compression_level(writer.png, color_type == PNG_COLOR_TYPE_PALETTE ? 9 : 3);
   png_set_IHDR(writer.png, writer.info, size.width, size.height, bit_depth, color_type,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (color_type == PNG_COLOR_TYPE_PALETTE) {
+    png_set_PLTE(writer.png, writer.info, writer.palette.data(),
+                 static_cast<int>(writer.palette.size()));
+  }
   png_write_info(writer.png, writer.info);
   if (bit_depth == 16 && std::endian::native == std::endian::little) {
     png_set_swap(writer.png);
@@ -139,9 +147,38 @@ Failure check_header(const PngReader& reader, size_t file_size) {
   return std::nullopt;
 }
 
+// A picture as indices into its colours.
+struct IndexedImage {
+  std::vector<uint8_t> indices;
+  std::vector<png_color> palette;
+};
+
+// Null for a picture of too many colours.
+std::optional<IndexedImage> index_colors(const RgbImage& image) {
+  constexpr size_t most_colors = 256;
+  std::map<std::array<uint8_t, 3>, uint8_t> known;
+  IndexedImage result;
+  result.indices.reserve(image.size.pixel_count());
+  for (size_t i = 0; i + 2 < image.samples.size(); i += 3) {
+    const std::array color{image.samples[i], image.samples[i + 1], image.samples[i + 2]};
+    const auto [found, is_new] =
+        known.try_emplace(color, static_cast<uint8_t>(result.palette.size()));
+    if (is_new && result.palette.size() == most_colors) {
+      return std::nullopt;
+    }
+    if (is_new) {
+      result.palette.push_back({color[0], color[1], color[2]});
+    }
+    result.indices.push_back(found->second);
+  }
+  return result;
+}
+
 Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size_t row_bytes,
-                                    int bit_depth, int color_type) {
+                                    int bit_depth, int color_type,
+                                    std::vector<png_color> palette = {}) {
   PngWriter writer;
+  writer.palette = std::move(palette);
   writer.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &writer, on_error, on_warning);
   writer.info = writer.png != nullptr ? png_create_info_struct(writer.png) : nullptr;
   if (writer.info == nullptr) {
@@ -195,6 +232,10 @@ Result<std::vector<uint8_t>> encode_png(const Image& image) {
 }
 
 Result<std::vector<uint8_t>> encode_png(const RgbImage& image) {
+  if (auto indexed = index_colors(image)) {
+    return encode(image.size, indexed->indices.data(), image.size.width, 8, PNG_COLOR_TYPE_PALETTE,
+                  std::move(indexed->palette));
+  }
   return encode(image.size, image.samples.data(), size_t{image.size.width} * 3, 8,
                 PNG_COLOR_TYPE_RGB);
 }

@@ -1,4 +1,4 @@
-// PNG: 16-bit grey pictures in and out, 8-bit RGB pictures out.
+// PNG: 16-bit grey pictures in and out, RGB pictures out.
 #pragma once
 
 #include <span>
@@ -19,6 +19,7 @@ struct RgbImage {
 [[nodiscard]] Result<Image> decode_png(std::span<const uint8_t> bytes);
 
 [[nodiscard]] Result<std::vector<uint8_t>> encode_png(const Image& image);
+// With a palette where there are no more than 256 colours.
 [[nodiscard]] Result<std::vector<uint8_t>> encode_png(const RgbImage& image);
 
 } // namespace gxfilter

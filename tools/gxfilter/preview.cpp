@@ -1,11 +1,11 @@
 #include "preview.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include <fmt/format.h>
 
-#include "canvas.h"
 #include "font.h"
 
 namespace gxfilter {
@@ -42,7 +42,10 @@ double legend_scale(const FrameView& frame) {
 
 // Near is warm for both kinds of pixels: small depths and large disparities.
 Color color_of(double value, ValueRange range, bool codes) {
-  const double position = std::clamp((value - range.low) / (range.high - range.low), 0.0, 1.0);
+  // So few shades that the picture can be stored with a palette.
+  constexpr double shades = 200;
+  const double exact = std::clamp((value - range.low) / (range.high - range.low), 0.0, 1.0);
+  const double position = std::round(exact * shades) / shades;
   // The map's darkest ends are left out: they look like missing data.
   return turbo(0.07 + 0.88 * (codes ? position : 1.0 - position));
 }
@@ -155,6 +158,36 @@ std::optional<ValueRange> typical_range(const FrameView& frame) {
   const uint16_t high = valid[valid.size() - 1 - static_cast<size_t>(cut)];
   const double scale = legend_scale(frame);
   return ValueRange{low * scale, std::max(high * scale, (low + 1) * scale)};
+}
+
+std::optional<Rectangle> parse_crop(const std::string& text) {
+  const size_t plus = text.find('+');
+  const auto size = parse_size(text.substr(0, plus));
+  if (!size || plus == std::string::npos) {
+    return std::nullopt;
+  }
+  Rectangle crop{0, 0, size->width, size->height};
+  const char* end = text.data() + text.size();
+  const auto [after_x, x_error] = std::from_chars(text.data() + plus + 1, end, crop.x);
+  if (x_error != std::errc{} || after_x == end || *after_x != '+') {
+    return std::nullopt;
+  }
+  const auto [after_y, y_error] = std::from_chars(after_x + 1, end, crop.y);
+  return y_error == std::errc{} && after_y == end ? std::optional(crop) : std::nullopt;
+}
+
+FrameView cropped(const FrameView& frame, Rectangle part) {
+  const FrameSize whole = frame.image.size;
+  const FrameSize size{std::min(part.width, whole.width), std::min(part.height, whole.height)};
+  const uint32_t x = std::min(part.x, whole.width - size.width);
+  const uint32_t y = std::min(part.y, whole.height - size.height);
+  FrameView view{{size, {}}, frame.pixel_type, frame.value_scale};
+  for (uint32_t row = y; row < y + size.height; ++row) {
+    const auto first =
+        frame.image.pixels.begin() + static_cast<std::ptrdiff_t>(row) * whole.width + x;
+    view.image.pixels.insert(view.image.pixels.end(), first, first + size.width);
+  }
+  return view;
 }
 
 void PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after) {

@@ -68,8 +68,9 @@ Result<CameraFacts> gather_facts(const RunOptions& options) {
 // Takes the frames of a recording through the filters, one after the other.
 class Runner {
  public:
-  Runner(std::vector<Filter> filters, CameraFacts facts, std::optional<FrameSize> raw_size)
-      : filters_(std::move(filters)), facts_(std::move(facts)), raw_size_(raw_size),
+  Runner(std::vector<Filter> filters, CameraFacts facts, std::optional<FrameSize> raw_size,
+         std::optional<Rectangle> crop)
+      : filters_(std::move(filters)), facts_(std::move(facts)), raw_size_(raw_size), crop_(crop),
         painter_(caption(filters_)) {
     for (const Filter& filter : filters_) {
       statistics_.emplace_back(filter.name());
@@ -165,7 +166,9 @@ class Runner {
       return failure;
     }
     const std::string stem = output.stem().string();
-    const auto picture = encode_png(painter_.paint(before, after, stem));
+    const auto picture =
+        encode_png(crop_ ? painter_.paint(cropped(before, *crop_), cropped(after, *crop_), stem)
+                         : painter_.paint(before, after, stem));
     if (!picture) {
       return picture.error();
     }
@@ -175,6 +178,7 @@ class Runner {
   std::vector<Filter> filters_;
   CameraFacts facts_;
   std::optional<FrameSize> raw_size_;
+  std::optional<Rectangle> crop_;
   PreviewPainter painter_;
   std::vector<FilterStatistics> statistics_;
   Camera camera_;
@@ -231,7 +235,7 @@ ExitStatus run_filters(const RunOptions& options) {
                          ? ""
                          : fmt::format(" and {} more", recording->ignored.size() - 1)));
   }
-  Runner runner(std::move(*chain), std::move(*facts), *raw_size);
+  Runner runner(std::move(*chain), std::move(*facts), *raw_size, options.crop);
   Failure failure;
   {
     ProgressBar progress(recording->frames.size());

@@ -25,7 +25,11 @@ class Random {
   // Nearly normal with mean 0 and standard deviation 1: the scaled sum of four uniform numbers.
   double normal() {
     constexpr double scale = 1.7320508075688772;
-    return (uniform() + uniform() + uniform() + uniform() - 2.0) * scale;
+    double sum = 0;
+    for (int i = 0; i < 4; ++i) {
+      sum += uniform();
+    }
+    return (sum - 2.0) * scale;
   }
 
  private:
@@ -109,9 +113,12 @@ class SceneRenderer {
     draw_surfaces();
     smear_borders();
     drop_occluded();
+    float_phantoms();
     add_noise();
+    run_borders_out();
     punch_holes();
     scatter_speckles();
+    spoil_outline();
     return encode();
   }
 
@@ -174,11 +181,46 @@ class SceneRenderer {
     }
   }
 
+  // Phantoms are mismatches of repeated patterns: smooth, in front of everything, and parted from
+  // it by pixels without data.
+  void float_phantoms() {
+    for (uint32_t i = 0; i < settings_.phantoms; ++i) {
+      const double x = random_.uniform(0, static_cast<double>(width_));
+      const double y = random_.uniform(0, static_cast<double>(height_));
+      const double radius = random_.uniform(9, 18) * relative_scale();
+      const double gap = 3 * relative_scale();
+      fill_ellipse(x, y, radius + gap, radius + gap, 0);
+      fill_ellipse(x, y, radius, radius, to_disparity(random_.uniform(600, 1000)));
+    }
+  }
+
   void add_noise() {
     for (double& disparity : disparity_) {
       const double noise = settings_.noise * random_.normal();
       const bool dropped = random_.uniform() < 0.002;
       disparity = disparity == 0 || dropped ? 0 : std::max(disparity + noise, 0.01);
+    }
+  }
+
+  // On some rows an object's border runs out into the background for tens of pixels, all of the
+  // same disparity.
+  void run_borders_out() {
+    if (settings_.streaks == 0) {
+      return;
+    }
+    for (size_t y = 0; y < height_; ++y) {
+      double* line = row(y);
+      for (size_t x = 1; x < width_; ++x) {
+        const double near = line[x - 1];
+        const double far = line[x];
+        if (far == 0 || near < far * 1.15 || random_.uniform() >= settings_.streaks) {
+          continue;
+        }
+        const double length = random_.uniform(0.08, 0.2) * static_cast<double>(width_);
+        const auto end = std::min(x + static_cast<size_t>(length), width_);
+        std::fill(line + x, line + end, near);
+        x = end;
+      }
     }
   }
 
@@ -218,8 +260,35 @@ class SceneRenderer {
       const double x = random_.uniform(0, static_cast<double>(width_));
       const double y = random_.uniform(0, static_cast<double>(height_));
       const double radius = random_.uniform(0.5, 3.5) * relative_scale();
-      fill_ellipse(x, y, radius * random_.uniform(0.6, 1.6), radius,
-                   to_disparity(random_.uniform(600, 4500)));
+      // One after the other: compilers choose the order of arguments.
+      const double disparity = to_disparity(random_.uniform(600, 4500));
+      const double stretch = random_.uniform(0.6, 1.6);
+      fill_ellipse(x, y, radius * stretch, radius, disparity);
+    }
+  }
+
+  // The valid area ends at the inset. Along its outline, and outside its rounded corners, depth is
+  // false.
+  void spoil_outline() {
+    const auto from_side = [this](size_t at, size_t sides) {
+      return static_cast<double>(std::min(at, sides - 1 - at)) - settings_.inset;
+    };
+    const double radius = settings_.corner;
+    for (size_t y = 0; y < height_; ++y) {
+      for (size_t x = 0; x < width_; ++x) {
+        const double dx = from_side(x, width_);
+        const double dy = from_side(y, height_);
+        const bool in_corner = dx < radius && dy < radius;
+        const double depth_inside =
+            in_corner
+                ? radius - std::sqrt((radius - dx) * (radius - dx) + (radius - dy) * (radius - dy))
+                : std::min(dx, dy);
+        if (dx < 0 || dy < 0) {
+          row(y)[x] = 0;
+        } else if (depth_inside < settings_.fringe) {
+          row(y)[x] = to_disparity(random_.uniform(600, 4500));
+        }
+      }
     }
   }
 
@@ -229,16 +298,29 @@ class SceneRenderer {
     const double largest = codes ? 65531.0 : 65535.0;
     Image image{settings_.size, std::vector<uint16_t>(disparity_.size())};
     for (size_t i = 0; i < disparity_.size(); ++i) {
-      if (disparity_[i] == 0) {
-        continue;
-      }
-      const double value = codes ? disparity_[i] * 256.0
-                                 : to_disparity(disparity_[i]) / // the formula is its own inverse
-                                       static_cast<double>(settings_.depth_unit);
+      // The camera takes its offset off and sees nothing that is farther than the offset alone.
+      const double measured = std::max(disparity_[i] - settings_.disparity_offset, 0.0);
+      const double value = codes ? code_of(measured) : depth_of(measured);
       const double rounded = std::floor(value + 0.5);
-      image.pixels[i] = rounded <= largest ? static_cast<uint16_t>(rounded) : uint16_t{0};
+      const bool fits = rounded > 0 && rounded <= largest;
+      image.pixels[i] = fits ? static_cast<uint16_t>(rounded) : uint16_t{0};
     }
     return image;
+  }
+
+  double code_of(double measured) const {
+    if (measured == 0) {
+      return 0;
+    }
+    // Pack mode 1 counts half pixels down from a fixed disparity, pack mode 2 pixels up from zero.
+    return settings_.pack_mode == 1 ? (328.375 - measured) * 128.0 : measured * 256.0;
+  }
+
+  // A camera that makes depth itself adds the offset to every pixel, with or without disparity.
+  double depth_of(double measured) const {
+    const double disparity = measured + settings_.disparity_offset;
+    // The formula is its own inverse.
+    return disparity != 0 ? to_disparity(disparity) / static_cast<double>(settings_.depth_unit) : 0;
   }
 
   const SceneSettings& settings_;
@@ -256,25 +338,29 @@ CameraFacts scene_facts(const SceneSettings& settings) {
   const bool codes = settings.pixel_type == GX_PIXEL_DISPARITY;
   const double focal_length = 0.9 * settings.size.width;
   const auto baseline = static_cast<double>(settings.baseline);
-  return {{"width", settings.size.width},
-          {"height", settings.size.height},
-          {"pixel_type", codes ? "disparity" : "depth"},
-          {"depth_unit", static_cast<double>(settings.depth_unit)},
-          {"bit_size", 16},
-          {"fx", focal_length},
-          {"fy", focal_length},
-          {"cx", (settings.size.width - 1.0) / 2},
-          {"cy", (settings.size.height - 1.0) / 2},
-          {"baseline", baseline},
-          {"d2d",
-           {{"baseline", baseline},
-            {"fx", focal_length},
-            {"bitSize", 16},
-            {"unit", 1.0},
-            {"packMode", 2},
-            {"invalidDisp", 0},
-            {"dispIntPlace", 8},
-            {"isDualCamera", 1}}}};
+  CameraFacts facts = {{"width", settings.size.width},
+                       {"height", settings.size.height},
+                       {"pixel_type", codes ? "disparity" : "depth"},
+                       {"depth_unit", static_cast<double>(settings.depth_unit)},
+                       {"bit_size", 16},
+                       {"fx", focal_length},
+                       {"fy", focal_length},
+                       {"cx", (settings.size.width - 1.0) / 2},
+                       {"cy", (settings.size.height - 1.0) / 2},
+                       {"baseline", baseline},
+                       {"d2d",
+                        {{"baseline", baseline},
+                         {"fx", focal_length},
+                         {"bitSize", 16},
+                         {"unit", 1.0},
+                         {"packMode", settings.pack_mode},
+                         {"invalidDisp", 0},
+                         {"dispIntPlace", 8},
+                         {"isDualCamera", 1}}}};
+  if (settings.disparity_offset != 0) {
+    facts["disparity_offset"] = settings.disparity_offset;
+  }
+  return facts;
 }
 
 Image render_scene(const SceneSettings& settings, uint32_t frame) {

@@ -20,8 +20,6 @@ class OpenNIDisparityTransform final : public DisparityConversion {
   /// resampling off), the scale (0.1 to 50), the cuts and the borders in pixels. Each accepted
   /// value is kept even when a later one is refused; whether frames are resampled then stays as it
   /// was.
-  ///
-  /// Only the depth parameters may be updated while another thread processes a frame.
   void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
 
