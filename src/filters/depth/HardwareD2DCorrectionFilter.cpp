@@ -139,7 +139,8 @@ bool HardwareD2DCorrectionFilter::profile_matches(ProcessingFrame& call, FrameSi
   const FrameSize cached_size{call.host(gx_video_stream_profile_get_width, profile),
                               call.host(gx_video_stream_profile_get_height, profile)};
   const gx_format cached_format = call.host(gx_stream_profile_get_format, profile);
-  return cached_size == size && cached_format == call.host(gx_frame_get_format, call.depth());
+  const gx_format format = call.host(gx_frame_get_format, call.depth());
+  return cached_size == size && cached_format == format;
 }
 
 /// Whether there is an offset to correct for.
