@@ -351,10 +351,11 @@ constexpr Path paths[] = {
        instance.update();
        return instance.look;
      }},
-    {"another stream",
+    {"another stream of a changed camera",
      [](Instance& instance) {
        instance.pass(instance.look);
-       Look look = next(instance.look);
+       instance.change_record();
+       Look look = instance.look;
        look.format = GX_FORMAT_Y12_SHIFTED;
        return look;
      }},
@@ -480,6 +481,8 @@ class TortureTest : public ::testing::TestWithParam<std::tuple<FilterCase, Input
   void torture(Fault fault);
   void torture(const Path& path, Fault fault);
   bool strike(const Path& path, Fault fault, std::uint64_t n, const Reference& expected);
+  void check_memory_report(Fault fault, const ErrorSlot& error, const std::string& printed,
+                           const std::string& printed_errors, const Reference& expected);
   void check_next(Instance& instance, const Look& look, const std::string& culprit,
                   const Reference& expected);
 
@@ -508,6 +511,10 @@ void TortureTest::torture(const Path& path, Fault fault) {
     ++n;
     ASSERT_LT(n, 200U);
   }
+  // The first frame always has a table built for it, others maybe.
+  const bool may_lose = filter_case().filter == std::string("DisparityTransform");
+  EXPECT_LE(tables_lost_, may_lose && is_of_host(fault) ? 1 : 0);
+  EXPECT_TRUE(tables_lost_ == 1 || &path != &paths[0] || !may_lose || !is_of_host(fault));
   // An unconverted copy takes three calls. Nothing fails without an allocation.
   EXPECT_GT(n, is_of_host(fault) ? 3U : 1U);
   // A filter that blends frames has taken one in once its pixels are blended. Only putting them
@@ -539,45 +546,48 @@ bool TortureTest::strike(const Path& path, Fault fault, std::uint64_t n,
   const bool struck = disarm(fault);
   const std::string printed_errors = standard_error.text();
   const std::string printed = standard_output.text();
-  const std::string text = error.text();
-  const std::string culprit = is_of_host(fault) ? gexton_get_last_fault() : "";
   EXPECT_TRUE(facts_of(input.get()) == input_facts);
-  if (!struck) {
-    if (output != nullptr || slot != nullptr) {
-      EXPECT_TRUE((output != nullptr ? facts_of(output.get()) : text) == expected.frame) << text;
-    }
-    return true;
+  if (output != nullptr || (!struck && slot != nullptr)) {
+    const std::string outcome = output != nullptr ? facts_of(output.get()) : error.text();
+    EXPECT_TRUE(outcome == expected.frame) << legible(outcome);
   }
+  if (!struck)
+    return true;
 
-  if (output != nullptr) {
+  const std::string culprit = is_of_host(fault) ? gexton_get_last_fault() : "";
+  if (output != nullptr || (is_of_host(fault) && error.text() == expected.frame)) {
     // Only giving a frame of the filter's own back may fail unnoticed: nothing is lost by it.
     EXPECT_TRUE(is_set());
     EXPECT_EQ(culprit, "gx_delete_frame");
-    EXPECT_EQ(text + printed, "");
-    EXPECT_TRUE(facts_of(output.get()) == expected.frame) << legible(facts_of(output.get()));
-  } else if (is_of_host(fault) && text == expected.frame) {
-    // The same may happen to a frame that is refused anyway.
-    EXPECT_EQ(culprit, "gx_delete_frame");
+    EXPECT_EQ(printed, "");
+    EXPECT_TRUE(output == nullptr || error.empty());
   } else if (slot == nullptr) {
     EXPECT_EQ(printed, "");
   } else if (is_of_host(fault)) {
-    EXPECT_EQ(text, "injected fault | " + culprit + " | gexton | 0");
+    EXPECT_EQ(error.text(), "injected fault | " + culprit + " | gexton | 0");
     EXPECT_EQ(printed, error.trace());
   } else {
-    // A refusal stays unreported where the host has no memory for an error.
-    const bool unreported_refusal = text.empty() && !expected.frame.starts_with("type ");
-    EXPECT_TRUE(unreported_refusal || reports_no_memory(text, fault, filter_case().filter)) << text;
-    EXPECT_EQ(printed, text.starts_with("out of memory") ? error.trace()
-                       : text == no_memory_by_stage ? "Handle is not exist! Exiting function.\n"
-                                                    : "");
+    check_memory_report(fault, error, printed, printed_errors, expected);
   }
+  check_next(instance, look, culprit, expected);
+  return false;
+}
+
+void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
+                                      const std::string& printed, const std::string& printed_errors,
+                                      const Reference& expected) {
+  const std::string text = error.text();
+  // A refusal stays unreported where the host has no memory for an error.
+  const bool unreported_refusal = text.empty() && !expected.frame.starts_with("type ");
+  EXPECT_TRUE(unreported_refusal || reports_no_memory(text, fault, filter_case().filter)) << text;
+  EXPECT_EQ(printed, text.starts_with("out of memory") ? error.trace()
+                     : text == no_memory_by_stage      ? "Handle is not exist! Exiting function.\n"
+                                                       : "");
   // The one message on this stream: there is no memory for a workspace.
   if (text == no_memory_by_stage || !printed_errors.empty()) {
     EXPECT_STREQ(filter_case().filter, "FalsePositiveFilter");
     EXPECT_EQ(printed_errors, "Memory allocation failed: std::bad_alloc\n");
   }
-  check_next(instance, look, culprit, expected);
-  return false;
 }
 
 /// The outcome with all pixels that were mapped through a table of zeros; the low bits of shifted
@@ -607,8 +617,10 @@ void TortureTest::check_next(Instance& instance, const Look& look, const std::st
   ++tables_lost_;
   EXPECT_STREQ(filter_case().filter, "DisparityTransform");
   EXPECT_EQ(culprit, "gx_stream_profile_get_format");
-  EXPECT_EQ(tables_lost_, 1);
   EXPECT_TRUE(next[0] == with_zero_pixels(expected.unseen[0], instance, look)) << legible(next[0]);
+  EXPECT_TRUE(next[1] == expected.unseen[1] ||
+              next[1] == with_zero_pixels(expected.unseen[1], instance, instance.look))
+      << legible(next[1]);
 }
 
 std::string name_of(const ::testing::TestParamInfo<std::tuple<FilterCase, InputKind>>& test) {

@@ -3,6 +3,8 @@
 // Every filter in its typical configurations, with a frame for it: for tests of what all filters
 // share.
 
+#include <ostream>
+
 #include "support/host_objects.h"
 
 namespace test {
@@ -15,6 +17,11 @@ struct FilterCase {
   bool blends_frames = false; ///< passes a first frame unchanged: to be run on a second one
   std::int64_t disparity_offset = 2;
 };
+
+/// What tests print of a case.
+inline void PrintTo(const FilterCase& filter_case, std::ostream* out) {
+  *out << filter_case.label;
+}
 
 inline const std::vector<FilterCase>& filter_cases() {
   static const std::vector<FilterCase> all = {
