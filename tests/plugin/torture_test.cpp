@@ -327,6 +327,12 @@ constexpr Path paths[] = {
        instance.update();
        return next(instance.look);
      }},
+    {"after an update to the same values",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.configure();
+       return next(instance.look);
+     }},
     {"frame of another size",
      [](Instance& instance) {
        instance.pass(instance.look);
@@ -667,6 +673,7 @@ TEST(TorturePaths, UpdatesAndBlobsTell) {
     const auto differ = [&](const char* a, const char* b) {
       return outcome_of(a, each) != outcome_of(b, each);
     };
+    EXPECT_FALSE(differ("later frame", "after an update to the same values"));
     EXPECT_EQ(differ("later frame", "after an update"), name != "HardwareD2DCorrectionFilter");
     if (!blob_for(each).empty()) {
       const bool stored = name == "FalsePositiveFilter";
@@ -729,11 +736,14 @@ std::vector<Configuring> configurings(const FilterCase& filter_case) {
     too_few.pop_back();
   if (std::string(filter_case.filter) == "FalsePositiveFilter")
     accepted.back() = "00000000000000000000000000000300"; // too long to be converted in place
+  auto blob = blob_for(filter_case);
+  if (blob.empty())
+    blob = {1, 2, 3}; // which the filter ignores
   return {{"values", accepted, {}, {}},
           {"too few values", too_few, {}, {}},
           {"a blob",
            {},
-           blob_for(filter_case),
+           blob,
            {"set FalsePositiveFilter config data failed | "
             "FalsePositiveFilter::set_filter_config_data | data | 4"}}};
 }
@@ -853,6 +863,26 @@ TEST(TortureDeathTest, WithoutMemoryTheRegistryIsMadeAtTheNextUse) {
 }
 
 // ---- unusual hosts ----
+
+TEST(Torture, MissingTextsAreEmptyOnes) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    Filter filter(each.filter);
+    auto* context = filter.context();
+    const auto update = [&](std::size_t count, const char** values) {
+      ErrorSlot error;
+      context->update_config(context->filter, static_cast<std::int32_t>(count), values,
+                             error.out());
+      return error.text();
+    };
+    Values values = other_values(each, false);
+    std::fill(values.begin(), values.end(), "");
+    const std::string expected = update(values.size(), values.data());
+    std::fill(values.begin(), values.end(), nullptr);
+    EXPECT_EQ(update(values.size(), values.data()), expected);
+    EXPECT_EQ(update(values.size(), nullptr), expected);
+  }
+}
 
 /// Whether a filter can do without what cameras say of themselves.
 bool needs_no_profile(const FilterCase& filter_case, const Look& look) {
