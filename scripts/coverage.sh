@@ -6,7 +6,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
-scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}" gcovr
+scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}" \
+  "${coverage_packages[@]}"
 
 cmake --preset coverage -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
   -DFILTER_PROCESSOR_TOOLS=OFF -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PROCESSOR_BENCH=OFF

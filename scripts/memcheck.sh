@@ -5,15 +5,17 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
-scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}" valgrind
+scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}" \
+  "${memcheck_packages[@]}"
 
 cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DFILTER_PROCESSOR_TESTS=ON
 cmake --build --preset release --target filter_processor_tests
 
 # nouserintercepts: the tests' own operator new, which makes allocations fail, stays in its place.
 # The registry's test is left out: it starts a process of its own.
+leaks='definite,indirect,possible'
 check=(valgrind --quiet --error-exitcode=1 --leak-check=full
-  --show-leak-kinds=definite,indirect,possible --errors-for-leak-kinds=definite,indirect,possible
+  "--show-leak-kinds=$leaks" "--errors-for-leak-kinds=$leaks"
   --soname-synonyms=somalloc=nouserintercepts
   build/release/bin/filter_processor_tests --gtest_brief=1 --gtest_filter=*Torture*-*DeathTest*)
 
