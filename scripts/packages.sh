@@ -7,3 +7,6 @@ test_packages=(clang clang-format clang-tidy libclang-rt-14-dev binutils libgtes
   libbenchmark-dev git)
 # What the benchmarks compare with, where it can be had.
 bench_packages=(libopencv-dev libopencv-contrib-dev visp-images-data)
+# What the checks beyond the tests take.
+memcheck_packages=(valgrind)
+coverage_packages=(gcovr)

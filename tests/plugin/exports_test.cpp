@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "plugin/filter_factory.h"
-#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -101,29 +100,6 @@ TEST(Context, ARecordWithoutItsHandleIsFreedAlone) {
   context = new gx_priv_filter_context{};
   context->filter = filter;
   gx_priv_filter_context_destroy(context);
-}
-
-/// Fails the n-th allocation of `call` for n = 1, 2, ... until one succeeds, which it says by true.
-template <typename Call>
-void fail_each_allocation(Call call) {
-  for (std::uint64_t n = 1; n < 1000; ++n) {
-    test::fail_nth_allocation(n);
-    const bool done = call();
-    const bool spared = test::allocation_fault_pending();
-    test::fail_nth_allocation(0);
-    EXPECT_EQ(done, spared) << n;
-    if (spared)
-      return;
-  }
-  ADD_FAILURE() << "never spared";
-}
-
-TEST(ExceptionBarrier, CreatesNoFilterWhenMemoryRunsOut) {
-  fail_each_allocation([] {
-    auto* context = gx_create_filter(1, nullptr);
-    gx_priv_filter_context_destroy(context);
-    return context != nullptr;
-  });
 }
 
 /// Throws what its first parameter says from every operation.

@@ -1,12 +1,11 @@
 // What filter_process does alike in every filter: the choice of the depth frame, refusals,
-// delivery, and failures of the host or of memory at every point on the way.
+// and delivery. Failures on the way are in torture_test.cpp.
 
 #include <gtest/gtest.h>
 
 #include <tuple>
 
 #include "plugin/base/gx_frame.h"
-#include "support/allocation_faults.h"
 #include "support/filter_cases.h"
 #include "support/host_objects.h"
 
@@ -23,9 +22,6 @@ enum class InputKind { depth_frame, frame_set };
 class ProcessingFrameTest
     : public ::testing::TestWithParam<std::tuple<test::FilterCase, InputKind>> {
  protected:
-  void SetUp() override { gexton_clear_faults(); }
-  void TearDown() override { gexton_clear_faults(); }
-
   static bool is_set() { return std::get<InputKind>(GetParam()) == InputKind::frame_set; }
 
   static Frame make_input() {
@@ -55,14 +51,6 @@ class ProcessingFrameTest
       return test::pixels_of(frame.get());
     const Frame depth{gx_frameset_get_depth_frame(frame.get(), nullptr)};
     return test::pixels_of(depth.get());
-  }
-
-  /// What a new instance makes of the input.
-  static Pixels expected_pixels(const Frame& input) {
-    ErrorSlot error;
-    const Frame output = make_filter().process(input, error);
-    EXPECT_EQ(error.text(), "");
-    return depth_pixels(output);
   }
 };
 
@@ -95,78 +83,6 @@ TEST_P(ProcessingFrameTest, DeliversANewFrameAndLeavesTheInputAlone) {
     EXPECT_EQ(gexton_frameset_get_count(input.get(), nullptr), 2u);
     EXPECT_EQ(gexton_frameset_get_count(output.get(), nullptr), 1u);
   }
-}
-
-TEST_P(ProcessingFrameTest, SurvivesAFailureOfEachHostCall) {
-  const Frame input = make_input();
-  const Pixels expected = expected_pixels(input);
-  for (std::uint64_t n = 1;; ++n) {
-    const test::NoLeftovers no_leftovers;
-    Filter filter = make_filter();
-    ErrorSlot error;
-    gexton_clear_faults();
-    gexton_fail_nth_call(n);
-    testing::internal::CaptureStdout();
-    const Frame output = filter.process(input, error);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    const bool spared = gexton_get_fault_count() == 0;
-    gexton_clear_faults();
-    if (spared) {
-      EXPECT_GE(n, 7u);
-      EXPECT_EQ(depth_pixels(output), expected);
-      break;
-    }
-    if (output != nullptr) {
-      // Only giving a frame of the filter's own back may fail unnoticed: nothing is lost by it.
-      EXPECT_TRUE(is_set()) << n;
-      EXPECT_STREQ(gexton_get_last_fault(), "gx_delete_frame") << n;
-      EXPECT_EQ(error.text() + printed, "") << n;
-      EXPECT_EQ(depth_pixels(output), expected) << n;
-      continue;
-    }
-    EXPECT_NE(error.text().find("injected fault | gx_"), std::string::npos) << n << error.text();
-    EXPECT_EQ(printed, error.trace()) << n;
-    // The failed call has left nothing behind that the next one trips over.
-    const Frame next = filter.process(input, error);
-    ASSERT_NE(next, nullptr) << n << error.text();
-  }
-}
-
-TEST_P(ProcessingFrameTest, SurvivesAFailureOfEachAllocation) {
-  const Frame input = make_input();
-  const Pixels expected = expected_pixels(input);
-  for (std::uint64_t n = 1;; ++n) {
-    const test::NoLeftovers no_leftovers;
-    Filter filter = make_filter();
-    ErrorSlot error;
-    test::fail_nth_allocation(n);
-    const Frame output = filter.process(input, error);
-    const bool spared = test::allocation_fault_pending();
-    test::fail_nth_allocation(0);
-    if (spared) {
-      ASSERT_NE(output, nullptr);
-      EXPECT_EQ(depth_pixels(output), expected);
-      break;
-    }
-    EXPECT_EQ(output, nullptr) << n;
-    // Reported by the host, by the barrier, or by the one filter that catches it itself.
-    const std::string text = error.text();
-    EXPECT_TRUE(text.find("out of memory | gx_") == 0 ||
-                text.find(" | gx_priv_filter_process | frame | 0") != std::string::npos ||
-                text == "FP filter error | FalsePositiveFilter::filter_process | "
-                        "FalsePositiveFilter | 0")
-        << n << text;
-  }
-}
-
-TEST_P(ProcessingFrameTest, IsSilentWithoutAnErrorSlot) {
-  const test::NoLeftovers no_leftovers;
-  const Frame input = make_input();
-  Filter filter = make_filter();
-  testing::internal::CaptureStdout();
-  gexton_fail_nth_call(3);
-  EXPECT_EQ(filter.process(input.get()), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
 const Pixels raw = {7, 8, 9, 0, 5, 0}; // 3 x 2

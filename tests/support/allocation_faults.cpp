@@ -7,9 +7,19 @@
 namespace {
 
 thread_local std::uint64_t countdown = 0;
+thread_local bool lasting = false; // whether memory stays short once it has run out
+thread_local bool exhausted = false;
+
+bool due() {
+  if (countdown > 0 && --countdown == 0) {
+    exhausted = lasting;
+    return true;
+  }
+  return exhausted;
+}
 
 void* allocate(std::size_t size, std::size_t alignment) {
-  if (countdown > 0 && --countdown == 0)
+  if (due())
     throw std::bad_alloc();
   const std::size_t rounded = (size + alignment - 1) / alignment * alignment;
   void* memory = alignment <= alignof(std::max_align_t) ? std::malloc(size > 0 ? size : 1)
@@ -25,6 +35,11 @@ namespace test {
 
 void fail_nth_allocation(std::uint64_t n) {
   countdown = n;
+  lasting = exhausted = false;
+}
+void fail_allocations_from(std::uint64_t n) {
+  fail_nth_allocation(n);
+  lasting = n > 0;
 }
 bool allocation_fault_pending() {
   return countdown > 0;

@@ -3,6 +3,8 @@
 // Every filter in its typical configurations, with a frame for it: for tests of what all filters
 // share.
 
+#include <ostream>
+
 #include "support/host_objects.h"
 
 namespace test {
@@ -15,6 +17,11 @@ struct FilterCase {
   bool blends_frames = false; ///< passes a first frame unchanged: to be run on a second one
   std::int64_t disparity_offset = 2;
 };
+
+/// What tests print of a case.
+inline void PrintTo(const FilterCase& filter_case, std::ostream* out) {
+  *out << filter_case.label;
+}
 
 inline const std::vector<FilterCase>& filter_cases() {
   static const std::vector<FilterCase> all = {
@@ -78,16 +85,20 @@ inline D2DParameters stereo_record() {
   return record;
 }
 
-/// 32 x 16 pixels: two surfaces, holes and specks, with the camera facts that filters ask for.
-inline Frame make_case_frame(const FilterCase& filter_case) {
-  constexpr std::uint32_t width = 32;
-  constexpr std::uint32_t height = 16;
-  Pixels pixels(width * height);
+/// Two surfaces, holes and specks; another `shift` moves the specks and the surfaces a little.
+inline Pixels case_pixels(std::uint32_t width, std::uint32_t height, unsigned shift = 0) {
+  Pixels pixels(std::size_t{width} * height);
   for (std::size_t i = 0; i < pixels.size(); ++i) {
     const auto surface = i % width < 20 ? 1000 + i % 5 : 3000 + i % 3;
-    pixels[i] = i % 11 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(surface);
+    pixels[i] =
+        (i + shift) % 11 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(surface + 20 * shift);
   }
-  Frame frame = make_frame(width, height, pixels, filter_case.pixel_type);
+  return pixels;
+}
+
+/// 32 x 16 pixels, with the camera facts that filters ask for.
+inline Frame make_case_frame(const FilterCase& filter_case) {
+  Frame frame = make_frame(32, 16, case_pixels(32, 16), filter_case.pixel_type);
   const Profile profile{gx_frame_get_stream_profile(frame.get(), nullptr)};
   const D2DParameters record = stereo_record();
   gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);

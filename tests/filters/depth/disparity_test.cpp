@@ -354,6 +354,40 @@ TEST(DisparityTransform, GivesHandComputedDepths) {
   EXPECT_EQ(depth_of(r, 65532), 0);
 }
 
+TEST(DisparityTransform, FollowsEachFieldOfTheRecord) {
+  using Record = D2DParameters;
+  const Frame frame = test::make_case_frame(test::filter_cases().front());
+  const Profile profile{gx_frame_get_stream_profile(frame.get(), nullptr)};
+  Record record = test::stereo_record();
+  record.packMode = 1;
+  record.zpd = 1000;
+  Filter filter("DisparityTransform");
+  Pixels before;
+  constexpr void (*changes[])(Record&) = {
+      [](Record&) {},
+      [](Record& r) { r.baseline = 60; },
+      [](Record& r) { r.fx = 500; },
+      [](Record& r) { r.unit = 2; },
+      [](Record& r) { r.dispOffset = 1; },
+      [](Record& r) { r.invalidDisp = 203; }, // that of code 1003
+      [](Record& r) { r.minDisparity = 1; },
+      [](Record& r) { r.isDualCamera = 0; },
+      [](Record& r) { r.zpd = 1500; },
+      [](Record& r) { r.packMode = 4; },
+  };
+  for (const auto& change : changes) {
+    change(record);
+    gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+    ErrorSlot error;
+    const Frame output = filter.process(frame, error);
+    ASSERT_NE(output, nullptr) << error.text();
+    const Pixels pixels = test::pixels_of(output.get());
+    EXPECT_NE(pixels, before) << "change " << &change - changes;
+    EXPECT_EQ(pixels, test::pixels_of(Filter("DisparityTransform").process(frame.get()).get()));
+    before = pixels;
+  }
+}
+
 TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
   const std::string range =
       "params out of range | OpenNIDisparityTransform::update_filter_config | ";
@@ -378,6 +412,11 @@ TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
     EXPECT_EQ(error.text(), "Frame sampling process error | "
                             "OpenNIDisparityTransform::filter_process | frameType | 4");
   }
+  EXPECT_EQ(update("4", "0", "1"), ""); // either 0 switches resampling off
+  const Frame output = filter.process(input, error);
+  ASSERT_NE(output, nullptr) << error.text();
+  EXPECT_EQ(gx_frame_get_data_size(output.get(), nullptr),
+            gx_frame_get_data_size(input.get(), nullptr));
 }
 
 TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {

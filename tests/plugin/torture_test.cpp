@@ -1,0 +1,963 @@
+// Every filter, in every state that its way through a frame depends on, while the host or memory
+// fails at each point of that way in turn. Each failure must be reported, leave nothing behind and
+// change nothing for the frames that follow.
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include "filters/noise/false_positive_config.h"
+#include "support/allocation_faults.h"
+#include "support/filter_cases.h"
+#include "support/host_objects.h"
+
+namespace {
+
+bool frames_have_no_profile = false;
+
+} // namespace
+
+/// In place of the host's function: hosts may have frames without a profile.
+gx_stream_profile* gx_frame_get_stream_profile(const gx_frame* frame, gx_error** error) {
+  static const auto host_function = reinterpret_cast<decltype(&gx_frame_get_stream_profile)>(
+      dlsym(RTLD_NEXT, "gx_frame_get_stream_profile"));
+  return frames_have_no_profile ? nullptr : host_function(frame, error);
+}
+
+namespace {
+
+using test::ErrorSlot;
+using test::Filter;
+using test::FilterCase;
+using test::Frame;
+using test::Profile;
+using Values = std::vector<const char*>;
+
+/// Takes what is printed on a stream while it lives. In memory: the file on disk that each of
+/// gtest's own captures makes would take most of these tests' time.
+class Capture {
+ public:
+  explicit Capture(FILE* stream)
+      : stream_(stream), saved_(dup(fileno(stream))), file_(memfd_create("capture", 0)) {
+    std::fflush(stream_);
+    dup2(file_, fileno(stream_));
+  }
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() {
+    restore();
+    close(file_);
+  }
+
+  std::string text() {
+    restore();
+    std::string text(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), '\0');
+    EXPECT_EQ(pread(file_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    return text;
+  }
+
+ private:
+  void restore() {
+    std::fflush(stream_);
+    if (saved_ >= 0) {
+      dup2(saved_, fileno(stream_));
+      close(saved_);
+    }
+    saved_ = -1;
+  }
+
+  FILE* stream_;
+  int saved_;
+  int file_;
+};
+
+// ---- what frames are ----
+
+/// A frame as the camera delivers it: its kind, its pixels and what it says of itself.
+struct Look {
+  std::uint32_t width = 32, height = 16;
+  gx_format format = GX_FORMAT_Y16;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  std::uint8_t bits = 12;
+  std::optional<std::int64_t> disparity_offset{};
+  unsigned shift = 0; // of the content
+
+  auto stream() const { return std::tuple(width, height, format); }
+};
+
+template <typename Value>
+void append(std::string& text, const Value& value) {
+  text.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+/// Everything about a frame and its members that a host can see; equal texts, equal frames.
+std::string facts_of(gx_frame* frame) {
+  const auto type = gx_frame_get_type(frame, nullptr);
+  const auto size = gx_frame_get_data_size(frame, nullptr);
+  std::string facts = "type " + std::to_string(type) + ", size " + std::to_string(size) +
+                      ", pixel type " +
+                      std::to_string(gx_video_frame_get_pixel_type(frame, nullptr)) + ", bits " +
+                      std::to_string(gx_video_frame_get_pixel_available_bit_size(frame, nullptr)) +
+                      ", unit " + std::to_string(gx_depth_frame_get_value_scale(frame, nullptr)) +
+                      ", format " + std::to_string(gx_frame_get_format(frame, nullptr)) + "\n";
+  append(facts, gx_frame_get_index(frame, nullptr));
+  append(facts, gx_frame_get_metadata_value(frame, GX_METADATA_DISPARITY_OFFSET, nullptr));
+  append(facts, gx_frame_has_metadata(frame, GX_METADATA_DISPARITY_OFFSET, nullptr));
+  if (const Profile profile{gx_frame_get_stream_profile(frame, nullptr)}) {
+    append(facts, gx_stream_profile_get_format(profile.get(), nullptr));
+    append(facts, gx_video_stream_profile_get_width(profile.get(), nullptr));
+    append(facts, gx_video_stream_profile_get_height(profile.get(), nullptr));
+    append(facts, gx_video_stream_profile_get_intrinsic(profile.get(), nullptr));
+    append(facts, gx_disparity_based_stream_profile_get_disparity_param(profile.get(), nullptr));
+  }
+  if (size > 0)
+    facts.append(reinterpret_cast<const char*>(gx_frame_get_data(frame, nullptr)), size);
+  if (type == GX_FRAME_SET) {
+    for (std::uint32_t i = 0; i < gexton_frameset_get_count(frame, nullptr); ++i)
+      facts += facts_of(Frame{gexton_frameset_get_frame(frame, i, nullptr)}.get());
+  }
+  return facts;
+}
+
+/// The text up to the bytes that nobody wants to read.
+std::string legible(const std::string& facts) {
+  return facts.substr(0, facts.find('\n'));
+}
+
+Frame depth_of(gx_frame* frame) {
+  return Frame{gx_frame_get_type(frame, nullptr) == GX_FRAME_SET
+                   ? gx_frameset_get_depth_frame(frame, nullptr)
+                   : gexton_frame_add_reference(frame, nullptr)};
+}
+
+// ---- what filters are told ----
+
+/// Values that filters accept besides those of their cases, and see the difference.
+Values other_values(const FilterCase& filter_case, bool for_larger_frame) {
+  static const std::map<std::string, std::vector<Values>> alternatives = {
+      {"DisparityTransform", {{"9000", "200", "0.5"}}},
+      {"OpenNIDisparityTransform", {{"8000", "10", "0.25", "36", "18", "1.1", "1", "1", "2", "0"}}},
+      {"FalsePositiveFilter",
+       {{"0", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
+         "4000", "3000"}}},
+      {"HoleFillingFilter", {{"2"}, {"0"}}},
+      {"SpatialFastFilter", {{"5"}, {"3"}}},
+      {"TemporalFilter", {{"0.5", "0.7"}}},
+      {"EdgeNoiseRemovalFilter", {{"4", "3", "9", "7", "1", "32", "16"}}},
+      {"MgcNoiseRemovalFilter", {{"4", "3", "20", "2", "3", "7", "5", "32", "16"}}},
+      {"SpatialModerateFilter", {{"3", "900", "3"}}},
+      {"SpatialAdvancedFilter", {{"2", "0.5", "16", "0"}}},
+      {"NoiseRemovalFilter", {{"2", "256", "32", "16"}}},
+      {"LutNoiseRemovalFilter",
+       {{"2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "192",
+         "32", "16"}}},
+      {"HardwareD2DCorrectionFilter", {{}}},
+  };
+  const std::string name = filter_case.filter;
+  if (name == "DepthResize") // whose values have to agree with the frame's size
+    return for_larger_frame ? Values{"52", "28", "1", "2", "2", "3", "1"}
+                            : Values{"36", "20", "1", "2", "2", "3", "1"};
+  const auto& choices = alternatives.at(name);
+  const bool first_is_set = !filter_case.values.empty() && choices.size() > 1 &&
+                            std::string(filter_case.values[0]) == choices[0][0];
+  return choices[first_is_set ? 1 : 0];
+}
+
+/// The record that a filter takes as one blob; empty where it takes none.
+std::vector<std::uint8_t> blob_for(const FilterCase& filter_case) {
+  const std::string name = filter_case.filter;
+  if (name == "SpatialModerateFilter")
+    return {1, 0, 2, 0};
+  if (name != "FalsePositiveFilter")
+    return {};
+  filter_processor::FalsePositiveConfig config;
+  config.width = 48;
+  config.height = 24;
+  config.small_region_size = 600;
+  config.turned = 1;
+  config.quarter_turns = 1;
+  std::vector<std::uint8_t> blob(1 + sizeof config);
+  std::memcpy(blob.data() + 1, &config, sizeof config);
+  return blob;
+}
+
+// ---- an instance and its camera ----
+
+enum class InputKind { depth_frame, frame_set };
+
+/// One instance of a case's filter, configured, with the camera that its frames come from. Frames
+/// of one size and format share a stream profile, as with real cameras.
+class Instance {
+ public:
+  Instance(const FilterCase& filter_case, InputKind kind)
+      : Instance(filter_case, kind, Filter(filter_case.filter)) {}
+  Instance(const FilterCase& filter_case, InputKind kind, Filter filter)
+      : filter_case_(filter_case), kind_(kind), filter_(std::move(filter)) {
+    look.pixel_type = filter_case.pixel_type;
+    look.disparity_offset = filter_case.disparity_offset;
+    configure();
+  }
+
+  Frame make(const Look& frame_look) {
+    Profile& profile = profiles_[frame_look.stream()];
+    const auto [width, height, format] = frame_look.stream();
+    if (profile == nullptr) {
+      profile.reset(gexton_create_stream_profile(format, width, height, nullptr));
+      set_record(profile.get());
+    }
+    const test::Pixels pixels = test::case_pixels(width, height, frame_look.shift);
+    Frame frame{gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), pixels.data(), nullptr)};
+    gx_video_frame_set_pixel_type(frame.get(), frame_look.pixel_type, nullptr);
+    gx_video_frame_set_pixel_available_bit_size(frame.get(), frame_look.bits, nullptr);
+    gexton_frame_set_index(frame.get(), frame_look.shift, nullptr);
+    if (frame_look.disparity_offset)
+      gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET,
+                                *frame_look.disparity_offset, nullptr);
+    if (kind_ == InputKind::depth_frame)
+      return frame;
+    const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
+    return test::make_set({color.get(), frame.get()});
+  }
+
+  /// What the filter makes of a frame: the facts of its output, or its error.
+  std::string outcome(const Frame& frame) {
+    ErrorSlot error;
+    Frame output;
+    {
+      const Capture refusals(stdout); // are printed
+      output = filter_.process(frame, error);
+    }
+    EXPECT_NE(output != nullptr, !error.empty());
+    return output != nullptr ? facts_of(output.get()) : error.text();
+  }
+
+  // Steps of a history; none of them may fail.
+  void pass(const Look& frame_look) { outcome(make(frame_look)); }
+  void configure() {
+    if (!filter_case_.values.empty()) {
+      EXPECT_EQ(filter_.update(filter_case_.values), "");
+    }
+  }
+  void update(bool for_larger_frame = false) {
+    if (const Values values = other_values(filter_case_, for_larger_frame); !values.empty()) {
+      EXPECT_EQ(filter_.update(values), "");
+    }
+  }
+  void reset() { filter_.reset(); }
+  std::string set_blob() {
+    const auto blob = blob_for(filter_case_);
+    ErrorSlot error;
+    const Capture numbers(stdout);
+    auto* context = filter_.context();
+    context->set_config_data(context->filter, blob.data(), blob.size(), error.out());
+    return error.text();
+  }
+  /// The camera moves its lenses apart: the profiles that frames have say so from now on.
+  void change_record() {
+    baseline_ = 60.0F;
+    for (const auto& [stream, profile] : profiles_)
+      set_record(profile.get());
+  }
+
+  Filter& filter() { return filter_; }
+
+  Look look; ///< of the case's usual frame
+
+ private:
+  void set_record(gx_stream_profile* profile) const {
+    D2DParameters record = test::stereo_record();
+    record.baseline = baseline_;
+    gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
+  }
+
+  const FilterCase& filter_case_;
+  InputKind kind_;
+  float baseline_ = 50.0F;
+  std::map<std::tuple<std::uint32_t, std::uint32_t, gx_format>, Profile> profiles_;
+  Filter filter_;
+};
+
+// ---- ways to a frame ----
+
+Look larger(Look look) {
+  look.width = 48;
+  look.height = 24;
+  return look;
+}
+Look of_other_kind(Look look) {
+  look.pixel_type = look.pixel_type == GX_PIXEL_DEPTH       ? GX_PIXEL_DISPARITY
+                    : look.pixel_type == GX_PIXEL_DISPARITY ? GX_PIXEL_TOF_DEPTH
+                                                            : GX_PIXEL_DEPTH;
+  return look;
+}
+Look next(Look look) {
+  look.shift = 1;
+  look.disparity_offset = look.disparity_offset.value_or(0) + 1;
+  return look;
+}
+
+/// Brings an instance into a state and tells the frame to process in it.
+struct Path {
+  const char* name;
+  Look (*prepare)(Instance& instance);
+  bool takes_blob = false;
+};
+
+constexpr Path paths[] = {
+    {"first frame", [](Instance& instance) { return instance.look; }},
+    {"later frame",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       return next(instance.look);
+     }},
+    {"after an update",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.update();
+       return next(instance.look);
+     }},
+    {"after an update to the same values",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.configure();
+       return next(instance.look);
+     }},
+    {"frame of another size",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       return larger(instance.look);
+     }},
+    {"frame of another size after an update",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.update(true);
+       return larger(instance.look);
+     }},
+    {"after a reset",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.reset();
+       return instance.look;
+     }},
+    {"after a reset and an update",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.reset();
+       instance.update();
+       return instance.look;
+     }},
+    {"another stream of a changed camera",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.change_record();
+       Look look = instance.look;
+       look.format = GX_FORMAT_Y12_SHIFTED;
+       return look;
+     }},
+    {"another bit size",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       Look look = instance.look;
+       look.bits = 13; // which the camera's record contradicts
+       return look;
+     }},
+    {"another record in the same stream",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       instance.change_record();
+       return instance.look;
+     }},
+    {"another kind of pixels",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       return of_other_kind(instance.look);
+     }},
+    {"unconverted",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       Look look = instance.look;
+       look.pixel_type = GX_PIXEL_DEPTH;
+       look.disparity_offset.reset();
+       return look;
+     }},
+    {"after a blob",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       EXPECT_EQ(instance.set_blob(), "");
+       return instance.look;
+     },
+     true},
+    {"after a blob and an update",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       EXPECT_EQ(instance.set_blob(), "");
+       instance.update();
+       return next(instance.look);
+     },
+     true},
+    {"frame of another size after a blob",
+     [](Instance& instance) {
+       instance.pass(instance.look);
+       EXPECT_EQ(instance.set_blob(), "");
+       return larger(instance.look);
+     },
+     true},
+};
+
+// ---- faults ----
+
+enum class Fault { host_call, unheard_host_call, allocation, all_allocations };
+
+bool is_of_host(Fault fault) {
+  return fault == Fault::host_call || fault == Fault::unheard_host_call;
+}
+
+void arm(Fault fault, std::uint64_t n) {
+  gexton_clear_faults();
+  if (is_of_host(fault))
+    gexton_fail_nth_call(n);
+  else if (fault == Fault::allocation)
+    test::fail_nth_allocation(n);
+  else
+    test::fail_allocations_from(n);
+}
+
+/// Switches the fault off and tells whether it has struck.
+bool disarm(Fault fault) {
+  const bool struck =
+      is_of_host(fault) ? gexton_get_fault_count() > 0 : !test::allocation_fault_pending();
+  test::fail_nth_allocation(0);
+  gexton_clear_faults();
+  return struck;
+}
+
+constexpr const char* no_memory_by_stage =
+    "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0";
+
+/// Whether a failed allocation may end in this error, in this filter.
+bool reports_no_memory(const std::string& error, Fault fault, const std::string& filter) {
+  // Where there is no memory for the error either, the host has one ready, or none at all.
+  if (fault == Fault::all_allocations)
+    return error == "out of memory |  |  | 0" || error.empty();
+  const std::string end = " |  | 0";
+  const bool by_host = error.starts_with("out of memory | gx_") && error.ends_with(end);
+  return by_host || error == "std::bad_alloc | gx_priv_filter_process | frame | 0" ||
+         (filter == "TemporalFilter" &&
+          error == "bad allocation | gx_priv_filter_process | frame | 0") ||
+         (filter == "FalsePositiveFilter" && error == no_memory_by_stage);
+}
+
+/// What an instance makes of the frame at the end of a path, and of the frames after it.
+struct Reference {
+  std::string frame;
+  /// The same frame again, then a usual one: as if the frame had never been there, or seen once.
+  std::vector<std::string> unseen, seen;
+};
+
+class TortureTest : public ::testing::TestWithParam<std::tuple<FilterCase, InputKind>> {
+ protected:
+  static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
+  static InputKind kind() { return std::get<InputKind>(GetParam()); }
+  static bool is_set() { return kind() == InputKind::frame_set; }
+
+  static Reference reference(const Path& path) {
+    Reference result;
+    Instance once(filter_case(), kind());
+    const Look look = path.prepare(once);
+    result.frame = once.outcome(once.make(look));
+    result.unseen = {result.frame, once.outcome(once.make(once.look))};
+    Instance twice(filter_case(), kind());
+    path.prepare(twice);
+    twice.outcome(twice.make(look));
+    result.seen = {twice.outcome(twice.make(look)), twice.outcome(twice.make(twice.look))};
+    return result;
+  }
+
+  void torture(Fault fault);
+  void torture(const Path& path, Fault fault);
+  bool strike(const Path& path, Fault fault, std::uint64_t n, const Reference& expected);
+  void check_memory_report(Fault fault, const ErrorSlot& error, const std::string& printed,
+                           const std::string& printed_errors, const Reference& expected);
+  void check_next(Instance& instance, const Look& look, const std::string& culprit,
+                  const Reference& expected);
+
+  // Of one path: how many faults came after the filter had taken the frame in, and how many cost
+  // it its table.
+  int seen_ = 0;
+  int tables_lost_ = 0;
+};
+
+void TortureTest::torture(Fault fault) {
+  for (const Path& path : paths) {
+    SCOPED_TRACE(path.name);
+    if (!path.takes_blob || !blob_for(filter_case()).empty())
+      torture(path, fault);
+    if (HasFailure())
+      return;
+  }
+}
+
+void TortureTest::torture(const Path& path, Fault fault) {
+  const Reference expected = reference(path);
+  seen_ = tables_lost_ = 0;
+  std::uint64_t n = 1;
+  while (!strike(path, fault, n, expected)) {
+    ASSERT_FALSE(HasFailure()) << "fault " << n;
+    ++n;
+    ASSERT_LT(n, 200U);
+  }
+  // The first frame always has a table built for it, others maybe.
+  const bool may_lose = filter_case().filter == std::string("DisparityTransform");
+  EXPECT_LE(tables_lost_, may_lose && is_of_host(fault) ? 1 : 0);
+  EXPECT_TRUE(tables_lost_ == 1 || &path != &paths[0] || !may_lose || !is_of_host(fault));
+  // An unconverted copy takes three calls. Nothing fails without an allocation.
+  EXPECT_GT(n, is_of_host(fault) ? 3U : 1U);
+  // A filter that blends frames has taken one in once its pixels are blended. Only putting them
+  // into a set can fail after that: to make it, to push, and to give two references back.
+  const bool tells = is_set() && expected.seen != expected.unseen;
+  if (is_of_host(fault)) {
+    EXPECT_EQ(seen_, tells ? 4 : 0);
+  } else {
+    EXPECT_EQ(seen_ > 0, tells);
+  }
+}
+
+/// Processes the frame at the end of the path with one fault, and the frames after it without.
+/// True if the fault did not strike.
+bool TortureTest::strike(const Path& path, Fault fault, std::uint64_t n,
+                         const Reference& expected) {
+  const test::NoLeftovers no_leftovers;
+  Instance instance(filter_case(), kind());
+  const Look look = path.prepare(instance);
+  const Frame input = instance.make(look);
+  const std::string input_facts = facts_of(input.get());
+  ErrorSlot error;
+  gx_error** const slot = fault == Fault::unheard_host_call ? nullptr : error.out();
+
+  Capture standard_output(stdout);
+  Capture standard_error(stderr);
+  arm(fault, n);
+  const Frame output = instance.filter().process(input.get(), slot);
+  const bool struck = disarm(fault);
+  const std::string printed_errors = standard_error.text();
+  const std::string printed = standard_output.text();
+  EXPECT_TRUE(facts_of(input.get()) == input_facts);
+  if (output != nullptr || (!struck && slot != nullptr)) {
+    const std::string outcome = output != nullptr ? facts_of(output.get()) : error.text();
+    EXPECT_TRUE(outcome == expected.frame) << legible(outcome);
+  }
+  if (!struck)
+    return true;
+
+  const std::string culprit = is_of_host(fault) ? gexton_get_last_fault() : "";
+  if (output != nullptr || (is_of_host(fault) && error.text() == expected.frame)) {
+    // Only giving a frame of the filter's own back may fail unnoticed: nothing is lost by it.
+    EXPECT_TRUE(is_set());
+    EXPECT_EQ(culprit, "gx_delete_frame");
+    EXPECT_EQ(printed, "");
+    EXPECT_TRUE(output == nullptr || error.empty());
+  } else if (slot == nullptr) {
+    EXPECT_EQ(printed, "");
+  } else if (is_of_host(fault)) {
+    EXPECT_EQ(error.text(), "injected fault | " + culprit + " | gexton | 0");
+    EXPECT_EQ(printed, error.trace());
+  } else {
+    check_memory_report(fault, error, printed, printed_errors, expected);
+  }
+  check_next(instance, look, culprit, expected);
+  return false;
+}
+
+void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
+                                      const std::string& printed, const std::string& printed_errors,
+                                      const Reference& expected) {
+  const std::string text = error.text();
+  // A refusal stays unreported where the host has no memory for an error.
+  const bool unreported_refusal = text.empty() && !expected.frame.starts_with("type ");
+  EXPECT_TRUE(unreported_refusal || reports_no_memory(text, fault, filter_case().filter)) << text;
+  EXPECT_EQ(printed, text.starts_with("out of memory") ? error.trace()
+                     : text == no_memory_by_stage      ? "Handle is not exist! Exiting function.\n"
+                                                       : "");
+  // The one message on this stream: there is no memory for a workspace.
+  if (text == no_memory_by_stage || !printed_errors.empty()) {
+    EXPECT_STREQ(filter_case().filter, "FalsePositiveFilter");
+    EXPECT_EQ(printed_errors, "Memory allocation failed: std::bad_alloc\n");
+  }
+}
+
+/// The outcome with all pixels that were mapped through a table of zeros; the low bits of shifted
+/// codes go around it.
+std::string with_zero_pixels(std::string outcome, Instance& instance, const Look& look) {
+  const Frame depth = depth_of(instance.make(look).get());
+  test::Pixels pixels = test::pixels_of(depth.get());
+  for (std::uint16_t& pixel : pixels)
+    pixel = look.format == GX_FORMAT_Y12_SHIFTED ? pixel & 0xF : 0;
+  const std::size_t bytes = 2 * pixels.size();
+  return outcome.replace(outcome.size() - bytes, bytes,
+                         reinterpret_cast<const char*>(pixels.data()), bytes);
+}
+
+void TortureTest::check_next(Instance& instance, const Look& look, const std::string& culprit,
+                             const Reference& expected) {
+  const std::vector<std::string> next = {instance.outcome(instance.make(look)),
+                                         instance.outcome(instance.make(instance.look))};
+  if (next == expected.unseen && seen_ == 0)
+    return;
+  if (next == expected.seen) {
+    ++seen_;
+    return;
+  }
+  // The one loss: a table whose building the host broke off stays as it is, empty, while the
+  // camera's record stays as it is.
+  ++tables_lost_;
+  EXPECT_STREQ(filter_case().filter, "DisparityTransform");
+  EXPECT_EQ(culprit, "gx_stream_profile_get_format");
+  EXPECT_TRUE(next[0] == with_zero_pixels(expected.unseen[0], instance, look)) << legible(next[0]);
+  EXPECT_TRUE(next[1] == expected.unseen[1] ||
+              next[1] == with_zero_pixels(expected.unseen[1], instance, instance.look))
+      << legible(next[1]);
+}
+
+std::string name_of(const ::testing::TestParamInfo<std::tuple<FilterCase, InputKind>>& test) {
+  const auto& [filter_case, kind] = test.param;
+  return filter_case.label +
+         std::string(kind == InputKind::frame_set ? "OfFrameSet" : "OfDepthFrame");
+}
+
+INSTANTIATE_TEST_SUITE_P(Filters, TortureTest,
+                         ::testing::Combine(::testing::ValuesIn(test::filter_cases()),
+                                            ::testing::Values(InputKind::depth_frame,
+                                                              InputKind::frame_set)),
+                         name_of);
+
+TEST_P(TortureTest, SurvivesAFailureOfEachHostCall) {
+  torture(Fault::host_call);
+}
+TEST_P(TortureTest, IsSilentWithoutAnErrorSlot) {
+  torture(Fault::unheard_host_call);
+}
+TEST_P(TortureTest, SurvivesAFailureOfEachAllocation) {
+  torture(Fault::allocation);
+}
+TEST_P(TortureTest, SurvivesMemoryThatStaysShort) {
+  torture(Fault::all_allocations);
+}
+
+/// What a new instance makes of the frame at the end of the path of that name.
+std::string outcome_of(const char* path, const FilterCase& filter_case) {
+  Instance instance(filter_case, InputKind::depth_frame);
+  for (const Path& each : paths) {
+    if (std::string(each.name) == path)
+      return instance.outcome(instance.make(each.prepare(instance)));
+  }
+  ADD_FAILURE() << "no path " << path;
+  return "";
+}
+
+// Or else the paths would be less different than they look.
+TEST(TorturePaths, UpdatesAndBlobsTell) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    const std::string name = each.filter;
+    const auto differ = [&](const char* a, const char* b) {
+      return outcome_of(a, each) != outcome_of(b, each);
+    };
+    EXPECT_FALSE(differ("later frame", "after an update to the same values"));
+    EXPECT_EQ(differ("later frame", "after an update"), name != "HardwareD2DCorrectionFilter");
+    if (!blob_for(each).empty()) {
+      const bool stored = name == "FalsePositiveFilter";
+      EXPECT_EQ(differ("after an update", "after a blob and an update"), stored);
+      EXPECT_EQ(differ("frame of another size", "frame of another size after a blob"), stored);
+    }
+  }
+}
+
+// ---- outside of frames ----
+
+/// Calls `attempt(fault, n)` for all failures of memory, until it says that the fault has not
+/// struck.
+template <typename Attempt>
+void fail_each_allocation(Attempt attempt) {
+  for (const Fault fault : {Fault::allocation, Fault::all_allocations}) {
+    std::uint64_t n = 1;
+    while (attempt(fault, n) && n < 100)
+      ++n;
+    EXPECT_LT(n, 100U);
+  }
+}
+
+TEST(Torture, WithoutMemoryAFilterIsMadeWholeOrNotAtAll) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    const std::string name = each.filter;
+    const std::string expected = outcome_of("first frame", each);
+    fail_each_allocation([&](Fault fault, std::uint64_t n) {
+      Capture standard_error(stderr);
+      arm(fault, n);
+      Filter filter(name);
+      const bool struck = disarm(fault);
+      const std::string printed = standard_error.text();
+      // A workspace that could not be had is made with the first frame.
+      const bool without_workspace = struck && filter.context() != nullptr;
+      EXPECT_EQ(printed, without_workspace ? "Memory allocation failed: std::bad_alloc\n" : "");
+      EXPECT_TRUE(!without_workspace || name == "FalsePositiveFilter");
+      if (filter.context() != nullptr) {
+        Instance instance(each, InputKind::depth_frame, std::move(filter));
+        EXPECT_TRUE(instance.outcome(instance.make(instance.look)) == expected);
+      }
+      return struck;
+    });
+  }
+}
+
+/// One call of a configuring function: values, or a blob where there is one.
+struct Configuring {
+  const char* what;
+  Values values;
+  std::vector<std::uint8_t> blob;
+  std::vector<std::string> errors; // that may take the place of success when memory runs out
+};
+
+std::vector<Configuring> configurings(const FilterCase& filter_case) {
+  Values accepted = other_values(filter_case, false);
+  Values too_few = accepted;
+  if (!too_few.empty())
+    too_few.pop_back();
+  if (std::string(filter_case.filter) == "FalsePositiveFilter")
+    accepted.back() = "00000000000000000000000000000300"; // too long to be converted in place
+  auto blob = blob_for(filter_case);
+  if (blob.empty())
+    blob = {1, 2, 3}; // which the filter ignores
+  return {{"values", accepted, {}, {}},
+          {"too few values", too_few, {}, {}},
+          {"a blob",
+           {},
+           blob,
+           {"set FalsePositiveFilter config data failed | "
+            "FalsePositiveFilter::set_filter_config_data | data | 4"}}};
+}
+
+/// The error, whether the fault has struck, and what frames become afterwards.
+struct Configured {
+  std::string error;
+  bool struck = false;
+  std::vector<std::string> frames;
+};
+
+/// Configures an instance that has seen a frame; n = 0: without a fault.
+Configured configure(const FilterCase& filter_case, const Configuring& with, Fault fault,
+                     std::uint64_t n) {
+  const test::NoLeftovers no_leftovers;
+  Instance instance(filter_case, InputKind::depth_frame);
+  instance.pass(instance.look);
+  auto* context = instance.filter().context();
+  Values values = with.values;
+  Configured result;
+  {
+    ErrorSlot error;
+    gx_error** const slot = error.out();
+    const Capture standard_output(stdout); // of a blob's numbers
+    const Capture standard_error(stderr);  // of what there is no memory for
+    arm(fault, n);
+    if (with.blob.empty())
+      context->update_config(context->filter, static_cast<std::int32_t>(values.size()),
+                             values.data(), slot);
+    else
+      context->set_config_data(context->filter, with.blob.data(), with.blob.size(), slot);
+    EXPECT_EQ(gexton_get_call_count(), 0U) << "configuring asks the host for nothing";
+    result.struck = disarm(fault) && n > 0;
+    result.error = error.text();
+  }
+  for (const Look& look : {next(instance.look), larger(instance.look)})
+    result.frames.push_back(instance.outcome(instance.make(look)));
+  return result;
+}
+
+TEST(Torture, WithoutMemoryAConfigurationIsRefusedAsAWhole) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    for (const Configuring& with : configurings(each)) {
+      SCOPED_TRACE(with.what);
+      const Configured done = configure(each, with, Fault::allocation, 0);
+      Configuring too_few = configurings(each)[1]; // changes nothing
+      const Configured not_done = configure(each, too_few, Fault::allocation, 0);
+      fail_each_allocation([&](Fault fault, std::uint64_t n) {
+        const Configured result = configure(each, with, fault, n);
+        if (!result.struck) {
+          EXPECT_EQ(result.error, done.error);
+          EXPECT_TRUE(result.frames == done.frames);
+          return false;
+        }
+        EXPECT_TRUE(result.frames == not_done.frames) << n;
+        // Where there is no memory for an error, none is reported.
+        const std::string entry = with.blob.empty() ? "gx_priv_filter_update_config | argv | 0"
+                                                    : "gx_priv_filter_set_config_data | data | 0";
+        EXPECT_TRUE(result.error.empty() || result.error == "std::bad_alloc | " + entry ||
+                    std::count(with.errors.begin(), with.errors.end(), result.error) == 1)
+            << result.error;
+        return true;
+      });
+    }
+  }
+}
+
+TEST(Torture, ResettingAndDestroyingSucceedWhateverTheHostSays) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    const std::string expected = outcome_of("after a reset", each);
+    const test::NoLeftovers no_leftovers;
+    const auto reset_and_destroy = [&](auto fail) {
+      Instance instance(each, InputKind::depth_frame);
+      instance.pass(instance.look);
+      fail();
+      instance.reset();
+      const bool struck = disarm(Fault::all_allocations);
+      EXPECT_TRUE(instance.outcome(instance.make(instance.look)) == expected);
+      fail();
+      { const Instance gone = std::move(instance); }
+      return disarm(Fault::all_allocations) || struck;
+    };
+    Capture printed(stdout);
+    reset_and_destroy([] { gexton_fail_function("gx_delete_stream_profile", 0); });
+    EXPECT_EQ(printed.text(), "");
+    EXPECT_FALSE(reset_and_destroy([] { test::fail_allocations_from(1); })) << "takes memory";
+  }
+}
+
+/// Ends the process with 0 if the registry, which no call has asked for yet, is made only when
+/// there is memory for it, and is whole then.
+void use_registry_first() {
+  std::uint64_t n = 0;
+  for (bool struck = true; struck;) {
+    test::fail_nth_allocation(++n);
+    const std::uint64_t count = gx_get_filter_count(nullptr);
+    struck = disarm(Fault::allocation);
+    EXPECT_EQ(count, struck ? 0U : 14U) << n;
+    if (!struck)
+      break;
+    test::fail_nth_allocation(n);
+    EXPECT_STREQ(gx_get_filter_name(0, nullptr), "UnknownFilter");
+    test::fail_nth_allocation(n);
+    EXPECT_EQ(gx_create_filter(0, nullptr), nullptr);
+    test::fail_nth_allocation(0);
+  }
+  EXPECT_GT(n, 2U);
+  EXPECT_STREQ(gx_get_filter_name(13, nullptr), "MgcNoiseRemovalFilter");
+  std::exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+TEST(TortureDeathTest, WithoutMemoryTheRegistryIsMadeAtTheNextUse) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe"); // which starts a process of its own
+  EXPECT_EXIT(use_registry_first(), testing::ExitedWithCode(0), "");
+}
+
+// ---- unusual hosts ----
+
+TEST(Torture, MissingTextsAreEmptyOnes) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    Filter filter(each.filter);
+    auto* context = filter.context();
+    const auto update = [&](std::size_t count, const char** values) {
+      ErrorSlot error;
+      context->update_config(context->filter, static_cast<std::int32_t>(count), values,
+                             error.out());
+      return error.text();
+    };
+    Values values = other_values(each, false);
+    std::fill(values.begin(), values.end(), "");
+    const std::string expected = update(values.size(), values.data());
+    std::fill(values.begin(), values.end(), nullptr);
+    EXPECT_EQ(update(values.size(), values.data()), expected);
+    EXPECT_EQ(update(values.size(), nullptr), expected);
+  }
+}
+
+/// Whether a filter can do without what cameras say of themselves.
+bool needs_no_profile(const FilterCase& filter_case, const Look& look) {
+  const std::set<std::string> filters = {"HoleFillingFilter",     "TemporalFilter",
+                                         "SpatialFastFilter",     "EdgeNoiseRemovalFilter",
+                                         "MgcNoiseRemovalFilter", "FalsePositiveFilter"};
+  return look.pixel_type == GX_PIXEL_TOF_DEPTH || filters.count(filter_case.filter) > 0;
+}
+
+TEST_P(TortureTest, StandsFramesWithoutAProfile) {
+  for (const Path& path : paths) {
+    SCOPED_TRACE(path.name);
+    if (path.takes_blob && blob_for(filter_case()).empty())
+      continue;
+    const Reference expected = reference(path);
+    const test::NoLeftovers no_leftovers;
+    Instance instance(filter_case(), kind());
+    const Look look = path.prepare(instance);
+    const Frame input = instance.make(look);
+    ErrorSlot error;
+    frames_have_no_profile = true;
+    Capture printed(stdout);
+    const Frame output = instance.filter().process(input, error);
+    const std::string trace = printed.text();
+    frames_have_no_profile = false;
+    const std::string outcome = output != nullptr ? facts_of(output.get()) : error.text();
+    EXPECT_TRUE(outcome == expected.frame || !needs_no_profile(filter_case(), look));
+    EXPECT_TRUE(outcome != expected.frame || &path != &paths[0] ||
+                needs_no_profile(filter_case(), look));
+    if (outcome == expected.frame) {
+      EXPECT_EQ(trace, "");
+    } else {
+      // The host's answer to a question about no profile.
+      EXPECT_TRUE(outcome ==
+                      "invalid argument | gx_disparity_based_stream_profile_get_disparity_param"
+                      " | profile | 4" ||
+                  outcome == "invalid argument | gx_create_stream_profile_from_other_stream_profile"
+                             " | other | 4")
+          << legible(outcome);
+      EXPECT_EQ(trace, error.trace());
+    }
+    const std::vector<std::string> next = {instance.outcome(instance.make(look)),
+                                           instance.outcome(instance.make(instance.look))};
+    EXPECT_TRUE(next == (output != nullptr ? expected.seen : expected.unseen));
+  }
+}
+
+TEST(Torture, StandsFramesWithoutPixels) {
+  for (const FilterCase& each : test::filter_cases()) {
+    SCOPED_TRACE(each.label);
+    const std::string invalid = "invalid params | " + std::string(each.filter) + "::";
+    const std::string refusals[] = {
+        invalid + "updateConfig | width||height | 4",
+        invalid + "updateConfig | frame_info.width||frame_info.height | 4",
+        invalid + "update_all_config_and_initial | width||height | 4",
+        "incorrect config schema | DepthResize::filter_process | DepthResize | 4",
+        "Frame sampling process error | OpenNIDisparityTransform::filter_process | frameType | 4"};
+    const std::string expected = outcome_of("first frame", each);
+    for (const auto& [width, height] :
+         {std::pair(0U, 0U), std::pair(0U, 16U), std::pair(32U, 0U)}) {
+      SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
+      const test::NoLeftovers no_leftovers;
+      Instance instance(each, InputKind::depth_frame);
+      Look look = instance.look;
+      look.width = width;
+      look.height = height;
+      const Frame empty = instance.make(look);
+      ASSERT_EQ(gx_frame_get_data(empty.get(), nullptr), nullptr);
+      const std::string outcome = instance.outcome(empty);
+      EXPECT_TRUE(outcome.starts_with("type 3, size 0,") ||
+                  std::count(std::begin(refusals), std::end(refusals), outcome) == 1)
+          << legible(outcome);
+      EXPECT_TRUE(instance.outcome(instance.make(instance.look)) == expected);
+    }
+  }
+}
+
+} // namespace
