@@ -184,9 +184,23 @@ void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
   }
 }
 
-Frame read_video_frame(Input& input, gx_frame_type type, Size size) {
+/// New pixels or those of the frame before, each at most seven larger or smaller.
+Pixels read_pixels_after(Input& input, Size size, Pixels& previous) {
+  if (previous.size() == size.pixels() && input.one_in(2)) {
+    const std::uint32_t step = 1 + input.byte();
+    for (std::size_t i = 0; i < previous.size(); ++i) {
+      if (previous[i] != 0)
+        previous[i] = static_cast<std::uint16_t>(previous[i] + i * step % 15 - 7);
+    }
+  } else {
+    previous = read_pixels(input, size);
+  }
+  return previous;
+}
+
+Frame read_video_frame(Input& input, gx_frame_type type, Size size, Pixels& previous) {
   const Profile profile = read_profile(input, size);
-  const Pixels pixels = read_pixels(input, size);
+  const Pixels pixels = read_pixels_after(input, size, previous);
   Frame frame{gexton_create_video_frame(type, profile.get(), pixels.data(), nullptr)};
   gx_video_frame_set_pixel_type(
       frame.get(), static_cast<gx_pixel_type>(input.pick(0, 0, 2, 2, 4, 0, 2, -1, 1, 77)), nullptr);
@@ -204,9 +218,12 @@ Frame read_video_frame(Input& input, gx_frame_type type, Size size) {
   return frame;
 }
 
-Frame read_frame(Input& input, Size size) {
-  const auto depth = [&] { return read_video_frame(input, GX_FRAME_DEPTH, size); };
-  const auto colour = [&] { return read_video_frame(input, GX_FRAME_COLOR, {4, 3}); };
+Frame read_frame(Input& input, Size size, Pixels& previous) {
+  const auto depth = [&] { return read_video_frame(input, GX_FRAME_DEPTH, size, previous); };
+  const auto colour = [&] {
+    Pixels none;
+    return read_video_frame(input, GX_FRAME_COLOR, {4, 3}, none);
+  };
   switch (input.below(24)) {
   case 0:
     return nullptr;
@@ -369,10 +386,22 @@ class Twins {
       instance->reset(instance->filter);
   }
 
-  void process(Input& input, Size size) {
+  /// Returns the pixels that it took from the budget.
+  std::size_t process(Input& input, std::size_t pixel_budget) {
+    const bool as_before = input.below(4) != 0 && size_.pixels() <= pixel_budget;
+    if (!as_before || size_.pixels() == 0)
+      size_ = read_size(input, pixel_budget);
+    process_frame(input, size_);
+    return size_.pixels();
+  }
+
+ private:
+  using Context = std::unique_ptr<gx_priv_filter_context, test::Release>;
+
+  void process_frame(Input& input, Size size) {
     if (index_ == depth_resize && !input.one_in(4))
       fit_resize(input, size);
-    const Frame frame = read_frame(input, size);
+    const Frame frame = read_frame(input, size, previous_);
     const std::optional<Contents> before = contents_of(frame);
     const auto slot = input.pick(Slot::empty, Slot::empty, Slot::none, Slot::holding_an_error);
     const std::uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
@@ -385,9 +414,6 @@ class Twins {
             "both levels give the same frame");
     check(before, depth_of(frame), first, slot);
   }
-
- private:
-  using Context = std::unique_ptr<gx_priv_filter_context, test::Release>;
 
   template <typename Configure>
   void configure(Input& input, Configure one) {
@@ -460,6 +486,8 @@ class Twins {
   Level levels_[2];
   Context instances_[2];
   std::vector<Parameter> parameters_;
+  Size size_{0, 0}; ///< of the last frame
+  Pixels previous_; ///< its pixels
 };
 
 void ask_for_lists(Input& input) {
@@ -499,11 +527,8 @@ void run(Input& input) {
     case 6:
       twins->update(input);
       break;
-    default: {
-      const Size size = read_size(input, pixel_budget);
-      pixel_budget -= size.pixels();
-      twins->process(input, size);
-    }
+    default:
+      pixel_budget -= twins->process(input, pixel_budget);
     }
   }
 }
