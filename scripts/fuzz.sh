@@ -21,7 +21,7 @@ fuzz() {
   local corpus=$build/corpus/$1 artifacts=$build/artifacts/$1
   mkdir -p "$corpus" "$artifacts" "$build/logs"
   ASAN_OPTIONS=quarantine_size_mb=16 UBSAN_OPTIONS=print_stacktrace=1 \
-    "$build/bin/$1_fuzz" -entropic=0 -max_total_time="$seconds" -max_len=4096 -timeout=20 -rss_limit_mb=2048 \
+    "$build/bin/$1_fuzz" -entropic=0 -max_total_time="$seconds" -max_len=4096 -timeout=60 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "tests/fuzz/corpus/$1" \
     >"$build/logs/$1.log" 2>&1 || touch "$build/logs/$1.failed"
 }
