@@ -15,3 +15,9 @@ if(FILTER_PROCESSOR_SANITIZE)
     -fsanitize=${FILTER_PROCESSOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(project_options INTERFACE -fsanitize=${FILTER_PROCESSOR_SANITIZE})
 endif()
+
+if(FILTER_PROCESSOR_FUZZ)
+  # The libraries report their coverage; only the fuzz targets get libFuzzer's main.
+  target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

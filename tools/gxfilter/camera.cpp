@@ -133,14 +133,22 @@ gx_camera_intrinsic read_intrinsic(FactReader& reader, FrameSize size) {
 
 } // namespace
 
+Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json) {
+  auto facts = nlohmann::json::parse(json.begin(), json.end(), nullptr, false);
+  if (!facts.is_object()) {
+    return Error{"not a JSON object of camera facts"};
+  }
+  return facts;
+}
+
 Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
   if (!bytes) {
     return bytes.error();
   }
-  auto facts = nlohmann::json::parse(bytes->begin(), bytes->end(), nullptr, false);
-  if (!facts.is_object()) {
-    return Error{fmt::format("{}: not a JSON object of camera facts", path.string())};
+  auto facts = parse_camera_facts(*bytes);
+  if (!facts) {
+    return Error{fmt::format("{}: {}", path.string(), facts.error().message)};
   }
   return facts;
 }

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <span>
 
 #include <nlohmann/json.hpp>
 
@@ -33,6 +34,7 @@ struct Camera {
 //                      invalid
 using CameraFacts = nlohmann::json;
 
+[[nodiscard]] Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);
 [[nodiscard]] Result<CameraFacts> read_camera_file(const std::filesystem::path& path);
 
 // The file that belongs to an input: camera.json in a directory; INPUT.json, then the input's name

@@ -1,0 +1,553 @@
+// Drives the exported functions with sequences of calls. Every call goes to two instances of a
+// filter which run at different instruction levels and must agree in every bit and every error.
+
+#include <array>
+#include <bit>
+#include <optional>
+
+#include "fuzz/fuzzing.h"
+#include "simd/level.h"
+#include "support/filter_cases.h"
+
+namespace {
+
+using namespace fuzzing;
+using filter_processor::simd::Level;
+using filter_processor::simd::supported_levels;
+using filter_processor::simd::use_level;
+using test::ErrorSlot;
+using test::Frame;
+using test::Pixels;
+using test::Profile;
+
+/// The filters by index.
+enum : std::uint64_t {
+  disparity_transform = 0,
+  hole_filling = 1,
+  depth_resize = 5,
+  edge_noise = 6,
+  hardware_d2d = 7,
+  openni_transform = 8,
+  false_positive = 11,
+  mgc_noise = 13,
+};
+
+// ---- parameters ----
+
+struct Parameter {
+  bool whole;
+  double min, max, step;
+};
+
+std::vector<Parameter> parameters_of(gx_priv_filter_context& context) {
+  std::vector<Parameter> parameters;
+  const char* schema = context.get_config_schema(context.filter);
+  for (const char* line = schema; line != nullptr && *line != '\0';) {
+    std::array<char, 32> type{};
+    Parameter parameter{};
+    const int fields = std::sscanf(line, "%*[^,], %31[^,], %lf, %lf, %lf", type.data(),
+                                   &parameter.min, &parameter.max, &parameter.step);
+    require(fields == 4, "every line of a schema has its fields");
+    parameter.whole = std::strcmp(type.data(), "float") != 0;
+    parameters.push_back(parameter);
+    line = std::strchr(line, '\n');
+    line += line == nullptr ? 0 : 1;
+  }
+  return parameters;
+}
+
+std::string read_value(Input& input, const Parameter& parameter) {
+  double value = 0;
+  switch (input.below(16)) {
+  case 0:
+    value = parameter.min;
+    break;
+  case 1:
+    value = parameter.max;
+    break;
+  case 2:
+    value = parameter.min - parameter.step;
+    break;
+  case 3:
+    value = parameter.max + parameter.step;
+    break;
+  case 4:
+    return input.pick("", "x", "nan", "-inf", "inf", "1e400", "0x10", " 7", "-1", "3.5z", "-0",
+                      "99999999999999999999", "2147483648", "-2147483649", "1e-320", "4294967297");
+  case 5: {
+    const auto bytes = input.take(input.below(8));
+    return {bytes.begin(), bytes.end()};
+  }
+  case 6:
+  case 7:
+    value = parameter.min + (parameter.max - parameter.min) * input.byte() / 255;
+    break;
+  default:
+    value = std::min(parameter.max, parameter.min + parameter.step * input.byte());
+  }
+  return parameter.whole ? std::to_string(static_cast<long>(value)) : std::to_string(value);
+}
+
+/// A target side that needs little memory, or is refused as no frame can have both.
+void bound_target_side(std::string& value) {
+  if (std::atof(value.c_str()) > 320)
+    value = "65535";
+}
+
+struct Update {
+  std::vector<std::string> values;
+  std::vector<const char*> argv;
+  std::int32_t argc = 0;
+  const char** arguments = nullptr; ///< argv, or null
+};
+
+void point_to_values(Input& input, Update& update) {
+  for (const std::string& value : update.values)
+    update.argv.push_back(value.c_str());
+  update.argc = static_cast<std::int32_t>(update.argv.size());
+  update.arguments = update.argv.data();
+  switch (input.below(32)) {
+  case 0:
+    update.argv.push_back("1");
+    update.arguments = update.argv.data();
+    ++update.argc;
+    break;
+  case 1:
+    --update.argc;
+    break;
+  case 2:
+    update.argc = input.pick(0, -1, INT32_MIN);
+    break;
+  case 3:
+    update.arguments = nullptr;
+    break;
+  case 4:
+    if (!update.argv.empty())
+      update.argv[input.byte() % update.argv.size()] = nullptr;
+    break;
+  default:
+    break;
+  }
+}
+
+// ---- frames ----
+
+float read_scale(Input& input) {
+  if (input.one_in(8))
+    return input.number<float>();
+  return input.pick(1.0F, 1.0F, 0.1F, 0.25F, 10.0F, 0.05F, 0.0F, -1.0F, NAN, INFINITY, 3e38F);
+}
+
+D2DParameters read_camera_record(Input& input) {
+  if (input.one_in(8))
+    return input.number<D2DParameters>();
+  D2DParameters record = test::stereo_record();
+  record.packMode = input.pick<std::uint8_t>(1, 2, 3, 4, 2);
+  record.isDualCamera = input.one_in(3) ? 0 : 1;
+  record.bitSize = input.pick<std::uint8_t>(12, 8, 10, 14, 16);
+  record.dispIntPlace = input.pick(8, 6, 4, 12, -3);
+  record.zpd = input.pick(800.0, 0.0, -1.0);
+  record.dispOffset = input.pick(0.0F, 0.5F, -3.0F);
+  record.invalidDisp = input.pick(0, 5, -1);
+  record.baseline = input.pick(50.0F, 0.0F, 3.0F, -1.0F);
+  return record;
+}
+
+Profile read_profile(Input& input, Size size) {
+  const auto format =
+      input.pick(GX_FORMAT_Y16, GX_FORMAT_Y16, GX_FORMAT_Y12_SHIFTED, GX_FORMAT_UNKNOWN);
+  Profile profile{gexton_create_stream_profile(format, size.width, size.height, nullptr)};
+  const D2DParameters record = read_camera_record(input);
+  gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+  if (input.one_in(4))
+    gx_video_stream_profile_set_intrinsic(profile.get(), input.number<gx_camera_intrinsic>(),
+                                          nullptr);
+  return profile;
+}
+
+/// Gives the frame a buffer that does not go with its size, or a size far beyond its buffer.
+void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
+  const std::uint32_t bytes = gx_frame_get_data_size(frame, nullptr);
+  const std::uint32_t wanted = input.one_in(2) ? bytes + input.byte() : bytes - input.byte();
+  const std::vector<std::uint8_t> data(wanted < bytes + 256 ? wanted : 0, input.byte());
+  switch (input.below(4)) {
+  case 0:
+    gx_video_stream_profile_set_width(profile, input.pick(70000U, 0x80000000U, UINT32_MAX, 0U),
+                                      nullptr);
+    break;
+  case 1:
+    gx_video_stream_profile_set_height(profile, input.pick(70000U, 0x80000000U, UINT32_MAX, 0U),
+                                       nullptr);
+    break;
+  default:
+    gx_frame_update_data(frame, data.data(), static_cast<std::uint32_t>(data.size()), nullptr);
+  }
+}
+
+/// New pixels or those of the frame before, each at most seven larger or smaller.
+Pixels read_pixels_after(Input& input, Size size, Pixels& previous) {
+  if (previous.size() == size.pixels() && input.one_in(2)) {
+    const std::uint32_t step = 1 + input.byte();
+    for (std::size_t i = 0; i < previous.size(); ++i) {
+      if (previous[i] != 0)
+        previous[i] = static_cast<std::uint16_t>(previous[i] + i * step % 15 - 7);
+    }
+  } else {
+    previous = read_pixels(input, size);
+  }
+  return previous;
+}
+
+Frame read_video_frame(Input& input, gx_frame_type type, Size size, Pixels& previous) {
+  const Profile profile = read_profile(input, size);
+  const Pixels pixels = read_pixels_after(input, size, previous);
+  Frame frame{gexton_create_video_frame(type, profile.get(), pixels.data(), nullptr)};
+  gx_video_frame_set_pixel_type(
+      frame.get(), static_cast<gx_pixel_type>(input.pick(0, 0, 2, 2, 4, 0, 2, -1, 1, 77)), nullptr);
+  gx_video_frame_set_pixel_available_bit_size(
+      frame.get(), input.pick<std::uint8_t>(12, 16, 14, 10, 8, 0, 255), nullptr);
+  gx_depth_frame_set_value_scale(frame.get(), read_scale(input), nullptr);
+  gexton_frame_set_index(frame.get(), input.byte(), nullptr);
+  if (input.one_in(2)) {
+    const std::int64_t offset =
+        input.one_in(6) ? input.number<std::int64_t>() : input.pick(2, 0, 20, -4, 1000);
+    gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, offset, nullptr);
+  }
+  if (input.one_in(12))
+    misfit_buffer(input, frame.get(), profile.get());
+  return frame;
+}
+
+Frame read_frame(Input& input, Size size, Pixels& previous) {
+  const auto depth = [&] { return read_video_frame(input, GX_FRAME_DEPTH, size, previous); };
+  const auto colour = [&] {
+    Pixels none;
+    return read_video_frame(input, GX_FRAME_COLOR, {4, 3}, none);
+  };
+  switch (input.below(24)) {
+  case 0:
+    return nullptr;
+  case 1:
+    return Frame{gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, input.byte(), nullptr)};
+  case 2:
+    return colour();
+  case 3:
+    return test::make_set({});
+  case 4:
+    return test::make_set({colour().get()});
+  case 5:
+  case 6:
+    return test::make_set({colour().get(), depth().get()});
+  case 7:
+  case 8:
+    return test::make_set({depth().get()});
+  default:
+    return depth();
+  }
+}
+
+/// The frame itself or, of a set, its depth frame; null without one.
+Frame depth_of(const Frame& frame) {
+  if (frame == nullptr)
+    return nullptr;
+  if (gx_frame_get_type(frame.get(), nullptr) == GX_FRAME_SET)
+    return Frame{gx_frameset_get_depth_frame(frame.get(), nullptr)};
+  return Frame{gexton_frame_add_reference(frame.get(), nullptr)};
+}
+
+std::vector<std::uint8_t> bytes_of(const gx_frame* frame) {
+  const std::uint8_t* data = gx_frame_get_data(frame, nullptr);
+  return {data, data + gx_frame_get_data_size(frame, nullptr)};
+}
+
+/// All that a frame is and holds.
+struct Contents {
+  explicit Contents(const gx_frame* frame)
+      : type(gx_frame_get_type(frame, nullptr)), format(gx_frame_get_format(frame, nullptr)),
+        pixel_type(gx_video_frame_get_pixel_type(frame, nullptr)),
+        bit_size(gx_video_frame_get_pixel_available_bit_size(frame, nullptr)),
+        scale(std::bit_cast<std::uint32_t>(gx_depth_frame_get_value_scale(frame, nullptr))),
+        index(gx_frame_get_index(frame, nullptr)), width(gx_video_frame_get_width(frame, nullptr)),
+        height(gx_video_frame_get_height(frame, nullptr)), bytes(bytes_of(frame)) {
+    const std::uint32_t count =
+        type == GX_FRAME_SET ? gexton_frameset_get_count(frame, nullptr) : 0;
+    for (std::uint32_t i = 0; i < count; ++i)
+      members.emplace_back(Frame{gexton_frameset_get_frame(frame, i, nullptr)}.get());
+  }
+  friend bool operator==(const Contents&, const Contents&) = default;
+
+  gx_frame_type type;
+  gx_format format;
+  gx_pixel_type pixel_type;
+  std::uint8_t bit_size;
+  std::uint32_t scale;
+  std::uint64_t index;
+  std::uint32_t width, height; ///< 0 without a profile
+  std::vector<std::uint8_t> bytes;
+  std::vector<Contents> members;
+};
+
+std::optional<Contents> contents_of(const Frame& frame) {
+  return frame == nullptr ? std::nullopt : std::optional<Contents>(frame.get());
+}
+
+// ---- calls ----
+
+enum class Slot { empty, none, holding_an_error };
+
+/// What a call left behind; `error` is "" where it wrote none.
+struct Outcome {
+  Frame frame;
+  std::string error;
+};
+
+/// `function(error slot)`, with a slot as hosts may hand it over.
+template <typename Function>
+Outcome call(Slot kind, Function function) {
+  ErrorSlot held;
+  ErrorSlot written;
+  gx_error* before = nullptr;
+  if (kind == Slot::holding_an_error) {
+    before = gx_create_error(GX_STATUS_ERROR, "old", "", "", GX_EXCEPTION_TYPE_UNKNOWN);
+    *held.out() = before;
+  }
+  gx_error* error = before;
+  Outcome outcome{Frame{function(kind == Slot::none ? nullptr : &error)}, ""};
+  if (error != before) {
+    require(error != nullptr, "a slot is not emptied");
+    *written.out() = error;
+    outcome.error = written.text();
+  }
+  return outcome;
+}
+
+class Twins {
+ public:
+  Twins(std::uint64_t index, Level other_level)
+      : index_(index), levels_{supported_levels().back(), other_level} {
+    for (Context& instance : instances_) {
+      instance.reset(gx_create_filter(index, nullptr));
+      require(instance != nullptr, "every filter of the list can be made");
+    }
+    parameters_ = parameters_of(*instances_[0]);
+  }
+
+  void update(Input& input) {
+    Update update;
+    for (const Parameter& parameter : parameters_)
+      update.values.push_back(read_value(input, parameter));
+    const std::size_t target = index_ == depth_resize ? 0 : 3;
+    if (index_ == depth_resize || index_ == openni_transform) {
+      bound_target_side(update.values[target]);
+      bound_target_side(update.values[target + 1]);
+    }
+    point_to_values(input, update);
+    configure(input, [&](gx_priv_filter_context& context, gx_error** error) {
+      context.update_config(context.filter, update.argc, update.arguments, error);
+    });
+  }
+
+  /// Resizing refuses frames that do not come out at the configured size.
+  void fit_resize(Input& input, Size size) {
+    const float scale = input.pick(1.0F, 0.5F, 2.0F, 1.5F, 0.1F, 3.3F);
+    const auto side = [&](std::uint32_t source, int before, int behind) {
+      const float end = static_cast<float>(source) * scale + static_cast<float>(before);
+      return std::to_string(static_cast<long>(end + static_cast<float>(behind)));
+    };
+    const int left = input.byte() - 128;
+    const int right = input.byte() - 128;
+    const int top = input.byte() - 128;
+    const int bottom = input.byte() - 128;
+    const std::string texts[] = {side(size.width, left, right), side(size.height, top, bottom),
+                                 std::to_string(scale),         std::to_string(left),
+                                 std::to_string(right),         std::to_string(top),
+                                 std::to_string(bottom)};
+    std::vector<const char*> values;
+    for (const std::string& text : texts)
+      values.push_back(text.c_str());
+    for (const Context& instance : instances_)
+      instance->update_config(instance->filter, 7, values.data(), nullptr);
+  }
+
+  void set_record(Input& input) {
+    std::vector<std::uint8_t> data(input.pick(290U, 290U, 290U, 290U, 0U, 4U, 289U, 291U));
+    if (data.size() == 290) {
+      const naive::Record record = read_record(input);
+      std::copy(record.bytes.begin(), record.bytes.end(), data.begin() + 1);
+    }
+    const bool null = input.one_in(16);
+    configure(input, [&](gx_priv_filter_context& context, gx_error** error) {
+      context.set_config_data(context.filter, null ? nullptr : data.data(), data.size(), error);
+    });
+  }
+
+  void reset() {
+    for (const Context& instance : instances_)
+      instance->reset(instance->filter);
+  }
+
+  /// Returns the pixels that it took from the budget.
+  std::size_t process(Input& input, std::size_t pixel_budget) {
+    const bool as_before = input.below(4) != 0 && size_.pixels() <= pixel_budget;
+    if (!as_before || size_.pixels() == 0)
+      size_ = read_size(input, pixel_budget);
+    process_frame(input, size_);
+    return size_.pixels();
+  }
+
+ private:
+  using Context = std::unique_ptr<gx_priv_filter_context, test::Release>;
+
+  void process_frame(Input& input, Size size) {
+    if (index_ == depth_resize && !input.one_in(4))
+      fit_resize(input, size);
+    const Frame frame = read_frame(input, size, previous_);
+    const std::optional<Contents> before = contents_of(frame);
+    const auto slot = input.pick(Slot::empty, Slot::empty, Slot::none, Slot::holding_an_error);
+    const std::uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
+    const Outcome first = process_at(levels_[0], *instances_[0], frame, slot, failing_call);
+    require(contents_of(frame) == before, "the input frame stays as it was");
+    const Outcome second = process_at(levels_[1], *instances_[1], frame, slot, failing_call);
+    require(contents_of(frame) == before, "the input frame stays as it was");
+    require(first.error == second.error, "both levels report the same");
+    require(contents_of(first.frame) == contents_of(second.frame),
+            "both levels give the same frame");
+    check(before, depth_of(frame), first, slot);
+  }
+
+  template <typename Configure>
+  void configure(Input& input, Configure one) {
+    const auto slot = input.pick(Slot::empty, Slot::none, Slot::holding_an_error);
+    std::string errors[2];
+    for (std::size_t i = 0; i < 2; ++i) {
+      errors[i] = call(slot, [&](gx_error** error) -> gx_frame* {
+                    one(*instances_[i], error);
+                    return nullptr;
+                  }).error;
+    }
+    require(errors[0] == errors[1], "two instances report the same");
+  }
+
+  static Outcome process_at(Level level, const gx_priv_filter_context& context, const Frame& frame,
+                            Slot slot, std::uint64_t failing_call) {
+    use_level(level);
+    gexton_fail_nth_call(failing_call);
+    Outcome outcome = call(slot, [&](gx_error** error) {
+      return context.process(context.filter, frame.get(), error);
+    });
+    gexton_clear_faults();
+    return outcome;
+  }
+
+  void check(const std::optional<Contents>& input, const Frame& input_depth, const Outcome& outcome,
+             Slot slot) const {
+    if (outcome.frame == nullptr) {
+      const bool told = slot != Slot::none && input.has_value();
+      require(outcome.error.empty() != told, "a failure is reported where there is a slot for it");
+      return;
+    }
+    require(outcome.error.empty(), "a result comes without an error");
+    require(input_depth != nullptr, "only depth frames and sets with one are filtered");
+    const Frame output_depth = depth_of(outcome.frame);
+    require(output_depth != nullptr, "the result holds a depth frame");
+    const Contents from(input_depth.get());
+    const Contents to(output_depth.get());
+    require(gx_frame_get_type(outcome.frame.get(), nullptr) == input->type,
+            "a frame comes for a frame, a set for a set");
+    require(to.bytes.size() / 2 >= std::uint64_t{to.width} * to.height ||
+                from.bytes.size() / 2 < std::uint64_t{from.width} * from.height,
+            "the result has all its pixels");
+    require(to.index == from.index, "the frame number stays");
+    check_pixels(from, to, *input, Contents(outcome.frame.get()));
+  }
+
+  /// What holds for each pixel whatever the parameters.
+  void check_pixels(const Contents& from, const Contents& to, const Contents& input,
+                    const Contents& output) const {
+    const bool converts = index_ == disparity_transform || index_ == openni_transform;
+    if (converts && from.pixel_type != GX_PIXEL_DISPARITY)
+      require(output == input, "what is no disparity comes back as it was");
+    if (index_ != depth_resize && index_ != openni_transform)
+      require(to.bytes.size() == from.bytes.size(), "the size stays");
+    const bool clears = index_ == edge_noise || index_ == hardware_d2d || index_ == mgc_noise;
+    if (!clears && index_ != hole_filling)
+      return;
+    for (std::size_t i = 0; i + 1 < from.bytes.size(); i += 2) {
+      const unsigned before = from.bytes[i] | unsigned{from.bytes[i + 1]} << 8;
+      const unsigned after = to.bytes[i] | unsigned{to.bytes[i + 1]} << 8;
+      // Filling with the nearest takes the largest value for a hole too.
+      const bool open = before == 0 || before == 65535;
+      require(after == before || (clears ? after == 0 : open),
+              clears ? "pixels are cleared or stay" : "only holes are filled");
+    }
+  }
+
+  std::uint64_t index_;
+  Level levels_[2];
+  Context instances_[2];
+  std::vector<Parameter> parameters_;
+  Size size_{0, 0}; ///< of the last frame
+  Pixels previous_; ///< its pixels
+};
+
+void ask_for_lists(Input& input) {
+  require(gx_get_filter_count(nullptr) == 14, "the list has its length");
+  const auto index = input.number<std::int32_t>();
+  require(std::strlen(gx_get_filter_name(index, nullptr)) > 0, "every index has some name");
+  require(gx_create_filter(std::uint64_t{14} + input.number<std::uint64_t>() / 2, nullptr) ==
+              nullptr,
+          "there is no filter outside the list");
+}
+
+void run(Input& input) {
+  constexpr int most_steps = 24;
+  const auto levels = supported_levels();
+  const Level other_level = levels[input.byte() % std::max<std::size_t>(levels.size() - 1, 1)];
+  std::array<std::optional<Twins>, 3> filters;
+  std::size_t pixel_budget = 16384; // keeps a run short
+  for (int step = 0; step < most_steps && !input.ended(); ++step) {
+    std::optional<Twins>& twins = filters[input.below(filters.size())];
+    if (!twins)
+      twins.emplace(input.below(14), other_level);
+    switch (input.below(16)) {
+    case 0:
+      twins.reset();
+      break;
+    case 1:
+      twins->reset();
+      break;
+    case 2:
+      twins->set_record(input);
+      break;
+    case 3:
+      ask_for_lists(input);
+      break;
+    case 4:
+    case 5:
+    case 6:
+      twins->update(input);
+      break;
+    default:
+      pixel_budget -= twins->process(input, pixel_budget);
+    }
+  }
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  // Traces of failures would fill the disk.
+  return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const gexton_live_handles before = gexton_get_live_handles();
+  Input input({data, size});
+  run(input);
+  const gexton_live_handles after = gexton_get_live_handles();
+  require(after.frames == before.frames && after.stream_profiles == before.stream_profiles &&
+              after.errors == before.errors,
+          "no handle is left over");
+  require(gexton_get_excess_releases() == 0, "no handle is given back twice");
+  return 0;
+}

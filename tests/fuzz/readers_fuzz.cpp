@@ -1,0 +1,267 @@
+// The command line's readers on arbitrary input. The first byte chooses the reader.
+
+#include <array>
+
+#include <fmt/format.h>
+
+#include "camera.h"
+#include "filter_chain.h"
+#include "fuzz/fuzzing.h"
+#include "host_objects.h"
+#include "image_file.h"
+#include "pgm_image.h"
+#include "png_image.h"
+#include "raw_image.h"
+#include "recording.h"
+#include "schema.h"
+
+namespace gxfilter {
+namespace {
+
+using fuzzing::Input;
+using fuzzing::require;
+using Bytes = std::vector<uint8_t>;
+
+void check_error(const Error& error) {
+  require(!error.message.empty() && error.message.back() != '\n', "an error says what is wrong");
+  require(error.status != ExitStatus::ok, "an error has a status");
+}
+
+// ---- pictures ----
+
+Bytes encode_raw(const Image& image, Bytes header, bool big_endian) {
+  for (const uint16_t pixel : image.pixels) {
+    const auto low = static_cast<uint8_t>(pixel & 0xff);
+    const auto high = static_cast<uint8_t>(pixel >> 8);
+    header.push_back(big_endian ? high : low);
+    header.push_back(big_endian ? low : high);
+  }
+  return header;
+}
+
+Bytes encode_pgm(const Image& image) {
+  const std::string header = fmt::format("P5\n{} {}\n65535\n", image.size.width, image.size.height);
+  return encode_raw(image, {header.begin(), header.end()}, true);
+}
+
+Bytes encode_bin(const Image& image) {
+  Bytes header;
+  for (const uint32_t side : {image.size.height, image.size.width}) {
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+      header.push_back(static_cast<uint8_t>(side >> shift & 0xff));
+    }
+  }
+  return encode_raw(image, header, false);
+}
+
+// A picture that was read is the same again after each way through a file.
+void check_image(const Result<Image>& image) {
+  if (!image) {
+    check_error(image.error());
+    return;
+  }
+  require(!check_size(image->size.width, image->size.height), "a picture is within the limits");
+  require(image->pixels.size() == image->size.pixel_count(), "a picture has all its pixels");
+  const auto same = [&](const Result<Image>& again) { return again && *again == *image; };
+  require(same(decode_pgm(encode_pgm(*image))), "PGM keeps a picture");
+  require(same(decode_bin(encode_bin(*image))), "bin keeps a picture");
+  require(same(decode_raw(encode_raw(*image, {}, false), image->size)), "raw keeps a picture");
+  const auto png = encode_png(*image);
+  require(png && same(decode_png(*png)), "PNG keeps a picture");
+}
+
+void read_any_picture(Input& input) {
+  const char* name = input.pick("a.png", "a.PGM", "a.raw", "a.bin", "a", "a.txt", ".png");
+  std::optional<FrameSize> size;
+  if (input.byte() % 2 == 0) {
+    size = {input.number<uint16_t>(), input.number<uint16_t>()};
+  }
+  check_image(decode_image(name, input.take_all(), size));
+}
+
+// ---- camera facts ----
+
+void check_camera(const Camera& camera, const Image& image) {
+  require(camera.bit_size >= 8 && camera.bit_size <= 16, "bits of a 16-bit pixel");
+  require(camera.depth_unit > 0 && camera.intrinsic.fx > 0 && camera.intrinsic.fy > 0,
+          "lengths are positive");
+  require(camera.d2d.bitSize >= 8 && camera.d2d.bitSize <= 16, "bits of a 16-bit code");
+  if (const Failure failure = check_codes(image, camera)) {
+    check_error(*failure);
+  }
+  const auto profile = make_profile(image.size, camera);
+  require(bool(profile), "a camera's facts make a profile");
+  const auto frame = make_frame(image, 7, **profile, camera);
+  require(bool(frame), "a picture makes a frame");
+  const auto view = view_frame(**frame);
+  require(view && view->image == image && view->pixel_type == camera.pixel_type &&
+              view->value_scale == camera.depth_unit,
+          "a frame says what it was made from");
+}
+
+void read_facts(Input& input) {
+  const Image image{{2, 1}, {input.number<uint16_t>(), 0}};
+  const size_t own_length = input.number<uint16_t>();
+  const auto facts = parse_camera_facts(input.take(own_length));
+  const auto overrides = parse_camera_facts(input.take_all());
+  if (!facts) {
+    return check_error(facts.error());
+  }
+  require(merge_facts(*facts, CameraFacts::object()) == *facts, "nothing overrides nothing");
+  const CameraFacts merged = overrides ? merge_facts(*facts, *overrides) : *facts;
+  const auto raw_size = raw_frame_size(merged);
+  if (!raw_size) {
+    check_error(raw_size.error());
+  } else if (*raw_size) {
+    require(!check_size((*raw_size)->width, (*raw_size)->height), "a size is within the limits");
+  }
+  const auto camera = make_camera(merged, image.size);
+  if (!camera) {
+    return check_error(camera.error());
+  }
+  check_camera(*camera, image);
+}
+
+// ---- texts ----
+
+std::string text_of(std::span<const uint8_t> bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
+// The next text up to a zero byte, which ends it.
+std::string take_text(std::string& rest) {
+  const size_t length = std::min(rest.find('\0'), rest.size());
+  std::string text = rest.substr(0, length);
+  rest.erase(0, length + 1);
+  return text;
+}
+
+void check_request(const Result<FilterRequest>& request, const std::vector<Parameter>& schema) {
+  if (!request) {
+    return check_error(request.error());
+  }
+  require(request->record.empty() || request->values.empty(), "parameters or a record");
+  const auto values = complete_values(*request, schema);
+  if (!values) {
+    return check_error(values.error());
+  }
+  require(values->size() == schema.size(), "a value for each parameter");
+  for (const auto& [key, value] : request->values) {
+    const Parameter* parameter = find_parameter(schema, key);
+    require(parameter != nullptr &&
+                (*values)[static_cast<size_t>(parameter - schema.data())] == value,
+            "each value is at its parameter's place");
+    (void)doubt_about(*parameter, value);
+  }
+}
+
+void read_schema(std::string text) {
+  const std::string request = take_text(text);
+  const std::vector<Parameter> schema = parse_schema(text);
+  for (const Parameter& parameter : schema) {
+    require(!parameter.line.empty() && trim(parameter.line) == parameter.line,
+            "a line has no blanks around it");
+    const auto again = parse_schema(parameter.line);
+    require(again.size() == 1 && again[0].name == parameter.name &&
+                again[0].default_value == parameter.default_value &&
+                again[0].description == parameter.description,
+            "a line reads the same alone");
+    require(find_parameter(schema, parameter.name)->name == parameter.name, "names are found");
+    (void)doubt_about(parameter, parameter.default_value);
+  }
+  check_request(parse_filter_request(request), schema);
+}
+
+void read_filter_request(const std::string& text) {
+  const auto request = parse_filter_request(text);
+  check_request(request, {});
+  const bool record_like = request && !request->values.empty() && // once it comes first
+                           request->values.begin()->first.starts_with('@');
+  if (request && request->record.empty() && !record_like) {
+    require(!request->name.empty() && trim(request->name) == request->name, "a request has a name");
+    std::string again = request->name + ":";
+    for (const auto& [key, value] : request->values) {
+      again += key + "=" + value + ",";
+    }
+    const auto repeated = parse_filter_request(again);
+    require(repeated && repeated->name == request->name && repeated->values == request->values,
+            "a request reads the same when it is put together again");
+  }
+}
+
+void read_chain_text(const std::string& text) {
+  const auto chain = parse_chain(text);
+  if (!chain) {
+    return check_error(chain.error());
+  }
+  for (const FilterRequest& request : *chain) {
+    check_request(request, {});
+  }
+}
+
+void compare_names(std::string text) {
+  std::array<std::string, 3> names;
+  for (std::string& name : names) {
+    name = take_text(text);
+  }
+  for (const std::string& a : names) {
+    for (const std::string& b : names) {
+      require(natural_less(a, b) + natural_less(b, a) == (a != b), "of two names one is less");
+      for (const std::string& c : names) {
+        require(!natural_less(a, b) || !natural_less(b, c) || natural_less(a, c),
+                "less than less is less");
+      }
+    }
+  }
+}
+
+void read_size_text(const std::string& text) {
+  const auto size = parse_size(text);
+  if (size) {
+    require(!check_size(size->width, size->height), "a size is within the limits");
+    require(parse_size(fmt::format("{}x{}", size->width, size->height)) == size,
+            "a size reads the same again");
+  }
+}
+
+void read(Input& input) {
+  switch (input.below(11)) {
+  case 0:
+    return check_image(decode_png(input.take_all()));
+  case 1:
+    return check_image(decode_pgm(input.take_all()));
+  case 2:
+    return check_image(decode_bin(input.take_all()));
+  case 3: {
+    const FrameSize size{input.number<uint32_t>(), input.number<uint32_t>()};
+    return check_image(decode_raw(input.take_all(), size));
+  }
+  case 4:
+    return read_any_picture(input);
+  case 5:
+    return read_facts(input);
+  case 6:
+    return read_schema(text_of(input.take_all()));
+  case 7:
+    return read_filter_request(text_of(input.take_all()));
+  case 8:
+    return read_chain_text(text_of(input.take_all()));
+  case 9:
+    return compare_names(text_of(input.take_all()));
+  default:
+    return read_size_text(text_of(input.take_all()));
+  }
+}
+
+} // namespace
+} // namespace gxfilter
+
+int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  return 0;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  fuzzing::Input input({data, size});
+  gxfilter::read(input);
+  return 0;
+}

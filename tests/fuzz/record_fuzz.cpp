@@ -1,0 +1,96 @@
+// FalsePositiveFilter configured by arbitrary records, against the naive form: which frames are
+// refused and every pixel of the others.
+
+#include "fuzz/fuzzing.h"
+#include "simd/level.h"
+
+namespace {
+
+using namespace fuzzing;
+using filter_processor::simd::supported_levels;
+using filter_processor::simd::use_level;
+using test::ErrorSlot;
+using test::Frame;
+using test::Pixels;
+
+/// Bytes of the record that parameter strings set, and so does a reset; offset and length.
+constexpr std::pair<std::size_t, std::size_t> parameter_bytes[] = {{52, 1},  {59, 16}, {79, 5},
+                                                                   {84, 16}, {160, 5}, {167, 16}};
+
+class Pair {
+ public:
+  void set_record(Input& input) {
+    const naive::Record record = read_record(input);
+    std::vector<std::uint8_t> blob(1, input.byte());
+    blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
+    ErrorSlot error;
+    gx_priv_filter_context& context = *filter_.context();
+    context.set_config_data(context.filter, blob.data(), blob.size(), error.out());
+    const bool usable = record.u16(0) != 0 && record.u16(2) != 0 && record.u16(8) != 0;
+    require(error.empty() == usable, "only records without size or bin width are refused");
+    if (usable)
+      model_.anchor = record;
+  }
+
+  void reset() {
+    filter_.reset();
+    for (const auto& [offset, length] : parameter_bytes) {
+      std::copy_n(defaults_.bytes.begin() + static_cast<std::ptrdiff_t>(offset), length,
+                  model_.anchor.bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+    }
+    model_.params_changed = false;
+  }
+
+  void process(Input& input, Size size) {
+    Pixels expected = read_pixels(input, size);
+    const Frame frame = test::make_frame(size.width, size.height, expected);
+    ErrorSlot error;
+    const Frame output = filter_.process(frame, error);
+    const std::string message =
+        model_.process(expected, static_cast<int>(size.width), static_cast<int>(size.height));
+    require(error.text().substr(0, error.text().find(" |")) == message,
+            "the same frames are refused");
+    require((output != nullptr) == message.empty(), "a result or an error");
+    require(output == nullptr || test::pixels_of(output.get()) == expected,
+            "every pixel is as in the naive form");
+  }
+
+ private:
+  const naive::Record defaults_ = naive::default_record();
+  naive::Fired fired_;
+  naive::Filter model_{fired_};
+  test::Filter filter_{"FalsePositiveFilter"};
+};
+
+} // namespace
+
+int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  // Traces of failures would fill the disk.
+  return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr int most_steps = 12;
+  Input input({data, size});
+  const auto levels = supported_levels();
+  use_level(levels[input.byte() % levels.size()]);
+  Pair pair;
+  Size frame_size{24, 16};
+  std::size_t pixel_budget = 8192; // keeps a run short
+  for (int step = 0; step < most_steps && !input.ended(); ++step) {
+    const unsigned action = input.below(8);
+    if (action < 3) {
+      pair.set_record(input);
+    } else if (action == 3) {
+      pair.reset();
+    } else {
+      if (action > 5)
+        frame_size = read_size(input, 4096);
+      if (frame_size.width > 65535 || frame_size.pixels() > pixel_budget)
+        break;
+      pixel_budget -= frame_size.pixels();
+      pair.process(input, frame_size);
+    }
+  }
+  return 0;
+}
