@@ -140,7 +140,7 @@ inline test::Pixels read_pixels(Input& input, Size size) {
 }
 
 /// A configuration record of FalsePositiveFilter with some fields, or all, replaced. Its reference
-/// size needs little memory, unless no frame can have it: that is refused, or never used.
+/// size needs little memory.
 inline naive::Record read_record(Input& input) {
   const Size size = read_size(input, 4096);
   naive::Record record =
