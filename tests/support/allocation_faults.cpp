@@ -53,6 +53,16 @@ void* operator new(std::size_t size) {
 void* operator new(std::size_t size, std::align_val_t alignment) {
   return allocate(size, static_cast<std::size_t>(alignment));
 }
+// The default one would do, but checkers bring one that does not come here.
+void* operator new[](std::size_t size) {
+  return allocate(size, 1);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
