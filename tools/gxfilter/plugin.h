@@ -25,9 +25,7 @@ class Plugin {
   [[nodiscard]] std::string commit() const { return functions_.get_commit_hash(); }
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
- private:
-  friend class Filter;
-
+  // The exported functions themselves, for calls that a well-meaning host doesn't make.
   struct Functions {
     decltype(&gx_get_filter_count) get_filter_count;
     decltype(&gx_get_filter_name) get_filter_name;
@@ -40,6 +38,9 @@ class Plugin {
     decltype(&gx_priv_filter_process) process;
     decltype(&gx_priv_filter_reset) reset;
   };
+  [[nodiscard]] const Functions& functions() const { return functions_; }
+
+ private:
   struct LibraryCloser {
     void operator()(void* library) const;
   };
@@ -48,6 +49,9 @@ class Plugin {
   std::unique_ptr<void, LibraryCloser> library_;
   Functions functions_{};
 };
+
+// What to tell a user who asks for a filter that the plug-in does not have.
+[[nodiscard]] Error unknown_filter(const std::string& name, const std::vector<std::string>& names);
 
 // One filter instance. Not for several threads at once.
 class Filter {
@@ -66,6 +70,9 @@ class Filter {
   void update_config(const std::vector<std::string>& values, ErrorSlot& slot);
   void set_config_data(std::span<const uint8_t> record, ErrorSlot& slot);
   void reset();
+
+  // The record that belongs to this instance.
+  [[nodiscard]] const gx_priv_filter_context& context() const { return *context_; }
 
   // The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
   // together.
