@@ -11,6 +11,7 @@ constexpr const char* reset = "reset";
 constexpr const char* silent = "no error";
 constexpr const char* copied = "a copy of the frame and no error";
 constexpr const char* other_pixels = "other pixels in frame *";
+constexpr const char* kept_parameters = "reset keeps the parameters";
 constexpr const char* passed_on =
     "frames of this pixel type are passed on as they are, and their pixels not looked at";
 
@@ -51,6 +52,15 @@ constexpr KnownDifference table[] = {
     {"OpenNIDisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
     {"HardwareD2DCorrectionFilter", short_frames, "*, disparity pixels", copied, passed_on},
     {"HardwareD2DCorrectionFilter", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"DisparityTransform", reset, "*, disparity pixels", other_pixels, kept_parameters},
+    {"OpenNIDisparityTransform", reset, "*, disparity pixels", "a usual frame gave no frame *",
+     kept_parameters},
+    {"EdgeNoiseRemovalFilter", reset, "*", other_pixels,
+     "reset switches the vertical direction on, which the schema has off"},
+    {"LutNoiseRemovalFilter", reset, "*", other_pixels,
+     "reset sets min_diff to 192, for which the schema has 256"},
+    {"MgcNoiseRemovalFilter", reset, "*", other_pixels,
+     "the chamfer table is made anew when the frame's size changes, and not by reset"},
 };
 
 bool matches(const char* pattern, const std::string& text) {

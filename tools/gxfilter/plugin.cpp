@@ -14,6 +14,10 @@ bool resolve(void* library, const char* name, Function& function) {
   return function != nullptr;
 }
 
+const char* text_or_empty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
 } // namespace
 
 void Plugin::LibraryCloser::operator()(void* library) const {
@@ -64,10 +68,14 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
   return std::shared_ptr<const Plugin>(std::move(plugin));
 }
 
+std::string Plugin::commit() const {
+  return text_or_empty(functions_.get_commit_hash());
+}
+
 std::vector<std::string> Plugin::filter_names() const {
   std::vector<std::string> names(functions_.get_filter_count(nullptr));
   for (size_t i = 0; i < names.size(); ++i) {
-    names[i] = functions_.get_filter_name(static_cast<int32_t>(i), nullptr);
+    names[i] = text_or_empty(functions_.get_filter_name(static_cast<int32_t>(i), nullptr));
   }
   return names;
 }
@@ -95,8 +103,7 @@ Filter::Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* con
                std::string name)
     : plugin_(std::move(plugin)), context_(context, {plugin_->functions().context_destroy}),
       name_(std::move(name)) {
-  const char* text = plugin_->functions().get_config_schema(context_->filter);
-  schema_ = parse_schema(text != nullptr ? text : "");
+  schema_ = parse_schema(text_or_empty(plugin_->functions().get_config_schema(context_->filter)));
 }
 
 Filter::~Filter() = default;

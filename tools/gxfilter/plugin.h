@@ -21,8 +21,9 @@ class Plugin {
   // name where none is found, for the loader to look up.
   static std::filesystem::path default_path();
 
+  // Texts that are null come out empty.
   [[nodiscard]] std::vector<std::string> filter_names() const;
-  [[nodiscard]] std::string commit() const { return functions_.get_commit_hash(); }
+  [[nodiscard]] std::string commit() const;
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
   // The exported functions themselves, for calls that a well-meaning host doesn't make.
