@@ -1,5 +1,7 @@
 // What `gxfilter validate` says of our own plug-in and of plug-ins with one fault each.
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <ostream>
 #include <regex>
@@ -79,9 +81,6 @@ TEST_P(ValidateFault, IsFound) {
   EXPECT_TRUE(std::regex_search(outcome.out, line)) << outcome.out;
 }
 
-// An address sanitizer turns the signal of a bad access into an exit status.
-#define CRASHED "(crashed with signal 11|ended the program with status 1)"
-
 const FaultCase fault_cases[] = {
     {"offers nothing", "number of filters: the number of filters: 0, expected at least one"},
     {"has no commit", "commit: the commit text: null, expected some text"},
@@ -132,7 +131,9 @@ const FaultCase fault_cases[] = {
      "refusals: the error slot of a null frame: overwritten with the error"},
     {"takes short frames", "short frames: a frame of 4992 bytes instead of 5120 .*: a copy of the "
                            "frame and no error, expected no frame and the error \"invalid frame "},
-    {"reads beyond a short frame", "short frames: a frame of .* bytes instead of .*: " CRASHED},
+    // An address sanitizer turns the signal of a bad access into an exit status.
+    {"reads beyond a short frame", "short frames: a frame of .* bytes instead of .*: (crashed with "
+                                   "signal 11|ended the program with status 1)"},
     {"ignores host errors", "host failures: .*: host call 1 \\(gx_frame_get_type\\) made to fail: "
                             "a new frame and no error, expected no frame and the error"},
     {"says too much", "host failures: .* made to fail: printed \"gx_error was raised"},

@@ -81,7 +81,7 @@ void print_differences(const FilterReport& report) {
       fmt::print("  {:<7}  {}: a known difference did not show: {}\n", "GONE", difference->check,
                  difference->why);
     } else {
-      fmt::print("  {:<7}  {}: {}{}: {}\n", title(Outcome::known), difference->check, example,
+      fmt::print("  {:<7}  {}: {}{}; {}\n", title(Outcome::known), difference->check, example,
                  count > 1 ? fmt::format(" ({} such)", count) : "", difference->why);
     }
   }

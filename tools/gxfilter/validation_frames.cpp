@@ -1,5 +1,5 @@
 // Checks of what becomes of frames.
-#include <functional>
+#include <algorithm>
 
 #include <fmt/format.h>
 
