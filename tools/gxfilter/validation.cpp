@@ -3,6 +3,15 @@
 #include "validation_probes.h"
 
 namespace gxfilter::validation {
+
+Filter Subject::make_filter() const {
+  auto result = Filter::create(plugin, filter);
+  if (!result) {
+    throw Unable(result.error().message);
+  }
+  return std::move(*result);
+}
+
 namespace {
 
 void run_check(const Subject& subject, const Check& check, Findings& findings) {

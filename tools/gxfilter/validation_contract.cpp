@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include "validation.h"
+#include "validation_inputs.h"
 #include "validation_probes.h"
 
 namespace gxfilter::validation {

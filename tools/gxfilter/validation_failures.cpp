@@ -7,6 +7,7 @@
 
 #include "gexton_host.h"
 #include "validation_probes.h"
+#include "validation_settings.h"
 
 namespace gxfilter::validation {
 namespace {

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "validation_probes.h"
+#include "validation_settings.h"
 
 namespace gxfilter::validation {
 namespace {

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "validation.h"
 #include "validation_probes.h"
 
 namespace gxfilter::validation {
