@@ -138,7 +138,7 @@ ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
     run_child(ends[1], work);
   }
   close(ends[1]);
-  const ChildEnd end = follow_child(child, ends[0], on_line, patience);
+  ChildEnd end = follow_child(child, ends[0], on_line, patience);
   close(ends[0]);
   return end;
 }

@@ -32,7 +32,7 @@ Image scene_image(const SceneSettings& settings, FrameSize size, uint32_t number
   const Image scene = render_scene(settings, number);
   Image image{size, {}};
   for (uint32_t y = 0; y < size.height; ++y) {
-    const auto row = scene.pixels.begin() + y % scene.size.height * scene.size.width;
+    const uint16_t* row = &scene.pixels[size_t{y % scene.size.height} * scene.size.width];
     for (uint32_t x = 0; x < size.width; ++x) {
       image.pixels.push_back(row[x % scene.size.width]);
     }
@@ -103,7 +103,7 @@ FrameState::FrameState(const gx_frame& frame) {
       {"disparity offset", has_offset ? bytes_of(gx_frame_get_metadata_value(
                                             &frame, GX_METADATA_DISPARITY_OFFSET, nullptr))
                                       : std::vector<uint8_t>{}},
-      {"stream profile", bytes_of(profile.get())},
+      {"stream profile", bytes_of(reinterpret_cast<uintptr_t>(profile.get()))},
   };
   if (profile != nullptr) {
     const gx_camera_intrinsic intrinsic =

@@ -94,6 +94,7 @@ void check_counts(const Subject& subject, Findings& findings) {
   std::vector<std::string> values = default_values(filter.schema());
   values.emplace_back("1");
   std::vector<const char*> texts;
+  texts.reserve(values.size());
   for (const std::string& value : values) {
     texts.push_back(value.c_str());
   }

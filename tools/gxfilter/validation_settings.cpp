@@ -8,6 +8,7 @@ namespace gxfilter::validation {
 
 std::vector<std::string> default_values(const std::vector<Parameter>& schema) {
   std::vector<std::string> values;
+  values.reserve(schema.size());
   for (const Parameter& parameter : schema) {
     values.push_back(parameter.default_value);
   }
