@@ -63,6 +63,12 @@ GEXTON_API uint64_t gexton_get_excess_releases(void);
 /* Frees the pixel buffers that wait for reuse. */
 GEXTON_API void gexton_trim_buffers(void);
 
+/* From now on, a new pixel buffer lies before memory that can't be touched, with at most 63 bytes
+ * between (none where its size is a multiple of 64), so that a read or write beyond its end stops
+ * the program. Each buffer is mapped for itself and never reused: for checks, not for work. Does
+ * nothing on Windows. */
+GEXTON_API void gexton_guard_buffers(bool on);
+
 /* ---- faults on purpose ----
  *
  * Every gx_ function with an error slot counts as a call and may be made to fail: it then stores an

@@ -1,9 +1,11 @@
 #include "pixel_buffers.h"
 
 #include "gexton_host.h"
+#include "guarded_memory.h"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <new>
@@ -101,9 +103,14 @@ class IdleBuffers {
 
 IdleBuffers idle_buffers;
 
-std::uint8_t* acquire(std::uint32_t size) {
+std::atomic<bool> guards_new_buffers{false};
+
+std::uint8_t* acquire(std::uint32_t size, bool guarded) {
   if (size == 0) {
     return nullptr;
+  }
+  if (guarded) {
+    return allocate_guarded(size, static_cast<std::size_t>(alignment));
   }
   std::uint8_t* const recycled = recycles ? idle_buffers.take(size) : nullptr;
   return recycled != nullptr ? recycled : allocate(size);
@@ -111,10 +118,15 @@ std::uint8_t* acquire(std::uint32_t size) {
 
 } // namespace
 
-PixelBuffer::PixelBuffer(std::uint32_t size) : bytes_(acquire(size), Recycle{size}) {}
+PixelBuffer::PixelBuffer(std::uint32_t size) : PixelBuffer(size, guards_new_buffers) {}
+
+PixelBuffer::PixelBuffer(std::uint32_t size, bool guarded)
+    : bytes_(acquire(size, guarded), Recycle{size, guarded}) {}
 
 void PixelBuffer::Recycle::operator()(std::uint8_t* bytes) const noexcept {
-  if (recycles) {
+  if (guarded) {
+    free_guarded(bytes, size, static_cast<std::size_t>(alignment));
+  } else if (recycles) {
     idle_buffers.put(bytes, size);
   } else {
     deallocate(bytes);
@@ -125,4 +137,8 @@ void PixelBuffer::Recycle::operator()(std::uint8_t* bytes) const noexcept {
 
 void gexton_trim_buffers(void) {
   gexton::idle_buffers.clear();
+}
+
+void gexton_guard_buffers(bool on) {
+  gexton::guards_new_buffers = on && gexton::can_guard_memory;
 }

@@ -17,8 +17,11 @@ class PixelBuffer {
   std::uint32_t size() const noexcept { return bytes_ ? bytes_.get_deleter().size : 0; }
 
  private:
+  PixelBuffer(std::uint32_t size, bool guarded);
+
   struct Recycle {
     std::uint32_t size;
+    bool guarded;
     void operator()(std::uint8_t* bytes) const noexcept;
   };
 

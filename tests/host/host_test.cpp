@@ -265,6 +265,19 @@ TEST_F(Host, SteadyStreamFaultsNoPagesInAndIdleMemoryIsBounded) {
 }
 #endif
 
+#if !defined(_WIN32)
+TEST_F(Host, GuardedBuffersStopWhateverGoesBeyondTheirEnd) {
+  gexton_guard_buffers(true);
+  gx_frame* const guarded = gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 128, nullptr);
+  gexton_guard_buffers(false);
+  volatile uint8_t* const data = gx_frame_get_data(guarded, nullptr);
+  data[127] = 1;
+  EXPECT_EQ(data[127], 1);
+  EXPECT_DEATH(data[128] = 1, "");
+  gx_delete_frame(guarded, nullptr);
+}
+#endif
+
 TEST_F(Host, MemoryThatRunsOutIsAnError) {
 #if defined(__linux__)
   if (sanitized) {

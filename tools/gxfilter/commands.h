@@ -47,4 +47,14 @@ struct SynthOptions {
 };
 [[nodiscard]] ExitStatus synthesize(const SynthOptions& options);
 
+struct ValidateOptions {
+  std::filesystem::path plugin;
+  std::string filter; // empty: all
+  bool verbose = false;
+  bool json = false;
+  uint32_t time_limit = 60; // seconds for a single item
+};
+// Checks a plug-in against what hosts rely on; `nonconforming` where anything fails.
+[[nodiscard]] ExitStatus validate_plugin(const ValidateOptions& options);
+
 } // namespace gxfilter

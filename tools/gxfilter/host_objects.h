@@ -34,6 +34,7 @@ class ErrorSlot {
     return &error_;
   }
   explicit operator bool() const { return error_ != nullptr; }
+  [[nodiscard]] const gx_error* get() const { return error_; }
 
   // Texts of the held error; only while there is one.
   [[nodiscard]] std::string args() const { return gx_error_get_args(error_); }

@@ -16,7 +16,8 @@ using namespace gxfilter;
 constexpr const char* footer = "Exit status: 0 success; 1 anything not listed here; 2 wrong usage, "
                                "an unknown filter or\nparameter, or a value that the filter "
                                "rejects; 3 trouble with an input; 4 a filter failed\non a frame. "
-                               "Frames written before a failure are kept.";
+                               "Frames written before a failure are kept. 5 a plug-in does not\n"
+                               "conform.";
 
 void add_plugin_option(CLI::App& command, std::filesystem::path& plugin) {
   command.add_option("--plugin", plugin,
@@ -208,6 +209,20 @@ void add_synth_command(CLI::App& app, SynthOptions& options) {
       ->check(CLI::Range(0U, 1'000U));
 }
 
+void add_validate_command(CLI::App& app, ValidateOptions& options) {
+  CLI::App* command =
+      app.add_subcommand("validate", "Check that a plug-in does what hosts rely on");
+  add_plugin_option(*command, options.plugin);
+  command->add_option("--filter", options.filter, "Check this filter alone")->type_name("NAME");
+  command->add_flag("--verbose", options.verbose, "Tell every check, not just those that failed");
+  command->add_flag("--json", options.json, "Print JSON");
+  command
+      ->add_option("--time-limit", options.time_limit,
+                   "Seconds after which a single check counts as hung")
+      ->capture_default_str()
+      ->check(CLI::Range(1U, 86'400U));
+}
+
 ExitStatus run_program(int argc, char** argv) {
   CLI::App app("Applies the depth filters of the FilterProcessor plug-in to files", "gxfilter");
   app.footer(footer);
@@ -216,10 +231,12 @@ ExitStatus run_program(int argc, char** argv) {
   DescribeOptions describe;
   RunOptions run;
   SynthOptions synth;
+  ValidateOptions validate;
   add_list_command(app, list);
   add_describe_command(app, describe);
   add_run_command(app, run);
   add_synth_command(app, synth);
+  add_validate_command(app, validate);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -230,6 +247,9 @@ ExitStatus run_program(int argc, char** argv) {
   }
   if (app.got_subcommand("describe")) {
     return describe_filter(describe);
+  }
+  if (app.got_subcommand("validate")) {
+    return validate_plugin(validate);
   }
   return app.got_subcommand("run") ? run_filters(run) : synthesize(synth);
 }

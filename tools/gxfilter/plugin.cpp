@@ -14,6 +14,10 @@ bool resolve(void* library, const char* name, Function& function) {
   return function != nullptr;
 }
 
+const char* text_or_empty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
 } // namespace
 
 void Plugin::LibraryCloser::operator()(void* library) const {
@@ -64,24 +68,31 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
   return std::shared_ptr<const Plugin>(std::move(plugin));
 }
 
+std::string Plugin::commit() const {
+  return text_or_empty(functions_.get_commit_hash());
+}
+
 std::vector<std::string> Plugin::filter_names() const {
   std::vector<std::string> names(functions_.get_filter_count(nullptr));
   for (size_t i = 0; i < names.size(); ++i) {
-    names[i] = functions_.get_filter_name(static_cast<int32_t>(i), nullptr);
+    names[i] = text_or_empty(functions_.get_filter_name(static_cast<int32_t>(i), nullptr));
   }
   return names;
+}
+
+Error unknown_filter(const std::string& name, const std::vector<std::string>& names) {
+  return {fmt::format("unknown filter '{}'; the plug-in offers {}", name, fmt::join(names, ", ")),
+          ExitStatus::usage};
 }
 
 Result<Filter> Filter::create(std::shared_ptr<const Plugin> plugin, const std::string& name) {
   const auto names = plugin->filter_names();
   const auto found = std::ranges::find(names, name);
   if (found == names.end()) {
-    return Error{
-        fmt::format("unknown filter '{}'; the plug-in offers {}", name, fmt::join(names, ", ")),
-        ExitStatus::usage};
+    return unknown_filter(name, names);
   }
   const auto index = static_cast<uint64_t>(found - names.begin());
-  gx_priv_filter_context* context = plugin->functions_.create_filter(index, nullptr);
+  gx_priv_filter_context* context = plugin->functions().create_filter(index, nullptr);
   if (context == nullptr) {
     return Error{fmt::format("{} can't be created", name), ExitStatus::other};
   }
@@ -90,10 +101,9 @@ Result<Filter> Filter::create(std::shared_ptr<const Plugin> plugin, const std::s
 
 Filter::Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* context,
                std::string name)
-    : plugin_(std::move(plugin)), context_(context, {plugin_->functions_.context_destroy}),
+    : plugin_(std::move(plugin)), context_(context, {plugin_->functions().context_destroy}),
       name_(std::move(name)) {
-  const char* text = plugin_->functions_.get_config_schema(context_->filter);
-  schema_ = parse_schema(text != nullptr ? text : "");
+  schema_ = parse_schema(text_or_empty(plugin_->functions().get_config_schema(context_->filter)));
 }
 
 Filter::~Filter() = default;
@@ -104,21 +114,21 @@ void Filter::update_config(const std::vector<std::string>& values, ErrorSlot& sl
   for (const std::string& value : values) {
     texts.push_back(value.c_str());
   }
-  plugin_->functions_.update_config(context_->filter, static_cast<int32_t>(texts.size()),
-                                    texts.data(), slot.receive());
+  plugin_->functions().update_config(context_->filter, static_cast<int32_t>(texts.size()),
+                                     texts.data(), slot.receive());
 }
 
 void Filter::set_config_data(std::span<const uint8_t> record, ErrorSlot& slot) {
-  plugin_->functions_.set_config_data(context_->filter, record.data(), record.size(),
-                                      slot.receive());
+  plugin_->functions().set_config_data(context_->filter, record.data(), record.size(),
+                                       slot.receive());
 }
 
 void Filter::reset() {
-  plugin_->functions_.reset(context_->filter);
+  plugin_->functions().reset(context_->filter);
 }
 
 FrameHandle Filter::process(gx_frame& frame, ErrorSlot& slot) {
-  return FrameHandle(plugin_->functions_.process(context_->filter, &frame, slot.receive()));
+  return FrameHandle(plugin_->functions().process(context_->filter, &frame, slot.receive()));
 }
 
 } // namespace gxfilter

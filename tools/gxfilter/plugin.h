@@ -21,13 +21,12 @@ class Plugin {
   // name where none is found, for the loader to look up.
   static std::filesystem::path default_path();
 
+  // Texts that are null come out empty.
   [[nodiscard]] std::vector<std::string> filter_names() const;
-  [[nodiscard]] std::string commit() const { return functions_.get_commit_hash(); }
+  [[nodiscard]] std::string commit() const;
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
- private:
-  friend class Filter;
-
+  // The exported functions themselves, for calls that a well-meaning host doesn't make.
   struct Functions {
     decltype(&gx_get_filter_count) get_filter_count;
     decltype(&gx_get_filter_name) get_filter_name;
@@ -40,6 +39,9 @@ class Plugin {
     decltype(&gx_priv_filter_process) process;
     decltype(&gx_priv_filter_reset) reset;
   };
+  [[nodiscard]] const Functions& functions() const { return functions_; }
+
+ private:
   struct LibraryCloser {
     void operator()(void* library) const;
   };
@@ -48,6 +50,9 @@ class Plugin {
   std::unique_ptr<void, LibraryCloser> library_;
   Functions functions_{};
 };
+
+// What to tell a user who asks for a filter that the plug-in does not have.
+[[nodiscard]] Error unknown_filter(const std::string& name, const std::vector<std::string>& names);
 
 // One filter instance. Not for several threads at once.
 class Filter {
@@ -66,6 +71,9 @@ class Filter {
   void update_config(const std::vector<std::string>& values, ErrorSlot& slot);
   void set_config_data(std::span<const uint8_t> record, ErrorSlot& slot);
   void reset();
+
+  // The record that belongs to this instance.
+  [[nodiscard]] const gx_priv_filter_context& context() const { return *context_; }
 
   // The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
   // together.

@@ -9,7 +9,14 @@
 namespace gxfilter {
 
 // The program's exit statuses, as its help documents them.
-enum class ExitStatus : int { ok = 0, other = 1, usage = 2, input = 3, processing = 4 };
+enum class ExitStatus : int {
+  ok = 0,
+  other = 1,
+  usage = 2,
+  input = 3,
+  processing = 4,
+  nonconforming = 5
+};
 
 struct Error {
   std::string message; // one or more lines without a final line feed

@@ -1,0 +1,296 @@
+// A plug-in with a single fault. It offers one filter of the real plug-in and passes every call on
+// to it, but for what the environment variable GXFILTER_TEST_FAULT asks it to do wrong.
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include "filter_processor.h"
+#include "gexton_host.h"
+
+struct gx_priv_filter {
+  gx_priv_filter_context* real;
+  int number; // of the instance
+};
+
+namespace {
+
+std::string variable(const char* name, const char* otherwise) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : otherwise;
+}
+
+bool fault_is(std::string_view fault) {
+  static const std::string wanted = variable("GXFILTER_TEST_FAULT", "");
+  return wanted == fault;
+}
+
+const std::string& filter_name() {
+  static const std::string name = variable("GXFILTER_TEST_FILTER", "TemporalFilter");
+  return name;
+}
+
+template <class Function>
+Function real(const char* name) {
+  static void* const library = dlopen(REAL_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+  return reinterpret_cast<Function>(dlsym(library, name));
+}
+
+gx_priv_filter_context* create_real() {
+  const auto name_of = real<decltype(&gx_get_filter_name)>("gx_get_filter_name");
+  uint64_t index = 0;
+  while (name_of(static_cast<int32_t>(index), nullptr) != filter_name()) {
+    ++index;
+  }
+  return real<decltype(&gx_create_filter)>("gx_create_filter")(index, nullptr);
+}
+
+void refuse(const std::string& message, const std::string& function, const char* args, int type,
+            gx_error** error) {
+  if (error != nullptr) {
+    *error = gx_create_error(GX_STATUS_ERROR, message.c_str(), function.c_str(), args,
+                             static_cast<gx_exception_type>(type));
+  }
+}
+
+// Puts an error with other words in place of the one in the slot.
+void reword(const char* args, int type, gx_error** error) {
+  gx_error* const old = *error;
+  refuse(gx_error_get_message(old), gx_error_get_function(old), args, type, error);
+  gx_delete_error(old);
+}
+
+void forget(gx_error** error) {
+  gx_delete_error(*error);
+  *error = nullptr;
+}
+
+bool error_is(gx_error** error, std::string_view message) {
+  return error != nullptr && *error != nullptr && gx_error_get_message(*error) == message;
+}
+
+uint32_t width_times_height(const gx_frame* frame) {
+  return gx_video_frame_get_width(frame, nullptr) * gx_video_frame_get_height(frame, nullptr);
+}
+
+// Faults of what goes in, before the real filter sees it. Without a fault no host call is made
+// here: it would meet the failures that are meant for the filter.
+void spoil_input(gx_frame* frame) {
+  const auto is_depth = [frame] { return gx_frame_get_type(frame, nullptr) == GX_FRAME_DEPTH; };
+  if (fault_is("writes the input") && is_depth()) {
+    gx_frame_get_data(frame, nullptr)[0] ^= 1;
+  } else if (fault_is("changes an attribute") && is_depth()) {
+    gx_depth_frame_set_value_scale(frame, 9, nullptr);
+  } else if (fault_is("gives back what it does not hold") && is_depth()) {
+    gx_delete_frame(frame, nullptr);
+  } else if (fault_is("keeps a profile") && is_depth()) {
+    static_cast<void>(gx_frame_get_stream_profile(frame, nullptr));
+  } else if (fault_is("crashes") && is_depth() && gx_frame_get_index(frame, nullptr) == 7) {
+    std::abort();
+  }
+}
+
+// Faults of what comes out.
+gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& filter) {
+  if (fault_is("leaks a frame")) {
+    gexton_frame_add_reference(output, nullptr);
+  } else if (fault_is("returns the input")) {
+    gx_delete_frame(output, nullptr);
+    return input;
+  } else if (fault_is("differs between instances")) {
+    gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
+  } else if (fault_is("cuts the output")) {
+    gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
+  } else if (fault_is("loses the index")) {
+    gexton_frame_set_index(output, 3, nullptr);
+  } else if (fault_is("puts the input into the set") &&
+             gx_frame_get_type(output, nullptr) == GX_FRAME_SET) {
+    gx_delete_frame(output, nullptr);
+    output = gexton_create_frameset(nullptr);
+    gx_frame* const member = gx_frameset_get_depth_frame(input, nullptr);
+    gx_frameset_push_frame(output, member, nullptr);
+    gx_delete_frame(member, nullptr);
+  }
+  return output;
+}
+
+// Faults of a call that the real filter failed.
+gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
+  const bool host_failed = error_is(error, "injected fault");
+  if (host_failed && fault_is("ignores host errors")) {
+    forget(error);
+    return gx_create_frame_from_other_frame(frame, true, nullptr);
+  }
+  if (host_failed && fault_is("says too much")) {
+    std::puts("and so on");
+  } else if (host_failed && fault_is("leaks when the host fails")) {
+    static_cast<void>(gx_frame_get_stream_profile(frame, nullptr));
+  } else if (error_is(error, "invalid frame type error") && fault_is("takes any frame")) {
+    forget(error);
+    return gx_create_frame_from_other_frame(frame, true, nullptr);
+  } else if (error_is(error, "invalid frame data size error")) {
+    if (fault_is("reads beyond a short frame")) {
+      const volatile uint8_t* data = gx_frame_get_data(frame, nullptr);
+      static_cast<void>(data[2 * width_times_height(frame) - 1]);
+    } else if (fault_is("takes short frames")) {
+      forget(error);
+      return gx_create_frame_from_other_frame(frame, true, nullptr);
+    }
+  }
+  return nullptr;
+}
+
+// The text with the first occurrence replaced, if there is one.
+std::string replaced(std::string text, std::string_view what, std::string_view with) {
+  const size_t found = text.find(what);
+  return found != std::string::npos ? text.replace(found, what.size(), with) : text;
+}
+
+} // namespace
+
+uint64_t gx_get_filter_count(gx_error**) {
+  return fault_is("offers nothing") ? 0 : 1;
+}
+
+const char* gx_get_filter_name(int32_t index, gx_error** error) {
+  static const std::string other_place = filter_name();
+  static int calls = 0;
+  if (fault_is("writes a slot that is not its") && error != nullptr) {
+    *error = nullptr;
+  }
+  if (fault_is("has names that move") && index == 0 && ++calls % 2 == 0) {
+    return other_place.c_str();
+  }
+  if (fault_is("has no name")) {
+    return nullptr;
+  }
+  return index == 0 || fault_is("names everything") ? filter_name().c_str() : "UnknownFilter";
+}
+
+const char* gx_get_commit_hash() {
+  return fault_is("has no commit") ? nullptr : "faulty";
+}
+
+gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
+  static int instances = 0;
+  const uint64_t seen = fault_is("cuts the index") ? static_cast<uint32_t>(index) : index;
+  if (seen != 0) {
+    return nullptr;
+  }
+  auto* const filter = new gx_priv_filter{create_real(), ++instances};
+  const bool strange = fault_is("has a reset of its own");
+  return new gx_priv_filter_context{
+      gx_priv_filter_context_destroy,
+      filter,
+      strange ? [](gx_priv_filter* instance) { gx_priv_filter_reset(instance); }
+              : gx_priv_filter_reset,
+      gx_priv_filter_get_config_schema,
+      gx_priv_filter_update_config,
+      gx_priv_filter_set_config_data,
+      gx_priv_filter_process};
+}
+
+void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
+  if (context != nullptr) {
+    context->filter->real->destroy(context->filter->real);
+    delete context->filter;
+    delete context;
+  }
+}
+
+const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
+  if (filter == nullptr && fault_is("crashes on null")) {
+    std::abort();
+  }
+  if (filter == nullptr) {
+    return nullptr;
+  }
+  static const std::string text = filter->real->get_config_schema(filter->real->filter);
+  static const std::string same_text = text;
+  static const std::string short_line = text + "\nmore, float, 0, 1, 1, 1";
+  static const std::string odd_default = replaced(text, "0.1, difference", "7, difference");
+  static const std::string odd_name = replaced(text, "weight,", "diff_scale,");
+  if (fault_is("has a short line in the schema")) {
+    return short_line.c_str();
+  }
+  if (fault_is("has a default out of range")) {
+    return odd_default.c_str();
+  }
+  if (fault_is("has a name twice")) {
+    return odd_name.c_str();
+  }
+  const bool moves = fault_is("has a schema for each instance") && filter->number % 2 == 0;
+  return moves ? same_text.c_str() : text.c_str();
+}
+
+void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,
+                                  gx_error** error) {
+  if (filter == nullptr) {
+    return;
+  }
+  if (fault_is("exits")) {
+    _exit(0);
+  }
+  if (error == nullptr && fault_is("relies on a slot")) {
+    std::abort();
+  }
+  filter->real->update_config(filter->real->filter, argc, argv, error);
+  if (argc == 2 && std::string_view(argv[1]) == "1" && fault_is("refuses a maximum")) {
+    refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
+  } else if (error_is(error, "the number of params error") && fault_is("takes any count")) {
+    forget(error);
+  } else if (error_is(error, "params out of range") && fault_is("takes any value")) {
+    forget(error);
+  } else if (error_is(error, "params out of range") && fault_is("names another parameter")) {
+    reword("parameter", 4, error);
+  } else if (error_is(error, "params out of range") && fault_is("has an exception type of 0")) {
+    reword(gx_error_get_args(*error), 0, error);
+  } else if (error_is(error, "invalid hole filling mode params") &&
+             fault_is("has lost a known difference")) {
+    reword("hole_filling_mode", 4, error);
+  }
+}
+
+void gx_priv_filter_set_config_data(gx_priv_filter* filter, const uint8_t* data, uint64_t size,
+                                    gx_error** error) {
+  if (filter == nullptr) {
+    return;
+  }
+  if (size == 291 && fault_is("has a strange opinion of records")) {
+    refuse("too long", "record", "size", 0, error);
+    return;
+  }
+  filter->real->set_config_data(filter->real->filter, data, size, error);
+}
+
+gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame, gx_error** error) {
+  if (filter == nullptr) {
+    return nullptr;
+  }
+  if (frame == nullptr) {
+    if (fault_is("complains about null")) {
+      refuse("null", "process", "frame", 4, error);
+    }
+    return nullptr;
+  }
+  spoil_input(frame);
+  gx_frame* const output = filter->real->process(filter->real->filter, frame, error);
+  return output != nullptr ? spoil_output(output, frame, *filter) : spoil_failure(frame, error);
+}
+
+void gx_priv_filter_reset(gx_priv_filter* filter) {
+  if (filter == nullptr) {
+    return;
+  }
+  while (fault_is("hangs")) {
+    pause();
+  }
+  if (!fault_is("resets nothing")) {
+    filter->real->reset(filter->real->filter);
+  }
+}

@@ -1,0 +1,89 @@
+#include "known_differences.h"
+
+#include <fnmatch.h>
+
+namespace gxfilter::validation {
+namespace {
+
+constexpr const char* bounds = "parameter bounds";
+constexpr const char* short_frames = "short frames";
+constexpr const char* reset = "reset";
+constexpr const char* silent = "no error";
+constexpr const char* copied = "a copy of the frame and no error";
+constexpr const char* other_pixels = "other pixels in frame *";
+constexpr const char* kept_parameters = "reset keeps the parameters";
+constexpr const char* passed_on =
+    "frames of this pixel type are passed on as they are, and their pixels not looked at";
+
+constexpr KnownDifference table[] = {
+    {"DisparityTransform", bounds, "* one step *", silent,
+     "an update with a value out of range is dropped without an error"},
+    {"OpenNIDisparityTransform", bounds, "*_depth = *, one step *", silent,
+     "values out of range of the first three parameters are dropped without an error"},
+    {"OpenNIDisparityTransform", bounds, "depth_uint = *, one step *", silent,
+     "values out of range of the first three parameters are dropped without an error"},
+    {"OpenNIDisparityTransform", bounds, "scale = 0.01, its minimum", "the error *(scale), type 4",
+     "scales below 0.1 are refused"},
+    {"OpenNIDisparityTransform", bounds, "?_cut = *, one step *", silent,
+     "the start of the crop is not checked"},
+    {"OpenNIDisparityTransform", bounds, "?_set = *, one step *", silent,
+     "the lengths to blank are not checked"},
+    {"HardwareD2DCorrectionFilter", "parameter counts", "* instead of 0", silent,
+     "the filter takes no parameters and ignores what it is given"},
+    {"DepthResize", bounds, "scale = 0.01, its minimum", "the error *(scale), type 4",
+     "scales below 0.1 are refused"},
+    {"DepthResize", bounds, "ex_* = *, one step *", silent,
+     "the extensions are not checked, but against the frame's size"},
+    {"LutNoiseRemovalFilter", bounds, "max_lut_* = 2001, one step above *", silent,
+     "sizes up to 10000 are accepted"},
+    {"LutNoiseRemovalFilter", bounds, "max_lut_* = 0, one step below *",
+     "the error *(max_lut), type 4", "the error names all sixteen sizes by max_lut"},
+    {"EdgeNoiseRemovalFilter", bounds, "height = 801, one step above *", silent,
+     "heights up to 1024 are accepted"},
+    {"MgcNoiseRemovalFilter", bounds, "height = 801, one step above *", silent,
+     "heights up to 1024 are accepted"},
+    {"SpatialModerateFilter", bounds, "radius = 1, one step below *", silent,
+     "the radius has no lower bound"},
+    {"HoleFillingFilter", bounds, "hole_filling_mode = *, one step *", "the error *(argv), type 4",
+     "the error names the argument array"},
+    {"DisparityTransform", short_frames, "*, depth pixels", copied, passed_on},
+    {"DisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"OpenNIDisparityTransform", short_frames, "*, depth pixels", copied, passed_on},
+    {"OpenNIDisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"HardwareD2DCorrectionFilter", short_frames, "*, disparity pixels", copied, passed_on},
+    {"HardwareD2DCorrectionFilter", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"DisparityTransform", reset, "*, disparity pixels", other_pixels, kept_parameters},
+    {"OpenNIDisparityTransform", reset, "*, disparity pixels", "a usual frame gave no frame *",
+     kept_parameters},
+    {"EdgeNoiseRemovalFilter", reset, "*", other_pixels,
+     "reset switches the vertical direction on, which the schema has off"},
+    {"LutNoiseRemovalFilter", reset, "*", other_pixels,
+     "reset sets min_diff to 192, for which the schema has 256"},
+    {"MgcNoiseRemovalFilter", reset, "*", other_pixels,
+     "the chamfer table is made anew when the frame's size changes, and not by reset"},
+};
+
+bool matches(const char* pattern, const std::string& text) {
+  return fnmatch(pattern, text.c_str(), 0) == 0;
+}
+
+} // namespace
+
+std::span<const KnownDifference> known_differences() {
+  return table;
+}
+
+int find_known_difference(const std::string& filter, const std::string& check,
+                          const std::string& doing, const std::string& came) {
+  int index = 0;
+  for (const KnownDifference& known : table) {
+    if (filter == known.filter && check == known.check && matches(known.doing, doing) &&
+        matches(known.came, came)) {
+      return index;
+    }
+    ++index;
+  }
+  return -1;
+}
+
+} // namespace gxfilter::validation

@@ -1,0 +1,38 @@
+#include "validation.h"
+
+#include "validation_probes.h"
+
+namespace gxfilter::validation {
+
+Filter Subject::make_filter() const {
+  auto result = Filter::create(plugin, filter);
+  if (!result) {
+    throw Unable(result.error().message);
+  }
+  return std::move(*result);
+}
+
+namespace {
+
+void run_check(const Subject& subject, const Check& check, Findings& findings) {
+  findings.begin_check(check.name);
+  const LiveHandles before;
+  try {
+    check.run(subject, findings);
+  } catch (const std::exception& exception) {
+    findings.fail(exception.what());
+  }
+  findings.doing("after this check");
+  findings.expect(nothing_left, before.left_over());
+}
+
+} // namespace
+
+void run_checks(const Subject& subject, std::span<const Check> checks, size_t first,
+                Findings& findings) {
+  for (const Check& check : checks.subspan(first)) {
+    run_check(subject, check, findings);
+  }
+}
+
+} // namespace gxfilter::validation

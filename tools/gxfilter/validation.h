@@ -1,0 +1,48 @@
+// The checks that `gxfilter validate` runs: on the plug-in as a whole and on each of its filters.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "plugin.h"
+#include "validation_findings.h"
+
+namespace gxfilter::validation {
+
+// What is being checked.
+struct Subject {
+  std::shared_ptr<const Plugin> plugin;
+  uint64_t index = 0; // of the filter, below
+  std::string filter; // empty: the plug-in as a whole
+
+  [[nodiscard]] const Plugin::Functions& functions() const { return plugin->functions(); }
+
+  // A new instance. Throws Unable.
+  [[nodiscard]] Filter make_filter() const;
+};
+
+struct Check {
+  const char* name;
+  void (*run)(const Subject& subject, Findings& findings);
+};
+
+using Checks = std::vector<Check>;
+
+// Of the plug-in as a whole: its list of filters, and requests that it must refuse.
+[[nodiscard]] Checks registry_checks();
+// Of each filter: the context record, the schema text and null handles.
+[[nodiscard]] Checks contract_checks();
+// Parameters: defaults, bounds, wrong counts, configuration records.
+[[nodiscard]] Checks parameter_checks();
+// Frames: new frames and sets, refusals, short and small frames, reset.
+[[nodiscard]] Checks frame_checks();
+// Host calls that fail, a missing error slot, and what destruction gives back.
+[[nodiscard]] Checks failure_checks();
+
+// Runs checks from number `first` on. After each, the host's live handles must be what they were
+// before.
+void run_checks(const Subject& subject, std::span<const Check> checks, size_t first,
+                Findings& findings);
+
+} // namespace gxfilter::validation

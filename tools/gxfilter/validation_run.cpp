@@ -1,0 +1,114 @@
+#include "validation_run.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "child_process.h"
+#include "gexton_host.h"
+
+namespace gxfilter::validation {
+namespace {
+
+using Json = nlohmann::json;
+
+// One line, whatever bytes the plug-in's texts hold.
+std::string to_line(const Json& json) {
+  return json.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+// One child: it runs checks from `first` on, and this keeps what it tells.
+class ChildRun {
+ public:
+  ChildRun(const Subject& subject, const Checks& checks, size_t first)
+      : subject_(subject), checks_(checks), first_(first), check_(checks[first].name),
+        doing_("beginning") {}
+
+  ChildEnd run(std::vector<Finding>& findings, std::chrono::seconds time_limit) {
+    return run_in_child([this](const LineReceiver& tell) { work(tell); },
+                        [&](const std::string& line) { receive(line, findings); }, time_limit);
+  }
+
+  // Of the check that was run last.
+  [[nodiscard]] size_t index() const {
+    const auto found =
+        std::ranges::find_if(checks_, [this](const Check& check) { return check_ == check.name; });
+    return static_cast<size_t>(found - checks_.begin());
+  }
+  [[nodiscard]] const std::string& check() const { return check_; }
+  [[nodiscard]] const std::string& doing() const { return doing_; }
+
+ private:
+  void work(const LineReceiver& tell) const {
+    gexton_guard_buffers(true);
+    const Findings::Listener listener{[&tell](const std::string& check, const std::string& doing) {
+                                        tell(to_line({{"check", check}, {"doing", doing}}));
+                                      },
+                                      [&tell](const Finding& finding) {
+                                        tell(to_line({{"outcome", finding.outcome},
+                                                      {"sentence", finding.sentence},
+                                                      {"difference", finding.difference}}));
+                                      }};
+    Findings findings(subject_.filter, listener);
+    run_checks(subject_, checks_, first_, findings);
+  }
+
+  void receive(const std::string& line, std::vector<Finding>& findings) {
+    const Json told = Json::parse(line);
+    if (told.contains("doing")) {
+      check_ = told["check"];
+      doing_ = told["doing"];
+    } else {
+      findings.push_back(
+          {check_, told["outcome"].get<Outcome>(), told["sentence"], told["difference"]});
+    }
+  }
+
+  const Subject& subject_;
+  const Checks& checks_;
+  size_t first_;
+  std::string check_;
+  std::string doing_;
+};
+
+} // namespace
+
+Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit) {
+  Listing listing;
+  const ChildEnd end = run_in_child(
+      [&plugin](const LineReceiver& tell) {
+        tell(to_line({{"commit", plugin.commit()}, {"filters", plugin.filter_names()}}));
+      },
+      [&listing](const std::string& line) {
+        const Json told = Json::parse(line);
+        listing.commit = told["commit"];
+        listing.filters = told["filters"].get<std::vector<std::string>>();
+      },
+      time_limit);
+  if (!end.complete) {
+    listing.problem = end.description;
+  }
+  return listing;
+}
+
+std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
+                               std::chrono::seconds time_limit) {
+  std::vector<Finding> findings;
+  for (size_t first = 0; first < checks.size();) {
+    ChildRun child(subject, checks, first);
+    const ChildEnd end = child.run(findings, time_limit);
+    if (end.complete) {
+      break;
+    }
+    findings.push_back({child.check(), Outcome::failed,
+                        fmt::format("{}: {}", child.doing(), end.description), -1});
+    first = child.index() + 1;
+    for (; end.timed_out && first < checks.size(); ++first) {
+      findings.push_back({checks[first].name, Outcome::skipped, "after the one that hung", -1});
+    }
+  }
+  return findings;
+}
+
+} // namespace gxfilter::validation

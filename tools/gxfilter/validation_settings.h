@@ -1,0 +1,30 @@
+// The parameters with which filters are tried.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "validation.h"
+#include "validation_inputs.h"
+
+namespace gxfilter::validation {
+
+[[nodiscard]] std::vector<std::string> default_values(const std::vector<Parameter>& schema);
+
+// Parameters with which a filter works on frames of the usual size.
+struct Setting {
+  std::string label;
+  std::vector<std::string> values;
+};
+[[nodiscard]] std::vector<Setting> settings_of(const Filter& filter, FrameSize size = usual_size);
+
+// "no error" or the error's description.
+std::string update(Filter& filter, const std::vector<std::string>& values);
+
+// A new instance with the setting. Throws Unable where that is refused.
+[[nodiscard]] Filter make_configured(const Subject& subject, const Setting& setting);
+
+// The frame that the filter makes of the input. Throws Unable where there is none.
+FrameHandle process(Filter& filter, const Input& input);
+
+} // namespace gxfilter::validation
