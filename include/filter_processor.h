@@ -3,7 +3,7 @@
  *
  * A host asks for the filters' number and names, creates an instance by index, configures it,
  * pushes frames through it and destroys it. A new instance holds its class's construction values,
- * which are not always the schema's defaults: call reset or update_config before the first frame.
+ * which are not always the schema's defaults: call update_config before the first frame.
  *
  * Errors: a trailing `gx_error** error` may be null; it is written only on failure, whatever it
  * held before is overwritten, and the caller owns the stored error (gx_delete_error). No exception
@@ -60,7 +60,7 @@ FILTER_PROCESSOR_API uint64_t gx_get_filter_count(gx_error** error);
  * long as the library is loaded. `error` is never written. [thread-safe] */
 FILTER_PROCESSOR_API const char* gx_get_filter_name(int32_t index, gx_error** error);
 
-/* The commit that this interface was frozen at. [thread-safe] */
+/* A constant text, "2c544ce". [thread-safe] */
 FILTER_PROCESSOR_API const char* gx_get_commit_hash(void);
 
 /* A new filter of the class at `index`, owned by the caller (gx_priv_filter_context_destroy); null
@@ -76,7 +76,8 @@ FILTER_PROCESSOR_API void gx_priv_filter_context_destroy(gx_priv_filter_context*
 FILTER_PROCESSOR_API const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter);
 
 /* Sets the parameters from `argc` strings in the schema's order. A refused value stores an error
- * (exception type 4) that names it; the filter stays usable with the values that it has.
+ * (exception type 4) that names it, except that the two disparity transforms ignore a depth range
+ * or unit that they refuse; the filter stays usable with the values that it has.
  * [locking classes] */
 FILTER_PROCESSOR_API void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc,
                                                        const char** argv, gx_error** error);
@@ -94,7 +95,9 @@ FILTER_PROCESSOR_API void gx_priv_filter_set_config_data(gx_priv_filter* filter,
 FILTER_PROCESSOR_API gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame,
                                                       gx_error** error);
 
-/* Restores the default parameters and clears what the filter keeps between frames.
+/* Restores the class's default parameters and clears what the filter keeps between frames. The two
+ * disparity transforms only drop their table; FalsePositiveFilter goes on with its parameters in
+ * use until the next accepted update or change of the frame size.
  * [one thread at a time per instance] */
 FILTER_PROCESSOR_API void gx_priv_filter_reset(gx_priv_filter* filter);
 

@@ -233,7 +233,7 @@ TEST(CameraFactsMerging, LetsOptionsWinFieldByField) {
   EXPECT_EQ(camera->intrinsic.fx, 600.0F);
   EXPECT_EQ(camera->intrinsic.fy, 600.0F) << "follows fx";
   EXPECT_EQ(camera->depth_unit, 0.125F);
-  EXPECT_EQ(double{camera->d2d.fx}, 7.0);
+  EXPECT_EQ(double{camera->d2d.fx}, 600.0);
   EXPECT_EQ(float{camera->d2d.unit}, 4.0F);
   EXPECT_FALSE(camera->disparity_offset);
 }

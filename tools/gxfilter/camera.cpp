@@ -172,6 +172,13 @@ std::filesystem::path find_camera_file(const std::filesystem::path& input) {
 }
 
 CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides) {
+  constexpr std::pair<const char*, const char*> repeated[] = {
+      {"baseline", "baseline"}, {"fx", "fx"}, {"bit_size", "bitSize"}};
+  for (const auto& [fact, field] : repeated) {
+    if (overrides.contains(fact) && facts.contains("d2d") && facts["d2d"].is_object()) {
+      facts["d2d"].erase(field);
+    }
+  }
   facts.merge_patch(overrides);
   return facts;
 }

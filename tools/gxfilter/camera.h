@@ -41,7 +41,8 @@ using CameraFacts = nlohmann::json;
 // with .json in place of its extension, then camera.json beside a file. Empty where there is none.
 [[nodiscard]] std::filesystem::path find_camera_file(const std::filesystem::path& input);
 
-// `facts` with everything that `overrides` says instead, also inside d2d.
+// `facts` with everything that `overrides` says instead, also inside d2d, whose baseline, fx and
+// bitSize give way to a new baseline, fx or bit_size.
 [[nodiscard]] CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides);
 
 // The size of headerless frames, null where the facts don't tell both sides.
