@@ -10,6 +10,8 @@ thread_local std::uint64_t countdown = 0;
 thread_local bool lasting = false; // whether memory stays short once it has run out
 thread_local bool exhausted = false;
 
+thread_local bool vast_granted = false;
+
 bool due() {
   if (countdown > 0 && --countdown == 0) {
     exhausted = lasting;
@@ -21,6 +23,9 @@ bool due() {
 void* allocate(std::size_t size, std::size_t alignment) {
   if (due())
     throw std::bad_alloc();
+  constexpr std::size_t vast = std::size_t{1} << 30;
+  if (vast_granted && size > vast)
+    size = 1;
   const std::size_t rounded = (size + alignment - 1) / alignment * alignment;
   void* memory = alignment <= alignof(std::max_align_t) ? std::malloc(size > 0 ? size : 1)
                                                         : std::aligned_alloc(alignment, rounded);
@@ -43,6 +48,9 @@ void fail_allocations_from(std::uint64_t n) {
 }
 bool allocation_fault_pending() {
   return countdown > 0;
+}
+void grant_vast_allocations(bool granted) {
+  vast_granted = granted;
 }
 
 } // namespace test

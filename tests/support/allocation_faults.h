@@ -13,4 +13,8 @@ void fail_allocations_from(std::uint64_t n);
 /// Whether a fault that was set is still to come.
 bool allocation_fault_pending();
 
+/// Lets allocations of this thread above 1 GiB succeed whatever the machine has, with a byte of
+/// memory: for code that only finds out whether there would be so much.
+void grant_vast_allocations(bool granted);
+
 } // namespace test

@@ -91,9 +91,8 @@ void SpeckleFilter::take_over_parameters(ProcessingFrame& call) {
   last_frame_info = current_frame_info;
   if (derived && !config_changed)
     return;
-  config_changed = true; // until the derivation has succeeded
   updateConfig(call, current_frame_info);
-  config_changed = !call.ok();
+  config_changed = !call.ok(); // a derivation that failed is repeated
 }
 
 void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {

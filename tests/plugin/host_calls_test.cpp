@@ -1,0 +1,151 @@
+// What filters tell the host and when they ask it, as seen by a host that stands in for some of its
+// functions.
+
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <set>
+
+#include "support/filter_cases.h"
+#include "support/schema.h"
+
+namespace {
+
+/// Called before the host's own functions below, where set.
+struct Observer {
+  std::function<void(gx_frame_type type, gx_format format, std::uint32_t size)> creates;
+  std::function<void(gx_stream_profile* profile)> sets_profile;
+  std::function<void(const gx_frame* frame, const std::uint8_t* data, std::uint32_t size)> updates;
+  std::function<void()> asks_width;
+};
+Observer observer;
+
+template <typename Function>
+Function* host_function(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+gx_frame* gx_create_frame(gx_frame_type type, gx_format format, uint32_t size, gx_error** error) {
+  static const auto call = host_function<decltype(gx_create_frame)>("gx_create_frame");
+  if (observer.creates)
+    observer.creates(type, format, size);
+  return call(type, format, size, error);
+}
+
+void gx_frame_set_stream_profile(gx_frame* frame, gx_stream_profile* profile, gx_error** error) {
+  static const auto call =
+      host_function<decltype(gx_frame_set_stream_profile)>("gx_frame_set_stream_profile");
+  if (observer.sets_profile)
+    observer.sets_profile(profile);
+  call(frame, profile, error);
+}
+
+void gx_frame_update_data(gx_frame* frame, const uint8_t* data, uint32_t size, gx_error** error) {
+  static const auto call = host_function<decltype(gx_frame_update_data)>("gx_frame_update_data");
+  if (observer.updates)
+    observer.updates(frame, data, size);
+  call(frame, data, size, error);
+}
+
+uint32_t gx_video_frame_get_width(const gx_frame* frame, gx_error** error) {
+  static const auto call =
+      host_function<decltype(gx_video_frame_get_width)>("gx_video_frame_get_width");
+  if (const auto asks = std::exchange(observer.asks_width, nullptr))
+    asks();
+  return call(frame, error);
+}
+
+namespace {
+
+using test::ErrorSlot;
+using test::Filter;
+using test::Frame;
+
+/// Cases of all filters; observers are gone at the end of each.
+class HostCalls : public ::testing::TestWithParam<test::FilterCase> {
+ protected:
+  void TearDown() override { observer = {}; }
+
+  Filter make_filter() const {
+    Filter filter(GetParam().filter);
+    if (!GetParam().values.empty()) {
+      EXPECT_EQ(filter.update(GetParam().values), "");
+    }
+    return filter;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Filters, HostCalls, ::testing::ValuesIn(test::filter_cases()),
+                         [](const auto& test) { return std::string(test.param.label); });
+
+/// A host may keep copies of what it is given: a profile must be complete when it is set, and the
+/// pixels must be committed.
+TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
+  const Frame depth = test::make_case_frame(GetParam());
+  const test::Profile profile{gexton_create_stream_profile(GX_FORMAT_Y12_SHIFTED, 32, 16, nullptr)};
+  const D2DParameters record = test::stereo_record();
+  gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+  Frame shifted{gexton_create_video_frame(
+      GX_FRAME_DEPTH, profile.get(),
+      reinterpret_cast<const std::uint16_t*>(gx_frame_get_data(depth.get(), nullptr)), nullptr)};
+  gx_video_frame_set_pixel_type(shifted.get(), GetParam().pixel_type, nullptr);
+  const Frame set = test::make_set({shifted.get()});
+
+  Filter filter = make_filter();
+  std::string calls;
+  observer.creates = [&](gx_frame_type type, gx_format format, std::uint32_t size) {
+    calls += "create " + std::to_string(type) + " " + std::to_string(format) + " " +
+             std::to_string(size) + "; ";
+  };
+  observer.sets_profile = [&](gx_stream_profile* given) {
+    calls += "profile " + std::to_string(gx_video_stream_profile_get_width(given, nullptr)) + "x" +
+             std::to_string(gx_video_stream_profile_get_height(given, nullptr)) + "; ";
+  };
+  observer.updates = [&](const gx_frame* frame, const std::uint8_t* data, std::uint32_t size) {
+    const bool own = data == gx_frame_get_data(frame, nullptr);
+    calls += (own ? "commit " : "copy ") + std::to_string(size) + "; ";
+  };
+  ErrorSlot error;
+  const Frame output = filter.process(set, error);
+  observer = {};
+  ASSERT_NE(output, nullptr) << error.text();
+  const Frame member{gx_frameset_get_depth_frame(output.get(), nullptr)};
+  const std::uint32_t width = gx_video_frame_get_width(member.get(), nullptr);
+  const std::uint32_t height = gx_video_frame_get_height(member.get(), nullptr);
+  const std::string size = std::to_string(2 * width * height);
+  const std::string made = "create 5 34 " + size + "; profile " + std::to_string(width) + "x" +
+                           std::to_string(height) + "; commit " + size + "; ";
+  EXPECT_EQ(calls, width == 32 && height == 16 ? "" : made);
+}
+
+/// The host may wait in its functions for a thread that configures the filter.
+TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
+  const std::set<std::string> without_lock = {"DepthResize", "HardwareD2DCorrectionFilter",
+                                              "HoleFillingFilter", "TemporalFilter"};
+  if (without_lock.count(GetParam().filter) > 0)
+    GTEST_SKIP() << "the host serialises the calls on this filter";
+  Filter filter = make_filter();
+  const Frame input = test::make_case_frame(GetParam());
+  std::future<std::string> update;
+  std::future_status status{};
+  const auto defaults = test::schema_of(*filter.context());
+  std::vector<const char*> values; // others than in use, in most cases: these are stored
+  for (const auto& parameter : defaults)
+    values.push_back(parameter.default_value.c_str());
+  observer.asks_width = [&] {
+    update = std::async(std::launch::async, [&] { return filter.update(values); });
+    status = update.wait_for(std::chrono::seconds(10));
+  };
+  ErrorSlot error;
+  EXPECT_NE(filter.process(input, error), nullptr) << error.text();
+  EXPECT_EQ(status, std::future_status::ready);
+  EXPECT_EQ(update.get(), "");
+}
+
+} // namespace
