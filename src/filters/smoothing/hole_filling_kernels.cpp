@@ -138,6 +138,8 @@ void fill_row(const Row& row, std::size_t width) {
 
 template <typename Order>
 void fill_from_neighbours(Pixel* pixels, std::uint32_t width, std::uint32_t height) {
+  if (width == 0) // of which there may be four billion rows
+    return;
   for (std::size_t y = 1; y + 1 < height; ++y) {
     Pixel* row = pixels + y * width;
     fill_row<Order>(Row{row - width, row, row + width}, width);
