@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
-#include <set>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
 #include "plugin/filter_factory.h"
@@ -40,23 +37,6 @@ TEST(Registry, KnowsNothingOutsideTheList) {
     EXPECT_EQ(gx_create_filter(index, error.out()), nullptr) << index;
   EXPECT_EQ(filter_processor::getFilterFactory()->createFilter(-1), nullptr);
   EXPECT_TRUE(error.empty());
-}
-
-TEST(Registry, IsOneForAllThreads) {
-  std::atomic<int> waiting{4};
-  std::vector<filter_processor::FilterFactory*> seen(4);
-  std::vector<std::thread> threads;
-  for (auto& mine : seen) {
-    threads.emplace_back([&] {
-      --waiting;
-      while (waiting > 0) {
-      }
-      mine = filter_processor::getFilterFactory().get();
-    });
-  }
-  for (auto& thread : threads)
-    thread.join();
-  EXPECT_EQ(std::set(seen.begin(), seen.end()).size(), 1u);
 }
 
 TEST(Context, IsSevenWordsThatReachTheFilter) {

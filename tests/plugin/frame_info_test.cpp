@@ -6,6 +6,7 @@
 
 #include "plugin/base/frame_info.h"
 #include "plugin/base/numbers.h"
+#include "support/camera_frame.h"
 #include "support/naive_depth_table.h"
 
 namespace {
@@ -13,6 +14,8 @@ namespace {
 using filter_processor::DepthDiffLut;
 using filter_processor::FrameInfo;
 using filter_processor::low_16_bits;
+using filter_processor::ProcessingFrame;
+using filter_processor::ValueScale;
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -73,6 +76,29 @@ TEST(DepthDiffLut, HasBinsOfAboutHalfAMetre) {
     DepthDiffLut lut;
     EXPECT_EQ(updateDepthDiffLut(info, 256, lut), 0);
     EXPECT_EQ(lut.shift, shift) << unit;
+  }
+}
+
+TEST(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
+  const test::Frame frame = test::CameraFrame{32, 16}.make();
+  const FrameInfo before{1, 2, 3.0, 2, 4.0F, 5};
+  for (const ValueScale of :
+       {ValueScale::of_every_frame, ValueScale::of_frames_with_disparity_record}) {
+    for (std::uint64_t n = 2; n < 10;
+         ++n) { // the first asks for the frame's type, the last is gone
+      FrameInfo info = before;
+      D2DParameters record{};
+      test::ErrorSlot error;
+      testing::internal::CaptureStdout();
+      gexton_clear_faults();
+      gexton_fail_nth_call(n);
+      ProcessingFrame call("AFilter", frame.get(), error.out());
+      const bool done = read_frame_info(call, of, info, record);
+      gexton_clear_faults();
+      testing::internal::GetCapturedStdout();
+      EXPECT_EQ(done, n == 10) << n;
+      EXPECT_EQ(info == before && record.packMode == 0, !done) << n;
+    }
   }
 }
 
