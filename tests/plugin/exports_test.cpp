@@ -153,9 +153,9 @@ std::vector<test::SchemaParameter> checked_parameters(test::Filter& filter,
   } differences[] = {{"LutNoiseRemovalFilter", "max_lut_", "max_lut", 1, 10000},
                      {"EdgeNoiseRemovalFilter", "height", "height", 1, 1024},
                      {"MgcNoiseRemovalFilter", "height", "height", 1, 1024},
-                     {"SpatialModerateFilter", "radius", "radius", -INFINITY, 7},
+                     {"SpatialModerateFilter", "radius", "radius", -HUGE_VAL, 7},
                      {"DepthResize", "scale", "scale", 0.1, 50},
-                     {"DepthResize", "ex_", "", -INFINITY, INFINITY}};
+                     {"DepthResize", "ex_", "", -HUGE_VAL, HUGE_VAL}};
   auto parameters = test::schema_of(*filter.context());
   for (auto& parameter : parameters) {
     for (const auto& each : differences) {

@@ -214,6 +214,7 @@ std::string update(Filter& filter, bool mgc, const Values& v) {
     values.insert(values.begin() + 4, v.vertical);
   }
   std::vector<std::string> texts;
+  texts.reserve(values.size());
   for (const Int value : values)
     texts.push_back(std::to_string(value));
   return filter.update_to(texts);

@@ -127,6 +127,7 @@ Input random_input(Random& random) {
 
 std::string update(Filter& filter, const std::vector<int>& values) {
   std::vector<std::string> texts;
+  texts.reserve(values.size());
   for (const int value : values)
     texts.push_back(std::to_string(value));
   return filter.update_to(texts);
