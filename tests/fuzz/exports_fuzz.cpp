@@ -2,12 +2,13 @@
 // filter which run at different instruction levels and must agree in every bit and every error.
 
 #include <array>
-#include <bit>
 #include <optional>
 
 #include "fuzz/fuzzing.h"
 #include "simd/level.h"
 #include "support/filter_cases.h"
+#include "support/frame_facts.h"
+#include "support/schema.h"
 
 namespace {
 
@@ -19,6 +20,7 @@ using test::ErrorSlot;
 using test::Frame;
 using test::Pixels;
 using test::Profile;
+using test::SchemaParameter;
 
 /// The filters by index.
 enum : std::uint64_t {
@@ -34,29 +36,7 @@ enum : std::uint64_t {
 
 // ---- parameters ----
 
-struct Parameter {
-  bool whole;
-  double min, max, step;
-};
-
-std::vector<Parameter> parameters_of(gx_priv_filter_context& context) {
-  std::vector<Parameter> parameters;
-  const char* schema = context.get_config_schema(context.filter);
-  for (const char* line = schema; line != nullptr && *line != '\0';) {
-    std::array<char, 32> type{};
-    Parameter parameter{};
-    const int fields = std::sscanf(line, "%*[^,], %31[^,], %lf, %lf, %lf", type.data(),
-                                   &parameter.min, &parameter.max, &parameter.step);
-    require(fields == 4, "every line of a schema has its fields");
-    parameter.whole = std::strcmp(type.data(), "float") != 0;
-    parameters.push_back(parameter);
-    line = std::strchr(line, '\n');
-    line += line == nullptr ? 0 : 1;
-  }
-  return parameters;
-}
-
-std::string read_value(Input& input, const Parameter& parameter) {
+std::string read_value(Input& input, const SchemaParameter& parameter) {
   double value = 0;
   switch (input.below(16)) {
   case 0:
@@ -85,7 +65,7 @@ std::string read_value(Input& input, const Parameter& parameter) {
   default:
     value = std::min(parameter.max, parameter.min + parameter.step * input.byte());
   }
-  return parameter.whole ? std::to_string(static_cast<long>(value)) : std::to_string(value);
+  return parameter.text(value);
 }
 
 /// A target side that needs little memory, or is refused as no frame can have both.
@@ -246,49 +226,8 @@ Frame read_frame(Input& input, Size size, Pixels& previous) {
   }
 }
 
-/// The frame itself or, of a set, its depth frame; null without one.
-Frame depth_of(const Frame& frame) {
-  if (frame == nullptr)
-    return nullptr;
-  if (gx_frame_get_type(frame.get(), nullptr) == GX_FRAME_SET)
-    return Frame{gx_frameset_get_depth_frame(frame.get(), nullptr)};
-  return Frame{gexton_frame_add_reference(frame.get(), nullptr)};
-}
-
-std::vector<std::uint8_t> bytes_of(const gx_frame* frame) {
-  const std::uint8_t* data = gx_frame_get_data(frame, nullptr);
-  return {data, data + gx_frame_get_data_size(frame, nullptr)};
-}
-
-/// All that a frame is and holds.
-struct Contents {
-  explicit Contents(const gx_frame* frame)
-      : type(gx_frame_get_type(frame, nullptr)), format(gx_frame_get_format(frame, nullptr)),
-        pixel_type(gx_video_frame_get_pixel_type(frame, nullptr)),
-        bit_size(gx_video_frame_get_pixel_available_bit_size(frame, nullptr)),
-        scale(std::bit_cast<std::uint32_t>(gx_depth_frame_get_value_scale(frame, nullptr))),
-        index(gx_frame_get_index(frame, nullptr)), width(gx_video_frame_get_width(frame, nullptr)),
-        height(gx_video_frame_get_height(frame, nullptr)), bytes(bytes_of(frame)) {
-    const std::uint32_t count =
-        type == GX_FRAME_SET ? gexton_frameset_get_count(frame, nullptr) : 0;
-    for (std::uint32_t i = 0; i < count; ++i)
-      members.emplace_back(Frame{gexton_frameset_get_frame(frame, i, nullptr)}.get());
-  }
-  friend bool operator==(const Contents&, const Contents&) = default;
-
-  gx_frame_type type;
-  gx_format format;
-  gx_pixel_type pixel_type;
-  std::uint8_t bit_size;
-  std::uint32_t scale;
-  std::uint64_t index;
-  std::uint32_t width, height; ///< 0 without a profile
-  std::vector<std::uint8_t> bytes;
-  std::vector<Contents> members;
-};
-
-std::optional<Contents> contents_of(const Frame& frame) {
-  return frame == nullptr ? std::nullopt : std::optional<Contents>(frame.get());
+std::string facts(const Frame& frame) {
+  return frame == nullptr ? "" : test::facts_of(frame.get());
 }
 
 // ---- calls ----
@@ -329,12 +268,12 @@ class Twins {
       instance.reset(gx_create_filter(index, nullptr));
       require(instance != nullptr, "every filter of the list can be made");
     }
-    parameters_ = parameters_of(*instances_[0]);
+    parameters_ = test::schema_of(*instances_[0]);
   }
 
   void update(Input& input) {
     Update update;
-    for (const Parameter& parameter : parameters_)
+    for (const SchemaParameter& parameter : parameters_)
       update.values.push_back(read_value(input, parameter));
     const std::size_t target = index_ == depth_resize ? 0 : 3;
     if (index_ == depth_resize || index_ == openni_transform) {
@@ -402,17 +341,16 @@ class Twins {
     if (index_ == depth_resize && !input.one_in(4))
       fit_resize(input, size);
     const Frame frame = read_frame(input, size, previous_);
-    const std::optional<Contents> before = contents_of(frame);
+    const std::string before = facts(frame);
     const auto slot = input.pick(Slot::empty, Slot::empty, Slot::none, Slot::holding_an_error);
     const std::uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
     const Outcome first = process_at(levels_[0], *instances_[0], frame, slot, failing_call);
-    require(contents_of(frame) == before, "the input frame stays as it was");
+    require(facts(frame) == before, "the input frame stays as it was");
     const Outcome second = process_at(levels_[1], *instances_[1], frame, slot, failing_call);
-    require(contents_of(frame) == before, "the input frame stays as it was");
+    require(facts(frame) == before, "the input frame stays as it was");
     require(first.error == second.error, "both levels report the same");
-    require(contents_of(first.frame) == contents_of(second.frame),
-            "both levels give the same frame");
-    check(before, depth_of(frame), first, slot);
+    require(facts(first.frame) == facts(second.frame), "both levels give the same frame");
+    check(frame, first, slot);
   }
 
   template <typename Configure>
@@ -439,45 +377,51 @@ class Twins {
     return outcome;
   }
 
-  void check(const std::optional<Contents>& input, const Frame& input_depth, const Outcome& outcome,
-             Slot slot) const {
+  void check(const Frame& input, const Outcome& outcome, Slot slot) const {
     if (outcome.frame == nullptr) {
-      const bool told = slot != Slot::none && input.has_value();
+      const bool told = slot != Slot::none && input != nullptr;
       require(outcome.error.empty() != told, "a failure is reported where there is a slot for it");
       return;
     }
     require(outcome.error.empty(), "a result comes without an error");
-    require(input_depth != nullptr, "only depth frames and sets with one are filtered");
-    const Frame output_depth = depth_of(outcome.frame);
-    require(output_depth != nullptr, "the result holds a depth frame");
-    const Contents from(input_depth.get());
-    const Contents to(output_depth.get());
-    require(gx_frame_get_type(outcome.frame.get(), nullptr) == input->type,
+    require(input != nullptr, "nothing comes of nothing");
+    const Frame from = test::depth_of(input.get());
+    require(from != nullptr, "only depth frames and sets with one are filtered");
+    const Frame to = test::depth_of(outcome.frame.get());
+    require(to != nullptr, "the result holds a depth frame");
+    require(gx_frame_get_type(outcome.frame.get(), nullptr) ==
+                gx_frame_get_type(input.get(), nullptr),
             "a frame comes for a frame, a set for a set");
-    require(to.bytes.size() / 2 >= std::uint64_t{to.width} * to.height ||
-                from.bytes.size() / 2 < std::uint64_t{from.width} * from.height,
-            "the result has all its pixels");
-    require(to.index == from.index, "the frame number stays");
-    check_pixels(from, to, *input, Contents(outcome.frame.get()));
+    require(gx_frame_get_index(to.get(), nullptr) == gx_frame_get_index(from.get(), nullptr),
+            "the frame number stays");
+    const bool converts = index_ == disparity_transform || index_ == openni_transform;
+    if (converts && gx_video_frame_get_pixel_type(from.get(), nullptr) != GX_PIXEL_DISPARITY)
+      require(facts(outcome.frame) == facts(input), "what is no disparity comes back as it was");
+    if (index_ != depth_resize && index_ != openni_transform)
+      require(gx_frame_get_data_size(to.get(), nullptr) ==
+                  gx_frame_get_data_size(from.get(), nullptr),
+              "the size stays");
+    check_pixels(*from, *to);
+  }
+
+  static bool has_all_pixels(const gx_frame& frame) {
+    return gx_frame_get_data_size(&frame, nullptr) / 2 >=
+           std::uint64_t{gx_video_frame_get_width(&frame, nullptr)} *
+               gx_video_frame_get_height(&frame, nullptr);
   }
 
   /// What holds for each pixel whatever the parameters.
-  void check_pixels(const Contents& from, const Contents& to, const Contents& input,
-                    const Contents& output) const {
-    const bool converts = index_ == disparity_transform || index_ == openni_transform;
-    if (converts && from.pixel_type != GX_PIXEL_DISPARITY)
-      require(output == input, "what is no disparity comes back as it was");
-    if (index_ != depth_resize && index_ != openni_transform)
-      require(to.bytes.size() == from.bytes.size(), "the size stays");
+  void check_pixels(const gx_frame& from, const gx_frame& to) const {
+    require(has_all_pixels(to) || !has_all_pixels(from), "the result has all its pixels");
     const bool clears = index_ == edge_noise || index_ == hardware_d2d || index_ == mgc_noise;
     if (!clears && index_ != hole_filling)
       return;
-    for (std::size_t i = 0; i + 1 < from.bytes.size(); i += 2) {
-      const unsigned before = from.bytes[i] | unsigned{from.bytes[i + 1]} << 8;
-      const unsigned after = to.bytes[i] | unsigned{to.bytes[i + 1]} << 8;
+    const Pixels before = test::pixels_of(&from);
+    const Pixels after = test::pixels_of(&to);
+    for (std::size_t i = 0; i < before.size(); ++i) {
       // Filling with the nearest takes the largest value for a hole too.
-      const bool open = before == 0 || before == 65535;
-      require(after == before || (clears ? after == 0 : open),
+      const bool open = before[i] == 0 || before[i] == 65535;
+      require(after[i] == before[i] || (clears ? after[i] == 0 : open),
               clears ? "pixels are cleared or stay" : "only holes are filled");
     }
   }
@@ -485,7 +429,7 @@ class Twins {
   std::uint64_t index_;
   Level levels_[2];
   Context instances_[2];
-  std::vector<Parameter> parameters_;
+  std::vector<SchemaParameter> parameters_;
   Size size_{0, 0}; ///< of the last frame
   Pixels previous_; ///< its pixels
 };

@@ -1,15 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
+#include <cmath>
 #include <cstring>
-#include <set>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
 #include "plugin/filter_factory.h"
-#include "support/host_objects.h"
+#include "support/filter_cases.h"
+#include "support/schema.h"
 
 namespace {
 
@@ -38,23 +37,6 @@ TEST(Registry, KnowsNothingOutsideTheList) {
     EXPECT_EQ(gx_create_filter(index, error.out()), nullptr) << index;
   EXPECT_EQ(filter_processor::getFilterFactory()->createFilter(-1), nullptr);
   EXPECT_TRUE(error.empty());
-}
-
-TEST(Registry, IsOneForAllThreads) {
-  std::atomic<int> waiting{4};
-  std::vector<filter_processor::FilterFactory*> seen(4);
-  std::vector<std::thread> threads;
-  for (auto& mine : seen) {
-    threads.emplace_back([&] {
-      --waiting;
-      while (waiting > 0) {
-      }
-      mine = filter_processor::getFilterFactory().get();
-    });
-  }
-  for (auto& thread : threads)
-    thread.join();
-  EXPECT_EQ(std::set(seen.begin(), seen.end()).size(), 1u);
 }
 
 TEST(Context, IsSevenWordsThatReachTheFilter) {
@@ -158,19 +140,97 @@ TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
   context->destroy(context);
 }
 
-TEST(Updates, TouchNoStringBehindARefusedOne) {
-  for (const char* name :
+/// Nobody may read it.
+const char* const unreadable = reinterpret_cast<const char*>(8);
+
+/// The parameters with the keys and bounds that they are checked with, where the schema has others;
+/// infinite where nothing is checked.
+std::vector<test::SchemaParameter> checked_parameters(test::Filter& filter,
+                                                      const std::string& filter_name) {
+  const struct {
+    const char *filter, *schema_key, *key;
+    double min, max;
+  } differences[] = {{"LutNoiseRemovalFilter", "max_lut_", "max_lut", 1, 10000},
+                     {"EdgeNoiseRemovalFilter", "height", "height", 1, 1024},
+                     {"MgcNoiseRemovalFilter", "height", "height", 1, 1024},
+                     {"SpatialModerateFilter", "radius", "radius", -HUGE_VAL, 7},
+                     {"DepthResize", "scale", "scale", 0.1, 50},
+                     {"DepthResize", "ex_", "", -HUGE_VAL, HUGE_VAL}};
+  auto parameters = test::schema_of(*filter.context());
+  for (auto& parameter : parameters) {
+    for (const auto& each : differences) {
+      if (filter_name == each.filter && parameter.name.starts_with(each.schema_key)) {
+        parameter.name = each.key;
+        parameter.min = each.min;
+        parameter.max = each.max;
+      }
+    }
+  }
+  return parameters;
+}
+
+std::vector<std::string> wrong_values(const test::SchemaParameter& parameter) {
+  std::vector<std::string> texts;
+  if (!parameter.whole)
+    texts.emplace_back("nan");
+  // The last one is in range when it is cut to 16 or to 8 bits.
+  for (const double value :
+       {parameter.min - parameter.step, parameter.max + parameter.step, parameter.max + 65536}) {
+    if (std::isfinite(value))
+      texts.push_back(parameter.text(value));
+  }
+  return texts;
+}
+
+TEST(Updates, RefuseTheFirstValueOutOfRangeAndKeepTheirOwn) {
+  const test::Frame frame = test::make_case_frame({"", "", {}});
+  for (const std::string name :
        {"NoiseRemovalFilter", "LutNoiseRemovalFilter", "EdgeNoiseRemovalFilter",
         "MgcNoiseRemovalFilter", "SpatialModerateFilter", "SpatialAdvancedFilter",
-        "FalsePositiveFilter", "DepthResize", "TemporalFilter"}) {
+        "SpatialFastFilter", "FalsePositiveFilter", "DepthResize", "TemporalFilter"}) {
+    SCOPED_TRACE(name);
     test::Filter filter(name);
-    std::string schema = filter.context()->get_config_schema(filter.context()->filter);
-    schema.erase(schema.find_last_not_of('\n') + 1);
-    const auto lines = static_cast<std::size_t>(std::count(schema.begin(), schema.end(), '\n')) + 1;
-    std::vector<const char*> values(lines, reinterpret_cast<const char*>(8)); // unreadable
-    values[0] = "-99999999";
-    const std::string refusal = std::string("params out of range | ") + name + "::update_filter";
-    EXPECT_EQ(filter.update(values).find(refusal), 0u);
+    const auto parameters = checked_parameters(filter, name);
+    ASSERT_FALSE(parameters.empty());
+    std::vector<std::string> most, least;
+    for (const auto& parameter : parameters) {
+      most.push_back(parameter.text(std::isfinite(parameter.max) ? parameter.max : 0));
+      least.push_back(parameter.text(std::isfinite(parameter.min) ? parameter.min : 0));
+    }
+    std::vector<const char*> values(parameters.size(), unreadable);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      for (const std::string& wrong : wrong_values(parameters[i])) {
+        values[i] = wrong.c_str();
+        EXPECT_EQ(filter.update(values), "params out of range | " + name +
+                                             "::update_filter_config | " + parameters[i].name +
+                                             " | 4")
+            << wrong;
+      }
+      values[i] = most[i].c_str();
+    }
+    // These two store what comes before the value that they refuse.
+    if (name != "DepthResize" && name != "TemporalFilter") {
+      EXPECT_EQ(test::pixels_of(filter.process(frame.get()).get()),
+                test::pixels_of(test::Filter(name).process(frame.get()).get()));
+    }
+    EXPECT_EQ(filter.update(values), "");
+    for (std::size_t i = 0; i < values.size(); ++i)
+      values[i] = least[i].c_str();
+    EXPECT_EQ(filter.update(values), "");
+  }
+}
+
+TEST(Updates, RefuseAnotherNumberOfValues) {
+  for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+    const std::string name = gx_get_filter_name(static_cast<std::int32_t>(i), nullptr);
+    test::Filter filter(name);
+    const std::size_t right = test::schema_of(*filter.context()).size();
+    for (const std::size_t count : {std::size_t{0}, right - 1, right + 1}) {
+      if (right > 0) { // HardwareD2DCorrectionFilter ignores what it is given
+        EXPECT_EQ(filter.update(std::vector<const char*>(count, unreadable)),
+                  "the number of params error | " + name + "::update_filter_config | argc | 4");
+      }
+    }
   }
 }
 

@@ -6,7 +6,8 @@
 
 #include "plugin/base/frame_info.h"
 #include "plugin/base/numbers.h"
-#include "support/filter_cases.h"
+#include "support/camera_frame.h"
+#include "support/naive_depth_table.h"
 
 namespace {
 
@@ -45,40 +46,6 @@ TEST(FractionBits, RescaleByPowersOfTwo) {
   EXPECT_EQ(filter_processor::rescale_fraction_bits(10000, 8, 255), 0);
 }
 
-std::uint16_t cut(double value) {
-  if (!std::isfinite(value))
-    return 0;
-  const double whole = std::trunc(value);
-  return static_cast<std::uint16_t>(whole - std::floor(whole / 65536.0) * 65536.0);
-}
-
-/// The table entry by entry, in the widths that hosts rely on; `expected` as it is on failure.
-int naive_lut(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& expected) {
-  if (info.depth_flag == GX_PIXEL_DEPTH && (info.depth_unit <= 0 || info.bxf <= 0))
-    return 1;
-  for (int k = 1; k <= 7; ++k) {
-    float a = static_cast<float>(difference / std::pow(2.0, info.fraction_bit_size));
-    a = a * 500.0F;
-    a = a * 500.0F;
-    a = a / info.bxf;
-    a = a * static_cast<float>(k * k);
-    auto& entry = expected.entries[static_cast<std::size_t>(k - 1)];
-    if (info.depth_flag == GX_PIXEL_DEPTH)
-      entry = cut(static_cast<double>(a) / info.depth_unit);
-    else
-      entry = info.depth_flag == GX_PIXEL_TOF_DEPTH ? static_cast<std::uint16_t>(k * difference)
-                                                    : std::uint16_t{0};
-  }
-  if (info.depth_flag == GX_PIXEL_TOF_DEPTH) {
-    expected.shift = 9;
-  } else if (info.depth_flag == GX_PIXEL_DEPTH) {
-    const float octaves = std::floor(std::log2(static_cast<float>(info.depth_unit / 0.1)));
-    expected.shift =
-        info.depth_unit < 0.1 ? std::uint8_t{13} : static_cast<std::uint8_t>(12 - octaves);
-  }
-  return 0;
-}
-
 TEST(DepthDiffLut, EqualsTheNaiveForm) {
   std::mt19937 random(3);
   std::uniform_real_distribution<double> octave(-8, 8);
@@ -92,7 +59,8 @@ TEST(DepthDiffLut, EqualsTheNaiveForm) {
     const auto difference = static_cast<std::uint16_t>(random());
     DepthDiffLut lut{{1, 2, 3, 4, 5, 6, 7}, 8};
     DepthDiffLut expected = lut;
-    ASSERT_EQ(updateDepthDiffLut(info, difference, lut), naive_lut(info, difference, expected));
+    ASSERT_EQ(updateDepthDiffLut(info, difference, lut) == 0,
+              test::naive_depth_table(info, difference, expected));
     ASSERT_EQ(lut.entries, expected.entries);
     ASSERT_EQ(lut.shift, expected.shift) << info.depth_unit;
   }
@@ -111,63 +79,27 @@ TEST(DepthDiffLut, HasBinsOfAboutHalfAMetre) {
   }
 }
 
-class ReadFrameInfo : public ::testing::TestWithParam<ValueScale> {
- protected:
-  /// Reads the description of a frame of that kind over `info`; false after a failure.
-  static bool read(gx_pixel_type pixel_type, std::int32_t disp_int_place, FrameInfo& info,
-                   D2DParameters& record) {
-    const test::Frame frame = test::make_case_frame({"", "", {}, pixel_type});
-    const test::Profile profile{gx_frame_get_stream_profile(frame.get(), nullptr)};
-    D2DParameters parameters = test::stereo_record();
-    parameters.dispIntPlace = disp_int_place;
-    gexton_stream_profile_set_disparity_param(profile.get(), &parameters, nullptr);
-    gx_depth_frame_set_value_scale(frame.get(), 0.25F, nullptr);
-    test::ErrorSlot error;
-    testing::internal::CaptureStdout();
-    ProcessingFrame call("AFilter", frame.get(), error.out());
-    const bool done = read_frame_info(call, GetParam(), info, record);
-    testing::internal::GetCapturedStdout();
-    return done;
+TEST(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
+  const test::Frame frame = test::CameraFrame{32, 16}.make();
+  const FrameInfo before{1, 2, 3.0, 2, 4.0F, 5};
+  for (const ValueScale of :
+       {ValueScale::of_every_frame, ValueScale::of_frames_with_disparity_record}) {
+    for (std::uint64_t n = 2; n < 10;
+         ++n) { // the first asks for the frame's type, the last is gone
+      FrameInfo info = before;
+      D2DParameters record{};
+      test::ErrorSlot error;
+      testing::internal::CaptureStdout();
+      gexton_clear_faults();
+      gexton_fail_nth_call(n);
+      ProcessingFrame call("AFilter", frame.get(), error.out());
+      const bool done = read_frame_info(call, of, info, record);
+      gexton_clear_faults();
+      testing::internal::GetCapturedStdout();
+      EXPECT_EQ(done, n == 10) << n;
+      EXPECT_EQ(info == before && record.packMode == 0, !done) << n;
+    }
   }
-};
-
-INSTANTIATE_TEST_SUITE_P(Modes, ReadFrameInfo,
-                         ::testing::Values(ValueScale::of_every_frame,
-                                           ValueScale::of_frames_with_disparity_record));
-
-TEST_P(ReadFrameInfo, TakesTheLowByteOfTheIntegerBits) {
-  for (const std::int32_t place : {8, 264, -1, INT32_MIN, INT32_MAX}) {
-    FrameInfo info;
-    D2DParameters record{};
-    ASSERT_TRUE(read(GX_PIXEL_DISPARITY, place, info, record));
-    const auto low_byte = static_cast<std::uint8_t>(place);
-    EXPECT_EQ(info, (FrameInfo{32, 16, 0.25, GX_PIXEL_DISPARITY, 20000.0F,
-                               static_cast<std::uint8_t>(12 - low_byte)}));
-  }
-}
-
-TEST_P(ReadFrameInfo, KeepsWhatAFrameDoesNotCarry) {
-  FrameInfo info{1, 2, 3.0, 2, 4.0F, 5};
-  D2DParameters record{};
-  record.packMode = 9;
-  ASSERT_TRUE(read(GX_PIXEL_TOF_DEPTH, 8, info, record));
-  const double unit = GetParam() == ValueScale::of_every_frame ? 0.25 : 3.0;
-  EXPECT_EQ(info, (FrameInfo{32, 16, unit, GX_PIXEL_TOF_DEPTH, 4.0F, 5}));
-  EXPECT_EQ(record.packMode, 9);
-}
-
-TEST_P(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
-  FrameInfo info{1, 2, 3.0, 2, 4.0F, 5};
-  D2DParameters record{};
-  for (const char* function :
-       {"gx_video_frame_get_pixel_type", "gx_video_frame_get_width", "gx_frame_get_data_size",
-        "gx_depth_frame_get_value_scale", "gx_disparity_based_stream_profile_get_disparity_param",
-        "gx_video_frame_get_pixel_available_bit_size"}) {
-    gexton_fail_function(function, 1);
-    EXPECT_FALSE(read(GX_PIXEL_DEPTH, 8, info, record)) << function;
-    EXPECT_EQ(info, (FrameInfo{1, 2, 3.0, 2, 4.0F, 5})) << function;
-  }
-  gexton_clear_faults();
 }
 
 } // namespace

@@ -1,9 +1,7 @@
-// What filter_process does alike in every filter: the choice of the depth frame, refusals,
-// and delivery. Failures on the way are in torture_test.cpp.
+// What filter_process does alike in every filter: the choice of the depth frame, refusals and the
+// order of host calls. Delivery and failures on the way are in torture_test.cpp.
 
 #include <gtest/gtest.h>
-
-#include <tuple>
 
 #include "plugin/base/gx_frame.h"
 #include "support/filter_cases.h"
@@ -15,75 +13,6 @@ using test::ErrorSlot;
 using test::Filter;
 using test::Frame;
 using test::Pixels;
-
-enum class InputKind { depth_frame, frame_set };
-
-/// Each test runs every filter on a depth frame and on a frame set that holds it.
-class ProcessingFrameTest
-    : public ::testing::TestWithParam<std::tuple<test::FilterCase, InputKind>> {
- protected:
-  static bool is_set() { return std::get<InputKind>(GetParam()) == InputKind::frame_set; }
-
-  static Frame make_input() {
-    Frame depth = test::make_case_frame(std::get<test::FilterCase>(GetParam()));
-    if (!is_set())
-      return depth;
-    const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
-    return test::make_set({color.get(), depth.get()});
-  }
-
-  /// A new, configured instance; the configuration must be accepted.
-  static Filter make_filter() {
-    const auto& filter_case = std::get<test::FilterCase>(GetParam());
-    Filter filter(filter_case.filter);
-    if (!filter_case.values.empty()) {
-      EXPECT_EQ(filter.update(filter_case.values), "");
-    }
-    if (filter_case.blends_frames) {
-      const Frame first = test::make_frame(32, 16, Pixels(32 * 16, 1050));
-      EXPECT_NE(filter.process(first.get()), nullptr);
-    }
-    return filter;
-  }
-
-  static Pixels depth_pixels(const Frame& frame) {
-    if (!is_set())
-      return test::pixels_of(frame.get());
-    const Frame depth{gx_frameset_get_depth_frame(frame.get(), nullptr)};
-    return test::pixels_of(depth.get());
-  }
-};
-
-std::string name_of(const ::testing::TestParamInfo<std::tuple<test::FilterCase, InputKind>>& test) {
-  const auto& [filter_case, kind] = test.param;
-  return filter_case.label +
-         std::string(kind == InputKind::frame_set ? "OfFrameSet" : "OfDepthFrame");
-}
-
-INSTANTIATE_TEST_SUITE_P(Filters, ProcessingFrameTest,
-                         ::testing::Combine(::testing::ValuesIn(test::filter_cases()),
-                                            ::testing::Values(InputKind::depth_frame,
-                                                              InputKind::frame_set)),
-                         name_of);
-
-TEST_P(ProcessingFrameTest, DeliversANewFrameAndLeavesTheInputAlone) {
-  const test::NoLeftovers no_leftovers;
-  const Frame input = make_input();
-  const Pixels before = depth_pixels(input);
-  Filter filter = make_filter();
-  ErrorSlot error;
-  const Frame output = filter.process(input, error);
-  ASSERT_NE(output, nullptr);
-  EXPECT_TRUE(error.empty());
-  EXPECT_NE(output, input);
-  EXPECT_NE(depth_pixels(output), before) << "the case's frame gives the filter nothing to do";
-  EXPECT_EQ(depth_pixels(input), before);
-  EXPECT_EQ(gx_frame_get_type(output.get(), nullptr), gx_frame_get_type(input.get(), nullptr));
-  if (is_set()) {
-    EXPECT_EQ(gexton_frameset_get_count(input.get(), nullptr), 2u);
-    EXPECT_EQ(gexton_frameset_get_count(output.get(), nullptr), 1u);
-  }
-}
 
 const Pixels raw = {7, 8, 9, 0, 5, 0}; // 3 x 2
 
@@ -124,6 +53,57 @@ TEST(ProcessingFrame, RefusesAShortBufferAndTakesALongOne) {
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(test::pixels_of(output.get()),
             (Pixels{7, 8, 9, 6, 7, 8, 9, 6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0}));
+}
+
+/// The host functions that a new filter calls for a frame, in order, perhaps after another frame.
+std::string calls_of(const char* filter_name, const Frame& frame, const Frame& before) {
+  std::string names;
+  for (std::uint64_t n = 1;; ++n) {
+    Filter filter(filter_name);
+    if (before != nullptr)
+      filter.process(before.get());
+    testing::internal::CaptureStdout(); // of the trace
+    gexton_clear_faults();
+    gexton_fail_nth_call(n);
+    filter.process(frame.get());
+    const bool struck = gexton_get_fault_count() > 0;
+    gexton_clear_faults();
+    testing::internal::GetCapturedStdout();
+    if (!struck)
+      return names;
+    names += gexton_get_last_fault() + std::string(" ");
+  }
+}
+
+TEST(ProcessingFrame, AsksTheHostInOrder) {
+  const auto calls = [](const char* filter, gx_pixel_type pixel_type) {
+    return calls_of(filter, test::make_case_frame({"", "", {}, pixel_type}), nullptr);
+  };
+  const std::string size = "gx_frame_get_type gx_video_frame_get_pixel_type "
+                           "gx_video_frame_get_width gx_video_frame_get_height "
+                           "gx_frame_get_data_size ";
+  const std::string profile = "gx_frame_get_stream_profile ";
+  const std::string record = "gx_disparity_based_stream_profile_get_disparity_param ";
+  const std::string scale = "gx_depth_frame_get_value_scale ";
+  const std::string bits = "gx_video_frame_get_pixel_available_bit_size ";
+  const std::string delivery = "gx_create_frame_from_other_frame gx_frame_get_data "
+                               "gx_delete_stream_profile gx_delete_frame ";
+  for (const char* filter : {"NoiseRemovalFilter", "LutNoiseRemovalFilter"}) {
+    EXPECT_EQ(calls(filter, GX_PIXEL_DEPTH), size + scale + profile + record + bits + delivery);
+    EXPECT_EQ(calls(filter, GX_PIXEL_TOF_DEPTH), size + scale + profile + delivery);
+  }
+  for (const char* filter : {"SpatialModerateFilter", "SpatialAdvancedFilter"}) {
+    EXPECT_EQ(calls(filter, GX_PIXEL_DEPTH), size + profile + record + scale + bits + delivery);
+    EXPECT_EQ(calls(filter, GX_PIXEL_TOF_DEPTH), size + profile + delivery);
+  }
+  // All that is compared with the frame before is asked for, also where the size differs already.
+  const Frame before = test::make_case_frame({"", "", {}, GX_PIXEL_DISPARITY});
+  const Frame other = test::CameraFrame{9, 9, GX_PIXEL_DISPARITY}.make();
+  const std::string compared = "gx_video_stream_profile_get_width "
+                               "gx_video_stream_profile_get_height gx_stream_profile_get_format " +
+                               bits + "gx_delete_stream_profile " + profile + record;
+  for (const char* filter : {"DisparityTransform", "OpenNIDisparityTransform"})
+    EXPECT_NE(calls_of(filter, other, before).find(compared), std::string::npos) << filter;
 }
 
 TEST(FrameWrapper, OwnsItsHandleAndThrowsTheHostsError) {

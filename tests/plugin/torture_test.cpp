@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,7 +21,7 @@
 #include "filters/noise/false_positive_config.h"
 #include "support/allocation_faults.h"
 #include "support/filter_cases.h"
-#include "support/host_objects.h"
+#include "support/frame_facts.h"
 
 namespace {
 
@@ -37,7 +38,9 @@ gx_stream_profile* gx_frame_get_stream_profile(const gx_frame* frame, gx_error**
 
 namespace {
 
+using test::depth_of;
 using test::ErrorSlot;
+using test::facts_of;
 using test::Filter;
 using test::FilterCase;
 using test::Frame;
@@ -96,49 +99,9 @@ struct Look {
   auto stream() const { return std::tuple(width, height, format); }
 };
 
-template <typename Value>
-void append(std::string& text, const Value& value) {
-  text.append(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
-/// Everything about a frame and its members that a host can see; equal texts, equal frames.
-std::string facts_of(gx_frame* frame) {
-  const auto type = gx_frame_get_type(frame, nullptr);
-  const auto size = gx_frame_get_data_size(frame, nullptr);
-  std::string facts = "type " + std::to_string(type) + ", size " + std::to_string(size) +
-                      ", pixel type " +
-                      std::to_string(gx_video_frame_get_pixel_type(frame, nullptr)) + ", bits " +
-                      std::to_string(gx_video_frame_get_pixel_available_bit_size(frame, nullptr)) +
-                      ", unit " + std::to_string(gx_depth_frame_get_value_scale(frame, nullptr)) +
-                      ", format " + std::to_string(gx_frame_get_format(frame, nullptr)) + "\n";
-  append(facts, gx_frame_get_index(frame, nullptr));
-  append(facts, gx_frame_get_metadata_value(frame, GX_METADATA_DISPARITY_OFFSET, nullptr));
-  append(facts, gx_frame_has_metadata(frame, GX_METADATA_DISPARITY_OFFSET, nullptr));
-  if (const Profile profile{gx_frame_get_stream_profile(frame, nullptr)}) {
-    append(facts, gx_stream_profile_get_format(profile.get(), nullptr));
-    append(facts, gx_video_stream_profile_get_width(profile.get(), nullptr));
-    append(facts, gx_video_stream_profile_get_height(profile.get(), nullptr));
-    append(facts, gx_video_stream_profile_get_intrinsic(profile.get(), nullptr));
-    append(facts, gx_disparity_based_stream_profile_get_disparity_param(profile.get(), nullptr));
-  }
-  if (size > 0)
-    facts.append(reinterpret_cast<const char*>(gx_frame_get_data(frame, nullptr)), size);
-  if (type == GX_FRAME_SET) {
-    for (std::uint32_t i = 0; i < gexton_frameset_get_count(frame, nullptr); ++i)
-      facts += facts_of(Frame{gexton_frameset_get_frame(frame, i, nullptr)}.get());
-  }
-  return facts;
-}
-
 /// The text up to the bytes that nobody wants to read.
 std::string legible(const std::string& facts) {
   return facts.substr(0, facts.find('\n'));
-}
-
-Frame depth_of(gx_frame* frame) {
-  return Frame{gx_frame_get_type(frame, nullptr) == GX_FRAME_SET
-                   ? gx_frameset_get_depth_frame(frame, nullptr)
-                   : gexton_frame_add_reference(frame, nullptr)};
 }
 
 // ---- what filters are told ----
@@ -243,25 +206,18 @@ class Instance {
   }
 
   // Steps of a history; none of them may fail.
-  void pass(const Look& frame_look) { outcome(make(frame_look)); }
-  void configure() {
-    if (!filter_case_.values.empty()) {
-      EXPECT_EQ(filter_.update(filter_case_.values), "");
-    }
-  }
-  void update(bool for_larger_frame = false) {
-    if (const Values values = other_values(filter_case_, for_larger_frame); !values.empty()) {
-      EXPECT_EQ(filter_.update(values), "");
-    }
-  }
+  void pass() { outcome(make(look)); }
+  void configure() { update_to(filter_case_.values); }
+  void update() { update_to(other_values(filter_case_, false)); }
+  void update_for_larger() { update_to(other_values(filter_case_, true)); }
   void reset() { filter_.reset(); }
-  std::string set_blob() {
+  void set_blob() {
     const auto blob = blob_for(filter_case_);
     ErrorSlot error;
     const Capture numbers(stdout);
     auto* context = filter_.context();
     context->set_config_data(context->filter, blob.data(), blob.size(), error.out());
-    return error.text();
+    EXPECT_EQ(error.text(), "");
   }
   /// The camera moves its lenses apart: the profiles that frames have say so from now on.
   void change_record() {
@@ -275,6 +231,11 @@ class Instance {
   Look look; ///< of the case's usual frame
 
  private:
+  void update_to(const Values& values) {
+    if (!values.empty()) {
+      EXPECT_EQ(filter_.update(values), "");
+    }
+  }
   void set_record(gx_stream_profile* profile) const {
     D2DParameters record = test::stereo_record();
     record.baseline = baseline_;
@@ -290,6 +251,9 @@ class Instance {
 
 // ---- ways to a frame ----
 
+Look usual(Look look) {
+  return look;
+}
 Look larger(Look look) {
   look.width = 48;
   look.height = 24;
@@ -301,118 +265,64 @@ Look of_other_kind(Look look) {
                                                             : GX_PIXEL_DEPTH;
   return look;
 }
+Look of_other_format(Look look) {
+  look.format = GX_FORMAT_Y12_SHIFTED;
+  return look;
+}
+Look of_other_bits(Look look) {
+  look.bits = 13; // which the camera's record contradicts
+  return look;
+}
+Look unconverted(Look look) {
+  look.pixel_type = GX_PIXEL_DEPTH;
+  look.disparity_offset.reset();
+  return look;
+}
 Look next(Look look) {
   look.shift = 1;
   look.disparity_offset = look.disparity_offset.value_or(0) + 1;
   return look;
 }
 
+using Step = void (Instance::*)();
+
 /// Brings an instance into a state and tells the frame to process in it.
 struct Path {
   const char* name;
-  Look (*prepare)(Instance& instance);
+  std::array<Step, 3> steps;
+  Look (*look)(Look); ///< of the frame, made of the usual one
   bool takes_blob = false;
+
+  Look prepare(Instance& instance) const {
+    for (const Step step : steps) {
+      if (step != nullptr)
+        (instance.*step)();
+    }
+    return look(instance.look);
+  }
 };
 
+constexpr Step pass = &Instance::pass;
+constexpr Step update = &Instance::update;
+constexpr Step set_blob = &Instance::set_blob;
+
 constexpr Path paths[] = {
-    {"first frame", [](Instance& instance) { return instance.look; }},
-    {"later frame",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       return next(instance.look);
-     }},
-    {"after an update",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.update();
-       return next(instance.look);
-     }},
-    {"after an update to the same values",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.configure();
-       return next(instance.look);
-     }},
-    {"frame of another size",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       return larger(instance.look);
-     }},
-    {"frame of another size after an update",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.update(true);
-       return larger(instance.look);
-     }},
-    {"after a reset",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.reset();
-       return instance.look;
-     }},
-    {"after a reset and an update",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.reset();
-       instance.update();
-       return instance.look;
-     }},
-    {"another stream of a changed camera",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.change_record();
-       Look look = instance.look;
-       look.format = GX_FORMAT_Y12_SHIFTED;
-       return look;
-     }},
-    {"another bit size",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       Look look = instance.look;
-       look.bits = 13; // which the camera's record contradicts
-       return look;
-     }},
-    {"another record in the same stream",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       instance.change_record();
-       return instance.look;
-     }},
-    {"another kind of pixels",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       return of_other_kind(instance.look);
-     }},
-    {"unconverted",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       Look look = instance.look;
-       look.pixel_type = GX_PIXEL_DEPTH;
-       look.disparity_offset.reset();
-       return look;
-     }},
-    {"after a blob",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       EXPECT_EQ(instance.set_blob(), "");
-       return instance.look;
-     },
-     true},
-    {"after a blob and an update",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       EXPECT_EQ(instance.set_blob(), "");
-       instance.update();
-       return next(instance.look);
-     },
-     true},
-    {"frame of another size after a blob",
-     [](Instance& instance) {
-       instance.pass(instance.look);
-       EXPECT_EQ(instance.set_blob(), "");
-       return larger(instance.look);
-     },
-     true},
+    {"first frame", {}, usual},
+    {"later frame", {pass}, next},
+    {"after an update", {pass, update}, next},
+    {"after an update to the same values", {pass, &Instance::configure}, next},
+    {"frame of another size", {pass}, larger},
+    {"frame of another size after an update", {pass, &Instance::update_for_larger}, larger},
+    {"after a reset", {pass, &Instance::reset}, usual},
+    {"after a reset and an update", {pass, &Instance::reset, update}, usual},
+    {"another stream of a changed camera", {pass, &Instance::change_record}, of_other_format},
+    {"another bit size", {pass}, of_other_bits},
+    {"another record in the same stream", {pass, &Instance::change_record}, usual},
+    {"another kind of pixels", {pass}, of_other_kind},
+    {"unconverted", {pass}, unconverted},
+    {"after a blob", {pass, set_blob}, usual, true},
+    {"after a blob and an update", {pass, set_blob, update}, next, true},
+    {"frame of another size after a blob", {pass, set_blob}, larger, true},
 };
 
 // ---- faults ----
@@ -654,6 +564,23 @@ TEST_P(TortureTest, SurvivesMemoryThatStaysShort) {
   torture(Fault::all_allocations);
 }
 
+TEST_P(TortureTest, DeliversANewFrameOfTheInputsType) {
+  const bool blends = filter_case().blends_frames;
+  Instance instance(filter_case(), kind());
+  if (blends)
+    instance.pass();
+  const Frame input = instance.make(blends ? next(instance.look) : instance.look);
+  ErrorSlot error;
+  const Frame output = instance.filter().process(input, error);
+  ASSERT_NE(output, nullptr) << error.text();
+  EXPECT_NE(output, input);
+  EXPECT_NE(test::pixels_of(depth_of(output.get()).get()),
+            test::pixels_of(depth_of(input.get()).get()))
+      << "the case's frame gives the filter nothing to do";
+  EXPECT_EQ(gx_frame_get_type(output.get(), nullptr), gx_frame_get_type(input.get(), nullptr));
+  EXPECT_EQ(gexton_frameset_get_count(output.get(), nullptr), is_set() ? 1U : 0U);
+}
+
 /// What a new instance makes of the frame at the end of the path of that name.
 std::string outcome_of(const char* path, const FilterCase& filter_case) {
   Instance instance(filter_case, InputKind::depth_frame);
@@ -760,7 +687,7 @@ Configured configure(const FilterCase& filter_case, const Configuring& with, Fau
                      std::uint64_t n) {
   const test::NoLeftovers no_leftovers;
   Instance instance(filter_case, InputKind::depth_frame);
-  instance.pass(instance.look);
+  instance.pass();
   auto* context = instance.filter().context();
   Values values = with.values;
   Configured result;
@@ -819,7 +746,7 @@ TEST(Torture, ResettingAndDestroyingSucceedWhateverTheHostSays) {
     const test::NoLeftovers no_leftovers;
     const auto reset_and_destroy = [&](auto fail) {
       Instance instance(each, InputKind::depth_frame);
-      instance.pass(instance.look);
+      instance.pass();
       fail();
       instance.reset();
       const bool struck = disarm(Fault::all_allocations);
@@ -869,7 +796,7 @@ TEST(Torture, MissingTextsAreEmptyOnes) {
     SCOPED_TRACE(each.label);
     Filter filter(each.filter);
     auto* context = filter.context();
-    const auto update = [&](std::size_t count, const char** values) {
+    const auto update_to = [&](std::size_t count, const char** values) {
       ErrorSlot error;
       context->update_config(context->filter, static_cast<std::int32_t>(count), values,
                              error.out());
@@ -877,10 +804,10 @@ TEST(Torture, MissingTextsAreEmptyOnes) {
     };
     Values values = other_values(each, false);
     std::fill(values.begin(), values.end(), "");
-    const std::string expected = update(values.size(), values.data());
+    const std::string expected = update_to(values.size(), values.data());
     std::fill(values.begin(), values.end(), nullptr);
-    EXPECT_EQ(update(values.size(), values.data()), expected);
-    EXPECT_EQ(update(values.size(), nullptr), expected);
+    EXPECT_EQ(update_to(values.size(), values.data()), expected);
+    EXPECT_EQ(update_to(values.size(), nullptr), expected);
   }
 }
 

@@ -7,7 +7,8 @@
 #include <cmath>
 #include <random>
 
-#include "support/host_objects.h"
+#include "support/camera_frame.h"
+#include "support/naive_depth_table.h"
 
 namespace test {
 
@@ -27,8 +28,7 @@ struct DepthAdaptiveModel {
   Params anchor, current;
   FrameFacts anchor_facts, current_facts;
   bool changed = false;
-  std::array<std::uint16_t, 7> table{};
-  std::uint8_t shift = 0;
+  filter_processor::DepthDiffLut table{};
 
   void reset() {
     anchor = current = Params{};
@@ -52,12 +52,6 @@ struct DepthAdaptiveModel {
     return error;
   }
 
-  /// The low 16 bits of a whole number that may be larger than any integer type; 0 for none.
-  static std::uint16_t cut(double value) {
-    return std::isfinite(value) ? static_cast<std::uint16_t>(std::fmod(std::trunc(value), 65536.0))
-                                : std::uint16_t{0};
-  }
-
   std::string derive() {
     const FrameFacts& facts = current_facts;
     if (facts.width < 1 || facts.height < 1)
@@ -74,23 +68,9 @@ struct DepthAdaptiveModel {
 
   bool build_table() {
     const FrameFacts& facts = current_facts;
-    if (facts.pixel_type == 4)
-      shift = 9;
-    if (facts.pixel_type == 0) {
-      if (facts.scale <= 0 || facts.bxf <= 0)
-        return false;
-      const float octaves = std::floor(std::log2(static_cast<float>(facts.scale / 0.1)));
-      shift = facts.scale < 0.1 ? 13 : static_cast<std::uint8_t>(12 - cut(octaves));
-    }
-    for (int k = 1; k <= 7; ++k) {
-      auto a = static_cast<float>(current.disp_diff / std::pow(2.0, facts.fraction_bits));
-      a = a * 500.0F * 500.0F / facts.bxf * static_cast<float>(k * k);
-      const double entries[] = {static_cast<double>(a) / facts.scale, 0, 0, 0,
-                                double{1} * k * current.disp_diff};
-      table[static_cast<std::size_t>(k - 1)] =
-          cut(entries[static_cast<std::size_t>(facts.pixel_type)]);
-    }
-    return true;
+    return naive_depth_table(
+        {facts.width, facts.height, facts.scale, facts.pixel_type, facts.bxf, facts.fraction_bits},
+        current.disp_diff, table);
   }
 };
 
@@ -113,18 +93,14 @@ inline FrameFacts random_facts(std::mt19937& random) {
 /// A frame that says these things of itself. Only the product of baseline and focal length and the
 /// difference of the two bit counts matter.
 inline Frame make_frame_of(const FrameFacts& facts, const Pixels& pixels) {
-  Frame frame =
-      make_frame(facts.width, facts.height, pixels, static_cast<gx_pixel_type>(facts.pixel_type));
-  const Profile profile{gx_frame_get_stream_profile(frame.get(), nullptr)};
-  D2DParameters record{};
-  record.baseline = facts.bxf / 4;
-  record.fx = 4.0;
-  record.dispIntPlace = 0x707;
-  gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
-  gx_video_frame_set_pixel_available_bit_size(
-      frame.get(), static_cast<std::uint8_t>(facts.fraction_bits + 7), nullptr);
-  gx_depth_frame_set_value_scale(frame.get(), static_cast<float>(facts.scale), nullptr);
-  return frame;
+  CameraFrame frame{facts.width, facts.height, static_cast<gx_pixel_type>(facts.pixel_type),
+                    static_cast<float>(facts.scale),
+                    static_cast<std::uint8_t>(facts.fraction_bits + 7)};
+  frame.record.baseline = facts.bxf / 4;
+  frame.record.fx = 4.0;
+  frame.record.dispIntPlace = 0x707;
+  frame.pixels = pixels;
+  return frame.make();
 }
 
 /// Surfaces with noise of `spread`, on steps of which some reach into the upper half of the range,
@@ -152,7 +128,7 @@ void compare_sequences(const char* filter_name, Model model, unsigned seed) {
   for (int i = 0; i < 3000; ++i) {
     const auto dice = random() % 10;
     if (dice < 2) {
-      EXPECT_EQ(filter.update(model.random_update(random)), "");
+      EXPECT_EQ(filter.update_to(model.random_update(random)), "");
     }
     if (dice == 3) {
       filter.reset();

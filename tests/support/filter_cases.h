@@ -5,7 +5,7 @@
 
 #include <ostream>
 
-#include "support/host_objects.h"
+#include "support/camera_frame.h"
 
 namespace test {
 
@@ -72,19 +72,6 @@ inline const std::vector<FilterCase>& filter_cases() {
   return all;
 }
 
-/// A stereo camera whose disparity codes have 12 bits, 4 of them a fraction.
-inline D2DParameters stereo_record() {
-  D2DParameters record{};
-  record.baseline = 50.0F;
-  record.fx = 400.0;
-  record.bitSize = 12;
-  record.unit = 1.0F;
-  record.packMode = 2;
-  record.dispIntPlace = 8;
-  record.isDualCamera = 1;
-  return record;
-}
-
 /// Two surfaces, holes and specks; another `shift` moves the specks and the surfaces a little.
 inline Pixels case_pixels(std::uint32_t width, std::uint32_t height, unsigned shift = 0) {
   Pixels pixels(std::size_t{width} * height);
@@ -98,14 +85,10 @@ inline Pixels case_pixels(std::uint32_t width, std::uint32_t height, unsigned sh
 
 /// 32 x 16 pixels, with the camera facts that filters ask for.
 inline Frame make_case_frame(const FilterCase& filter_case) {
-  Frame frame = make_frame(32, 16, case_pixels(32, 16), filter_case.pixel_type);
-  const Profile profile{gx_frame_get_stream_profile(frame.get(), nullptr)};
-  const D2DParameters record = stereo_record();
-  gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
-  gx_video_frame_set_pixel_available_bit_size(frame.get(), 12, nullptr);
-  gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, filter_case.disparity_offset,
-                            nullptr);
-  return frame;
+  CameraFrame frame{32, 16, filter_case.pixel_type};
+  frame.pixels = case_pixels(32, 16);
+  frame.offset = filter_case.disparity_offset;
+  return frame.make();
 }
 
 } // namespace test

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "filter_processor.h"
@@ -106,6 +107,13 @@ class Filter {
                             values.data(), error.out());
     return error.text();
   }
+  std::string update_to(const std::vector<std::string>& texts) {
+    std::vector<const char*> values;
+    values.reserve(texts.size());
+    for (const std::string& text : texts)
+      values.push_back(text.c_str());
+    return update(std::move(values));
+  }
   Frame process(gx_frame* frame, gx_error** error = nullptr) {
     return Frame{context_->process(context_->filter, frame, error)};
   }
@@ -117,10 +125,18 @@ class Filter {
   std::unique_ptr<gx_priv_filter_context, Release> context_;
 };
 
+/// What an instance of a filter class prints of its parameters.
+template <typename FilterClass>
+std::string printed(FilterClass& filter) {
+  testing::internal::CaptureStdout();
+  filter.print_filter_params();
+  return testing::internal::GetCapturedStdout();
+}
+
 /// Fails the test when host objects are left over at the end of a scope.
 class NoLeftovers {
  public:
-  NoLeftovers() : before_(gexton_get_live_handles()) {}
+  NoLeftovers() = default;
   NoLeftovers(const NoLeftovers&) = delete;
   NoLeftovers& operator=(const NoLeftovers&) = delete;
   ~NoLeftovers() {
@@ -128,11 +144,12 @@ class NoLeftovers {
     EXPECT_EQ(now.frames, before_.frames);
     EXPECT_EQ(now.stream_profiles, before_.stream_profiles);
     EXPECT_EQ(now.errors, before_.errors);
-    EXPECT_EQ(gexton_get_excess_releases(), 0u);
+    EXPECT_EQ(gexton_get_excess_releases(), excess_before_);
   }
 
  private:
-  gexton_live_handles before_;
+  gexton_live_handles before_ = gexton_get_live_handles();
+  std::uint64_t excess_before_ = gexton_get_excess_releases();
 };
 
 } // namespace test

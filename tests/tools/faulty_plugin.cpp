@@ -211,21 +211,13 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
     return nullptr;
   }
   static const std::string text = filter->real->get_config_schema(filter->real->filter);
-  static const std::string same_text = text;
-  static const std::string short_line = text + "\nmore, float, 0, 1, 1, 1";
-  static const std::string odd_default = replaced(text, "0.1, difference", "7, difference");
-  static const std::string odd_name = replaced(text, "weight,", "diff_scale,");
-  if (fault_is("has a short line in the schema")) {
-    return short_line.c_str();
-  }
-  if (fault_is("has a default out of range")) {
-    return odd_default.c_str();
-  }
-  if (fault_is("has a name twice")) {
-    return odd_name.c_str();
-  }
+  static const std::string spoiled =
+      fault_is("has a short line in the schema") ? text + "\nmore, float, 0, 1, 1, 1"
+      : fault_is("has a default out of range") ? replaced(text, "0.1, difference", "7, difference")
+      : fault_is("has a name twice")           ? replaced(text, "weight,", "diff_scale,")
+                                               : text;
   const bool moves = fault_is("has a schema for each instance") && filter->number % 2 == 0;
-  return moves ? same_text.c_str() : text.c_str();
+  return (moves ? text : spoiled).c_str();
 }
 
 void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,

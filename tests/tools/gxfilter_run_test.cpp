@@ -174,12 +174,6 @@ TEST_F(GxfilterProgram, ReadsHeaderlessFramesBesideACameraFile) {
   EXPECT_NE(outcome.err.find("unit"), std::string::npos) << outcome.err;
 }
 
-TEST_F(GxfilterProgram, ReportsAMissingPlugin) {
-  const Outcome outcome = run("list --plugin ./missing.so");
-  EXPECT_EQ(outcome.status, 1);
-  EXPECT_NE(outcome.err.find("missing.so"), std::string::npos);
-}
-
 constexpr const char* with_probe = " --plugin '" GXFILTER_PROBE_PLUGIN "' ";
 
 // Frames of 16 x 2 pixels, enough for everything that the probe writes.

@@ -6,7 +6,8 @@
 
 #include "filters/depth/HardwareD2DCorrectionFilter.h"
 #include "filters/depth/invalid_depth_kernels.h"
-#include "support/host_objects.h"
+#include "support/camera_frame.h"
+#include "support/naive_depth_table.h"
 #include "support/random.h"
 
 namespace {
@@ -17,38 +18,15 @@ using test::Filter;
 using test::Frame;
 using test::Pixels;
 
-struct Input {
-  std::uint32_t width = 256, height = 256;
-  float baseline = 50;
-  double fx = 800;
-  float scale = 1;
-  std::uint8_t bits = 16;
-  std::optional<std::int64_t> offset{};
+using Input = test::CameraFrame;
 
-  /// Pixel i has value i.
-  Frame frame() const {
-    Pixels pixels(std::size_t{width} * height);
-    for (std::size_t i = 0; i < pixels.size(); ++i)
-      pixels[i] = static_cast<std::uint16_t>(i);
-    Frame made = test::make_frame(width, height, pixels);
-    const test::Profile profile{gx_frame_get_stream_profile(made.get(), nullptr)};
-    D2DParameters record{};
-    record.baseline = baseline;
-    record.fx = fx;
-    gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
-    gx_depth_frame_set_value_scale(made.get(), scale, nullptr);
-    gx_video_frame_set_pixel_available_bit_size(made.get(), bits, nullptr);
-    if (offset)
-      gexton_frame_set_metadata(made.get(), GX_METADATA_DISPARITY_OFFSET, *offset, nullptr);
-    return made;
-  }
-};
-
-std::uint16_t low_bits(double value) {
-  if (!std::isfinite(value))
-    return 0;
-  const double whole = std::trunc(value);
-  return static_cast<std::uint16_t>(whole - std::floor(whole / 65536.0) * 65536.0);
+/// Pixel i has value i.
+Input counting_input(std::int64_t offset, std::uint32_t width = 256) {
+  Input input{.width = width, .height = 256, .bits = 16, .offset = offset};
+  input.record.fx = 800; // times a baseline of 50
+  for (std::uint32_t i = 0; i < width * 256; ++i)
+    input.pixels.push_back(static_cast<std::uint16_t>(i));
+  return input;
 }
 
 struct Model {
@@ -58,10 +36,10 @@ struct Model {
   std::optional<Input> cached{};
 
   Pixels process(const Input& input) {
-    Pixels pixels = test::pixels_of(input.frame().get());
+    Pixels pixels = input.pixels;
     if (!cached || cached->width != input.width || cached->height != input.height) {
       cached = input;
-      fb = static_cast<double>(input.baseline) * input.fx;
+      fb = double{input.record.baseline} * input.record.fx;
     }
     if (!input.offset) {
       disp_offset = 0;
@@ -88,7 +66,7 @@ struct Model {
       const auto v = static_cast<double>(static_cast<float>(pixel) * input.scale);
       const auto band = static_cast<double>(tolerance);
       if (banded ? invalid_depth - band <= v && v <= invalid_depth + band
-                 : low_bits(v) == low_bits(invalid_depth))
+                 : test::cut(v) == test::cut(invalid_depth))
         pixel = 0;
     }
     return pixels;
@@ -107,20 +85,19 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
     Filter filter("HardwareD2DCorrectionFilter");
     Model model;
     for (int step = 0; step < 10; ++step) {
-      Input input;
-      input.width = 250 + random() % 2;
+      Input input = counting_input(offsets[random() % std::size(offsets)], 250 + random() % 2);
       input.scale = scales[random() % std::size(scales)];
       input.bits = bits[random() % 4];
-      input.fx = random() % 6 == 0 ? (random() % 2 == 0 ? HUGE_VAL : 33e7) : 800;
-      if (random() % 5 != 0)
-        input.offset = offsets[random() % std::size(offsets)];
+      input.record.fx = random() % 6 == 0 ? (random() % 2 == 0 ? HUGE_VAL : 33e7) : 800;
+      if (random() % 5 == 0)
+        input.offset.reset();
       if (random() % 8 == 0) {
         filter.reset();
         model = Model{.tolerance = model.tolerance, .last_scale = model.last_scale};
       }
       const Pixels expected = model.process(input);
       ErrorSlot error;
-      const Frame output = filter.process(input.frame(), error);
+      const Frame output = filter.process(input.make(), error);
       ASSERT_NE(output, nullptr) << error.text();
       ASSERT_EQ(test::pixels_of(output.get()), expected)
           << sequence << "/" << step << " scale " << input.scale << " bits " << int{input.bits}
@@ -133,8 +110,10 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
 Pixels cleared(std::uint8_t bits, float scale) {
   Filter filter("HardwareD2DCorrectionFilter");
   ErrorSlot error;
-  const Pixels output = test::pixels_of(
-      filter.process(Input{.scale = scale, .bits = bits, .offset = 8}.frame(), error).get());
+  Input input = counting_input(8);
+  input.scale = scale;
+  input.bits = bits;
+  const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
   Pixels values;
   for (std::size_t i = 1; i < output.size(); ++i) {
     if (output[i] == 0)
@@ -154,11 +133,11 @@ TEST(HardwareD2DCorrectionFilter, ClearsTheDepthOfTheOffset) {
 
 TEST(HardwareD2DCorrectionFilter, CopiesDisparityAndPrintsItsState) {
   filter_processor::HardwareD2DCorrectionFilter filter;
-  const Frame disparity = Input{.offset = 8}.frame();
+  const Frame disparity = counting_input(8).make();
   gx_video_frame_set_pixel_type(disparity.get(), GX_PIXEL_DISPARITY, nullptr);
   const Frame copy{filter.filter_process(disparity.get(), nullptr)};
   EXPECT_EQ(test::pixels_of(copy.get()), test::pixels_of(disparity.get()));
-  const Frame input = Input{.offset = 7}.frame();
+  const Frame input = counting_input(7).make();
   testing::internal::CaptureStdout();
   filter.print_filter_params();
   const Frame output{filter.filter_process(input.get(), nullptr)};

@@ -213,13 +213,11 @@ std::string update(Filter& filter, bool mgc, const Values& v) {
   } else {
     values.insert(values.begin() + 4, v.vertical);
   }
-  std::array<std::string, 9> texts;
-  std::vector<const char*> pointers(values.size());
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    texts[i] = std::to_string(values[i]);
-    pointers[i] = texts[i].c_str();
-  }
-  return filter.update(pointers);
+  std::vector<std::string> texts;
+  texts.reserve(values.size());
+  for (const Int value : values)
+    texts.push_back(std::to_string(value));
+  return filter.update_to(texts);
 }
 
 /// Values of a size like the frames', or of the largest, so that small frames are too small.
@@ -305,52 +303,6 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
   simd::use_level(simd::supported_levels().back());
 }
 
-TEST_P(EdgeNoiseFilters, RefuseValuesOutOfRangeAndKeepTheirOwn) {
-  struct Limit {
-    const char* key;
-    Int Values::*value;
-    Int min, max;
-  };
-  std::vector<Limit> limits = {
-      {"margin_x_th", &Values::margin_x, 0, 640}, {"margin_y_th", &Values::margin_y, 0, 400},
-      {"limit_x_th", &Values::limit_x, 1, 640},   {"limit_y_th", &Values::limit_y, 1, 400},
-      {"width", &Values::width, 1, 1280},         {"height", &Values::height, 1, 1024}};
-  if (mgc()) {
-    limits.insert(limits.begin(), {{"max_width_left", &Values::left, 0, 640},
-                                   {"max_width_right", &Values::right, 0, 640},
-                                   {"max_radius", &Values::radius, 0, 640}});
-  } else {
-    limits.insert(limits.begin() + 4, {"enable_vertical_direction", &Values::vertical, 0, 1});
-  }
-  const std::string function = " | " + name() + "::update_filter_config | ";
-  Filter filter(name());
-  Values all_wrong;
-  // Backwards, so that each key in turn is the first that is wrong.
-  for (auto limit = limits.rbegin(); limit != limits.rend(); ++limit) {
-    for (const Int wrong : {limit->min - 1, limit->max + 1}) {
-      all_wrong.*limit->value = wrong;
-      EXPECT_EQ(update(filter, mgc(), all_wrong),
-                "params out of range" + function + limit->key + " | 4");
-    }
-  }
-  for (const std::size_t count : {limits.size() - 1, limits.size() + 1}) {
-    EXPECT_EQ(filter.update(std::vector<const char*>(count, "1")),
-              "the number of params error" + function + "argc | 4");
-  }
-
-  const Pixels input(16000, 9);
-  ErrorSlot error;
-  std::string none;
-  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(160, 100, input), error).get()),
-            Model(mgc()).process(input, 160, 100, none));
-  for (const Int Limit::*bound : {&Limit::min, &Limit::max}) {
-    Values accepted;
-    for (const Limit& limit : limits)
-      accepted.*limit.value = limit.*bound;
-    EXPECT_EQ(update(filter, mgc(), accepted), "");
-  }
-}
-
 /// A frame whose rows are valid from column `first` to `last`.
 Frame valid_between(std::uint32_t width, std::uint32_t height, std::uint32_t first,
                     std::uint32_t last) {
@@ -416,30 +368,11 @@ TEST(MgcNoiseRemovalFilter, FollowsTheArcUpToTheLimit) {
   EXPECT_EQ(cleared(filter, valid_between(1280, 800, 117, 1163), 1280, 400), Cleared(3, 3));
 }
 
-TEST(MgcNoiseRemovalFilter, KeepsItsTableUntilTheSizeChanges) {
-  Filter filter("MgcNoiseRemovalFilter");
-  const Frame whole = valid_between(1280, 800, 0, 1279);
-  const auto top_row = [&] { return cleared(filter, whole, 1280, 0); };
-  ASSERT_EQ(filter.update({"40", "20", "0", "1", "0", "120", "120", "1280", "800"}), "");
-  EXPECT_EQ(top_row(), Cleared(41, 21));
-  ASSERT_EQ(filter.update({"50", "0", "640", "2", "0", "45", "120", "1280", "800"}), "");
-  EXPECT_EQ(top_row(), Cleared(41, 21)) << "the table followed the parameters";
-  filter.reset();
-  EXPECT_EQ(top_row(), Cleared(41, 21)) << "the table followed the reset";
-  ASSERT_EQ(filter.update({"50", "0", "640", "2", "0", "45", "120", "1280", "800"}), "");
-  // Even a frame too small for lengths to be scaled replaces it.
-  ErrorSlot error;
-  EXPECT_EQ(filter.process(test::make_frame(1, 1, {1}), error), nullptr);
-  EXPECT_EQ(top_row(), Cleared(45, 44)) << "52 pixels on both sides, within the limit of 45";
-}
-
 template <typename PrintedFilter>
 std::string printed_after(std::vector<const char*> values) {
   PrintedFilter filter;
   filter.update_filter_config(static_cast<std::int32_t>(values.size()), values.data(), nullptr);
-  testing::internal::CaptureStdout();
-  filter.print_filter_params();
-  return testing::internal::GetCapturedStdout();
+  return test::printed(filter);
 }
 
 TEST(EdgeNoiseFilters, PrintAnchorAndCurrentParameters) {

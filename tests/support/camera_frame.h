@@ -1,0 +1,49 @@
+#pragma once
+
+#include <optional>
+
+#include "support/host_objects.h"
+
+namespace test {
+
+/// A stereo camera whose disparity codes have 12 bits, 4 of them a fraction.
+inline D2DParameters stereo_record() {
+  D2DParameters record{};
+  record.baseline = 50.0F;
+  record.fx = 400.0;
+  record.bitSize = 12;
+  record.unit = 1.0F;
+  record.packMode = 2;
+  record.dispIntPlace = 8;
+  record.isDualCamera = 1;
+  return record;
+}
+
+/// A depth frame with all that filters ask about it.
+struct CameraFrame {
+  std::uint32_t width = 0, height = 0;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  float scale = 1;
+  std::uint8_t bits = 12;
+  D2DParameters record = stereo_record();
+  Pixels pixels{}; ///< empty: 1000 all
+  std::optional<std::int64_t> offset{};
+  gx_format format = GX_FORMAT_Y16;
+
+  Frame make() const {
+    const Pixels data = pixels.empty() ? Pixels(std::size_t{width} * height, 1000) : pixels;
+    EXPECT_EQ(data.size(), std::size_t{width} * height);
+    const Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
+    gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
+    gx_video_stream_profile_set_intrinsic(profile.get(), {1, 2, 300, 200, 5, 6}, nullptr);
+    Frame frame{gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), data.data(), nullptr)};
+    gx_video_frame_set_pixel_type(frame.get(), pixel_type, nullptr);
+    gx_video_frame_set_pixel_available_bit_size(frame.get(), bits, nullptr);
+    gx_depth_frame_set_value_scale(frame.get(), scale, nullptr);
+    if (offset)
+      gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, *offset, nullptr);
+    return frame;
+  }
+};
+
+} // namespace test
