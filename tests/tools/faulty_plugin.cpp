@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -154,6 +156,12 @@ std::string replaced(std::string text, std::string_view what, std::string_view w
 } // namespace
 
 uint64_t gx_get_filter_count(gx_error**) {
+  if (fault_is("throws when asked for its filters")) {
+    throw std::runtime_error("none\ntoday");
+  }
+  if (fault_is("claims filters without number")) {
+    return std::numeric_limits<uint64_t>::max();
+  }
   return fault_is("offers nothing") ? 0 : 1;
 }
 
@@ -215,6 +223,11 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
   static const std::string short_line = text + "\nmore, float, 0, 1, 1, 1";
   static const std::string odd_default = replaced(text, "0.1, difference", "7, difference");
   static const std::string odd_name = replaced(text, "weight,", "diff_scale,");
+  static const std::string ten_digits =
+      replaced(text, "weight, float, 0.1, 1, 0.01, 0.4", "weight, integer, 1, 2147483647, 1, 5");
+  if (fault_is("has bounds of ten digits")) {
+    return ten_digits.c_str();
+  }
   if (fault_is("has a short line in the schema")) {
     return short_line.c_str();
   }
@@ -235,6 +248,17 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
   }
   if (fault_is("exits")) {
     _exit(0);
+  }
+  if (fault_is("throws what is no exception")) {
+    throw 7;
+  }
+  if (argc == 2 && fault_is("has bounds of ten digits")) {
+    const long long weight = std::atoll(argv[1]);
+    if (weight < 1 || weight > std::numeric_limits<int32_t>::max()) {
+      refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
+      return;
+    }
+    argv[1] = "0.4"; // whatever was asked for
   }
   if (error == nullptr && fault_is("relies on a slot")) {
     std::abort();
@@ -288,6 +312,7 @@ void gx_priv_filter_reset(gx_priv_filter* filter) {
     return;
   }
   while (fault_is("hangs")) {
+    alarm(100); // ends what nobody else does
     pause();
   }
   if (!fault_is("resets nothing")) {

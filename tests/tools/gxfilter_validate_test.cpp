@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <ostream>
 #include <regex>
@@ -78,11 +79,17 @@ class ValidateFault : public testing::TestWithParam<FaultCase> {};
 TEST_P(ValidateFault, IsFound) {
   const Outcome outcome = validate_fault(GetParam().fault);
   EXPECT_EQ(outcome.status, 5);
-  const std::regex line("\n  FAILED   " + std::string(GetParam().complaint));
+  const std::regex line(
+      "(^|\n)(  FAILED   |gxfilter: error: .*: asked for its filters, the plug-in )" +
+      std::string(GetParam().complaint));
   EXPECT_TRUE(std::regex_search(outcome.out, line)) << outcome.out;
 }
 
 const FaultCase fault_cases[] = {
+    {"throws when asked for its filters", "threw an exception: none today\n$"},
+    {"claims filters without number", "claims to have 18446744073709551615 filters\n$"},
+    {"throws what is no exception", "parameter bounds: the defaults: threw an exception that is no "
+                                    "std::exception"},
     {"offers nothing", "number of filters: the number of filters: 0, expected at least one"},
     {"has no commit", "commit: the commit text: null, expected some text"},
     {"has no name", "names: the name of filter 0: null, expected a text"},
@@ -151,8 +158,18 @@ INSTANTIATE_TEST_SUITE_P(Faults, ValidateFault, testing::ValuesIn(fault_cases),
                          });
 
 TEST(Validate, FindsNoFaultWhereThereIsNone) {
-  const Outcome outcome = validate_fault("");
-  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  for (const char* sound : {"", "has bounds of ten digits"}) {
+    const Outcome outcome = validate_fault(sound);
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+  }
+}
+
+// A child that lives on keeps the stream open that is read here.
+TEST(Validate, TakesAHungCheckAlongWhenItIsKilled) {
+  const auto begin = std::chrono::steady_clock::now();
+  validate("--plugin '" GXFILTER_FAULTY_PLUGIN "'",
+           "GXFILTER_TEST_FAULT=hangs timeout --foreground --signal=KILL 4");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
 TEST(Validate, SaysWhenAKnownDifferenceIsGone) {

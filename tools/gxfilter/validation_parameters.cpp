@@ -37,15 +37,19 @@ class BoundsCheck {
       const double step = std::strtod(parameter.step.c_str(), nullptr);
       accept(i, parameter.min, "its minimum");
       accept(i, parameter.max, "its maximum");
-      refuse(i, beyond(parameter.min, -step), "one step below its minimum of " + parameter.min);
-      refuse(i, beyond(parameter.max, step), "one step above its maximum of " + parameter.max);
+      refuse(i, beyond(parameter, parameter.min, -step),
+             "one step below its minimum of " + parameter.min);
+      refuse(i, beyond(parameter, parameter.max, step),
+             "one step above its maximum of " + parameter.max);
     }
     try_defaults("the defaults after all that");
   }
 
  private:
-  static std::string beyond(const std::string& bound, double step) {
-    return fmt::format("{:.9g}", std::strtod(bound.c_str(), nullptr) + step);
+  // Whole numbers must not get an exponent, which filters don't read.
+  static std::string beyond(const Parameter& parameter, const std::string& bound, double step) {
+    const double value = std::strtod(bound.c_str(), nullptr) + step;
+    return parameter.type == "float" ? fmt::format("{:.9g}", value) : fmt::format("{:.0f}", value);
   }
 
   void try_defaults(const char* what) {
