@@ -92,10 +92,21 @@ void spoil_input(gx_frame* frame) {
     gx_delete_frame(frame, nullptr);
   } else if (fault_is("keeps a profile") && is_depth()) {
     static_cast<void>(gx_frame_get_stream_profile(frame, nullptr));
+  } else if (fault_is("writes the colour frame of a set") &&
+             gx_frame_get_type(frame, nullptr) == GX_FRAME_SET) {
+    for (uint32_t i = gexton_frameset_get_count(frame, nullptr); i-- > 0;) {
+      gx_frame* const member = gexton_frameset_get_frame(frame, i, nullptr);
+      if (gx_frame_get_type(member, nullptr) == GX_FRAME_COLOR) {
+        gx_frame_get_data(member, nullptr)[0] ^= 1;
+      }
+      gx_delete_frame(member, nullptr);
+    }
   } else if (fault_is("crashes") && is_depth() && gx_frame_get_index(frame, nullptr) == 7) {
     std::abort();
   }
 }
+
+bool blanks_next_frame = false;
 
 // Faults of what comes out.
 gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& filter) {
@@ -106,6 +117,9 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
     return input;
   } else if (fault_is("differs between instances")) {
     gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
+  } else if (blanks_next_frame) {
+    std::memset(gx_frame_get_data(output, nullptr), 0, gx_frame_get_data_size(output, nullptr));
+    blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
     gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
   } else if (fault_is("loses the index")) {
@@ -128,6 +142,7 @@ gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
     forget(error);
     return gx_create_frame_from_other_frame(frame, true, nullptr);
   }
+  blanks_next_frame |= host_failed && fault_is("gives zeros after a failure");
   if (host_failed && fault_is("says too much")) {
     std::puts("and so on");
   } else if (host_failed && fault_is("leaks when the host fails")) {

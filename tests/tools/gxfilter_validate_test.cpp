@@ -131,6 +131,10 @@ const FaultCase fault_cases[] = {
     {"crashes", "depth frames: a depth frame .*: crashed with signal 6 .*\n  FAILED .*"},
     {"puts the input into the set", "frame sets: the depth frame of the new set .*: the input's "
                                     "own, expected a new frame"},
+    {"writes the colour frame of a set", "frame sets: the colour frame of the set that went in "
+                                         ".*: changed pixels, expected unchanged"},
+    {"gives zeros after a failure", "host failures: the frame after each failure in a first frame "
+                                    "with .*: other pixels after .* had failed, expected the "},
     {"differs between instances", "repetition: three frames through a second instance .*: other "
                                   "pixels in frame 1"},
     {"resets nothing", "repetition: reset and the same parameters, .*: other pixels in frame"},

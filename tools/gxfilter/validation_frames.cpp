@@ -96,6 +96,7 @@ void try_frame_set(const Case& current) {
   const Input color(current.kind, {8, 8}, 0, GX_FRAME_COLOR);
   const FrameHandle set = make_set({color.get(), depth.get()});
   const FrameState before(depth.frame());
+  const FrameState color_before(color.frame());
   Filter lone_filter = current.make_filter();
   const FrameHandle lone_output = process(lone_filter, depth);
 
@@ -122,6 +123,8 @@ void try_frame_set(const Case& current) {
   }
   current.doing("the depth frame of the set that went in");
   findings.expect(unchanged, before.changes_to(FrameState(depth.frame())));
+  current.doing("the colour frame of the set that went in");
+  findings.expect(unchanged, color_before.changes_to(FrameState(color.frame())));
   current.doing("the members of the set that went in");
   const FrameHandle same_member = depth_member(*set);
   findings.expect(gexton_frameset_get_count(set.get(), nullptr) == 2 &&
