@@ -176,6 +176,16 @@ TEST(Validate, TakesAHungCheckAlongWhenItIsKilled) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
+// Filters whose reset is known to set values of its own, too.
+TEST(Validate, FindsThatResetDoesNothing) {
+  for (const char* filter :
+       {"EdgeNoiseRemovalFilter", "LutNoiseRemovalFilter", "MgcNoiseRemovalFilter"}) {
+    const Outcome outcome = validate_fault("resets nothing", filter);
+    EXPECT_NE(outcome.out.find("  FAILED   reset: other parameters, "), std::string::npos)
+        << outcome.out;
+  }
+}
+
 TEST(Validate, SaysWhenAKnownDifferenceIsGone) {
   const Outcome outcome = validate_fault("has lost a known difference", "HoleFillingFilter");
   EXPECT_EQ(outcome.status, 0);

@@ -11,6 +11,7 @@ constexpr const char* reset = "reset";
 constexpr const char* silent = "no error";
 constexpr const char* copied = "a copy of the frame and no error";
 constexpr const char* other_pixels = "other pixels in frame *";
+constexpr const char* as_before = "the pixels of before";
 constexpr const char* kept_parameters = "reset keeps the parameters";
 constexpr const char* passed_on =
     "frames of this pixel type are passed on as they are, and their pixels not looked at";
@@ -52,17 +53,18 @@ constexpr KnownDifference table[] = {
     {"OpenNIDisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
     {"HardwareD2DCorrectionFilter", short_frames, "*, disparity pixels", copied, passed_on},
     {"HardwareD2DCorrectionFilter", short_frames, "*, time-of-flight pixels", copied, passed_on},
-    {"DisparityTransform", reset, "*, disparity pixels", other_pixels, kept_parameters},
+    {"DisparityTransform", reset, "*, disparity pixels", as_before, kept_parameters},
     {"DisparityTransform", "host failures",
      "the frame after each failure in a first frame*, disparity pixels",
      "other pixels after gx_* had failed",
      "a host call that fails while the table is made leaves an empty table for the next frames"},
-    {"OpenNIDisparityTransform", reset, "*, disparity pixels", "a usual frame gave no frame *",
-     kept_parameters},
-    {"EdgeNoiseRemovalFilter", reset, "*", other_pixels,
+    {"OpenNIDisparityTransform", reset, "*, disparity pixels", as_before, kept_parameters},
+    {"EdgeNoiseRemovalFilter", reset, "*", "the pixels of enable_vertical_direction = 1",
      "reset switches the vertical direction on, which the schema has off"},
-    {"LutNoiseRemovalFilter", reset, "*", other_pixels,
+    {"LutNoiseRemovalFilter", reset, "*", "the pixels of min_diff = 192",
      "reset sets min_diff to 192, for which the schema has 256"},
+    {"FalsePositiveFilter", reset, "*", as_before,
+     "reset restores parameters that are taken over with the next update only"},
     {"MgcNoiseRemovalFilter", reset, "*", other_pixels,
      "the chamfer table is made anew when the frame's size changes, and not by reset"},
 };

@@ -45,6 +45,8 @@ std::vector<Override> overrides(FrameSize size) {
   };
 }
 
+} // namespace
+
 void set_value(const Filter& filter, std::vector<std::string>& values, const char* name,
                const std::string& value) {
   for (size_t i = 0; i < values.size(); ++i) {
@@ -53,8 +55,6 @@ void set_value(const Filter& filter, std::vector<std::string>& values, const cha
     }
   }
 }
-
-} // namespace
 
 std::vector<Setting> settings_of(const Filter& filter, FrameSize size) {
   std::vector<Setting> settings{{"default parameters", default_values(filter.schema())}};

@@ -11,6 +11,10 @@ namespace gxfilter::validation {
 
 [[nodiscard]] std::vector<std::string> default_values(const std::vector<Parameter>& schema);
 
+// Changes the value of the parameter of that name, if the filter has one.
+void set_value(const Filter& filter, std::vector<std::string>& values, const char* name,
+               const std::string& value);
+
 // Parameters with which a filter works on frames of the usual size.
 struct Setting {
   std::string label;
