@@ -283,6 +283,9 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
     refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
   } else if (error_is(error, "the number of params error") && fault_is("takes any count")) {
     forget(error);
+  } else if (error_is(error, "params out of range") && fault_is("keeps what it refuses")) {
+    const char* other[] = {"1", "1"};
+    filter->real->update_config(filter->real->filter, 2, other, nullptr);
   } else if (error_is(error, "params out of range") && fault_is("takes any value")) {
     forget(error);
   } else if (error_is(error, "params out of range") && fault_is("names another parameter")) {

@@ -111,6 +111,8 @@ const FaultCase fault_cases[] = {
     {"takes any value", "parameter bounds: weight = 1.01, one step above its maximum of 1: no "
                         "error, expected the error \"params out of range\" in TemporalFilter::"
                         "update_filter_config\\(weight\\), type 4"},
+    {"keeps what it refuses", "parameter bounds: frames after weight = 1.01, one step above its "
+                              "maximum of 1: other frames, expected those of before"},
     {"refuses a maximum", "parameter bounds: weight = 1, its maximum: the error .* expected no "
                           "error"},
     {"names another parameter", "parameter bounds: diff_scale = 0.09, .*\\(parameter\\), type 4, "

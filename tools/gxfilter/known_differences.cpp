@@ -11,6 +11,7 @@ constexpr const char* reset = "reset";
 constexpr const char* silent = "no error";
 constexpr const char* copied = "a copy of the frame and no error";
 constexpr const char* other_pixels = "other pixels in frame *";
+constexpr const char* other_frames = "other frames";
 constexpr const char* as_before = "the pixels of before";
 constexpr const char* kept_parameters = "reset keeps the parameters";
 constexpr const char* passed_on =
@@ -35,6 +36,12 @@ constexpr KnownDifference table[] = {
      "scales below 0.1 are refused"},
     {"DepthResize", bounds, "ex_* = *, one step *", silent,
      "the extensions are not checked, but against the frame's size"},
+    {"DepthResize", bounds, "frames after ex_* = *, one step *", other_frames,
+     "extensions out of range are used, where the frame is large enough"},
+    {"SpatialModerateFilter", bounds, "frames after radius = 1, one step below *", other_frames,
+     "a radius below the minimum is used"},
+    {"LutNoiseRemovalFilter", bounds, "frames after max_lut_* = 2001, one step above *",
+     other_frames, "sizes up to 10000 are used"},
     {"LutNoiseRemovalFilter", bounds, "max_lut_* = 2001, one step above *", silent,
      "sizes up to 10000 are accepted"},
     {"LutNoiseRemovalFilter", bounds, "max_lut_* = 0, one step below *",

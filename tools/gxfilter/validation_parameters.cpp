@@ -28,10 +28,12 @@ class BoundsCheck {
  public:
   BoundsCheck(const Subject& subject, Findings& findings)
       : subject_(subject), findings_(findings), filter_(subject.make_filter()),
-        defaults_(default_values(filter_.schema())) {}
+        defaults_(default_values(filter_.schema())), setting_(settings_of(filter_).front()) {}
 
   void run() {
     try_defaults("the defaults");
+    Filter undisturbed = make_configured(subject_, setting_);
+    expected_ = pixels_of(undisturbed);
     for (size_t i = 0; i < defaults_.size(); ++i) {
       const Parameter& parameter = filter_.schema()[i];
       const double step = std::strtod(parameter.step.c_str(), nullptr);
@@ -79,12 +81,38 @@ class BoundsCheck {
     const std::string message = slot ? message_of(slot.get()) : "params out of range";
     findings_.expect(describe_error(message, update_function(subject_), filter_.schema()[i].name),
                      came);
+    findings_.doing(fmt::format("frames after {} = {}, {}", filter_.schema()[i].name, value, what));
+    Filter filter = make_configured(subject_, setting_);
+    std::vector<std::string> values = setting_.values;
+    values[i] = value;
+    update(filter, values);
+    findings_.expect(pixels_of(filter) == expected_, "those of before", "other frames");
+  }
+
+  // The pixels that frames of all kinds give one after the other; none where there is no frame.
+  static std::vector<std::vector<uint8_t>> pixels_of(Filter& filter) {
+    std::vector<std::vector<uint8_t>> pixels;
+    for (const PixelKind& kind : pixel_kinds) {
+      for (uint32_t number = 0; number < 2; ++number) {
+        const Input input(kind, usual_size, number);
+        ErrorSlot slot;
+        FrameHandle output = filter.process(input.frame(), slot);
+        const bool is_new = output != nullptr && output.get() != input.get();
+        pixels.push_back(is_new ? FrameState(*output).pixels() : std::vector<uint8_t>{});
+        if (!is_new) {
+          static_cast<void>(output.release());
+        }
+      }
+    }
+    return pixels;
   }
 
   const Subject& subject_;
   Findings& findings_;
   Filter filter_;
   std::vector<std::string> defaults_;
+  Setting setting_; // fits the frames
+  std::vector<std::vector<uint8_t>> expected_;
 };
 
 void check_bounds(const Subject& subject, Findings& findings) {
