@@ -192,6 +192,9 @@ const char* gx_get_filter_name(int32_t index, gx_error** error) {
   if (fault_is("has no name")) {
     return nullptr;
   }
+  if (index == 0 && fault_is("goes by another name")) {
+    return "OtherName";
+  }
   return index == 0 || fault_is("names everything") ? filter_name().c_str() : "UnknownFilter";
 }
 

@@ -19,6 +19,8 @@ void run_check(const Subject& subject, const Check& check, Findings& findings) {
   const LiveHandles before;
   try {
     check.run(subject, findings);
+  } catch (const Inapplicable& reason) {
+    findings.skip(reason.what());
   } catch (const Unable& unable) {
     findings.fail(unable.what());
   }

@@ -219,7 +219,7 @@ void try_host_failures(const FaultCase& fault_case, Findings& findings) {
 }
 
 void check_host_failures(const Subject& subject, Findings& findings) {
-  for (const Setting& setting : settings_of(subject.make_filter())) {
+  for (const Setting& setting : working_settings(subject)) {
     for (const PixelKind& kind : pixel_kinds) {
       for (const bool second_frame : {false, true}) {
         for (const bool frame_set : {false, true}) {
@@ -231,7 +231,7 @@ void check_host_failures(const Subject& subject, Findings& findings) {
 }
 
 void check_missing_slot(const Subject& subject, Findings& findings) {
-  const Setting setting = settings_of(subject.make_filter()).front();
+  const Setting setting = working_settings(subject).front();
   Filter filter = make_configured(subject, setting);
   const gx_priv_filter_context& context = filter.context();
   const Input depth(pixel_kinds[0]);
@@ -260,7 +260,7 @@ void check_destruction(const Subject& subject, Findings& findings) {
   const LiveHandles before;
   findings.doing("destroying an instance that saw frames of three kinds");
   {
-    Filter filter = make_configured(subject, settings_of(subject.make_filter()).front());
+    Filter filter = make_configured(subject, working_settings(subject).front());
     for (const PixelKind& kind : pixel_kinds) {
       process(filter, Input(kind));
     }

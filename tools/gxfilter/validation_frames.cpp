@@ -29,7 +29,7 @@ struct Case {
 
 // A case that can't go on does not keep the others from being tried.
 void for_each_case(const Subject& subject, Findings& findings, void (*check)(const Case&)) {
-  for (const Setting& setting : settings_of(subject.make_filter())) {
+  for (const Setting& setting : working_settings(subject)) {
     for (const PixelKind& kind : pixel_kinds) {
       const Case current{subject, findings, setting, kind};
       current.doing("a new instance");
@@ -315,7 +315,7 @@ void check_reset(const Subject& subject, Findings& findings) {
 // ---- frames to refuse ----
 
 void check_refusals(const Subject& subject, Findings& findings) {
-  const Setting setting = settings_of(subject.make_filter()).front();
+  const Setting setting = working_settings(subject).front();
   Filter filter = make_configured(subject, setting);
   const Input color(pixel_kinds[0], usual_size, 0, GX_FRAME_COLOR);
   const FrameHandle empty_set = make_set({});

@@ -198,6 +198,7 @@ void check_records(const Subject& subject, Findings& findings) {
     expect_refusal_or_none(findings, function, "data", slot.get());
   }
   findings.doing("a frame after these records");
+  static_cast<void>(working_settings(subject));
   findings.expect(no_error, update(filter, setting.values));
   const FrameHandle output = process(filter, input);
   findings.survived();

@@ -22,6 +22,9 @@ struct Setting {
 };
 [[nodiscard]] std::vector<Setting> settings_of(const Filter& filter, FrameSize size = usual_size);
 
+// The same. Throws Inapplicable where the filter says that the first of them fit no usual frame.
+[[nodiscard]] std::vector<Setting> working_settings(const Subject& subject);
+
 // "no error" or the error's description.
 std::string update(Filter& filter, const std::vector<std::string>& values);
 
