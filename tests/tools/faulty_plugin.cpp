@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -90,10 +92,21 @@ void spoil_input(gx_frame* frame) {
     gx_delete_frame(frame, nullptr);
   } else if (fault_is("keeps a profile") && is_depth()) {
     static_cast<void>(gx_frame_get_stream_profile(frame, nullptr));
+  } else if (fault_is("writes the colour frame of a set") &&
+             gx_frame_get_type(frame, nullptr) == GX_FRAME_SET) {
+    for (uint32_t i = gexton_frameset_get_count(frame, nullptr); i-- > 0;) {
+      gx_frame* const member = gexton_frameset_get_frame(frame, i, nullptr);
+      if (gx_frame_get_type(member, nullptr) == GX_FRAME_COLOR) {
+        gx_frame_get_data(member, nullptr)[0] ^= 1;
+      }
+      gx_delete_frame(member, nullptr);
+    }
   } else if (fault_is("crashes") && is_depth() && gx_frame_get_index(frame, nullptr) == 7) {
     std::abort();
   }
 }
+
+bool blanks_next_frame = false;
 
 // Faults of what comes out.
 gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& filter) {
@@ -104,6 +117,9 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
     return input;
   } else if (fault_is("differs between instances")) {
     gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
+  } else if (blanks_next_frame) {
+    std::memset(gx_frame_get_data(output, nullptr), 0, gx_frame_get_data_size(output, nullptr));
+    blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
     gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
   } else if (fault_is("loses the index")) {
@@ -126,6 +142,7 @@ gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
     forget(error);
     return gx_create_frame_from_other_frame(frame, true, nullptr);
   }
+  blanks_next_frame |= host_failed && fault_is("gives zeros after a failure");
   if (host_failed && fault_is("says too much")) {
     std::puts("and so on");
   } else if (host_failed && fault_is("leaks when the host fails")) {
@@ -154,6 +171,12 @@ std::string replaced(std::string text, std::string_view what, std::string_view w
 } // namespace
 
 uint64_t gx_get_filter_count(gx_error**) {
+  if (fault_is("throws when asked for its filters")) {
+    throw std::runtime_error("none\ntoday");
+  }
+  if (fault_is("claims filters without number")) {
+    return std::numeric_limits<uint64_t>::max();
+  }
   return fault_is("offers nothing") ? 0 : 1;
 }
 
@@ -168,6 +191,9 @@ const char* gx_get_filter_name(int32_t index, gx_error** error) {
   }
   if (fault_is("has no name")) {
     return nullptr;
+  }
+  if (index == 0 && fault_is("goes by another name")) {
+    return "OtherName";
   }
   return index == 0 || fault_is("names everything") ? filter_name().c_str() : "UnknownFilter";
 }
@@ -211,11 +237,32 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
     return nullptr;
   }
   static const std::string text = filter->real->get_config_schema(filter->real->filter);
+<<<<<<< HEAD
   static const std::string spoiled =
       fault_is("has a short line in the schema") ? text + "\nmore, float, 0, 1, 1, 1"
       : fault_is("has a default out of range") ? replaced(text, "0.1, difference", "7, difference")
       : fault_is("has a name twice")           ? replaced(text, "weight,", "diff_scale,")
                                                : text;
+=======
+  static const std::string same_text = text;
+  static const std::string short_line = text + "\nmore, float, 0, 1, 1, 1";
+  static const std::string odd_default = replaced(text, "0.1, difference", "7, difference");
+  static const std::string odd_name = replaced(text, "weight,", "diff_scale,");
+  static const std::string ten_digits =
+      replaced(text, "weight, float, 0.1, 1, 0.01, 0.4", "weight, integer, 1, 2147483647, 1, 5");
+  if (fault_is("has bounds of ten digits")) {
+    return ten_digits.c_str();
+  }
+  if (fault_is("has a short line in the schema")) {
+    return short_line.c_str();
+  }
+  if (fault_is("has a default out of range")) {
+    return odd_default.c_str();
+  }
+  if (fault_is("has a name twice")) {
+    return odd_name.c_str();
+  }
+>>>>>>> wt-vfix
   const bool moves = fault_is("has a schema for each instance") && filter->number % 2 == 0;
   return (moves ? text : spoiled).c_str();
 }
@@ -228,6 +275,17 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
   if (fault_is("exits")) {
     _exit(0);
   }
+  if (fault_is("throws what is no exception")) {
+    throw 7;
+  }
+  if (argc == 2 && fault_is("has bounds of ten digits")) {
+    const long long weight = std::atoll(argv[1]);
+    if (weight < 1 || weight > std::numeric_limits<int32_t>::max()) {
+      refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
+      return;
+    }
+    argv[1] = "0.4"; // whatever was asked for
+  }
   if (error == nullptr && fault_is("relies on a slot")) {
     std::abort();
   }
@@ -236,6 +294,9 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
     refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
   } else if (error_is(error, "the number of params error") && fault_is("takes any count")) {
     forget(error);
+  } else if (error_is(error, "params out of range") && fault_is("keeps what it refuses")) {
+    const char* other[] = {"1", "1"};
+    filter->real->update_config(filter->real->filter, 2, other, nullptr);
   } else if (error_is(error, "params out of range") && fault_is("takes any value")) {
     forget(error);
   } else if (error_is(error, "params out of range") && fault_is("names another parameter")) {
@@ -280,6 +341,7 @@ void gx_priv_filter_reset(gx_priv_filter* filter) {
     return;
   }
   while (fault_is("hangs")) {
+    alarm(100); // ends what nobody else does
     pause();
   }
   if (!fault_is("resets nothing")) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <ostream>
 #include <regex>
@@ -78,11 +79,17 @@ class ValidateFault : public testing::TestWithParam<FaultCase> {};
 TEST_P(ValidateFault, IsFound) {
   const Outcome outcome = validate_fault(GetParam().fault);
   EXPECT_EQ(outcome.status, 5);
-  const std::regex line("\n  FAILED   " + std::string(GetParam().complaint));
+  const std::regex line(
+      "(^|\n)(  FAILED   |gxfilter: error: .*: asked for its filters, the plug-in )" +
+      std::string(GetParam().complaint));
   EXPECT_TRUE(std::regex_search(outcome.out, line)) << outcome.out;
 }
 
 const FaultCase fault_cases[] = {
+    {"throws when asked for its filters", "threw an exception: none today\n$"},
+    {"claims filters without number", "claims to have 18446744073709551615 filters\n$"},
+    {"throws what is no exception", "parameter bounds: the defaults: threw an exception that is no "
+                                    "std::exception"},
     {"offers nothing", "number of filters: the number of filters: 0, expected at least one"},
     {"has no commit", "commit: the commit text: null, expected some text"},
     {"has no name", "names: the name of filter 0: null, expected a text"},
@@ -104,6 +111,8 @@ const FaultCase fault_cases[] = {
     {"takes any value", "parameter bounds: weight = 1.01, one step above its maximum of 1: no "
                         "error, expected the error \"params out of range\" in TemporalFilter::"
                         "update_filter_config\\(weight\\), type 4"},
+    {"keeps what it refuses", "parameter bounds: frames after weight = 1.01, one step above its "
+                              "maximum of 1: other frames, expected those of before"},
     {"refuses a maximum", "parameter bounds: weight = 1, its maximum: the error .* expected no "
                           "error"},
     {"names another parameter", "parameter bounds: diff_scale = 0.09, .*\\(parameter\\), type 4, "
@@ -111,7 +120,7 @@ const FaultCase fault_cases[] = {
     {"has an exception type of 0", "parameter bounds: .* type 0, expected .* type 4"},
     {"takes any count", "parameter counts: 1 string instead of 2: no error, expected the error "},
     {"has a strange opinion of records", "configuration records: a record of 291 bytes: .* type 0"},
-    {"leaks a frame", "depth frames: after this check: 3 frame\\(s\\) more alive than before"},
+    {"leaks a frame", "depth frames: after this check: 4 frame\\(s\\) more alive than before"},
     {"gives back what it does not hold", ".*release\\(s\\) of a handle that was not held"},
     {"keeps a profile", "destruction: destroying an instance that saw .*: .*stream profile\\(s\\) "
                         "more alive"},
@@ -124,6 +133,10 @@ const FaultCase fault_cases[] = {
     {"crashes", "depth frames: a depth frame .*: crashed with signal 6 .*\n  FAILED .*"},
     {"puts the input into the set", "frame sets: the depth frame of the new set .*: the input's "
                                     "own, expected a new frame"},
+    {"writes the colour frame of a set", "frame sets: the colour frame of the set that went in "
+                                         ".*: changed pixels, expected unchanged"},
+    {"gives zeros after a failure", "host failures: the frame after each failure in a first frame "
+                                    "with .*: other pixels after .* had failed, expected the "},
     {"differs between instances", "repetition: three frames through a second instance .*: other "
                                   "pixels in frame 1"},
     {"resets nothing", "repetition: reset and the same parameters, .*: other pixels in frame"},
@@ -151,8 +164,35 @@ INSTANTIATE_TEST_SUITE_P(Faults, ValidateFault, testing::ValuesIn(fault_cases),
                          });
 
 TEST(Validate, FindsNoFaultWhereThereIsNone) {
-  const Outcome outcome = validate_fault("");
-  EXPECT_EQ(outcome.status, 0) << outcome.out;
+  for (const char* sound : {"", "has bounds of ten digits"}) {
+    const Outcome outcome = validate_fault(sound);
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+  }
+}
+
+// A child that lives on keeps the stream open that is read here.
+TEST(Validate, TakesAHungCheckAlongWhenItIsKilled) {
+  const auto begin = std::chrono::steady_clock::now();
+  validate("--plugin '" GXFILTER_FAULTY_PLUGIN "'",
+           "GXFILTER_TEST_FAULT=hangs timeout --foreground --signal=KILL 4");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+}
+
+// Filters whose reset is known to set values of its own, too.
+TEST(Validate, FindsThatResetDoesNothing) {
+  for (const char* filter :
+       {"EdgeNoiseRemovalFilter", "LutNoiseRemovalFilter", "MgcNoiseRemovalFilter"}) {
+    const Outcome outcome = validate_fault("resets nothing", filter);
+    EXPECT_NE(outcome.out.find("  FAILED   reset: other parameters, "), std::string::npos)
+        << outcome.out;
+  }
+}
+
+TEST(Validate, SkipsFramesThatTheDefaultsDoNotFit) {
+  const Outcome outcome = validate_fault("goes by another name", "DepthResize");
+  EXPECT_EQ(outcome.out.find("a usual frame gave"), std::string::npos) << outcome.out;
+  EXPECT_EQ(outcome.out.find("FAILED   depth frames"), std::string::npos) << outcome.out;
+  EXPECT_NE(outcome.out.find(" skipped"), std::string::npos) << outcome.out;
 }
 
 TEST(Validate, SaysWhenAKnownDifferenceIsGone) {

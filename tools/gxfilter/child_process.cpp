@@ -1,14 +1,18 @@
 #include "child_process.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
+#include <string_view>
 #include <system_error>
 
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +22,8 @@ namespace {
 
 // Told last, so that a child that ends early by itself is noticed.
 constexpr const char* farewell = "end";
+// Told last by a child whose work threw; what was thrown follows.
+constexpr std::string_view thrown = "threw ";
 
 [[noreturn]] void fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -34,7 +40,15 @@ void tell_line(int pipe, const std::string& line) {
   }
 }
 
-[[noreturn]] void run_child(int pipe, const std::function<void(const LineReceiver& tell)>& work) {
+// A child that hangs must not outlive its parent, who may have died before this was asked for.
+void die_with(pid_t parent) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (getppid() != parent) {
+    _exit(1);
+  }
+}
+
+void prepare_child() {
   const rlimit no_core{0, 0};
   setrlimit(RLIMIT_CORE, &no_core);
   std::FILE* scratch = std::tmpfile();
@@ -42,9 +56,24 @@ void tell_line(int pipe, const std::string& line) {
     std::perror("gxfilter: a scratch file");
     _exit(1);
   }
-  work([pipe](const std::string& line) { tell_line(pipe, line); });
-  tell_line(pipe, farewell);
-  _exit(0); // what the parent registered to run at its exit is not the child's to run
+}
+
+// Nothing leaves this function: neither an exception, which would run the destructors of the
+// parent's objects a second time, nor a return, as what the parent registered to run at its exit is
+// not the child's to run.
+[[noreturn]] void run_child(int pipe, const std::function<void(const LineReceiver& tell)>& work) {
+  std::string last_line = farewell;
+  try {
+    prepare_child();
+    work([pipe](const std::string& line) { tell_line(pipe, line); });
+  } catch (const std::exception& exception) {
+    last_line = fmt::format("{}an exception: {}", thrown, exception.what());
+    std::ranges::replace(last_line, '\n', ' ');
+  } catch (...) {
+    last_line = fmt::format("{}an exception that is no std::exception", thrown);
+  }
+  tell_line(pipe, last_line);
+  _exit(0);
 }
 
 // Takes whole lines out of what arrives in pieces.
@@ -59,6 +88,8 @@ class LineSplitter {
       const std::string line = text_.substr(begin, end - begin);
       if (line == farewell) {
         complete_ = true;
+      } else if (line.starts_with(thrown)) {
+        exception_ = line;
       } else {
         on_line_(line);
       }
@@ -66,10 +97,13 @@ class LineSplitter {
     text_.erase(0, begin);
   }
   [[nodiscard]] bool complete() const { return complete_; }
+  // What the child said of an exception, or nothing.
+  [[nodiscard]] const std::string& exception() const { return exception_; }
 
  private:
   const LineReceiver& on_line_;
   std::string text_;
+  std::string exception_;
   bool complete_ = false;
 };
 
@@ -102,21 +136,45 @@ std::string describe_end(int status) {
   return fmt::format("ended the program with status {}", WEXITSTATUS(status));
 }
 
-ChildEnd follow_child(pid_t child, int pipe, const LineReceiver& on_line,
-                      std::chrono::seconds patience) {
-  LineSplitter lines(on_line);
-  const bool in_time = receive(pipe, lines, patience);
-  if (!in_time) {
-    kill(child, SIGKILL);
+// The child and the pipe from it. A child that nobody waited for, because whoever receives its
+// lines threw, is killed and waited for.
+class Child {
+ public:
+  Child(pid_t process, int pipe) : process_(process), pipe_(pipe) {}
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+  ~Child() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      wait();
+    }
+    close(pipe_);
   }
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+
+  ChildEnd follow(const LineReceiver& on_line, std::chrono::seconds patience) {
+    LineSplitter lines(on_line);
+    if (!receive(pipe_, lines, patience)) {
+      kill(process_, SIGKILL);
+      wait();
+      return {false, true, fmt::format("still at it after {} s", patience.count())};
+    }
+    const int status = wait();
+    const bool has_thrown = !lines.exception().empty();
+    return {lines.complete(), false, has_thrown ? lines.exception() : describe_end(status)};
   }
-  if (!in_time) {
-    return {false, true, fmt::format("still at it after {} s", patience.count())};
+
+ private:
+  int wait() {
+    int status = 0;
+    while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+    }
+    process_ = 0;
+    return status;
   }
-  return {lines.complete(), false, describe_end(status)};
-}
+
+  pid_t process_; // 0: waited for
+  int pipe_;
+};
 
 } // namespace
 
@@ -127,20 +185,20 @@ ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
     fail("a pipe");
   }
   std::fflush(nullptr); // or the child would print what is still buffered once more
-  const pid_t child = fork();
-  if (child < 0) {
+  const pid_t parent = getpid();
+  const pid_t process = fork();
+  if (process < 0) {
     close(ends[0]);
     close(ends[1]);
     fail("a child process");
   }
-  if (child == 0) {
+  if (process == 0) {
     close(ends[0]);
+    die_with(parent);
     run_child(ends[1], work);
   }
   close(ends[1]);
-  ChildEnd end = follow_child(child, ends[0], on_line, patience);
-  close(ends[0]);
-  return end;
+  return Child(process, ends[0]).follow(on_line, patience);
 }
 
 } // namespace gxfilter

@@ -11,6 +11,8 @@ constexpr const char* reset = "reset";
 constexpr const char* silent = "no error";
 constexpr const char* copied = "a copy of the frame and no error";
 constexpr const char* other_pixels = "other pixels in frame *";
+constexpr const char* other_frames = "other frames";
+constexpr const char* as_before = "the pixels of before";
 constexpr const char* kept_parameters = "reset keeps the parameters";
 constexpr const char* passed_on =
     "frames of this pixel type are passed on as they are, and their pixels not looked at";
@@ -34,6 +36,12 @@ constexpr KnownDifference table[] = {
      "scales below 0.1 are refused"},
     {"DepthResize", bounds, "ex_* = *, one step *", silent,
      "the extensions are not checked, but against the frame's size"},
+    {"DepthResize", bounds, "frames after ex_* = *, one step *", other_frames,
+     "extensions out of range are used, where the frame is large enough"},
+    {"SpatialModerateFilter", bounds, "frames after radius = 1, one step below *", other_frames,
+     "a radius below the minimum is used"},
+    {"LutNoiseRemovalFilter", bounds, "frames after max_lut_* = 2001, one step above *",
+     other_frames, "sizes up to 10000 are used"},
     {"LutNoiseRemovalFilter", bounds, "max_lut_* = 2001, one step above *", silent,
      "sizes up to 10000 are accepted"},
     {"LutNoiseRemovalFilter", bounds, "max_lut_* = 0, one step below *",
@@ -52,13 +60,18 @@ constexpr KnownDifference table[] = {
     {"OpenNIDisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
     {"HardwareD2DCorrectionFilter", short_frames, "*, disparity pixels", copied, passed_on},
     {"HardwareD2DCorrectionFilter", short_frames, "*, time-of-flight pixels", copied, passed_on},
-    {"DisparityTransform", reset, "*, disparity pixels", other_pixels, kept_parameters},
-    {"OpenNIDisparityTransform", reset, "*, disparity pixels", "a usual frame gave no frame *",
-     kept_parameters},
-    {"EdgeNoiseRemovalFilter", reset, "*", other_pixels,
+    {"DisparityTransform", reset, "*, disparity pixels", as_before, kept_parameters},
+    {"DisparityTransform", "host failures",
+     "the frame after each failure in a first frame*, disparity pixels",
+     "other pixels after gx_* had failed",
+     "a host call that fails while the table is made leaves an empty table for the next frames"},
+    {"OpenNIDisparityTransform", reset, "*, disparity pixels", as_before, kept_parameters},
+    {"EdgeNoiseRemovalFilter", reset, "*", "the pixels of enable_vertical_direction = 1",
      "reset switches the vertical direction on, which the schema has off"},
-    {"LutNoiseRemovalFilter", reset, "*", other_pixels,
+    {"LutNoiseRemovalFilter", reset, "*", "the pixels of min_diff = 192",
      "reset sets min_diff to 192, for which the schema has 256"},
+    {"FalsePositiveFilter", reset, "*", as_before,
+     "reset restores parameters that are taken over with the next update only"},
     {"MgcNoiseRemovalFilter", reset, "*", other_pixels,
      "the chamfer table is made anew when the frame's size changes, and not by reset"},
 };

@@ -64,15 +64,18 @@ ExitStatus list_filters(const ListOptions& options) {
     return report(plugin.error());
   }
   const auto names = (*plugin)->filter_names();
+  if (!names) {
+    return report({"the plug-in " + names.error().message, names.error().status});
+  }
   if (options.json) {
     const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
                                         {"commit", (*plugin)->commit()},
-                                        {"filters", names}};
+                                        {"filters", *names}};
     fmt::print("{}\n", result.dump(2));
     return ExitStatus::ok;
   }
-  for (size_t i = 0; i < names.size(); ++i) {
-    fmt::print("{:>2}  {}\n", i, names[i]);
+  for (size_t i = 0; i < names->size(); ++i) {
+    fmt::print("{:>2}  {}\n", i, (*names)[i]);
   }
   return ExitStatus::ok;
 }

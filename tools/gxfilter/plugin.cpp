@@ -72,8 +72,13 @@ std::string Plugin::commit() const {
   return text_or_empty(functions_.get_commit_hash());
 }
 
-std::vector<std::string> Plugin::filter_names() const {
-  std::vector<std::string> names(functions_.get_filter_count(nullptr));
+Result<std::vector<std::string>> Plugin::filter_names() const {
+  constexpr uint64_t most_filters = 10'000;
+  const uint64_t count = functions_.get_filter_count(nullptr);
+  if (count > most_filters) {
+    return Error{fmt::format("claims to have {} filters", count), ExitStatus::other};
+  }
+  std::vector<std::string> names(count);
   for (size_t i = 0; i < names.size(); ++i) {
     names[i] = text_or_empty(functions_.get_filter_name(static_cast<int32_t>(i), nullptr));
   }
@@ -87,11 +92,14 @@ Error unknown_filter(const std::string& name, const std::vector<std::string>& na
 
 Result<Filter> Filter::create(std::shared_ptr<const Plugin> plugin, const std::string& name) {
   const auto names = plugin->filter_names();
-  const auto found = std::ranges::find(names, name);
-  if (found == names.end()) {
-    return unknown_filter(name, names);
+  if (!names) {
+    return Error{"the plug-in " + names.error().message, names.error().status};
   }
-  const auto index = static_cast<uint64_t>(found - names.begin());
+  const auto found = std::ranges::find(*names, name);
+  if (found == names->end()) {
+    return unknown_filter(name, *names);
+  }
+  const auto index = static_cast<uint64_t>(found - names->begin());
   gx_priv_filter_context* context = plugin->functions().create_filter(index, nullptr);
   if (context == nullptr) {
     return Error{fmt::format("{} can't be created", name), ExitStatus::other};

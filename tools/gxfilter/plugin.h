@@ -21,8 +21,8 @@ class Plugin {
   // name where none is found, for the loader to look up.
   static std::filesystem::path default_path();
 
-  // Texts that are null come out empty.
-  [[nodiscard]] std::vector<std::string> filter_names() const;
+  // Texts that are null come out empty. Fails where the plug-in claims more filters than any has.
+  [[nodiscard]] Result<std::vector<std::string>> filter_names() const;
   [[nodiscard]] std::string commit() const;
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 

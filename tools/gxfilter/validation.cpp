@@ -19,8 +19,10 @@ void run_check(const Subject& subject, const Check& check, Findings& findings) {
   const LiveHandles before;
   try {
     check.run(subject, findings);
-  } catch (const std::exception& exception) {
-    findings.fail(exception.what());
+  } catch (const Inapplicable& reason) {
+    findings.skip(reason.what());
+  } catch (const Unable& unable) {
+    findings.fail(unable.what());
   }
   findings.doing("after this check");
   findings.expect(nothing_left, before.left_over());

@@ -79,7 +79,8 @@ class FaultLoop {
 
   // What went wrong, or nothing; a loop that went well has made `calls()` calls fail.
   std::string run() {
-    expected_ = undisturbed_pixels();
+    expected_ = undisturbed_pixels(1);
+    expected_after_ = undisturbed_pixels(2);
     for (calls_ = 0; calls_ < most_calls; ++calls_) {
       const LiveHandles before;
       std::string problem = fail_call(calls_ + 1);
@@ -98,6 +99,8 @@ class FaultLoop {
   }
 
   [[nodiscard]] uint64_t calls() const { return calls_; }
+  // What was wrong with the frame after the first failure that left something behind, or nothing.
+  [[nodiscard]] const std::string& next_frame_problem() const { return next_frame_problem_; }
 
  private:
   static constexpr uint64_t most_calls = 1000;
@@ -110,11 +113,15 @@ class FaultLoop {
     return filter;
   }
 
-  [[nodiscard]] std::vector<uint8_t> undisturbed_pixels() const {
+  // What the input gives when it comes so many times.
+  [[nodiscard]] std::vector<uint8_t> undisturbed_pixels(int times) const {
     const FaultInput input(case_.kind, case_.frame_set);
     Filter filter = warmed_filter();
     ErrorSlot slot;
-    const FrameHandle output = filter.process(input.frame(), slot);
+    FrameHandle output;
+    for (int i = 0; i < times; ++i) {
+      output = filter.process(input.frame(), slot);
+    }
     if (output == nullptr) {
       throw Unable("without a failure: no frame and " + describe(slot.get()));
     }
@@ -142,8 +149,11 @@ class FaultLoop {
       return same ? "" : "not the frame that comes without a failure";
     }
     const std::string came = describe(output.get(), &input.frame(), slot.get());
-    const std::string problem = failure_problem(came, slot, function, trace);
-    return problem.empty() ? next_frame_problem(filter, input) : problem;
+    std::string problem = failure_problem(came, slot, function, trace);
+    if (problem.empty() && next_frame_problem_.empty()) {
+      try_next_frame(filter, input, function);
+    }
+    return problem;
   }
 
   // Nothing is lost when giving a reference back is reported to have failed.
@@ -165,25 +175,32 @@ class FaultLoop {
     return {};
   }
 
-  static std::string next_frame_problem(Filter& filter, const FaultInput& input) {
+  // A filter that keeps frames may have seen the one that failed, or not.
+  void try_next_frame(Filter& filter, const FaultInput& input, const std::string& function) {
     ErrorSlot slot;
     const FrameHandle output = filter.process(input.frame(), slot);
-    return output != nullptr
-               ? ""
-               : "the frame after the failure gave no frame and " + describe(slot.get());
+    if (output == nullptr) {
+      next_frame_problem_ =
+          fmt::format("no frame and {} after {} had failed", describe(slot.get()), function);
+    } else if (const auto pixels = input.pixels_of(*output);
+               pixels != expected_ && pixels != expected_after_) {
+      next_frame_problem_ = fmt::format("other pixels after {} had failed", function);
+    }
   }
 
   const FaultCase& case_;
   std::vector<uint8_t> expected_;
+  std::vector<uint8_t> expected_after_; // the frame after, if the one that failed was seen
+  std::string next_frame_problem_;
   uint64_t calls_ = 0;
   bool spared_ = false;
 };
 
 void try_host_failures(const FaultCase& fault_case, Findings& findings) {
-  findings.doing(fmt::format("each host call made to fail once, {}{} with {}, {} pixels",
-                             fault_case.second_frame ? "in a second frame" : "in a first frame",
-                             fault_case.frame_set ? " in a set" : "", fault_case.setting.label,
-                             fault_case.kind.name));
+  const std::string where = fmt::format(
+      "{}{} with {}, {} pixels", fault_case.second_frame ? "in a second frame" : "in a first frame",
+      fault_case.frame_set ? " in a set" : "", fault_case.setting.label, fault_case.kind.name);
+  findings.doing("each host call made to fail once, " + where);
   try {
     FaultLoop loop(fault_case);
     if (const std::string problem = loop.run(); !problem.empty()) {
@@ -192,6 +209,9 @@ void try_host_failures(const FaultCase& fault_case, Findings& findings) {
       findings.pass(fmt::format("no frame, the host's error and its trace for each of {} calls",
                                 loop.calls()));
     }
+    findings.doing("the frame after each failure " + where);
+    const std::string& problem = loop.next_frame_problem();
+    findings.expect(problem.empty(), "the pixels that come without a failure", problem);
   } catch (const Unable& unable) {
     findings.fail(unable.what());
   }
@@ -199,7 +219,7 @@ void try_host_failures(const FaultCase& fault_case, Findings& findings) {
 }
 
 void check_host_failures(const Subject& subject, Findings& findings) {
-  for (const Setting& setting : settings_of(subject.make_filter())) {
+  for (const Setting& setting : working_settings(subject)) {
     for (const PixelKind& kind : pixel_kinds) {
       for (const bool second_frame : {false, true}) {
         for (const bool frame_set : {false, true}) {
@@ -211,7 +231,7 @@ void check_host_failures(const Subject& subject, Findings& findings) {
 }
 
 void check_missing_slot(const Subject& subject, Findings& findings) {
-  const Setting setting = settings_of(subject.make_filter()).front();
+  const Setting setting = working_settings(subject).front();
   Filter filter = make_configured(subject, setting);
   const gx_priv_filter_context& context = filter.context();
   const Input depth(pixel_kinds[0]);
@@ -240,7 +260,7 @@ void check_destruction(const Subject& subject, Findings& findings) {
   const LiveHandles before;
   findings.doing("destroying an instance that saw frames of three kinds");
   {
-    Filter filter = make_configured(subject, settings_of(subject.make_filter()).front());
+    Filter filter = make_configured(subject, working_settings(subject).front());
     for (const PixelKind& kind : pixel_kinds) {
       process(filter, Input(kind));
     }

@@ -27,6 +27,12 @@ class Unable : public std::runtime_error {
   using runtime_error::runtime_error;
 };
 
+// Why a check has nothing to ask of this filter. Caught by whoever runs the check.
+class Inapplicable : public std::runtime_error {
+ public:
+  using runtime_error::runtime_error;
+};
+
 // Collects the findings of one filter's checks. Each item is announced before it is tried, so that
 // a crash can be told with what was being done.
 class Findings {

@@ -29,7 +29,7 @@ struct Case {
 
 // A case that can't go on does not keep the others from being tried.
 void for_each_case(const Subject& subject, Findings& findings, void (*check)(const Case&)) {
-  for (const Setting& setting : settings_of(subject.make_filter())) {
+  for (const Setting& setting : working_settings(subject)) {
     for (const PixelKind& kind : pixel_kinds) {
       const Case current{subject, findings, setting, kind};
       current.doing("a new instance");
@@ -96,6 +96,7 @@ void try_frame_set(const Case& current) {
   const Input color(current.kind, {8, 8}, 0, GX_FRAME_COLOR);
   const FrameHandle set = make_set({color.get(), depth.get()});
   const FrameState before(depth.frame());
+  const FrameState color_before(color.frame());
   Filter lone_filter = current.make_filter();
   const FrameHandle lone_output = process(lone_filter, depth);
 
@@ -122,6 +123,8 @@ void try_frame_set(const Case& current) {
   }
   current.doing("the depth frame of the set that went in");
   findings.expect(unchanged, before.changes_to(FrameState(depth.frame())));
+  current.doing("the colour frame of the set that went in");
+  findings.expect(unchanged, color_before.changes_to(FrameState(color.frame())));
   current.doing("the members of the set that went in");
   const FrameHandle same_member = depth_member(*set);
   findings.expect(gexton_frameset_get_count(set.get(), nullptr) == 2 &&
@@ -136,11 +139,10 @@ void check_frame_sets(const Subject& subject, Findings& findings) {
 // ---- the same again ----
 
 // The pixels that these frames give one after the other.
-std::vector<FrameState> results(Filter& filter, PixelKind kind, uint32_t frames,
-                                FrameSize size = usual_size) {
+std::vector<FrameState> results(Filter& filter, PixelKind kind, uint32_t frames) {
   std::vector<FrameState> states;
   for (uint32_t number = 0; number < frames; ++number) {
-    states.emplace_back(*process(filter, Input(kind, size, number)));
+    states.emplace_back(*process(filter, Input(kind, usual_size, number)));
   }
   return states;
 }
@@ -180,35 +182,121 @@ void check_repetition(const Subject& subject, Findings& findings) {
 // Margins and limits scale with the frame: in small ones they vanish and tell nothing.
 constexpr FrameSize roomy_size{320, 200};
 
-// Each parameter at that bound which is not its default, where the filter takes it, and a frame.
-void disturb(Filter& filter, PixelKind kind) {
-  auto values = default_values(filter.schema());
-  for (size_t i = 0; i < values.size(); ++i) {
-    const Parameter& parameter = filter.schema()[i];
-    auto changed = values;
-    changed[i] = parameter.min == parameter.default_value ? parameter.max : parameter.min;
-    if (update(filter, changed) == no_error) {
-      values = changed;
+// Parameters that may change what comes out: all at those bounds that are not their defaults, as
+// far as they are accepted together, and each alone at both of its bounds.
+std::vector<std::vector<std::string>> disturbing_values(Filter probe) {
+  const auto& schema = probe.schema();
+  const auto defaults = default_values(schema);
+  std::vector<std::vector<std::string>> all{defaults};
+  for (size_t i = 0; i < defaults.size(); ++i) {
+    const Parameter& parameter = schema[i];
+    auto more = all.front();
+    more[i] = parameter.min == parameter.default_value ? parameter.max : parameter.min;
+    if (update(probe, more) == no_error) {
+      all.front() = more;
+    }
+    for (const std::string& bound : {parameter.min, parameter.max}) {
+      all.push_back(defaults);
+      all.back()[i] = bound;
     }
   }
-  ErrorSlot slot;
-  const Input input(kind, roomy_size);
-  const FrameHandle output = filter.process(input.frame(), slot); // whatever comes of it
+  return all;
 }
 
-void try_reset(const Case& current) {
-  Filter fresh = current.make_filter();
-  const auto expected = results(fresh, current.kind, 2, roomy_size);
-  Filter filter = current.subject.make_filter();
-  current.doing("other parameters, a frame, reset alone, then two frames");
-  disturb(filter, current.kind);
-  filter.reset();
-  try {
-    expect_same_results(current.findings, expected, results(filter, current.kind, 2, roomy_size));
-  } catch (const Unable& unable) {
-    current.findings.expect("the same pixels", unable.what());
+// The pixels of these frames, none where there is no frame.
+std::vector<std::vector<uint8_t>> pixels_of_results(Filter& filter, PixelKind kind) {
+  std::vector<std::vector<uint8_t>> pixels;
+  for (uint32_t number = 0; number < 2; ++number) {
+    const Input input(kind, roomy_size, number);
+    ErrorSlot slot;
+    FrameHandle output = filter.process(input.frame(), slot);
+    pixels.push_back(output != nullptr && output.get() != input.get() ? FrameState(*output).pixels()
+                                                                      : std::vector<uint8_t>{});
+    if (output.get() == input.get()) {
+      static_cast<void>(output.release());
+    }
   }
+  return pixels;
 }
+
+// What reset sets in place of the schema's default, where that is known.
+struct ResetValue {
+  const char* filter;
+  const char* parameter;
+  const char* value;
+};
+constexpr ResetValue reset_values[] = {
+    {"EdgeNoiseRemovalFilter", "enable_vertical_direction", "1"},
+    {"LutNoiseRemovalFilter", "min_diff", "192"},
+};
+
+class ResetCheck {
+ public:
+  explicit ResetCheck(const Case& current) : case_(current) {
+    Filter fresh = current.make_filter();
+    expected_ = pixels_of_results(fresh, current.kind);
+    for (const ResetValue& value : reset_values) {
+      if (current.subject.filter == value.filter) {
+        Setting setting = current.setting;
+        set_value(fresh, setting.values, value.parameter, value.value);
+        Filter other = make_configured(current.subject, setting);
+        otherwise_ = pixels_of_results(other, current.kind);
+        otherwise_text_ = fmt::format("the pixels of {} = {}", value.parameter, value.value);
+      }
+    }
+  }
+
+  void run() {
+    Findings& findings = case_.findings;
+    case_.doing("other parameters, two frames, reset alone, then two frames");
+    size_t disturbed = 0;
+    std::string came = same;
+    for (const auto& values : disturbing_values(case_.subject.make_filter())) {
+      Filter filter = case_.subject.make_filter();
+      if (update(filter, values) != no_error) {
+        continue;
+      }
+      const auto before = pixels_of_results(filter, case_.kind);
+      if (before == expected_) {
+        continue;
+      }
+      ++disturbed;
+      filter.reset();
+      const std::string after = compare(pixels_of_results(filter, case_.kind), before);
+      // What is known already must not hide what is not.
+      came = came == same || came == otherwise_text_ ? (after == same ? came : after) : came;
+    }
+    if (disturbed == 0) {
+      findings.skip("no parameters were found that change these frames");
+    } else {
+      findings.expect(same, came);
+    }
+  }
+
+ private:
+  static constexpr const char* same = "the same pixels";
+
+  [[nodiscard]] std::string compare(const std::vector<std::vector<uint8_t>>& came,
+                                    const std::vector<std::vector<uint8_t>>& before) const {
+    if (came == expected_) {
+      return same;
+    }
+    if (!otherwise_.empty() && came == otherwise_) {
+      return otherwise_text_;
+    }
+    if (came == before) {
+      return "the pixels of before";
+    }
+    const size_t number = came[0] == expected_[0] ? 1 : 0;
+    return came[number].empty() ? fmt::format("no frame {}", number + 1)
+                                : fmt::format("other pixels in frame {}", number + 1);
+  }
+
+  const Case& case_;
+  std::vector<std::vector<uint8_t>> expected_;
+  std::vector<std::vector<uint8_t>> otherwise_;
+  std::string otherwise_text_;
+};
 
 void check_reset(const Subject& subject, Findings& findings) {
   const Filter filter = subject.make_filter();
@@ -219,14 +307,15 @@ void check_reset(const Subject& subject, Findings& findings) {
     return;
   }
   for (const PixelKind& kind : pixel_kinds) {
-    try_reset({subject, findings, defaults, kind});
+    const Case current{subject, findings, defaults, kind};
+    ResetCheck(current).run();
   }
 }
 
 // ---- frames to refuse ----
 
 void check_refusals(const Subject& subject, Findings& findings) {
-  const Setting setting = settings_of(subject.make_filter()).front();
+  const Setting setting = working_settings(subject).front();
   Filter filter = make_configured(subject, setting);
   const Input color(pixel_kinds[0], usual_size, 0, GX_FRAME_COLOR);
   const FrameHandle empty_set = make_set({});

@@ -28,24 +28,30 @@ class BoundsCheck {
  public:
   BoundsCheck(const Subject& subject, Findings& findings)
       : subject_(subject), findings_(findings), filter_(subject.make_filter()),
-        defaults_(default_values(filter_.schema())) {}
+        defaults_(default_values(filter_.schema())), setting_(settings_of(filter_).front()) {}
 
   void run() {
     try_defaults("the defaults");
+    Filter undisturbed = make_configured(subject_, setting_);
+    expected_ = pixels_of(undisturbed);
     for (size_t i = 0; i < defaults_.size(); ++i) {
       const Parameter& parameter = filter_.schema()[i];
       const double step = std::strtod(parameter.step.c_str(), nullptr);
       accept(i, parameter.min, "its minimum");
       accept(i, parameter.max, "its maximum");
-      refuse(i, beyond(parameter.min, -step), "one step below its minimum of " + parameter.min);
-      refuse(i, beyond(parameter.max, step), "one step above its maximum of " + parameter.max);
+      refuse(i, beyond(parameter, parameter.min, -step),
+             "one step below its minimum of " + parameter.min);
+      refuse(i, beyond(parameter, parameter.max, step),
+             "one step above its maximum of " + parameter.max);
     }
     try_defaults("the defaults after all that");
   }
 
  private:
-  static std::string beyond(const std::string& bound, double step) {
-    return fmt::format("{:.9g}", std::strtod(bound.c_str(), nullptr) + step);
+  // Whole numbers must not get an exponent, which filters don't read.
+  static std::string beyond(const Parameter& parameter, const std::string& bound, double step) {
+    const double value = std::strtod(bound.c_str(), nullptr) + step;
+    return parameter.type == "float" ? fmt::format("{:.9g}", value) : fmt::format("{:.0f}", value);
   }
 
   void try_defaults(const char* what) {
@@ -75,12 +81,38 @@ class BoundsCheck {
     const std::string message = slot ? message_of(slot.get()) : "params out of range";
     findings_.expect(describe_error(message, update_function(subject_), filter_.schema()[i].name),
                      came);
+    findings_.doing(fmt::format("frames after {} = {}, {}", filter_.schema()[i].name, value, what));
+    Filter filter = make_configured(subject_, setting_);
+    std::vector<std::string> values = setting_.values;
+    values[i] = value;
+    update(filter, values);
+    findings_.expect(pixels_of(filter) == expected_, "those of before", "other frames");
+  }
+
+  // The pixels that frames of all kinds give one after the other; none where there is no frame.
+  static std::vector<std::vector<uint8_t>> pixels_of(Filter& filter) {
+    std::vector<std::vector<uint8_t>> pixels;
+    for (const PixelKind& kind : pixel_kinds) {
+      for (uint32_t number = 0; number < 2; ++number) {
+        const Input input(kind, usual_size, number);
+        ErrorSlot slot;
+        FrameHandle output = filter.process(input.frame(), slot);
+        const bool is_new = output != nullptr && output.get() != input.get();
+        pixels.push_back(is_new ? FrameState(*output).pixels() : std::vector<uint8_t>{});
+        if (!is_new) {
+          static_cast<void>(output.release());
+        }
+      }
+    }
+    return pixels;
   }
 
   const Subject& subject_;
   Findings& findings_;
   Filter filter_;
   std::vector<std::string> defaults_;
+  Setting setting_; // fits the frames
+  std::vector<std::vector<uint8_t>> expected_;
 };
 
 void check_bounds(const Subject& subject, Findings& findings) {
@@ -166,6 +198,7 @@ void check_records(const Subject& subject, Findings& findings) {
     expect_refusal_or_none(findings, function, "data", slot.get());
   }
   findings.doing("a frame after these records");
+  static_cast<void>(working_settings(subject));
   findings.expect(no_error, update(filter, setting.values));
   const FrameHandle output = process(filter, input);
   findings.survived();

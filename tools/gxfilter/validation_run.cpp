@@ -78,10 +78,16 @@ Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit) {
   Listing listing;
   const ChildEnd end = run_in_child(
       [&plugin](const LineReceiver& tell) {
-        tell(to_line({{"commit", plugin.commit()}, {"filters", plugin.filter_names()}}));
+        const auto names = plugin.filter_names();
+        tell(names ? to_line({{"commit", plugin.commit()}, {"filters", *names}})
+                   : to_line({{"problem", names.error().message}}));
       },
       [&listing](const std::string& line) {
         const Json told = Json::parse(line);
+        if (told.contains("problem")) {
+          listing.problem = told["problem"];
+          return;
+        }
         listing.commit = told["commit"];
         listing.filters = told["filters"].get<std::vector<std::string>>();
       },

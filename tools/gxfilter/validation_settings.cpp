@@ -45,6 +45,8 @@ std::vector<Override> overrides(FrameSize size) {
   };
 }
 
+} // namespace
+
 void set_value(const Filter& filter, std::vector<std::string>& values, const char* name,
                const std::string& value) {
   for (size_t i = 0; i < values.size(); ++i) {
@@ -53,8 +55,6 @@ void set_value(const Filter& filter, std::vector<std::string>& values, const cha
     }
   }
 }
-
-} // namespace
 
 std::vector<Setting> settings_of(const Filter& filter, FrameSize size) {
   std::vector<Setting> settings{{"default parameters", default_values(filter.schema())}};
@@ -86,6 +86,31 @@ Filter make_configured(const Subject& subject, const Setting& setting) {
     throw Unable(fmt::format("{} were refused with {}", setting.label, came));
   }
   return filter;
+}
+
+std::vector<Setting> working_settings(const Subject& subject) {
+  Filter filter = subject.make_filter();
+  auto settings = settings_of(filter);
+  std::string reason;
+  update(filter, settings.front().values);
+  for (const PixelKind& kind : pixel_kinds) {
+    const Input input(kind);
+    ErrorSlot slot;
+    FrameHandle output = filter.process(input.frame(), slot);
+    if (output.get() == input.get()) {
+      static_cast<void>(output.release());
+    }
+    const bool refused =
+        output == nullptr && slot &&
+        gx_error_get_exception_type(slot.get()) == GX_EXCEPTION_TYPE_INVALID_VALUE &&
+        gx_error_get_status(slot.get()) == GX_STATUS_ERROR;
+    if (!refused) {
+      return settings;
+    }
+    reason = describe(slot.get());
+  }
+  throw Inapplicable(
+      fmt::format("{} fit no frame of the usual size: {}", settings.front().label, reason));
 }
 
 FrameHandle process(Filter& filter, const Input& input) {

@@ -510,6 +510,26 @@ TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
   refused(1, 65537);
 }
 
+TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitIntoMemory) {
+  for (std::uint64_t n = 1; n <= 6; ++n) { // of the five buffers each may find no memory
+    testing::internal::CaptureStderr();
+    test::fail_nth_allocation(n);
+    EXPECT_EQ(filter_processor::could_allocate_workspace(8, 8), n == 6) << n;
+    test::fail_nth_allocation(0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              n == 6 ? "" : "Memory allocation failed: std::bad_alloc\n");
+  }
+  Filter filter(class_name);
+  const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).flat({50, 30, 1, 1}, 1000).pixels;
+  ErrorSlot error;
+  const Pixels expected = process(filter, image, scene_width, scene_height, error);
+  test::grant_vast_allocations(true);
+  EXPECT_EQ(set_record(filter, naive::default_record(65535, 65535)), "");
+  test::grant_vast_allocations(false);
+  EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected)
+      << "the record in use stays until the next take-over";
+}
+
 TEST(FalsePositiveFilter, ComesBackAfterFailureToMakeItsWorkspace) {
   const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).pixels;
   filter_processor::FalsePositiveFilter filter;
