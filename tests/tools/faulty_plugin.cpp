@@ -237,15 +237,13 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
     return nullptr;
   }
   static const std::string text = filter->real->get_config_schema(filter->real->filter);
-  static const std::string spoiled = fault_is("has a short line in the schema") ? text + "
-                                                                                      more,
-                           float, 0, 1, 1,
-                           1 "
+  static const std::string spoiled =
+      fault_is("has a short line in the schema") ? text + "\nmore, float, 0, 1, 1, 1"
       : fault_is("has a default out of range") ? replaced(text, "0.1, difference", "7, difference")
-    : fault_is("has a name twice")             ? replaced(text, "weight,", "diff_scale,")
-    : fault_is("has bounds of ten digits")
-        ? replaced(text, "weight, float, 0.1, 1, 0.01, 0.4", "weight, integer, 1, 2147483647, 1, 5")
-        : text;
+      : fault_is("has a name twice")           ? replaced(text, "weight,", "diff_scale,")
+      : fault_is("has bounds of ten digits")   ? replaced(text, "weight, float, 0.1, 1, 0.01, 0.4",
+                                                          "weight, integer, 1, 2147483647, 1, 5")
+                                               : text;
   const bool moves = fault_is("has a schema for each instance") && filter->number % 2 == 0;
   return (moves ? text : spoiled).c_str();
 }
