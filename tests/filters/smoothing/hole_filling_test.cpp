@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <random>
 
 #include "filters/smoothing/HoleFillingFilter.h"
@@ -171,6 +172,18 @@ TEST(HoleFillingFilter, PrintsItsMode) {
     filter_processor::HoleFillingFilter(mode).print_filter_params();
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "hole filling mode: top\nhole filling mode: nearest\nhole filling mode: farest\n");
+}
+
+TEST(HoleFillingFilter, WalksNoRowsWithoutColumns) {
+  const test::Profile profile{gexton_create_stream_profile(GX_FORMAT_Y16, 0, UINT32_MAX, nullptr)};
+  const Frame input{gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), nullptr, nullptr)};
+  for (const char* mode : {"0", "1", "2"}) {
+    Filter filter("HoleFillingFilter");
+    EXPECT_EQ(filter.update({mode}), "");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(filter.process(input.get()), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2)) << mode;
+  }
 }
 
 } // namespace
