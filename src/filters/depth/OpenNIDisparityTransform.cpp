@@ -58,10 +58,9 @@ void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const cha
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(10))
     return;
-  update_depth_range(parameters);
-
-  // A frame that is being sampled counts on its target size until it is done.
+  // No frame sees a part of the values only, or another target size than it was made for.
   const std::lock_guard guard(lock);
+  update_depth_range(parameters);
   const int width = parameters.integer(3, "dst_width", 0, 65535);
   if (!parameters.accepted())
     return;
