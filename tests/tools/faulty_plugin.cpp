@@ -1,5 +1,6 @@
 // A plug-in with a single fault. It offers one filter of the real plug-in and passes every call on
 // to it, but for what the environment variable GXFILTER_TEST_FAULT asks it to do wrong.
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -118,7 +119,8 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
   } else if (fault_is("differs between instances")) {
     gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
   } else if (blanks_next_frame) {
-    std::memset(gx_frame_get_data(output, nullptr), 0, gx_frame_get_data_size(output, nullptr));
+    std::fill_n(gx_frame_get_data(output, nullptr), gx_frame_get_data_size(output, nullptr),
+                uint8_t{0});
     blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
     gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
