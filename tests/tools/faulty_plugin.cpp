@@ -119,8 +119,9 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
   } else if (fault_is("differs between instances")) {
     gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
   } else if (blanks_next_frame) {
-    std::fill_n(gx_frame_get_data(output, nullptr), gx_frame_get_data_size(output, nullptr),
-                uint8_t{0});
+    if (uint8_t* const pixels = gx_frame_get_data(output, nullptr)) { // a call that may fail, too
+      std::fill_n(pixels, gx_frame_get_data_size(output, nullptr), uint8_t{0});
+    }
     blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
     gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
