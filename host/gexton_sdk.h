@@ -37,29 +37,37 @@ typedef struct gx_frame gx_frame;
 typedef struct gx_stream_profile gx_stream_profile;
 typedef struct gx_error gx_error;
 
+/* Enumerations. A host may know more codes than these, negative ones too. Lowest and highest code
+ * stand for nothing; with them every 32-bit code is a value of the type, in C and in C++. */
+
 typedef enum gx_status {
   GX_STATUS_OK = 0,
   GX_STATUS_ERROR = 1,
+  GX_STATUS_LOWEST_CODE = -0x7fffffff - 1,
+  GX_STATUS_HIGHEST_CODE = 0x7fffffff,
 } gx_status;
 
 typedef enum gx_exception_type {
   GX_EXCEPTION_TYPE_UNKNOWN = 0,
   GX_EXCEPTION_TYPE_INVALID_VALUE = 4,
-  GX_EXCEPTION_TYPE_FORCE_32BIT = 0x7fffffff,
+  GX_EXCEPTION_TYPE_LOWEST_CODE = -0x7fffffff - 1,
+  GX_EXCEPTION_TYPE_HIGHEST_CODE = 0x7fffffff,
 } gx_exception_type;
 
 typedef enum gx_frame_type {
   GX_FRAME_COLOR = 2,
   GX_FRAME_DEPTH = 3,
   GX_FRAME_SET = 5,
-  GX_FRAME_FORCE_32BIT = 0x7fffffff,
+  GX_FRAME_LOWEST_CODE = -0x7fffffff - 1,
+  GX_FRAME_HIGHEST_CODE = 0x7fffffff,
 } gx_frame_type;
 
 typedef enum gx_format {
   GX_FORMAT_UNKNOWN = 0,
   GX_FORMAT_Y16 = 16,         /* 16-bit pixels */
   GX_FORMAT_Y12_SHIFTED = 34, /* 12-bit code in the upper bits, four other bits below */
-  GX_FORMAT_FORCE_32BIT = 0x7fffffff,
+  GX_FORMAT_LOWEST_CODE = -0x7fffffff - 1,
+  GX_FORMAT_HIGHEST_CODE = 0x7fffffff,
 } gx_format;
 
 /* What a 16-bit pixel means. */
@@ -68,12 +76,14 @@ typedef enum gx_pixel_type {
   GX_PIXEL_DEPTH = 0,
   GX_PIXEL_DISPARITY = 2,
   GX_PIXEL_TOF_DEPTH = 4, /* depth without disparity parameters */
-  GX_PIXEL_FORCE_32BIT = 0x7fffffff,
+  GX_PIXEL_LOWEST_CODE = -0x7fffffff - 1,
+  GX_PIXEL_HIGHEST_CODE = 0x7fffffff,
 } gx_pixel_type;
 
 typedef enum gx_metadata_id {
   GX_METADATA_DISPARITY_OFFSET = 32,
-  GX_METADATA_FORCE_32BIT = 0x7fffffff,
+  GX_METADATA_LOWEST_CODE = -0x7fffffff - 1,
+  GX_METADATA_HIGHEST_CODE = 0x7fffffff,
 } gx_metadata_id;
 
 /* How a camera's disparity codes become depth; 51 bytes without padding. */
