@@ -4,11 +4,10 @@
 #include <cstring>
 #include <iostream>
 #include <limits>
-#include <stdexcept>
-#include <string>
 #include <utility>
 
 #include "filters/noise/false_positive_stage.h"
+#include "plugin/base/number_text.h"
 #include "plugin/base/parameters.h"
 
 namespace filter_processor {
@@ -55,29 +54,6 @@ constexpr const char* schema =
     "ambiguity noise\n"
     "fppafMaxSpeckleSize, integer, 1, 65535, 1, 3000, Maximum size of pattern ambiguity noise";
 
-// The texts of these exceptions reach the host, and those of the standard library differ from one
-// library to the next.
-
-int checked_integer(const char* text) {
-  try {
-    return std::stoi(text);
-  } catch (const std::invalid_argument&) {
-    throw std::invalid_argument("invalid stoi argument");
-  } catch (const std::out_of_range&) {
-    throw std::out_of_range("stoi argument out of range");
-  }
-}
-
-float checked_real(const char* text) {
-  try {
-    return std::stof(text);
-  } catch (const std::invalid_argument&) {
-    throw std::invalid_argument("invalid stof argument");
-  } catch (const std::out_of_range&) {
-    throw std::out_of_range("stof argument out of range");
-  }
-}
-
 /// Converts a value, refuses it outside its range, and stores it in the record.
 void read_parameter(Parameters& parameters, int index, FalsePositiveConfig& config) {
   const ConfigParameter& parameter = config_parameters[index];
@@ -85,12 +61,12 @@ void read_parameter(Parameters& parameters, int index, FalsePositiveConfig& conf
     std::memcpy(reinterpret_cast<char*>(&config) + parameter.offset, &value, sizeof value);
   };
   if (parameter.kind == ConfigParameter::Kind::ratio) {
-    const float value = checked_real(parameters.text(index));
+    const float value = read_real_or_throw(parameters.text(index));
     parameters.in_range(parameter.key, value, 0.0F, 1.0F);
     store(value);
     return;
   }
-  const int value = checked_integer(parameters.text(index));
+  const int value = read_integer_or_throw(parameters.text(index));
   if (parameter.kind == ConfigParameter::Kind::enable) {
     parameters.in_range(parameter.key, value, 0, 1);
     store(static_cast<std::uint8_t>(value));

@@ -1,6 +1,6 @@
 #include "plugin/base/parameters.h"
 
-#include <cstdlib>
+#include "plugin/base/number_text.h"
 
 namespace filter_processor {
 
@@ -15,11 +15,11 @@ const char* Parameters::text(std::int32_t index) const {
 }
 
 int Parameters::integer(std::int32_t index) const {
-  return std::atoi(text(index));
+  return read_integer(text(index));
 }
 
 double Parameters::real(std::int32_t index) const {
-  return std::atof(text(index));
+  return read_real(text(index));
 }
 
 int Parameters::integer(std::int32_t index, const char* key, int min, int max) {

@@ -26,7 +26,8 @@ class Parameters {
   /// Empty after a refusal.
   const char* text(std::int32_t index) const;
 
-  /// The string converted without check: text that is no number is 0, trailing text is ignored.
+  /// The string converted without check (number_text.h): text that is no number is 0, trailing text
+  /// is ignored, a number beyond the type becomes its nearest value.
   int integer(std::int32_t index) const;
   double real(std::int32_t index) const;
 
