@@ -18,8 +18,10 @@ const char* DisparityTransform::get_config_schema() {
 void DisparityTransform::update_filter_config(std::int32_t argc, const char** argv,
                                               gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
-  if (parameters.count_is(3))
-    update_depth_range(parameters);
+  if (!parameters.count_is(3))
+    return;
+  const auto range = read_depth_range(parameters);
+  lock.update([&] { return differs(range); }, [&] { store(range); });
 }
 
 gx_frame* DisparityTransform::filter_process(gx_frame* frame, gx_error** error) {

@@ -58,26 +58,39 @@ void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const cha
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(10))
     return;
-  // No frame sees a part of the values only, or another target size than it was made for.
-  const std::lock_guard guard(lock);
-  update_depth_range(parameters);
+  const auto range = read_depth_range(parameters);
   const int width = parameters.integer(3, "dst_width", 0, 65535);
-  if (!parameters.accepted())
-    return;
-  dst_width = static_cast<std::uint32_t>(width);
+  const bool has_width = parameters.accepted();
   const int height = parameters.integer(4, "dst_height", 0, 65535);
-  if (!parameters.accepted())
-    return;
-  dst_height = static_cast<std::uint32_t>(height);
+  const bool has_height = parameters.accepted();
   const auto ratio = static_cast<float>(parameters.real(5));
-  if (!parameters.in_range("scale", ratio, 0.1F, 50.0F))
-    return;
-  scale = ratio;
-  x_cut = static_cast<std::uint32_t>(parameters.integer(6));
-  y_cut = static_cast<std::uint32_t>(parameters.integer(7));
-  x_set = static_cast<std::uint32_t>(parameters.integer(8));
-  y_set = static_cast<std::uint32_t>(parameters.integer(9));
-  resample_enabled = dst_width != 0 && dst_height != 0;
+  const bool has_all = parameters.in_range("scale", ratio, 0.1F, 50.0F);
+  const auto pixels = [&](std::int32_t index) {
+    return static_cast<std::uint32_t>(parameters.integer(index));
+  };
+  // What stands before a refused value is stored. All at once: no frame sees a part of the values,
+  // or another target size than it was made for.
+  Resampling next;
+  const auto changes = [&] {
+    next = resampling_;
+    if (has_width)
+      next.dst_width = static_cast<std::uint32_t>(width);
+    if (has_height)
+      next.dst_height = static_cast<std::uint32_t>(height);
+    if (has_all) {
+      next.scale = ratio;
+      next.x_cut = pixels(6);
+      next.y_cut = pixels(7);
+      next.x_set = pixels(8);
+      next.y_set = pixels(9);
+      next.resample_enabled = next.dst_width != 0 && next.dst_height != 0;
+    }
+    return next != resampling_ || differs(range);
+  };
+  lock.update(changes, [&] {
+    resampling_ = next;
+    store(range);
+  });
 }
 
 gx_frame* OpenNIDisparityTransform::filter_process(gx_frame* frame, gx_error** error) {
@@ -89,7 +102,7 @@ void OpenNIDisparityTransform::fill_table(ProcessingFrame& /*call*/, DisparityTa
 }
 
 void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format format, FrameSize size) {
-  if (resample_enabled) {
+  if (resampling_.resample_enabled) {
     convert_resampled(call, format, size);
   } else {
     convert_same_size(call, simd::kernels<DisparityLookupKernels>().whole);
@@ -99,7 +112,7 @@ void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format format, 
 void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_format format,
                                                  FrameSize size) {
   constexpr FilterError refused{"Frame sampling process error", "filter_process", "frameType"};
-  const FrameSize target{dst_width, dst_height};
+  const FrameSize target = resampling_.target();
   if (!fits_a_frame(target))
     return call.fail(refused);
   call.create_output(format, target);
@@ -117,23 +130,26 @@ void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_forma
 
 bool OpenNIDisparityTransform::sample(const std::uint16_t* codes, FrameSize size,
                                       std::uint16_t* depths) {
-  if (size.width == 0 || size.height == 0 || dst_width == 0 || dst_height == 0 ||
-      double{scale} < 0.001)
+  const Resampling& to = resampling_;
+  const FrameSize target = to.target();
+  if (size.width == 0 || size.height == 0 || target.width == 0 || target.height == 0 ||
+      double{to.scale} < 0.001)
     return false;
   // Stays so in the table until it is built again.
   lookup_table->front() = 0;
   Sampling sampling;
   sampling.source = size;
-  sampling.destination = {dst_width, dst_height};
-  sampling.left = x_set;
-  sampling.right = std::min(covered(size.width, scale, dst_width), blank_from(dst_width, x_set));
-  sampling.top = y_set;
+  sampling.destination = target;
+  sampling.left = to.x_set;
+  sampling.right =
+      std::min(covered(size.width, to.scale, target.width), blank_from(target.width, to.x_set));
+  sampling.top = to.y_set;
   sampling.bottom =
-      std::min(covered(size.height, scale, dst_height), blank_from(dst_height, y_set));
+      std::min(covered(size.height, to.scale, target.height), blank_from(target.height, to.y_set));
   // The walks start at the target's first column and row, blank or not.
-  sampling.step = source_step(scale);
-  sampling.first_x = (x_cut << 16) + x_set * sampling.step;
-  sampling.first_y = (y_cut << 16) + y_set * sampling.step;
+  sampling.step = source_step(to.scale);
+  sampling.first_x = (to.x_cut << 16) + to.x_set * sampling.step;
+  sampling.first_y = (to.y_cut << 16) + to.y_set * sampling.step;
   sampler_.run(sampling, codes, depths, lookup_table->data());
   return true;
 }
@@ -141,9 +157,10 @@ bool OpenNIDisparityTransform::sample(const std::uint16_t* codes, FrameSize size
 OwnedProfile OpenNIDisparityTransform::resampled_profile(ProcessingFrame& call) const {
   OwnedProfile profile = call.copy_depth_profile();
   gx_camera_intrinsic intrinsic = call.host(gx_video_stream_profile_get_intrinsic, profile.get());
-  move_principal_point(intrinsic, {dst_width, dst_height});
-  intrinsic.width = static_cast<std::int16_t>(dst_width);
-  intrinsic.height = static_cast<std::int16_t>(dst_height);
+  const FrameSize target = resampling_.target();
+  move_principal_point(intrinsic, target);
+  intrinsic.width = static_cast<std::int16_t>(target.width);
+  intrinsic.height = static_cast<std::int16_t>(target.height);
   call.host(gx_video_stream_profile_set_intrinsic, profile.get(), intrinsic);
   return profile;
 }

@@ -30,14 +30,22 @@ class OpenNIDisparityTransform final : public DisparityConversion {
   bool sample(const std::uint16_t* codes, FrameSize size, std::uint16_t* depths);
   OwnedProfile resampled_profile(ProcessingFrame& call) const;
 
-  bool resample_enabled = false;
-  float scale = 0.0F;           ///< target size / source size
-  std::uint32_t x_cut = 0;      ///< first source column
-  std::uint32_t y_cut = 0;      ///< first source row
-  std::uint32_t x_set = 0;      ///< blank target columns, at the left and at the right
-  std::uint32_t y_set = 0;      ///< blank target rows, at the top and at the bottom
-  std::uint32_t dst_width = 0;  ///< target pixels
-  std::uint32_t dst_height = 0; ///< target pixels
+  /// How frames are resampled; written by updates only.
+  struct Resampling {
+    bool resample_enabled = false;
+    float scale = 0.0F;           ///< target size / source size
+    std::uint32_t x_cut = 0;      ///< first source column
+    std::uint32_t y_cut = 0;      ///< first source row
+    std::uint32_t x_set = 0;      ///< blank target columns, at the left and at the right
+    std::uint32_t y_set = 0;      ///< blank target rows, at the top and at the bottom
+    std::uint32_t dst_width = 0;  ///< target pixels
+    std::uint32_t dst_height = 0; ///< target pixels
+
+    FrameSize target() const { return {dst_width, dst_height}; }
+    friend bool operator==(const Resampling&, const Resampling&) = default;
+  };
+
+  Resampling resampling_;
   NearestSampler sampler_;
 };
 

@@ -37,6 +37,8 @@ gx_frame* DisparityConversion::process(const char* filter, gx_frame* frame, gx_e
   const D2DParameters record =
       call.host(gx_disparity_based_stream_profile_get_disparity_param, cached_profile.get());
   read_disparity_offset(call);
+  if (!call.ok())
+    return nullptr;
   const std::lock_guard guard(lock);
   follow_record(call, record);
   if (call.ok())
@@ -83,7 +85,7 @@ void DisparityConversion::read_disparity_offset(ProcessingFrame& call) {
 
 // The offset of a frame enters the table when it is built for another reason, and only then.
 void DisparityConversion::follow_record(ProcessingFrame& call, const D2DParameters& record) {
-  if (!call.ok() || (same_record(record, d2d_parameters) && !params_changed))
+  if (same_record(record, d2d_parameters) && !params_changed)
     return;
   value_scale = 1.0F / depth_unit;
   output_bit_size = bits_for(static_cast<float>(max_depth) * value_scale);
@@ -136,19 +138,27 @@ DepthOutput DisparityConversion::depth_output() const {
           .disparity_offset = metadata_disparity_offset};
 }
 
-void DisparityConversion::update_depth_range(const Parameters& parameters) {
+std::optional<DisparityConversion::DepthRange>
+DisparityConversion::read_depth_range(const Parameters& parameters) {
   const int max = parameters.integer(0);
   const int min = parameters.integer(1);
   const auto unit = static_cast<float>(parameters.real(2));
   const auto is_depth = [](int value) { return value >= 1 && value <= 65535; };
   if (!is_depth(max) || !is_depth(min) || !(double{unit} >= 0.001 && unit <= 10.0F))
+    return std::nullopt;
+  return DepthRange{static_cast<std::uint32_t>(max), static_cast<std::uint32_t>(min), unit};
+}
+
+bool DisparityConversion::differs(const std::optional<DepthRange>& range) const {
+  return range && (range->max != max_depth || range->unit != depth_unit);
+}
+
+void DisparityConversion::store(const std::optional<DepthRange>& range) {
+  if (!differs(range))
     return;
-  const std::lock_guard guard(lock);
-  if (static_cast<std::uint32_t>(max) == max_depth && unit == depth_unit)
-    return;
-  max_depth = static_cast<std::uint32_t>(max);
-  min_depth = static_cast<std::uint32_t>(min);
-  depth_unit = unit;
+  max_depth = range->max;
+  min_depth = range->min;
+  depth_unit = range->unit;
   params_changed = true;
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
+#include <optional>
 
 #include "filters/depth/disparity_lookup_kernels.h"
 #include "filters/depth/disparity_table.h"
 #include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
 #include "plugin/base/parameters.h"
 #include "plugin/base/processing_frame.h"
 
@@ -32,9 +33,20 @@ class DisparityConversion : public IPrivFilter {
   /// The whole of a filter's filter_process; `filter` is the class name.
   gx_frame* process(const char* filter, gx_frame* frame, gx_error** error);
 
-  /// Takes the first three parameters: maximal depth, minimal depth, depth unit. Values out of
-  /// range are ignored without an error. So is a change of the minimal depth alone.
-  void update_depth_range(const Parameters& parameters);
+  /// The first three parameters.
+  struct DepthRange {
+    std::uint32_t max, min; ///< millimetres
+    float unit;             ///< millimetres for one unit of the output
+  };
+
+  /// None where a value is out of range: then all three are ignored, without an error.
+  static std::optional<DepthRange> read_depth_range(const Parameters& parameters);
+
+  /// Whether the range is to be stored. A change of the minimal depth alone is ignored.
+  bool differs(const std::optional<DepthRange>& range) const;
+
+  /// Stores the range if it differs; to be called while `lock` is held for an update.
+  void store(const std::optional<DepthRange>& range);
 
   /// Fills `table`, which is zero, for the record's bit size, or fails the call.
   virtual void fill_table(ProcessingFrame& call, DisparityTable& table) = 0;
@@ -54,7 +66,7 @@ class DisparityConversion : public IPrivFilter {
 
   DepthOutput depth_output() const;
 
-  std::recursive_mutex lock;
+  InstanceLock lock;
   D2DParameters d2d_parameters{}; ///< with the bit size of the table's codes
   std::uint32_t max_depth;        ///< millimetres
   std::uint32_t min_depth;        ///< millimetres

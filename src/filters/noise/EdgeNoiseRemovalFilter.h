@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 #include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
 #include "plugin/base/processing_frame.h"
 
 namespace filter_processor {
@@ -52,7 +52,7 @@ class EdgeNoiseRemovalFilter final : public IPrivFilter {
   bool config_changed = false;
   Params anchor_params;
   Params current_filter_params;
-  std::recursive_mutex lock;
+  InstanceLock lock;
   std::vector<std::int32_t> columns_; // the kernel's work memory
 };
 

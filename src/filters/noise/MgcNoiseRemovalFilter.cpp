@@ -42,18 +42,20 @@ void MgcNoiseRemovalFilter::update_filter_config(std::int32_t argc, const char**
   if (!parameters.accepted())
     return;
 
-  const std::lock_guard guard(lock);
-  if (params == anchor_params)
-    return;
-  anchor_params = params;
-  config_changed = true;
+  lock.update([&] { return params != anchor_params; },
+              [&] {
+                anchor_params = params;
+                config_changed = true;
+              });
 }
 
 gx_frame* MgcNoiseRemovalFilter::filter_process(gx_frame* frame, gx_error** error) {
   ProcessingFrame call(class_name, frame, error);
   const FrameSize size = call.read_size();
+  if (!call.ok())
+    return nullptr;
   const std::lock_guard guard(lock);
-  if (call.ok() && !updateConfig(size))
+  if (!updateConfig(size))
     call.fail_traced({"invalid params", "updateConfig", "width||height"});
   std::uint16_t* pixels = call.copy_depth_to_output();
   if (call.ok() && clear_strips(pixels, size) != 0)

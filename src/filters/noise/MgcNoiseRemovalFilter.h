@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 #include "filters/noise/chamfer_table.h"
 #include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
 #include "plugin/base/processing_frame.h"
 
 namespace filter_processor {
@@ -58,7 +58,7 @@ class MgcNoiseRemovalFilter final : public IPrivFilter {
   bool config_changed = false;
   Params anchor_params;
   Params current_filter_params;
-  std::recursive_mutex lock;
+  InstanceLock lock;
   ChamferTable chamfer_table_;
   std::vector<std::int32_t> columns_; // the kernel's work memory
 };

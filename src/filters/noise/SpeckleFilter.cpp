@@ -61,11 +61,11 @@ void SpeckleFilter::update_filter_config(std::int32_t argc, const char** argv, g
   params.width = static_cast<std::uint64_t>(width);
   params.height = static_cast<std::uint64_t>(height);
 
-  const std::lock_guard guard(lock);
-  if (params == anchor_params)
-    return;
-  anchor_params = params;
-  config_changed = true;
+  lock.update([&] { return params != anchor_params; },
+              [&] {
+                anchor_params = params;
+                config_changed = true;
+              });
 }
 
 gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
@@ -88,11 +88,12 @@ gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
 
 void SpeckleFilter::take_over_parameters(ProcessingFrame& call) {
   const bool derived = work_buffer.bytes != nullptr && current_frame_info == last_frame_info;
-  last_frame_info = current_frame_info;
   if (derived && !config_changed)
     return;
+  config_changed = true; // until all is derived: a derivation that failed or threw is repeated
+  last_frame_info = current_frame_info;
   updateConfig(call, current_frame_info);
-  config_changed = !call.ok(); // a derivation that failed is repeated
+  config_changed = !call.ok();
 }
 
 void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {

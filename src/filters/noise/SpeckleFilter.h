@@ -3,10 +3,10 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "plugin/base/frame_info.h"
 #include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
 
 namespace filter_processor {
 
@@ -71,7 +71,7 @@ class SpeckleFilter : public IPrivFilter {
   void print(const char* title, const SpeckleParams& params) const;
 
   const Kind& kind_;
-  std::recursive_mutex lock;
+  InstanceLock lock;
   WorkBuffer work_buffer;
   SpeckleParams anchor_params;         ///< as configured
   SpeckleParams current_filter_params; ///< derived for `last_frame_info`

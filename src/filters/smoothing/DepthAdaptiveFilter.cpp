@@ -30,8 +30,8 @@ bool DepthAdaptiveFrames::follow_frame(FrameInfo info) {
   current_frame_info = info;
   if (info == anchor_frame_info && !params_changed)
     return false;
+  params_changed = true; // until all is derived: a derivation that failed or threw is repeated
   anchor_frame_info = info;
-  params_changed = false;
   return true;
 }
 

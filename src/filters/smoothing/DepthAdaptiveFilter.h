@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 #include "plugin/base/frame_info.h"
 #include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
 #include "plugin/base/processing_frame.h"
 
 namespace filter_processor {
@@ -28,8 +28,8 @@ class DepthAdaptiveFrames {
   static FrameInfo describe(ProcessingFrame& call);
 
   /// Makes `info` the current description; a GX_PIXEL_TOF_DEPTH frame keeps the camera facts of the
-  /// frame before it. True if the parameters in use have to be derived, which is then noted as
-  /// done.
+  /// frame before it. True if the parameters in use have to be derived, which stays due until
+  /// updateConfig has done it.
   bool follow_frame(FrameInfo info);
 
   /// Brings a configured difference to the frame's fraction bits and rebuilds the table with it. A
@@ -42,7 +42,7 @@ class DepthAdaptiveFrames {
   FrameInfo anchor_frame_info = no_frame; ///< what the parameters in use were derived for
   FrameInfo current_frame_info = no_frame;
   DepthDiffLut depth_diff_lut;
-  std::recursive_mutex lock; ///< guards everything but reset and print
+  InstanceLock lock; ///< guards everything but reset and print
   std::uint8_t reference_fraction_bits = no_frame.fraction_bit_size;
 };
 
@@ -60,17 +60,20 @@ class DepthAdaptiveFilter : public IPrivFilter, protected DepthAdaptiveFrames {
   DepthAdaptiveFilter() = default;
   ~DepthAdaptiveFilter() = default;
 
-  /// New parameters, in use from the next frame on.
-  void configure(const Params& params) {
-    const std::lock_guard guard(lock);
-    anchor_params = params;
-    params_changed = true;
+  /// New parameters, in use from the next frame on, unless `differs()` finds them to be those that
+  /// are configured.
+  template <typename Differs>
+  void configure(const Params& params, Differs differs) {
+    lock.update(differs, [&] {
+      anchor_params = params;
+      params_changed = true;
+    });
   }
 
   /// Derives the parameters in use if the configuration or the description `info` of the frame have
-  /// changed. Requires `lock`; does nothing in a call that has failed.
+  /// changed. Requires `lock`.
   void take_over(ProcessingFrame& call, const FrameInfo& info) {
-    if (!call.ok() || !follow_frame(info))
+    if (!follow_frame(info))
       return;
     current_filter_params = anchor_params;
     updateConfig(call, current_filter_params.disp_diff);

@@ -41,13 +41,14 @@ void SpatialAdvancedFilter::update_filter_config(std::int32_t argc, const char**
   const SpatialAdvancedParams params{static_cast<std::uint8_t>(magnitude), alpha,
                                      static_cast<std::uint16_t>(disp_diff),
                                      static_cast<std::uint16_t>(radius)};
-  if (params != anchor_params)
-    configure(params);
+  configure(params, [&] { return params != anchor_params; });
 }
 
 gx_frame* SpatialAdvancedFilter::filter_process(gx_frame* frame, gx_error** error) {
   ProcessingFrame call(class_name, frame, error);
   const FrameInfo info = describe(call);
+  if (!call.ok())
+    return nullptr;
   const std::lock_guard guard(lock);
   take_over(call, info);
   std::uint16_t* pixels = call.copy_depth_to_output();

@@ -35,11 +35,13 @@ void SpatialFastFilter::update_filter_config(std::int32_t argc, const char** arg
   const int radius = parameters.integer(0);
   if (radius != 3 && radius != 5) {
     parameters.refuse("params out of range", "radius");
-  } else if (radius != anchor_params.radius) {
-    const std::lock_guard guard(lock);
-    anchor_params.radius = static_cast<std::uint8_t>(radius);
-    params_changed = true;
+    return;
   }
+  lock.update([&] { return radius != anchor_params.radius; },
+              [&] {
+                anchor_params.radius = static_cast<std::uint8_t>(radius);
+                params_changed = true;
+              });
 }
 
 /// Takes the configured parameters over where they, or the frame size, have changed. A frame

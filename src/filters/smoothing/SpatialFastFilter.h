@@ -1,8 +1,7 @@
 #pragma once
 
-#include <mutex>
-
 #include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
 #include "plugin/base/processing_frame.h"
 
 namespace filter_processor {
@@ -43,7 +42,7 @@ class SpatialFastFilter final : public IPrivFilter {
   FrameSize anchor_frame_info; ///< of the frame for which they were taken over
   FrameSize current_frame_info;
   FilterParams current_filter_params; ///< as used by the kernels
-  std::recursive_mutex lock;
+  InstanceLock lock;
 };
 
 } // namespace filter_processor

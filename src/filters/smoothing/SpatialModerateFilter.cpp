@@ -36,12 +36,14 @@ void SpatialModerateFilter::update_filter_config(std::int32_t argc, const char**
   const int radius = parameters.integer(2, "radius", std::numeric_limits<int>::min(), 7);
   if (!parameters.accepted())
     return;
-  // The radius is compared wider than it is stored: one below 0 always counts as a change.
-  if (magnitude == anchor_params.magnitude && disp_diff == anchor_params.disp_diff &&
-      static_cast<std::uint16_t>(radius) == anchor_params.radius)
-    return;
   configure({static_cast<std::uint8_t>(radius), static_cast<std::uint8_t>(magnitude),
-             static_cast<std::uint16_t>(disp_diff)});
+             static_cast<std::uint16_t>(disp_diff)},
+            [&] {
+              // The radius is compared wider than it is stored: one below 0 always counts as a
+              // change.
+              return magnitude != anchor_params.magnitude || disp_diff != anchor_params.disp_diff ||
+                     static_cast<std::uint16_t>(radius) != anchor_params.radius;
+            });
 }
 
 void SpatialModerateFilter::set_filter_config_data(const std::uint8_t* data, std::uint64_t size,
@@ -56,6 +58,8 @@ void SpatialModerateFilter::set_filter_config_data(const std::uint8_t* data, std
 gx_frame* SpatialModerateFilter::filter_process(gx_frame* frame, gx_error** error) {
   ProcessingFrame call(class_name, frame, error);
   const FrameInfo info = describe(call);
+  if (!call.ok())
+    return nullptr;
   const std::lock_guard guard(lock);
   take_over(call, info);
   std::uint16_t* pixels = call.copy_depth_to_output();

@@ -1,22 +1,27 @@
 #include "plugin/base/errors.h"
 
 #include <cstdio>
-#include <string>
 
 namespace filter_processor {
 
 void set_filter_error(gx_error** error, gx_status status, const char* message, const char* function,
-                      const char* args, gx_exception_type type) {
-  if (error != nullptr)
-    *error = gx_create_error(status, message, function, args, type);
-}
-
-void set_filter_error(gx_error** error, const char* filter, const FilterError& reason) {
+                      const char* args, gx_exception_type type) noexcept {
   if (error == nullptr)
     return;
-  const std::string function = std::string(filter) + "::" + reason.operation;
-  set_filter_error(error, GX_STATUS_ERROR, reason.message, function.c_str(), reason.args,
-                   reason.type);
+  // A host that finds no memory for an error may throw, and errors are reported where nothing is
+  // left to catch it.
+  try {
+    *error = gx_create_error(status, message, function, args, type);
+  } catch (...) {
+    *error = nullptr;
+  }
+}
+
+void set_filter_error(gx_error** error, const char* filter, const FilterError& reason) noexcept {
+  // On the stack, as memory may be what is missing; the longest text has 50 characters.
+  char function[96];
+  std::snprintf(function, sizeof function, "%s::%s", filter, reason.operation);
+  set_filter_error(error, GX_STATUS_ERROR, reason.message, function, reason.args, reason.type);
 }
 
 void print_host_error_trace(const gx_error* error) {

@@ -13,12 +13,13 @@ struct FilterError {
 };
 
 /// Stores a new host error in the slot, which the host then owns. What the slot held before is
-/// overwritten, not deleted; a null slot stores nothing.
+/// overwritten, not deleted; a null slot stores nothing. Takes no memory of its own; where the host
+/// has none for the error, the slot becomes null.
 void set_filter_error(gx_error** error, gx_status status, const char* message, const char* function,
-                      const char* args, gx_exception_type type);
+                      const char* args, gx_exception_type type) noexcept;
 
 /// The same for an error of the filter class `filter`.
-void set_filter_error(gx_error** error, const char* filter, const FilterError& reason);
+void set_filter_error(gx_error** error, const char* filter, const FilterError& reason) noexcept;
 
 /// Prints the three lines of the host error trace on standard output; nothing for null.
 void print_host_error_trace(const gx_error* error);
