@@ -4,24 +4,14 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <map>
-#include <optional>
 #include <set>
-#include <tuple>
-#include <utility>
 
-#include "filters/noise/false_positive_config.h"
-#include "support/allocation_faults.h"
-#include "support/filter_cases.h"
-#include "support/frame_facts.h"
+#include "support/faults.h"
+#include "support/instance.h"
 
 namespace {
 
@@ -38,216 +28,7 @@ gx_stream_profile* gx_frame_get_stream_profile(const gx_frame* frame, gx_error**
 
 namespace {
 
-using test::depth_of;
-using test::ErrorSlot;
-using test::facts_of;
-using test::Filter;
-using test::FilterCase;
-using test::Frame;
-using test::Profile;
-using Values = std::vector<const char*>;
-
-/// Takes what is printed on a stream while it lives. In memory: the file on disk that each of
-/// gtest's own captures makes would take most of these tests' time.
-class Capture {
- public:
-  explicit Capture(FILE* stream)
-      : stream_(stream), saved_(dup(fileno(stream))), file_(memfd_create("capture", 0)) {
-    std::fflush(stream_);
-    dup2(file_, fileno(stream_));
-  }
-  Capture(const Capture&) = delete;
-  Capture& operator=(const Capture&) = delete;
-  ~Capture() {
-    restore();
-    close(file_);
-  }
-
-  std::string text() {
-    restore();
-    std::string text(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), '\0');
-    EXPECT_EQ(pread(file_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
-    return text;
-  }
-
- private:
-  void restore() {
-    std::fflush(stream_);
-    if (saved_ >= 0) {
-      dup2(saved_, fileno(stream_));
-      close(saved_);
-    }
-    saved_ = -1;
-  }
-
-  FILE* stream_;
-  int saved_;
-  int file_;
-};
-
-// ---- what frames are ----
-
-/// A frame as the camera delivers it: its kind, its pixels and what it says of itself.
-struct Look {
-  std::uint32_t width = 32, height = 16;
-  gx_format format = GX_FORMAT_Y16;
-  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
-  std::uint8_t bits = 12;
-  std::optional<std::int64_t> disparity_offset{};
-  unsigned shift = 0; // of the content
-
-  auto stream() const { return std::tuple(width, height, format); }
-};
-
-/// The text up to the bytes that nobody wants to read.
-std::string legible(const std::string& facts) {
-  return facts.substr(0, facts.find('\n'));
-}
-
-// ---- what filters are told ----
-
-/// Values that filters accept besides those of their cases, and see the difference.
-Values other_values(const FilterCase& filter_case, bool for_larger_frame) {
-  static const std::map<std::string, std::vector<Values>> alternatives = {
-      {"DisparityTransform", {{"9000", "200", "0.5"}}},
-      {"OpenNIDisparityTransform", {{"8000", "10", "0.25", "36", "18", "1.1", "1", "1", "2", "0"}}},
-      {"FalsePositiveFilter",
-       {{"0", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
-         "4000", "3000"}}},
-      {"HoleFillingFilter", {{"2"}, {"0"}}},
-      {"SpatialFastFilter", {{"5"}, {"3"}}},
-      {"TemporalFilter", {{"0.5", "0.7"}}},
-      {"EdgeNoiseRemovalFilter", {{"4", "3", "9", "7", "1", "32", "16"}}},
-      {"MgcNoiseRemovalFilter", {{"4", "3", "20", "2", "3", "7", "5", "32", "16"}}},
-      {"SpatialModerateFilter", {{"3", "900", "3"}}},
-      {"SpatialAdvancedFilter", {{"2", "0.5", "16", "0"}}},
-      {"NoiseRemovalFilter", {{"2", "256", "32", "16"}}},
-      {"LutNoiseRemovalFilter",
-       {{"2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "192",
-         "32", "16"}}},
-      {"HardwareD2DCorrectionFilter", {{}}},
-  };
-  const std::string name = filter_case.filter;
-  if (name == "DepthResize") // whose values have to agree with the frame's size
-    return for_larger_frame ? Values{"52", "28", "1", "2", "2", "3", "1"}
-                            : Values{"36", "20", "1", "2", "2", "3", "1"};
-  const auto& choices = alternatives.at(name);
-  const bool first_is_set = !filter_case.values.empty() && choices.size() > 1 &&
-                            std::string(filter_case.values[0]) == choices[0][0];
-  return choices[first_is_set ? 1 : 0];
-}
-
-/// The record that a filter takes as one blob; empty where it takes none.
-std::vector<std::uint8_t> blob_for(const FilterCase& filter_case) {
-  const std::string name = filter_case.filter;
-  if (name == "SpatialModerateFilter")
-    return {1, 0, 2, 0};
-  if (name != "FalsePositiveFilter")
-    return {};
-  filter_processor::FalsePositiveConfig config;
-  config.width = 48;
-  config.height = 24;
-  config.small_region_size = 600;
-  config.turned = 1;
-  config.quarter_turns = 1;
-  std::vector<std::uint8_t> blob(1 + sizeof config);
-  std::memcpy(blob.data() + 1, &config, sizeof config);
-  return blob;
-}
-
-// ---- an instance and its camera ----
-
-enum class InputKind { depth_frame, frame_set };
-
-/// One instance of a case's filter, configured, with the camera that its frames come from. Frames
-/// of one size and format share a stream profile, as with real cameras.
-class Instance {
- public:
-  Instance(const FilterCase& filter_case, InputKind kind)
-      : Instance(filter_case, kind, Filter(filter_case.filter)) {}
-  Instance(const FilterCase& filter_case, InputKind kind, Filter filter)
-      : filter_case_(filter_case), kind_(kind), filter_(std::move(filter)) {
-    look.pixel_type = filter_case.pixel_type;
-    look.disparity_offset = filter_case.disparity_offset;
-    configure();
-  }
-
-  Frame make(const Look& frame_look) {
-    Profile& profile = profiles_[frame_look.stream()];
-    const auto [width, height, format] = frame_look.stream();
-    if (profile == nullptr) {
-      profile.reset(gexton_create_stream_profile(format, width, height, nullptr));
-      set_record(profile.get());
-    }
-    const test::Pixels pixels = test::case_pixels(width, height, frame_look.shift);
-    Frame frame{gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), pixels.data(), nullptr)};
-    gx_video_frame_set_pixel_type(frame.get(), frame_look.pixel_type, nullptr);
-    gx_video_frame_set_pixel_available_bit_size(frame.get(), frame_look.bits, nullptr);
-    gexton_frame_set_index(frame.get(), frame_look.shift, nullptr);
-    if (frame_look.disparity_offset)
-      gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET,
-                                *frame_look.disparity_offset, nullptr);
-    if (kind_ == InputKind::depth_frame)
-      return frame;
-    const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
-    return test::make_set({color.get(), frame.get()});
-  }
-
-  /// What the filter makes of a frame: the facts of its output, or its error.
-  std::string outcome(const Frame& frame) {
-    ErrorSlot error;
-    Frame output;
-    {
-      const Capture refusals(stdout); // are printed
-      output = filter_.process(frame, error);
-    }
-    EXPECT_NE(output != nullptr, !error.empty());
-    return output != nullptr ? facts_of(output.get()) : error.text();
-  }
-
-  // Steps of a history; none of them may fail.
-  void pass() { outcome(make(look)); }
-  void configure() { update_to(filter_case_.values); }
-  void update() { update_to(other_values(filter_case_, false)); }
-  void update_for_larger() { update_to(other_values(filter_case_, true)); }
-  void reset() { filter_.reset(); }
-  void set_blob() {
-    const auto blob = blob_for(filter_case_);
-    ErrorSlot error;
-    const Capture numbers(stdout);
-    auto* context = filter_.context();
-    context->set_config_data(context->filter, blob.data(), blob.size(), error.out());
-    EXPECT_EQ(error.text(), "");
-  }
-  /// The camera moves its lenses apart: the profiles that frames have say so from now on.
-  void change_record() {
-    baseline_ = 60.0F;
-    for (const auto& [stream, profile] : profiles_)
-      set_record(profile.get());
-  }
-
-  Filter& filter() { return filter_; }
-
-  Look look; ///< of the case's usual frame
-
- private:
-  void update_to(const Values& values) {
-    if (!values.empty()) {
-      EXPECT_EQ(filter_.update(values), "");
-    }
-  }
-  void set_record(gx_stream_profile* profile) const {
-    D2DParameters record = test::stereo_record();
-    record.baseline = baseline_;
-    gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
-  }
-
-  const FilterCase& filter_case_;
-  InputKind kind_;
-  float baseline_ = 50.0F;
-  std::map<std::tuple<std::uint32_t, std::uint32_t, gx_format>, Profile> profiles_;
-  Filter filter_;
-};
+using namespace test;
 
 // ---- ways to a frame ----
 
@@ -324,49 +105,6 @@ constexpr Path paths[] = {
     {"after a blob and an update", {pass, set_blob, update}, next, true},
     {"frame of another size after a blob", {pass, set_blob}, larger, true},
 };
-
-// ---- faults ----
-
-enum class Fault { host_call, unheard_host_call, allocation, all_allocations };
-
-bool is_of_host(Fault fault) {
-  return fault == Fault::host_call || fault == Fault::unheard_host_call;
-}
-
-void arm(Fault fault, std::uint64_t n) {
-  gexton_clear_faults();
-  if (is_of_host(fault))
-    gexton_fail_nth_call(n);
-  else if (fault == Fault::allocation)
-    test::fail_nth_allocation(n);
-  else
-    test::fail_allocations_from(n);
-}
-
-/// Switches the fault off and tells whether it has struck.
-bool disarm(Fault fault) {
-  const bool struck =
-      is_of_host(fault) ? gexton_get_fault_count() > 0 : !test::allocation_fault_pending();
-  test::fail_nth_allocation(0);
-  gexton_clear_faults();
-  return struck;
-}
-
-constexpr const char* no_memory_by_stage =
-    "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0";
-
-/// Whether a failed allocation may end in this error, in this filter.
-bool reports_no_memory(const std::string& error, Fault fault, const std::string& filter) {
-  // Where there is no memory for the error either, the host has one ready, or none at all.
-  if (fault == Fault::all_allocations)
-    return error == "out of memory |  |  | 0" || error.empty();
-  const std::string end = " |  | 0";
-  const bool by_host = error.starts_with("out of memory | gx_") && error.ends_with(end);
-  return by_host || error == "std::bad_alloc | gx_priv_filter_process | frame | 0" ||
-         (filter == "TemporalFilter" &&
-          error == "bad allocation | gx_priv_filter_process | frame | 0") ||
-         (filter == "FalsePositiveFilter" && error == no_memory_by_stage);
-}
 
 /// What an instance makes of the frame at the end of a path, and of the frames after it.
 struct Reference {
@@ -447,7 +185,7 @@ void TortureTest::torture(const Path& path, Fault fault) {
 /// True if the fault did not strike.
 bool TortureTest::strike(const Path& path, Fault fault, std::uint64_t n,
                          const Reference& expected) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   Instance instance(filter_case(), kind());
   const Look look = path.prepare(instance);
   const Frame input = instance.make(look);
@@ -510,7 +248,7 @@ void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
 /// codes go around it.
 std::string with_zero_pixels(std::string outcome, Instance& instance, const Look& look) {
   const Frame depth = depth_of(instance.make(look).get());
-  test::Pixels pixels = test::pixels_of(depth.get());
+  Pixels pixels = pixels_of(depth.get());
   for (std::uint16_t& pixel : pixels)
     pixel = look.format == GX_FORMAT_Y12_SHIFTED ? pixel & 0xF : 0;
   const std::size_t bytes = 2 * pixels.size();
@@ -546,7 +284,7 @@ std::string name_of(const ::testing::TestParamInfo<std::tuple<FilterCase, InputK
 }
 
 INSTANTIATE_TEST_SUITE_P(Filters, TortureTest,
-                         ::testing::Combine(::testing::ValuesIn(test::filter_cases()),
+                         ::testing::Combine(::testing::ValuesIn(filter_cases()),
                                             ::testing::Values(InputKind::depth_frame,
                                                               InputKind::frame_set)),
                          name_of);
@@ -574,8 +312,7 @@ TEST_P(TortureTest, DeliversANewFrameOfTheInputsType) {
   const Frame output = instance.filter().process(input, error);
   ASSERT_NE(output, nullptr) << error.text();
   EXPECT_NE(output, input);
-  EXPECT_NE(test::pixels_of(depth_of(output.get()).get()),
-            test::pixels_of(depth_of(input.get()).get()))
+  EXPECT_NE(pixels_of(depth_of(output.get()).get()), pixels_of(depth_of(input.get()).get()))
       << "the case's frame gives the filter nothing to do";
   EXPECT_EQ(gx_frame_get_type(output.get(), nullptr), gx_frame_get_type(input.get(), nullptr));
   EXPECT_EQ(gexton_frameset_get_count(output.get(), nullptr), is_set() ? 1U : 0U);
@@ -594,7 +331,7 @@ std::string outcome_of(const char* path, const FilterCase& filter_case) {
 
 // Or else the paths would be less different than they look.
 TEST(TorturePaths, UpdatesAndBlobsTell) {
-  for (const FilterCase& each : test::filter_cases()) {
+  for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     const std::string name = each.filter;
     const auto differ = [&](const char* a, const char* b) {
@@ -625,7 +362,7 @@ void fail_each_allocation(Attempt attempt) {
 }
 
 TEST(Torture, WithoutMemoryAFilterIsMadeWholeOrNotAtAll) {
-  for (const FilterCase& each : test::filter_cases()) {
+  for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     const std::string name = each.filter;
     const std::string expected = outcome_of("first frame", each);
@@ -685,7 +422,7 @@ struct Configured {
 /// Configures an instance that has seen a frame; n = 0: without a fault.
 Configured configure(const FilterCase& filter_case, const Configuring& with, Fault fault,
                      std::uint64_t n) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   Instance instance(filter_case, InputKind::depth_frame);
   instance.pass();
   auto* context = instance.filter().context();
@@ -712,7 +449,7 @@ Configured configure(const FilterCase& filter_case, const Configuring& with, Fau
 }
 
 TEST(Torture, WithoutMemoryAConfigurationIsRefusedAsAWhole) {
-  for (const FilterCase& each : test::filter_cases()) {
+  for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     for (const Configuring& with : configurings(each)) {
       SCOPED_TRACE(with.what);
@@ -740,10 +477,10 @@ TEST(Torture, WithoutMemoryAConfigurationIsRefusedAsAWhole) {
 }
 
 TEST(Torture, ResettingAndDestroyingSucceedWhateverTheHostSays) {
-  for (const FilterCase& each : test::filter_cases()) {
+  for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     const std::string expected = outcome_of("after a reset", each);
-    const test::NoLeftovers no_leftovers;
+    const NoLeftovers no_leftovers;
     const auto reset_and_destroy = [&](auto fail) {
       Instance instance(each, InputKind::depth_frame);
       instance.pass();
@@ -758,7 +495,7 @@ TEST(Torture, ResettingAndDestroyingSucceedWhateverTheHostSays) {
     Capture printed(stdout);
     reset_and_destroy([] { gexton_fail_function("gx_delete_stream_profile", 0); });
     EXPECT_EQ(printed.text(), "");
-    EXPECT_FALSE(reset_and_destroy([] { test::fail_allocations_from(1); })) << "takes memory";
+    EXPECT_FALSE(reset_and_destroy([] { fail_allocations_from(1); })) << "takes memory";
   }
 }
 
@@ -767,17 +504,17 @@ TEST(Torture, ResettingAndDestroyingSucceedWhateverTheHostSays) {
 void use_registry_first() {
   std::uint64_t n = 0;
   for (bool struck = true; struck;) {
-    test::fail_nth_allocation(++n);
+    fail_nth_allocation(++n);
     const std::uint64_t count = gx_get_filter_count(nullptr);
     struck = disarm(Fault::allocation);
     EXPECT_EQ(count, struck ? 0U : 14U) << n;
     if (!struck)
       break;
-    test::fail_nth_allocation(n);
+    fail_nth_allocation(n);
     EXPECT_STREQ(gx_get_filter_name(0, nullptr), "UnknownFilter");
-    test::fail_nth_allocation(n);
+    fail_nth_allocation(n);
     EXPECT_EQ(gx_create_filter(0, nullptr), nullptr);
-    test::fail_nth_allocation(0);
+    fail_nth_allocation(0);
   }
   EXPECT_GT(n, 2U);
   EXPECT_STREQ(gx_get_filter_name(13, nullptr), "MgcNoiseRemovalFilter");
@@ -792,7 +529,7 @@ TEST(TortureDeathTest, WithoutMemoryTheRegistryIsMadeAtTheNextUse) {
 // ---- unusual hosts ----
 
 TEST(Torture, MissingTextsAreEmptyOnes) {
-  for (const FilterCase& each : test::filter_cases()) {
+  for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     Filter filter(each.filter);
     auto* context = filter.context();
@@ -825,7 +562,7 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
     if (path.takes_blob && blob_for(filter_case()).empty())
       continue;
     const Reference expected = reference(path);
-    const test::NoLeftovers no_leftovers;
+    const NoLeftovers no_leftovers;
     Instance instance(filter_case(), kind());
     const Look look = path.prepare(instance);
     const Frame input = instance.make(look);
@@ -858,7 +595,7 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
 }
 
 TEST(Torture, StandsFramesWithoutPixels) {
-  for (const FilterCase& each : test::filter_cases()) {
+  for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     const std::string invalid = "invalid params | " + std::string(each.filter) + "::";
     const std::string refusals[] = {
@@ -871,7 +608,7 @@ TEST(Torture, StandsFramesWithoutPixels) {
     for (const auto& [width, height] :
          {std::pair(0U, 0U), std::pair(0U, 16U), std::pair(32U, 0U)}) {
       SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
-      const test::NoLeftovers no_leftovers;
+      const NoLeftovers no_leftovers;
       Instance instance(each, InputKind::depth_frame);
       Look look = instance.look;
       look.width = width;

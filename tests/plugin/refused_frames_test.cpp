@@ -1,0 +1,235 @@
+// Frames that filters refuse, while the host or memory fails during the refusal, and during the
+// frame after it as well. Whatever fails, the frames that follow come out as if it had not.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "support/faults.h"
+#include "support/instance.h"
+
+namespace {
+
+using namespace test;
+
+/// A frame that filters refuse: most of them, or those that need what it lacks.
+struct Refusal {
+  const char* name;
+  void (*change)(Look&);
+  bool by_kernel = false; // for what the filter is told, instead of what the frame is
+};
+
+constexpr Refusal refusals[] = {
+    {"short buffer", [](Look& look) { look.missing_bytes = 2; }},
+    {"no columns", [](Look& look) { look.width = 0; }},
+    {"no rows", [](Look& look) { look.height = 0; }},
+    {"wrong type", [](Look& look) { look.type = GX_FRAME_COLOR; }},
+    {"no depth unit", [](Look& look) { look.value_scale = 0.0F; }},
+    {"no camera", [](Look& look) { look.camera_known = false; }},
+    {"no camera and another size",
+     [](Look& look) {
+       look.camera_known = false;
+       look.width = 48;
+     }},
+    {"kernel", [](Look&) {}, true},
+};
+
+/// Values that update_filter_config takes and no frame stands; empty where there are none.
+Values failing_values(const std::string& filter) {
+  if (filter == "EdgeNoiseRemovalFilter")
+    return {"9", "2", "8", "6", "0", "32", "16"};
+  if (filter == "MgcNoiseRemovalFilter")
+    return {"4", "3", "20", "2", "7", "9", "6", "32", "16"};
+  if (filter == "DepthResize")
+    return {"71", "28", "2", "4", "2", "-4", "0"};
+  if (filter == "OpenNIDisparityTransform")
+    return {"9000", "10", "0.5", "65535", "65535", "1.5", "2", "1", "3", "1"};
+  return {};
+}
+
+/// Which frame fails, and with what; n = 0: it does not. `skipped`: it is not even processed.
+struct Strike {
+  Fault fault = Fault::host_call;
+  std::uint64_t n = 0;
+  bool skipped = false;
+};
+
+struct Attempt {
+  std::string outcome; // facts, error, or nothing
+  bool struck = false;
+  bool failed = false; // with the fault's own error
+};
+
+/// When the frame is refused: as the first or a later one, and whether it comes again at once.
+struct Occasion {
+  bool later, twice;
+};
+
+struct History {
+  Attempt refused, next;
+  std::vector<std::string> following; // two good frames and the refused one again
+};
+
+class RefusedFrames : public ::testing::TestWithParam<std::tuple<FilterCase, InputKind>> {
+ protected:
+  static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
+
+  static bool applies(const Refusal& refusal) {
+    const std::string name = filter_case().filter;
+    // DisparityTransform reads the camera of a stream once: what its first frame lacks stays away.
+    if (name == "DisparityTransform" && refusal.name == std::string("no camera"))
+      return false;
+    return !refusal.by_kernel || name == "FalsePositiveFilter" ||
+           (!failing_values(name).empty() && !filter_case().values.empty());
+  }
+
+  static void set_kernel(Instance& instance, bool fails) {
+    const std::string name = filter_case().filter;
+    if (name == "FalsePositiveFilter") {
+      auto blob = blob_for(filter_case());
+      blob[52] = fails ? 7 : 1; // quarter turns, of which the kernel knows three
+      instance.set_blob_to(blob);
+    }
+    const Values values = failing_values(name);
+    instance.update_to(fails && !values.empty() ? values : filter_case().values);
+  }
+
+  static Attempt attempt(Instance& instance, const Look& look, const Strike& strike) {
+    if (strike.skipped)
+      return {};
+    if (strike.n == 0)
+      return {instance.outcome(instance.make(look))};
+    const Frame input = instance.make(look);
+    ErrorSlot error;
+    gx_error** const slot = error.out();
+    Capture standard_output(stdout);
+    const Capture standard_error(stderr);
+    arm(strike.fault, strike.n);
+    const Frame output = instance.filter().process(input.get(), slot);
+    Attempt result{"", disarm(strike.fault)};
+    const std::string printed = standard_output.text();
+    result.outcome = output != nullptr ? facts_of(output.get()) : error.text();
+    if (!result.struck || output != nullptr)
+      return result;
+    if (is_of_host(strike.fault)) {
+      result.failed = result.outcome ==
+                      std::string("injected fault | ") + gexton_get_last_fault() + " | gexton | 0";
+      EXPECT_TRUE(!result.failed || printed == error.trace());
+    } else {
+      result.failed = result.outcome.empty() ||
+                      reports_no_memory(result.outcome, strike.fault, filter_case().filter);
+    }
+    return result;
+  }
+
+  static History live(const Refusal& refusal, Occasion occasion, const Strike& at_refused,
+                      const Strike& at_next) {
+    const NoLeftovers no_leftovers;
+    Instance instance(filter_case(), std::get<InputKind>(GetParam()));
+    const auto set_kernel_where_needed = [&](bool fails) {
+      if (refusal.by_kernel)
+        set_kernel(instance, fails);
+    };
+    set_kernel_where_needed(false);
+    if (occasion.later)
+      instance.pass();
+    Look refused = instance.look;
+    refusal.change(refused);
+    set_kernel_where_needed(true);
+    History history;
+    history.refused = attempt(instance, refused, at_refused);
+    if (!occasion.twice)
+      set_kernel_where_needed(false);
+    history.next = attempt(instance, occasion.twice ? refused : instance.look, at_next);
+    set_kernel_where_needed(false);
+    instance.look.shift = 1;
+    for (int i = 0; i < 2; ++i)
+      history.following.push_back(instance.outcome(instance.make(instance.look)));
+    set_kernel_where_needed(true);
+    history.following.push_back(instance.outcome(instance.make(refused)));
+    return history;
+  }
+
+  void torture(const Refusal& refusal, Occasion occasion);
+};
+
+void RefusedFrames::torture(const Refusal& refusal, Occasion occasion) {
+  // A failed frame may have been taken in before it failed, or not: filters that blend frames tell.
+  constexpr Strike none, skipped{.skipped = true};
+  const History whole = live(refusal, occasion, none, none);
+  if (whole.refused.outcome.starts_with("type "))
+    return; // this filter does not mind
+  std::set<std::string> nexts;
+  std::set<std::vector<std::string>> followings;
+  for (const Strike& first : {none, skipped}) {
+    nexts.insert(live(refusal, occasion, first, none).next.outcome);
+    for (const Strike& second : {none, skipped})
+      followings.insert(live(refusal, occasion, first, second).following);
+  }
+  EXPECT_LE(followings.size(), filter_case().blends_frames ? 4U : 1U);
+  const auto check = [&](const Strike& first, const Strike& second) {
+    SCOPED_TRACE(std::to_string(first.n) + " and then " + std::to_string(second.n));
+    const History history = live(refusal, occasion, first, second);
+    // A table whose building the host broke off stays empty while the camera's record stays.
+    const bool lost_table = second.n > 0 &&
+                            filter_case().filter == std::string("DisparityTransform") &&
+                            gexton_get_last_fault() == std::string("gx_stream_profile_get_format");
+    const auto& [refused, next, following] = history;
+    EXPECT_TRUE(refused.failed || refused.outcome == whole.refused.outcome)
+        << legible(refused.outcome);
+    EXPECT_TRUE(next.failed || nexts.contains(next.outcome)) << legible(next.outcome);
+    EXPECT_TRUE(followings.contains(following) || lost_table);
+    return history;
+  };
+  for (const Fault fault : {Fault::host_call, Fault::allocation, Fault::all_allocations}) {
+    for (std::uint64_t n = 1; check({fault, n}, none).refused.struck && !HasFailure(); ++n) {
+      ASSERT_LT(n, 100U);
+      for (std::uint64_t m = 1; check({fault, n}, {fault, m}).next.struck && !HasFailure(); ++m)
+        ASSERT_LT(m, 100U);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Filters, RefusedFrames,
+    ::testing::Combine(::testing::ValuesIn(filter_cases()),
+                       ::testing::Values(InputKind::depth_frame, InputKind::frame_set)),
+    [](const auto& test) {
+      return std::get<FilterCase>(test.param).label +
+             std::string(std::get<InputKind>(test.param) == InputKind::frame_set ? "OfFrameSet"
+                                                                                 : "OfDepthFrame");
+    });
+
+TEST_P(RefusedFrames, LeaveNothingBehindWhateverFails) {
+  for (const Refusal& refusal : refusals) {
+    SCOPED_TRACE(refusal.name);
+    for (const Occasion& occasion :
+         {Occasion{false, false}, {false, true}, {true, false}, {true, true}}) {
+      if (applies(refusal))
+        torture(refusal, occasion);
+      if (HasFailure())
+        return;
+    }
+  }
+}
+
+/// Or else the frames would not be refused.
+TEST(RefusedFramesTable, EachFrameIsRefused) {
+  for (const Refusal& refusal : refusals) {
+    std::set<std::string> errors;
+    for (const FilterCase& each : filter_cases()) {
+      Instance instance(each, InputKind::depth_frame);
+      Look look = instance.look;
+      refusal.change(look);
+      if (refusal.by_kernel && !failing_values(each.filter).empty())
+        instance.update_to(failing_values(each.filter));
+      const std::string outcome = instance.outcome(instance.make(look));
+      if (!outcome.starts_with("type "))
+        errors.insert(each.filter);
+    }
+    EXPECT_GE(errors.size(), 4U) << refusal.name;
+  }
+}
+
+} // namespace

@@ -1,0 +1,195 @@
+#pragma once
+
+// Instances of all filters, configured and with a camera, for tests that drive them through
+// histories of updates, resets and frames.
+
+#include <cstring>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
+
+#include "filters/noise/false_positive_config.h"
+#include "support/capture.h"
+#include "support/filter_cases.h"
+#include "support/frame_facts.h"
+
+namespace test {
+
+using Values = std::vector<const char*>;
+
+// ---- what frames are ----
+
+/// A frame as the camera delivers it: its kind, its pixels and what it says of itself.
+struct Look {
+  std::uint32_t width = 32, height = 16;
+  gx_format format = GX_FORMAT_Y16;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  std::uint8_t bits = 12;
+  std::optional<std::int64_t> disparity_offset{};
+  unsigned shift = 0; // of the content
+  float value_scale = 1.0F;
+  gx_frame_type type = GX_FRAME_DEPTH;
+  std::uint32_t missing_bytes = 0; // of the pixel buffer
+  bool camera_known = true;
+
+  auto stream() const { return std::tuple(width, height, format, camera_known); }
+};
+
+/// The text up to the bytes that nobody wants to read.
+inline std::string legible(const std::string& facts) {
+  return facts.substr(0, facts.find('\n'));
+}
+
+// ---- what filters are told ----
+
+/// Values that filters accept besides those of their cases, and see the difference.
+inline Values other_values(const FilterCase& filter_case, bool for_larger_frame) {
+  static const std::map<std::string, std::vector<Values>> alternatives = {
+      {"DisparityTransform", {{"9000", "200", "0.5"}}},
+      {"OpenNIDisparityTransform", {{"8000", "10", "0.25", "36", "18", "1.1", "1", "1", "2", "0"}}},
+      {"FalsePositiveFilter",
+       {{"0", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
+         "4000", "3000"}}},
+      {"HoleFillingFilter", {{"2"}, {"0"}}},
+      {"SpatialFastFilter", {{"5"}, {"3"}}},
+      {"TemporalFilter", {{"0.5", "0.7"}}},
+      {"EdgeNoiseRemovalFilter", {{"4", "3", "9", "7", "1", "32", "16"}}},
+      {"MgcNoiseRemovalFilter", {{"4", "3", "20", "2", "3", "7", "5", "32", "16"}}},
+      {"SpatialModerateFilter", {{"3", "900", "3"}}},
+      {"SpatialAdvancedFilter", {{"2", "0.5", "16", "0"}}},
+      {"NoiseRemovalFilter", {{"2", "256", "32", "16"}}},
+      {"LutNoiseRemovalFilter",
+       {{"2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "192",
+         "32", "16"}}},
+      {"HardwareD2DCorrectionFilter", {{}}},
+  };
+  const std::string name = filter_case.filter;
+  if (name == "DepthResize") // whose values have to agree with the frame's size
+    return for_larger_frame ? Values{"52", "28", "1", "2", "2", "3", "1"}
+                            : Values{"36", "20", "1", "2", "2", "3", "1"};
+  const auto& choices = alternatives.at(name);
+  const bool first_is_set = !filter_case.values.empty() && choices.size() > 1 &&
+                            std::string(filter_case.values[0]) == choices[0][0];
+  return choices[first_is_set ? 1 : 0];
+}
+
+/// The record that a filter takes as one blob; empty where it takes none.
+inline std::vector<std::uint8_t> blob_for(const FilterCase& filter_case) {
+  const std::string name = filter_case.filter;
+  if (name == "SpatialModerateFilter")
+    return {1, 0, 2, 0};
+  if (name != "FalsePositiveFilter")
+    return {};
+  filter_processor::FalsePositiveConfig config;
+  config.width = 48;
+  config.height = 24;
+  config.small_region_size = 600;
+  config.turned = 1;
+  config.quarter_turns = 1;
+  std::vector<std::uint8_t> blob(1 + sizeof config);
+  std::memcpy(blob.data() + 1, &config, sizeof config);
+  return blob;
+}
+
+// ---- an instance and its camera ----
+
+enum class InputKind { depth_frame, frame_set };
+
+/// One instance of a case's filter, configured, with the camera that its frames come from. Frames
+/// of one size and format share a stream profile, as with real cameras.
+class Instance {
+ public:
+  Instance(const FilterCase& filter_case, InputKind kind)
+      : Instance(filter_case, kind, Filter(filter_case.filter)) {}
+  Instance(const FilterCase& filter_case, InputKind kind, Filter filter)
+      : filter_case_(filter_case), kind_(kind), filter_(std::move(filter)) {
+    look.pixel_type = filter_case.pixel_type;
+    look.disparity_offset = filter_case.disparity_offset;
+    configure();
+  }
+
+  Frame make(const Look& frame_look) {
+    Profile& profile = profiles_[frame_look.stream()];
+    const auto [width, height, format, camera_known] = frame_look.stream();
+    if (profile == nullptr) {
+      profile.reset(gexton_create_stream_profile(format, width, height, nullptr));
+      set_record(profile.get(), camera_known);
+    }
+    const Pixels pixels = case_pixels(width, height, frame_look.shift);
+    Frame frame{gexton_create_video_frame(frame_look.type, profile.get(), pixels.data(), nullptr)};
+    if (frame_look.missing_bytes > 0)
+      gx_frame_update_data(frame.get(), reinterpret_cast<const std::uint8_t*>(pixels.data()),
+                           2 * width * height - frame_look.missing_bytes, nullptr);
+    gx_depth_frame_set_value_scale(frame.get(), frame_look.value_scale, nullptr);
+    gx_video_frame_set_pixel_type(frame.get(), frame_look.pixel_type, nullptr);
+    gx_video_frame_set_pixel_available_bit_size(frame.get(), frame_look.bits, nullptr);
+    gexton_frame_set_index(frame.get(), frame_look.shift, nullptr);
+    if (frame_look.disparity_offset)
+      gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET,
+                                *frame_look.disparity_offset, nullptr);
+    if (kind_ == InputKind::depth_frame)
+      return frame;
+    const Frame color = make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
+    return make_set({color.get(), frame.get()});
+  }
+
+  /// What the filter makes of a frame: the facts of its output, or its error.
+  std::string outcome(const Frame& frame) {
+    ErrorSlot error;
+    Frame output;
+    {
+      const Capture refusals(stdout); // are printed
+      output = filter_.process(frame, error);
+    }
+    EXPECT_NE(output != nullptr, !error.empty());
+    return output != nullptr ? facts_of(output.get()) : error.text();
+  }
+
+  // Steps of a history; none of them may fail.
+  void pass() { outcome(make(look)); }
+  void configure() { update_to(filter_case_.values); }
+  void update() { update_to(other_values(filter_case_, false)); }
+  void update_for_larger() { update_to(other_values(filter_case_, true)); }
+  void reset() { filter_.reset(); }
+  void set_blob() { set_blob_to(blob_for(filter_case_)); }
+  void set_blob_to(const std::vector<std::uint8_t>& blob) {
+    ErrorSlot error;
+    const Capture numbers(stdout);
+    auto* context = filter_.context();
+    context->set_config_data(context->filter, blob.data(), blob.size(), error.out());
+    EXPECT_EQ(error.text(), "");
+  }
+  /// The camera moves its lenses apart: the profiles that frames have say so from now on.
+  void change_record() {
+    baseline_ = 60.0F;
+    for (const auto& [stream, profile] : profiles_)
+      set_record(profile.get(), std::get<bool>(stream));
+  }
+
+  void update_to(const Values& values) {
+    if (!values.empty()) {
+      EXPECT_EQ(filter_.update(values), "");
+    }
+  }
+
+  Filter& filter() { return filter_; }
+
+  Look look; ///< of the case's usual frame
+
+ private:
+  void set_record(gx_stream_profile* profile, bool known) const {
+    D2DParameters record = stereo_record();
+    record.baseline = known ? baseline_ : 0.0F;
+    record.packMode = known ? record.packMode : std::uint8_t{9};
+    gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
+  }
+
+  const FilterCase& filter_case_;
+  InputKind kind_;
+  float baseline_ = 50.0F;
+  std::map<std::tuple<std::uint32_t, std::uint32_t, gx_format, bool>, Profile> profiles_;
+  Filter filter_;
+};
+
+} // namespace test
