@@ -11,9 +11,9 @@
  *
  * Threads: [thread-safe] may be called at any time from any thread; [one thread at a time per
  * instance] leaves it to the host to serialise the calls on one instance; [locking classes] is safe
- * against gx_priv_filter_process on the same instance for every filter but DepthResize,
- * HardwareD2DCorrectionFilter, HoleFillingFilter and TemporalFilter, which leave it to the host.
- * Different instances share nothing.
+ * against gx_priv_filter_process on the same instance, though not against each other, for every
+ * filter but DepthResize, HardwareD2DCorrectionFilter, HoleFillingFilter and TemporalFilter, which
+ * leave it to the host. Different instances share nothing.
  */
 #ifndef FILTER_PROCESSOR_H
 #define FILTER_PROCESSOR_H
@@ -76,9 +76,9 @@ FILTER_PROCESSOR_API void gx_priv_filter_context_destroy(gx_priv_filter_context*
 FILTER_PROCESSOR_API const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter);
 
 /* Sets the parameters from `argc` strings in the schema's order. A refused value stores an error
- * (exception type 4) that names it, except that the two disparity transforms ignore a depth range
- * or unit that they refuse; the filter stays usable with the values that it has.
- * [locking classes] */
+ * (exception type 4), except that the two disparity transforms ignore a depth range or unit that
+ * they refuse; the filter stays usable with the values that it has. Numbers are read as in the "C"
+ * locale, whatever locale is set. [locking classes] */
 FILTER_PROCESSOR_API void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc,
                                                        const char** argv, gx_error** error);
 
@@ -97,8 +97,8 @@ FILTER_PROCESSOR_API gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx
 
 /* Restores the class's default parameters and clears what the filter keeps between frames. The two
  * disparity transforms only drop their table; FalsePositiveFilter goes on with its parameters in
- * use until the next accepted update or change of the frame size.
- * [one thread at a time per instance] */
+ * use until the next accepted update or change of the frame size, and MgcNoiseRemovalFilter with
+ * the strips at the rows' ends until the frame size changes. [one thread at a time per instance] */
 FILTER_PROCESSOR_API void gx_priv_filter_reset(gx_priv_filter* filter);
 
 #ifdef __cplusplus

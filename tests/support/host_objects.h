@@ -51,7 +51,7 @@ class ErrorSlot {
            std::to_string(gx_error_get_exception_type(error_));
   }
 
-  /// The three lines that the plug-in prints for this error.
+  /// The four lines that the plug-in prints for this error.
   std::string trace() const {
     return std::string("gx_error was raised: \n\tcall: ") + gx_error_get_function(error_) + "(" +
            gx_error_get_args(error_) + ")\n\tmessage: " + gx_error_get_message(error_) +

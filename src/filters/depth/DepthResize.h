@@ -21,8 +21,8 @@ class DepthResize final : public IPrivFilter {
   /// pixels. Each accepted value is kept even when a later one is refused.
   void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
 
-  /// Fails with "incorrect config schema" where the output's size is not the configured one, as
-  /// with a new instance, whose members are all 0.
+  /// Fails with "incorrect config schema" where the output's size is not the configured one. A new
+  /// instance, whose members are all 0, fails with "depth resize error".
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
   void reset() override;
   void print_filter_params() override;

@@ -18,8 +18,8 @@ class DisparityTransform final : public DisparityConversion {
   /// of the output in millimetres (0.001 to 10). Values out of range are ignored without an error.
   void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
 
-  /// Fails for a record whose pack mode its kind of camera does not have; the frames after it, with
-  /// the same record, become all zero.
+  /// Fails for a record whose pack mode its kind of camera does not have. The frames after it, with
+  /// the same record, become all zero if they have its bit size, and fail as well if not.
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
 
  private:

@@ -7,7 +7,8 @@ namespace filter_processor {
 
 /// Cleans depth frames that the camera itself converted from disparity. A camera that adds an
 /// offset to every disparity turns pixels without disparity into one particular depth, fb / offset;
-/// they become 0. Frames without an offset, and frames of disparity, come back as copies.
+/// they become 0. Frames without an offset, and those that are not GX_PIXEL_DEPTH, come back as
+/// copies.
 ///
 /// Has no parameters and no lock: resetting it while it processes a frame is the host's
 /// responsibility to avoid.
@@ -20,7 +21,7 @@ class HardwareD2DCorrectionFilter final : public IPrivFilter {
                             gx_error** /*error*/) override {}
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
 
-  /// Forgets the camera and its offset; the tolerance stays.
+  /// Forgets the camera and its offset; the tolerance stays until the value scale changes.
   void reset() override;
   void print_filter_params() override;
 
@@ -31,13 +32,13 @@ class HardwareD2DCorrectionFilter final : public IPrivFilter {
   void choose_tolerance(float value_scale, std::uint8_t bit_size);
   void correct(std::uint16_t* pixels, std::size_t count, float value_scale, std::uint8_t bit_size);
 
-  double disp_offset = 0.0;      ///< of the last frame, in units of the disparity code
+  double disp_offset = 0.0;      ///< of the last depth frame, disparity in pixels; 0: none
   double invalid_depth = 0.0;    ///< fb / disp_offset when the offset last changed, millimetres
-  double fb = 0.0;               ///< baseline x focal length of the last profile
+  double fb = 0.0;               ///< baseline x focal length of the cached profile
   bool offset_changed = false;   ///< since invalid_depth was computed
   float depth_tolerance = 0.0F;  ///< millimetres around invalid_depth, for 12 and 14 bits
   float last_value_scale = 0.0F; ///< that the tolerance was chosen for
-  OwnedProfile cached_profile;   ///< of the last frame
+  OwnedProfile cached_profile;   ///< as of the last change of size or format
 };
 
 } // namespace filter_processor

@@ -6,8 +6,9 @@
 namespace filter_processor {
 
 /// Turns a disparity frame into a depth frame as DisparityTransform does for a stereo camera with
-/// pack mode 1, whatever the camera's record says of both. With a target size it also resamples the
-/// frame: scales it by `scale` from the source pixel (`x_cut`, `y_cut`) on and blanks a border.
+/// pack mode 1 and whole pixels as codes, whatever the camera's record and the format say. With a
+/// target size it also resamples the frame: scales it by `scale` from the source pixel (`x_cut`,
+/// `y_cut`) on and blanks a border.
 class OpenNIDisparityTransform final : public DisparityConversion {
  public:
   static constexpr const char* class_name = "OpenNIDisparityTransform";

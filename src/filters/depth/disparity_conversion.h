@@ -13,8 +13,11 @@
 namespace filter_processor {
 
 /// What the filters that turn disparity frames into depth frames have in common: they follow the
-/// camera's record in the frames' stream profile, keep a table from disparity code to depth for it,
-/// and map every pixel through that table. Frames that hold no disparity come back as copies.
+/// camera's record in a stream profile, keep a table from disparity code to depth for it, and map
+/// every pixel through that table. Frames that hold no disparity come back as copies.
+///
+/// The profile is taken when size, format or bit size of the frames change: a new one with the same
+/// three is not looked at. The record is read from the kept one at every frame.
 ///
 /// `lock` guards the depth parameters and the table: a frame and an update may come from two
 /// threads. The stream profile belongs to the processing thread.
@@ -77,7 +80,7 @@ class DisparityConversion : public IPrivFilter {
   std::uint8_t output_bit_size = 0;
   std::uint32_t table_size = 0;
   std::unique_ptr<DisparityTable> lookup_table;
-  OwnedProfile cached_profile;      ///< of the last frame
+  OwnedProfile cached_profile;      ///< as of the last change of size, format or bit size
   std::uint8_t cached_bit_size = 0; ///< the frame's bit size that went with it
 
  private:

@@ -21,7 +21,8 @@ class EdgeNoiseRemovalFilter final : public IPrivFilter {
 
   const char* get_config_schema() override;
 
-  /// Seven integers in schema order. A margin above its limit is taken, and then fails every frame.
+  /// Seven integers in schema order. A margin above its limit is taken; frames at whose size it
+  /// still is above the limit then fail, for a vertical one only if columns are worked on.
   void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
   void reset() override;

@@ -11,8 +11,9 @@
 namespace filter_processor {
 
 /// Removes the unreliable strip of depth at the outer boundary of a valid area with rounded
-/// corners: the strips at the rows' ends are longest in the first and last row and get shorter
-/// along an arc. Strips at the columns' ends have a fixed length, by default 0.
+/// corners: the strips at the rows' ends are longest in the first row, get shorter along an arc
+/// down to the middle row, and longer again. Strips at the columns' ends have a fixed length, by
+/// default 0.
 ///
 /// Lengths are given for an anchor size and scaled to each frame's. The table of the strips'
 /// lengths depends on the frame size only: changed parameters reach it when the size changes, and a
@@ -24,8 +25,8 @@ class MgcNoiseRemovalFilter final : public IPrivFilter {
 
   const char* get_config_schema() override;
 
-  /// Nine integers in schema order. A vertical margin above its limit is taken, and then fails
-  /// every frame.
+  /// Nine integers in schema order. A vertical margin above its limit is taken; frames at whose
+  /// size it still is above the limit then fail.
   void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
   void reset() override;

@@ -14,8 +14,9 @@ struct ChamferShape {
   std::uint32_t radius;      ///< of the arc; 0 stands for half the frame's longer side
 };
 
-/// How many pixels to clear at the left and right end of each row of a frame: most in the first and
-/// last row, and towards the middle row less, along a circular arc, down to the margin.
+/// How many pixels to clear at the left and right end of each row of a frame: most in the first
+/// row, towards row height / 2 less, along a circular arc, and then more again. Rows as far above
+/// that row as below it have the same; the first has no counterpart.
 class ChamferTable {
  public:
   bool is_for(FrameSize size) const { return size == size_; }

@@ -19,8 +19,9 @@ using EdgeStripsColumns = std::int32_t*;
 /// Clears strips of pixels where the valid area ends, in place.
 ///
 /// A strip begins at the outermost valid pixel of a row or column, as it was before the call, and
-/// runs inward. It is cleared only near the image's border: within `limit` pixels of it. Strips end
-/// at the image's edge at the latest. All lengths are in pixels.
+/// runs inward. It is cleared only near the image's border: within `limit` pixels of it, and at the
+/// right and the bottom within `limit` - 1. Strips end at the image's edge at the latest. All
+/// lengths are in pixels.
 ///
 /// All kernels return 0, or a negative status with the image untouched: -1 for null pixels, -2 for
 /// a margin above its limit, -3 for a null table.

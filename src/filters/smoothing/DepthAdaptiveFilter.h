@@ -27,15 +27,16 @@ class DepthAdaptiveFrames {
   /// Reads the depth frame's description; to be called without `lock`.
   static FrameInfo describe(ProcessingFrame& call);
 
-  /// Makes `info` the current description; a GX_PIXEL_TOF_DEPTH frame keeps the camera facts of the
-  /// frame before it. True if the parameters in use have to be derived, which stays due until
-  /// updateConfig has done it.
+  /// Makes `info` the current description; a GX_PIXEL_TOF_DEPTH frame keeps the camera facts and
+  /// the depth unit of the frame before it. True if the parameters in use have to be derived, which
+  /// stays due until updateConfig has done it.
   bool follow_frame(FrameInfo info);
 
   /// Brings a configured difference to the frame's fraction bits and rebuilds the table with it. A
   /// failure ends the call and leaves the derivation due.
   void updateConfig(ProcessingFrame& call, std::uint16_t& disp_diff);
 
+  /// Has parameters derived anew; what a GX_PIXEL_TOF_DEPTH frame keeps stays.
   void forget_frame();
 
   bool params_changed = false;
@@ -60,8 +61,8 @@ class DepthAdaptiveFilter : public IPrivFilter, protected DepthAdaptiveFrames {
   DepthAdaptiveFilter() = default;
   ~DepthAdaptiveFilter() = default;
 
-  /// New parameters, in use from the next frame on, unless `differs()` finds them to be those that
-  /// are configured.
+  /// New parameters, in use from the next frame that takes `lock`, unless `differs()` finds them to
+  /// be those that are configured.
   template <typename Differs>
   void configure(const Params& params, Differs differs) {
     lock.update(differs, [&] {

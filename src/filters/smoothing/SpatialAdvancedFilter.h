@@ -10,14 +10,14 @@ struct SpatialAdvancedParams {
   std::uint8_t magnitude = 1;    ///< iterations, on all frames but disparity frames
   float alpha = 0.5F;            ///< accepted from the host, but no pixel depends on it
   std::uint16_t disp_diff = 160; ///< threshold, disparity units
-  std::uint16_t radius = 1;      ///< runs of fewer holes than this are filled along rows
+  std::uint16_t radius = 1;      ///< up to one hole less is filled from each end of a run in a row
 
   friend bool operator==(const SpatialAdvancedParams&, const SpatialAdvancedParams&) = default;
 };
 
 /// Smooths by recursion along rows and along columns, in both directions: a pixel is averaged with
-/// its neighbour just smoothed where their difference is below a threshold. Along rows, short runs
-/// of holes are filled with the valid pixel before them. Pixels above 32767 count as holes.
+/// its neighbour just smoothed where a threshold allows their difference. Along rows, the first
+/// holes of a run are filled with the valid pixel before them. Pixels above 32767 count as holes.
 ///
 /// Rows are worked on in blocks of eight and columns in groups of eight; the rows and columns that
 /// are left over stay as they are in that direction.

@@ -20,7 +20,7 @@ class SpatialFastFilter final : public IPrivFilter {
 
   const char* get_config_schema() override;
 
-  /// One value: the window side, 3 or 5. It counts from the next frame on.
+  /// One value: the window side, 3 or 5. It counts from the next frame that takes `lock`.
   void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
 
   /// Refuses a frame without pixels when it has to take over parameters.

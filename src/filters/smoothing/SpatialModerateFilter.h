@@ -13,8 +13,8 @@ struct SpatialModerateParams {
 };
 
 /// Smooths by an edge-aware mean: each valid pixel becomes the mean of the valid pixels of its
-/// square window that are closer to it than a threshold. Works in place, so that the rows above are
-/// seen already smoothed.
+/// square window that are closer to it than a threshold (or just as far, in the columns that groups
+/// of eight leave over). Works in place, so that the rows above are seen already smoothed.
 class SpatialModerateFilter final : public DepthAdaptiveFilter<SpatialModerateParams> {
  public:
   static constexpr const char* class_name = "SpatialModerateFilter";

@@ -21,7 +21,7 @@ void set_filter_error(gx_error** error, gx_status status, const char* message, c
 /// The same for an error of the filter class `filter`.
 void set_filter_error(gx_error** error, const char* filter, const FilterError& reason) noexcept;
 
-/// Prints the three lines of the host error trace on standard output; nothing for null.
+/// Prints the four lines of the host error trace on standard output; nothing for null.
 void print_host_error_trace(const gx_error* error);
 
 } // namespace filter_processor

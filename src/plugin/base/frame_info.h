@@ -44,7 +44,8 @@ std::uint16_t rescale_fraction_bits(std::uint16_t difference, std::uint8_t from_
                                     std::uint8_t to_bits);
 
 /// Largest depth differences between neighbours of one surface, one entry for each depth bin of
-/// about half a metre: what one step of disparity makes at that distance.
+/// about half a metre (less with units below 0.05 mm): what a difference of disparities makes at
+/// that distance, of which 16 bits are kept.
 struct DepthDiffLut {
   static constexpr std::uint8_t size = 7;
 
