@@ -7,6 +7,10 @@
 
 #include "filter_processor.h"
 
+/* Negative codes that no enumerator has are values of the types in C too. */
+_Static_assert(sizeof(gx_frame_type) == 4 && (gx_frame_type)-7 < 0, "32 bits with a sign");
+_Static_assert(sizeof(gx_format) == 4 && (gx_format)-7 < 0, "32 bits with a sign");
+
 struct gx_error {
   char message[64];
   char function[64];

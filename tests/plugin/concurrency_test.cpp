@@ -63,7 +63,7 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
   }
 
   std::atomic<bool> done{false};
-  std::thread updates([&] {
+  const auto update = [&] {
     const auto record = raw_record();
     ErrorSlot error_of_record;
     for (unsigned i = 0; !done; ++i) {
@@ -72,7 +72,8 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
                                         error_of_record.out());
       EXPECT_TRUE(error_of_record.empty());
     }
-  });
+  };
+  std::thread updates[] = {std::thread(update), std::thread(update)};
   for (int i = 0; i < 100; ++i) {
     ErrorSlot error;
     const Frame output = filter.process(input, error);
@@ -82,7 +83,8 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
         << "a mixture of both";
   }
   done = true;
-  updates.join();
+  for (std::thread& thread : updates)
+    thread.join();
 }
 
 TEST_P(ConcurrencyTest, InstancesShareNothing) {

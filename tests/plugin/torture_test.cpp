@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
 #include <set>
 
@@ -591,6 +592,36 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
     const std::vector<std::string> next = {instance.outcome(instance.make(look)),
                                            instance.outcome(instance.make(instance.look))};
     EXPECT_TRUE(next == (output != nullptr ? expected.seen : expected.unseen));
+  }
+}
+
+/// What becomes of a frame, but for what it says of itself.
+std::string pixels_or_error(const FilterCase& filter_case, InputKind kind, const Look& look) {
+  Instance instance(filter_case, kind);
+  ErrorSlot error;
+  const Capture printed(stdout);
+  const Frame output = instance.filter().process(instance.make(look), error);
+  if (output == nullptr)
+    return error.text();
+  std::string pixels;
+  for (const std::uint16_t pixel : pixels_of(depth_of(output.get()).get()))
+    append(pixels, pixel);
+  return pixels;
+}
+
+TEST_P(TortureTest, StandsCodesThatNoHeaderLists) {
+  constexpr int of_no_header = 77;
+  const auto outcome = [](auto member, int code) {
+    Look look = Instance(filter_case(), kind()).look;
+    look.*member = static_cast<std::decay_t<decltype(look.*member)>>(code);
+    return pixels_or_error(filter_case(), kind(), look);
+  };
+  for (const int code : {INT_MIN, -2, 1, 4711, INT_MAX}) {
+    EXPECT_EQ(outcome(&Look::type, code), "invalid frame type error | " +
+                                              std::string(filter_case().filter) +
+                                              "::filter_process | frameType | 4");
+    EXPECT_TRUE(outcome(&Look::pixel_type, code) == outcome(&Look::pixel_type, of_no_header));
+    EXPECT_TRUE(outcome(&Look::format, code) == outcome(&Look::format, of_no_header));
   }
 }
 
