@@ -17,6 +17,8 @@ expected=$(printf '%s\n' gx_create_filter gx_get_commit_hash gx_get_filter_count
   gx_priv_filter_update_config)
 exported=$(nm -D --defined-only "$library" | awk '{print $3}' | LC_ALL=C sort)
 [ "$exported" = "$expected" ] || fail "exports are: $exported"
+relocated=$(readelf -rW "$library" | grep -oFw "$expected" || true)
+[ -z "$relocated" ] || fail "another library may take over its own functions: $relocated"
 
 open=$(nm -D --undefined-only "$library" | awk '{print $2}' | grep '^gx' || true)
 [ -n "$open" ] || fail "the plug-in calls no host function"

@@ -372,7 +372,8 @@ class Speckles {
       const V difference = static_cast<V>(simd::max(depth, other) - simd::min(depth, other));
       const V may_join = rules_.any_join & ~rules_.are_invalid(other);
       const V enters = static_cast<V>(difference <= simd::load<V>(row.threshold + at)) & may_join;
-      steps |= enters & static_cast<Pixel>(1U << neighbour);
+      const auto step = static_cast<Pixel>(1U << neighbour);
+      steps |= enters & step;
       expands |= static_cast<V>(difference <= threshold) & may_join;
     };
     meet(current_, x - 1, growth::from_left);
@@ -814,7 +815,8 @@ class Speckles {
       const auto removed = (Pixels)simd::load<Pairs>(removed_ + x);
       const Pixels invalid = static_cast<Pixels>(removed | rules_.are_invalid(samples));
       const Pixels threshold = rules_.thresholds(samples);
-      for (Pixel* row : {upper, lower}) {
+      Pixel* const rows[] = {upper, lower};
+      for (Pixel* row : rows) {
         const Pixels own = simd::load<Pixels>(row + 2 * x);
         simd::store(row + 2 * x, repaired(own, samples, threshold, invalid, rules_));
       }

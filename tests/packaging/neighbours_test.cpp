@@ -1,0 +1,89 @@
+// neighbours_test PLUGIN FOREIGN_PLUGIN
+// Two copies of the plug-in and another one of the same exported names share a process, opened in
+// every order and scope: each copy stays itself. Built a second time, this program is linked with
+// the other plug-in, whose functions then come before all others.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "filter_processor.h"
+
+namespace {
+
+bool stays_itself(void* library) {
+  const auto own = [&]<typename Function>(const char* name, Function*& function) {
+    function = reinterpret_cast<Function*>(dlsym(library, name));
+  };
+  decltype(gx_get_filter_count)* count = nullptr;
+  decltype(gx_get_filter_name)* name = nullptr;
+  decltype(gx_create_filter)* create = nullptr;
+  gx_priv_filter_context words{};
+  own("gx_get_filter_count", count);
+  own("gx_get_filter_name", name);
+  own("gx_create_filter", create);
+  own("gx_priv_filter_context_destroy", words.destroy);
+  own("gx_priv_filter_get_config_schema", words.get_config_schema);
+  own("gx_priv_filter_update_config", words.update_config);
+  own("gx_priv_filter_set_config_data", words.set_config_data);
+  own("gx_priv_filter_process", words.process);
+  own("gx_priv_filter_reset", words.reset);
+  const auto is_ours = [](std::string_view text) { return text != "foreign"; };
+
+  bool right = count(nullptr) == 14;
+  for (uint64_t index = 0; index < 14; ++index) {
+    gx_priv_filter_context* context = create(index, nullptr);
+    if (context == nullptr)
+      return false;
+    right = right && context->destroy == words.destroy && context->reset == words.reset &&
+            context->get_config_schema == words.get_config_schema &&
+            context->update_config == words.update_config &&
+            context->set_config_data == words.set_config_data && context->process == words.process;
+    right = right && is_ours(context->get_config_schema(context->filter)) &&
+            is_ours(name(static_cast<int32_t>(index), nullptr));
+    context->destroy(context);
+  }
+  return right;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3)
+    return 2;
+  const std::string copy = std::string(argv[0]) + ".copy.so";
+  std::filesystem::copy_file(argv[1], copy, std::filesystem::copy_options::overwrite_existing);
+  const std::array files{std::string(argv[1]), copy, std::string(argv[2])};
+  std::array order{0U, 1U, 2U};
+  int failures = 0;
+  do {
+    for (unsigned global = 0; global < 8; ++global) {
+      // What has once been in the global scope may stay there: each case has its own process.
+      const pid_t child = fork();
+      if (child == 0) {
+        std::array<void*, 3> libraries{};
+        for (const unsigned file : order)
+          libraries[file] = dlopen(files[file].c_str(),
+                                   RTLD_LAZY | (global >> file & 1U ? RTLD_GLOBAL : RTLD_LOCAL));
+        _exit(libraries[0] != libraries[1] && libraries[2] != nullptr &&
+                      stays_itself(libraries[0]) && stays_itself(libraries[1])
+                  ? 0
+                  : 1);
+      }
+      int status = 0;
+      if (waitpid(child, &status, 0) != child || status != 0) {
+        std::printf("FAILED: opened in the order %u %u %u, in the global scope: %#x\n", order[0],
+                    order[1], order[2], global);
+        ++failures;
+      }
+    }
+  } while (std::next_permutation(order.begin(), order.end()));
+  return failures == 0 ? 0 : 1;
+}
