@@ -1,13 +1,16 @@
 // The reference host: who owns what, what copies carry, and the faults that it is asked for.
 
 #include <algorithm>
+#include <array>
 #include <set>
+#include <thread>
 #include <type_traits>
 
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
 
+#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -79,7 +82,9 @@ TEST_F(Host, StreamProfileCopiesAreIndependent) {
   gx_video_stream_profile_set_width(copy.get(), 9, nullptr);
   gx_video_stream_profile_set_intrinsic(copy.get(), {1, 2, 3, 4, 9, 2}, nullptr);
   EXPECT_EQ(gx_video_frame_get_width(frame.get(), nullptr), 4U);
-  EXPECT_EQ(gx_video_stream_profile_get_intrinsic(profile.get(), nullptr).width, 4);
+  const auto own = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
+  EXPECT_EQ((std::array{own.fx, own.fy, own.cx, own.cy}), (std::array{0.0F, 0.0F, 0.0F, 0.0F}));
+  EXPECT_EQ((std::array{own.width, own.height}), (std::array<std::int16_t, 2>{4, 2}));
   EXPECT_EQ(gx_video_stream_profile_get_intrinsic(copy.get(), nullptr).width, 9);
   const auto copied = gx_disparity_based_stream_profile_get_disparity_param(copy.get(), nullptr);
   EXPECT_EQ(copied.zpd, 1.5);
@@ -190,9 +195,24 @@ TEST_F(Host, WhatAFrameLacksIsAnError) {
   EXPECT_EQ(error.text(), "frame has no such metadata | gx_frame_get_metadata_value | id | 4");
   gx_frameset_get_depth_frame(bare.get(), error.out());
   EXPECT_EQ(error.text(), "not a frame set | gx_frameset_get_depth_frame | frameset | 4");
-  const Profile vast{gexton_create_stream_profile(GX_FORMAT_Y16, 1U << 31, 1U << 31, nullptr)};
-  EXPECT_EQ(gexton_create_video_frame(GX_FRAME_DEPTH, vast.get(), nullptr, error.out()), nullptr);
-  EXPECT_EQ(error.text(), "invalid argument | gexton_create_video_frame | profile | 4");
+}
+
+TEST_F(Host, FramesHoldAsManyBytesAs32BitsCount) {
+  struct Case {
+    uint32_t width, height;
+    const char* error;
+  };
+  for (const auto& [width, height, expected] :
+       {Case{UINT32_MAX / 2, 1, "out of memory | gexton_create_video_frame |  | 0"},
+        Case{1U << 16, 1U << 15, "invalid argument | gexton_create_video_frame | profile | 4"},
+        Case{1U << 31, 1U << 31, "invalid argument | gexton_create_video_frame | profile | 4"}}) {
+    const Profile vast{gexton_create_stream_profile(GX_FORMAT_Y16, width, height, nullptr)};
+    EXPECT_EQ(gx_video_stream_profile_get_intrinsic(vast.get(), nullptr).width, INT16_MAX);
+    test::fail_nth_allocation(height == 1 ? 1 : 0); // the pixels
+    EXPECT_EQ(gexton_create_video_frame(GX_FRAME_DEPTH, vast.get(), nullptr, error.out()), nullptr);
+    test::fail_nth_allocation(0);
+    EXPECT_EQ(error.text(), expected);
+  }
 }
 
 TEST_F(Host, ErrorsOwnTheirTexts) {
@@ -304,6 +324,33 @@ TEST_F(Host, FunctionsSucceedFailOnPurposeAndRefuseNull) {
   };
   check("gx_delete_frame", delete_frame, frame);
   check("gx_delete_stream_profile", delete_profile, profile);
+}
+
+// Threads share the lists of what is alive, the idle buffers and the faults, though no object. The
+// thread sanitizer sees more than this test.
+TEST_F(Host, ServesThreadsThatShareNoObject) {
+  const gexton_live_handles before = gexton_get_live_handles();
+  gexton_clear_faults();
+  gexton_fail_nth_call(100);
+  gexton_fail_function("gx_create_stream_profile_from_other_stream_profile", 100);
+  const auto work = [&] {
+    for (int i = 0; i < 500; ++i) {
+      const Frame own{gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 1000, nullptr)};
+      const Profile copy{
+          gx_create_stream_profile_from_other_stream_profile(profile.get(), nullptr)};
+      const gexton_live_handles live = gexton_get_live_handles();
+      EXPECT_LE(live.frames + live.stream_profiles, before.frames + before.stream_profiles + 8);
+      if (i % 50 == 0)
+        gexton_trim_buffers();
+      gexton_fail_function("no function", static_cast<uint64_t>(i));
+      gexton_fail_nth_call(0);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i)
+    threads.emplace_back(work);
+  for (std::thread& thread : threads)
+    thread.join();
 }
 
 TEST_F(Host, FaultsStrikeTheOrderedCallOnce) {

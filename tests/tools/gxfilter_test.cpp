@@ -329,11 +329,20 @@ TEST(Scene, GetsTheFaultsThatAreAskedFor) {
   SceneSettings clean = small_scene(GX_PIXEL_DEPTH);
   clean.size = {320, 200};
   clean.noise = clean.bleed = 0;
-  clean.speckles = 0;
+  clean.speckles = clean.holes = 0;
   const Image base = render_scene(clean, 0);
   const auto is_close = [](uint16_t pixel) { return pixel != 0 && pixel < 1001; };
 
   SceneSettings settings = clean;
+  settings.seed = 2; // without the faults above, only the pixels that drop out depend on it
+  const Image other = render_scene(settings, 0);
+  int dropped = 0;
+  for (size_t i = 0; i < base.pixels.size(); ++i) {
+    dropped += base.pixels[i] == 0 && other.pixels[i] != 0;
+  }
+  EXPECT_NEAR(dropped, 0.002 * 320 * 200, 40);
+
+  settings = clean;
   settings.phantoms = 3;
   const Image phantoms = render_scene(settings, 0);
   EXPECT_EQ(std::ranges::count_if(base.pixels, is_close), 0);
@@ -378,9 +387,11 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   EXPECT_NEAR(range->high, 3012, 4);
   FrameView part = ramp;
   std::ranges::fill(part.image.pixels, uint16_t{1300});
+  part.image.pixels[10 * 512 + 10] = 0;
   const RgbImage picture = PreviewPainter("caption").paint(ramp, part, "title");
   // Pixel 300 of the ramp has the value of the whole right panel.
   EXPECT_EQ(color_at(picture, 20 + 300, 100), color_at(picture, 20 + 512 + 24 + 50, 100));
+  EXPECT_EQ(color_at(picture, 20 + 512 + 24 + 10, 42 + 10), std::vector<uint8_t>(3)) << "no data";
   FrameView codes = ramp;
   codes.pixel_type = GX_PIXEL_DISPARITY;
   EXPECT_GT(PreviewPainter("").paint(codes, ramp, "").size.width, picture.size.width)

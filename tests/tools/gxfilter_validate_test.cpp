@@ -56,6 +56,12 @@ TEST(Validate, TellsMoreWhenAsked) {
                        "update_filter_config(min_diff), type 4\n"),
       std::string::npos)
       << verbose.out;
+  for (const char* place :
+       {"first frame", "second frame", "first frame in a set", "second frame in a set"}) {
+    EXPECT_NE(verbose.out.find("made to fail once, in a " + std::string(place) + " with"),
+              std::string::npos)
+        << place;
+  }
   const auto json = nlohmann::json::parse(validate("--filter NoiseRemovalFilter --json").out);
   ASSERT_EQ(json["filters"].size(), 2U) << "the plug-in as a whole, and one filter";
   EXPECT_EQ(json["filters"][1]["filter"], "NoiseRemovalFilter");
@@ -131,6 +137,10 @@ const FaultCase fault_cases[] = {
                         "64x40"},
     {"loses the index", "depth frames: the index of the new frame .*: 3, expected 7"},
     {"crashes", "depth frames: a depth frame .*: crashed with signal 6 .*\n  FAILED .*"},
+    // While it tries whether a frame passes at all, before a check's first item; "reset" gets
+    // through.
+    {"crashes at its end", "repetition: beginning: crashed.*\n  FAILED   refusals: beginning: "
+                           "crashed.*\n  FAILED   short frames: beginning: crashed"},
     {"puts the input into the set", "frame sets: the depth frame of the new set .*: the input's "
                                     "own, expected a new frame"},
     {"writes the colour frame of a set", "frame sets: the colour frame of the set that went in "
@@ -146,8 +156,9 @@ const FaultCase fault_cases[] = {
     {"takes short frames", "short frames: a frame of 4992 bytes instead of 5120 .*: a copy of the "
                            "frame and no error, expected no frame and the error \"invalid frame "},
     // An address sanitizer turns the signal of a bad access into an exit status.
-    {"reads beyond a short frame", "short frames: a frame of .* bytes instead of .*: (crashed with "
-                                   "signal 11|ended the program with status 1)"},
+    {"reads beyond a short frame",
+     "short frames: a frame of [1-9].* bytes instead of .*: (crashed with "
+     "signal 11|ended the program with status 1)"},
     {"ignores host errors", "host failures: .*: host call 1 \\(gx_frame_get_type\\) made to fail: "
                             "a new frame and no error, expected no frame and the error"},
     {"says too much", "host failures: .* made to fail: printed \"gx_error was raised"},

@@ -12,8 +12,6 @@ Filter Subject::make_filter() const {
   return std::move(*result);
 }
 
-namespace {
-
 void run_check(const Subject& subject, const Check& check, Findings& findings) {
   findings.begin_check(check.name);
   const LiveHandles before;
@@ -26,15 +24,6 @@ void run_check(const Subject& subject, const Check& check, Findings& findings) {
   }
   findings.doing("after this check");
   findings.expect(nothing_left, before.left_over());
-}
-
-} // namespace
-
-void run_checks(const Subject& subject, std::span<const Check> checks, size_t first,
-                Findings& findings) {
-  for (const Check& check : checks.subspan(first)) {
-    run_check(subject, check, findings);
-  }
 }
 
 } // namespace gxfilter::validation

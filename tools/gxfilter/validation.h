@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <span>
 #include <vector>
 
 #include "plugin.h"
@@ -40,9 +39,7 @@ using Checks = std::vector<Check>;
 // Host calls that fail, a missing error slot, and what destruction gives back.
 [[nodiscard]] Checks failure_checks();
 
-// Runs checks from number `first` on. After each, the host's live handles must be what they were
-// before.
-void run_checks(const Subject& subject, std::span<const Check> checks, size_t first,
-                Findings& findings);
+// After the check, the host's live handles must be what they were before.
+void run_check(const Subject& subject, const Check& check, Findings& findings);
 
 } // namespace gxfilter::validation

@@ -13,7 +13,7 @@ void Findings::begin_check(const std::string& name) {
 
 void Findings::doing(std::string text) {
   doing_ = std::move(text);
-  listener_.announced(check_, doing_);
+  listener_.announced(doing_);
 }
 
 void Findings::expect(const std::string& expected, const std::string& came) {

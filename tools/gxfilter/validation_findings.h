@@ -38,7 +38,7 @@ class Inapplicable : public std::runtime_error {
 class Findings {
  public:
   struct Listener {
-    std::function<void(const std::string& check, const std::string& doing)> announced;
+    std::function<void(const std::string& doing)> announced;
     std::function<void(const Finding&)> found;
   };
   Findings(std::string filter, Listener listener)

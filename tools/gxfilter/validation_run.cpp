@@ -1,7 +1,5 @@
 #include "validation_run.h"
 
-#include <algorithm>
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -22,28 +20,22 @@ std::string to_line(const Json& json) {
 class ChildRun {
  public:
   ChildRun(const Subject& subject, const Checks& checks, size_t first)
-      : subject_(subject), checks_(checks), first_(first), check_(checks[first].name),
-        doing_("beginning") {}
+      : subject_(subject), checks_(checks), first_(first), index_(first) {}
 
   ChildEnd run(std::vector<Finding>& findings, std::chrono::seconds time_limit) {
     return run_in_child([this](const LineReceiver& tell) { work(tell); },
                         [&](const std::string& line) { receive(line, findings); }, time_limit);
   }
 
-  // Of the check that was run last.
-  [[nodiscard]] size_t index() const {
-    const auto found =
-        std::ranges::find_if(checks_, [this](const Check& check) { return check_ == check.name; });
-    return static_cast<size_t>(found - checks_.begin());
-  }
-  [[nodiscard]] const std::string& check() const { return check_; }
+  // Of the check that was begun last.
+  [[nodiscard]] size_t index() const { return index_; }
   [[nodiscard]] const std::string& doing() const { return doing_; }
 
  private:
   void work(const LineReceiver& tell) const {
     gexton_guard_buffers(true);
-    const Findings::Listener listener{[&tell](const std::string& check, const std::string& doing) {
-                                        tell(to_line({{"check", check}, {"doing", doing}}));
+    const Findings::Listener listener{[&tell](const std::string& doing) {
+                                        tell(to_line({{"doing", doing}}));
                                       },
                                       [&tell](const Finding& finding) {
                                         tell(to_line({{"outcome", finding.outcome},
@@ -51,25 +43,29 @@ class ChildRun {
                                                       {"difference", finding.difference}}));
                                       }};
     Findings findings(subject_.filter, listener);
-    run_checks(subject_, checks_, first_, findings);
+    for (size_t i = first_; i < checks_.size(); ++i) {
+      tell(to_line({{"check", i}}));
+      run_check(subject_, checks_[i], findings);
+    }
   }
 
   void receive(const std::string& line, std::vector<Finding>& findings) {
     const Json told = Json::parse(line);
-    if (told.contains("doing")) {
-      check_ = told["check"];
+    if (told.contains("check")) {
+      index_ = told["check"];
+    } else if (told.contains("doing")) {
       doing_ = told["doing"];
     } else {
-      findings.push_back(
-          {check_, told["outcome"].get<Outcome>(), told["sentence"], told["difference"]});
+      findings.push_back({checks_[index_].name, told["outcome"].get<Outcome>(), told["sentence"],
+                          told["difference"]});
     }
   }
 
   const Subject& subject_;
   const Checks& checks_;
   size_t first_;
-  std::string check_;
-  std::string doing_;
+  size_t index_;
+  std::string doing_ = "beginning";
 };
 
 } // namespace
@@ -107,7 +103,7 @@ std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
     if (end.complete) {
       break;
     }
-    findings.push_back({child.check(), Outcome::failed,
+    findings.push_back({checks[child.index()].name, Outcome::failed,
                         fmt::format("{}: {}", child.doing(), end.description), -1});
     first = child.index() + 1;
     for (; end.timed_out && first < checks.size(); ++first) {

@@ -94,6 +94,24 @@ TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
   }
 }
 
+// A filter's host hands out zero pixels, and would hide what is left out.
+TEST(NearestSampler, ClearsWhatItDoesNotSample) {
+  const Pixels source{1, 2, 3, 4};
+  for (const simd::Level level : simd::supported_levels()) {
+    simd::use_level(level);
+    Pixels to(20, 9);
+    filter_processor::NearestSampler().run({.source = {2, 2},
+                                            .destination = {4, 5},
+                                            .left = 1,
+                                            .right = 3,
+                                            .top = 1,
+                                            .bottom = 3,
+                                            .step = 1 << 16},
+                                           source.data(), to.data());
+    EXPECT_EQ(to, (Pixels{0, 0, 0, 0, 0, 1, 2, 0, 0, 3, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+  }
+}
+
 TEST(DepthResize, CopiesOneToOneExceptFarFromTheStart) {
   Filter filter("DepthResize");
   const Resize wide{65535, 2};

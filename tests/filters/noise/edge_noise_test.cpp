@@ -8,6 +8,7 @@
 #include "filters/noise/EdgeNoiseRemovalFilter.h"
 #include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/noise/edge_strips_kernels.h"
+#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -366,6 +367,14 @@ TEST(MgcNoiseRemovalFilter, FollowsTheArcUpToTheLimit) {
   EXPECT_EQ(cleared(filter, whole, 1280, 1), Cleared(85, 85));
   EXPECT_EQ(cleared(filter, valid_between(1280, 800, 50, 1229), 1280, 0), Cleared(70, 69));
   EXPECT_EQ(cleared(filter, valid_between(1280, 800, 117, 1163), 1280, 400), Cleared(3, 3));
+  // The table there is goes first, even where there is no memory for another.
+  ASSERT_EQ(filter.update({"0", "0", "0", "9", "0", "120", "120", "1280", "800"}), "");
+  EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(6, 6));
+  const Frame taller = valid_between(1280, 4000, 0, 1279);
+  test::fail_nth_allocation(1);
+  EXPECT_EQ(filter.process(taller.get()), nullptr);
+  EXPECT_FALSE(test::allocation_fault_pending());
+  EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(9, 9));
 }
 
 template <typename PrintedFilter>
