@@ -81,7 +81,8 @@ bool is_large(std::string_view number, bool hexadecimal) {
 
 template <typename Real>
 std::errc read(const char* text, Real& value) {
-  auto [number, negative] = without_sign(text);
+  const Unsigned parts = without_sign(text);
+  std::string_view number = parts.text;
   const auto at = [&](std::size_t i) { return i < number.size() ? number[i] : '\0'; };
   const bool hexadecimal = at(0) == '0' && (at(1) | 0x20) == 'x' &&
                            (is_hex_digit(at(2)) || (at(2) == '.' && is_hex_digit(at(3))));
@@ -94,7 +95,7 @@ std::errc read(const char* text, Real& value) {
           .ec;
   if (status == std::errc::result_out_of_range)
     value = is_large(number, hexadecimal) ? std::numeric_limits<Real>::infinity() : Real{0};
-  if (negative)
+  if (parts.negative)
     value = -value;
   return status;
 }
