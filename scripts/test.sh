@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests: `release` with GCC and `asan` with Clang. Checks formatting and
-# clang-tidy too. Installs what is missing. Ends with ctest's summaries.
+# What CI runs. Checks formatting and clang-tidy, builds everything and runs all tests: `release` with
+# GCC and `asan` with Clang. Builds the library alone in the other combinations that tend to break, and
+# runs the tests of several threads under the thread sanitizer. Installs what is missing.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}"
 
-section() { printf '\n== %s\n' "$*"; }
+section() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 jobs=$(nproc)
 everything=(-DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PROCESSOR_BENCH=ON)
 
@@ -31,3 +32,21 @@ section "Tests: release, GCC"
 ctest --preset release -j "$jobs"
 section "Tests: asan, Clang"
 ctest --preset asan -j "$jobs"
+
+# library PRESET C_COMPILER CXX_COMPILER [OPTION...]: the library, its symbols and its installed tree.
+library() {
+  local build=build/$1-$2
+  section "The library alone: $1, $3 ${*:4}"
+  cmake --preset "$1" -B "$build" -DCMAKE_C_COMPILER="$2" -DCMAKE_CXX_COMPILER="$3" "${@:4}" \
+    -DFILTER_PROCESSOR_TOOLS=OFF -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PROCESSOR_BENCH=OFF
+  cmake --build "$build" --target FilterProcessor
+  ctest --test-dir "$build" --output-on-failure --no-tests=error \
+    -R '^packaging\.(symbols|installed_tree)$'
+}
+library debug gcc g++
+library asan gcc g++
+library release clang clang++ -DBUILD_SHARED_LIBS=OFF
+
+section "Tests of several threads: tsan, GCC"
+scripts/tsan.sh 'Concurrency|HostCalls'
+section "Done"

@@ -23,7 +23,7 @@ struct Thresholds {
   unsigned shift;
 
   std::uint16_t of(std::uint16_t pixel) const {
-    return fixed ? value : table[shift < 16 ? std::min<std::size_t>(pixel >> shift, 6) : 0];
+    return fixed ? value : table[shift < 16 ? std::min(unsigned{pixel} >> shift, 6U) : 0];
   }
 };
 
