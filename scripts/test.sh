@@ -48,5 +48,5 @@ library asan gcc g++
 library release clang clang++ -DBUILD_SHARED_LIBS=OFF
 
 section "Tests of several threads: tsan, GCC"
-scripts/tsan.sh 'Concurrency|HostCalls'
+scripts/tsan.sh 'Concurrency|HostCalls|Threads'
 section "Done"
