@@ -11,9 +11,9 @@
  *
  * Threads: [thread-safe] may be called at any time from any thread; [one thread at a time per
  * instance] leaves it to the host to serialise the calls on one instance; [locking classes] is safe
- * against gx_priv_filter_process on the same instance, though not against each other, for every
- * filter but DepthResize, HardwareD2DCorrectionFilter, HoleFillingFilter and TemporalFilter, which
- * leave it to the host. Different instances share nothing.
+ * against gx_priv_filter_process on the same instance, and against each other, for every filter
+ * but DepthResize, HardwareD2DCorrectionFilter, HoleFillingFilter and TemporalFilter, which leave
+ * it to the host. Different instances share nothing.
  */
 #ifndef FILTER_PROCESSOR_H
 #define FILTER_PROCESSOR_H

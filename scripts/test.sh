@@ -45,7 +45,8 @@ library() {
 }
 library debug gcc g++
 library asan gcc g++
-library release clang clang++ -DBUILD_SHARED_LIBS=OFF
+library release clang clang++
+library release gcc g++ -DBUILD_SHARED_LIBS=OFF
 
 section "Tests of several threads: tsan, GCC"
 scripts/tsan.sh 'Concurrency|HostCalls|Threads'

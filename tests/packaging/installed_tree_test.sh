@@ -19,9 +19,11 @@ cmake --build "$work/example" >/dev/null
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name filter_processor.pc)")
 export PKG_CONFIG_PATH
 library_dir=$(pkg-config --variable=libdir filter_processor)
-# shellcheck disable=SC2046 # the flags are words
+static=
+[ -e "$library_dir/libFilterProcessor.so" ] || static=--static
+# shellcheck disable=SC2046,SC2086 # the flags are words
 "$compiler" -std=c11 -Wall -Wextra -Werror "$examples/minimal_host.c" -o "$work/minimal_host" \
-  $(pkg-config --cflags --libs filter_processor) -Wl,-rpath,"$library_dir"
+  $(pkg-config --cflags --libs $static filter_processor) -Wl,-rpath,"$library_dir"
 "$work/minimal_host" >"$work/by_pkg_config"
 
 cmp "$work/by_cmake" "$work/by_pkg_config"

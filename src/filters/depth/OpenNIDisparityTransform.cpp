@@ -70,9 +70,8 @@ void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const cha
   };
   // What stands before a refused value is stored. All at once: no frame sees a part of the values,
   // or another target size than it was made for.
-  Resampling next;
-  const auto changes = [&] {
-    next = resampling_;
+  const auto next_resampling = [&] {
+    Resampling next = resampling_;
     if (has_width)
       next.dst_width = static_cast<std::uint32_t>(width);
     if (has_height)
@@ -85,12 +84,13 @@ void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const cha
       next.y_set = pixels(9);
       next.resample_enabled = next.dst_width != 0 && next.dst_height != 0;
     }
-    return next != resampling_ || differs(range);
+    return next;
   };
-  lock.update(changes, [&] {
-    resampling_ = next;
-    store(range);
-  });
+  lock.update([&] { return next_resampling() != resampling_ || differs(range); },
+              [&] {
+                resampling_ = next_resampling();
+                store(range);
+              });
 }
 
 gx_frame* OpenNIDisparityTransform::filter_process(gx_frame* frame, gx_error** error) {
@@ -112,7 +112,8 @@ void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format format, 
 void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_format format,
                                                  FrameSize size) {
   constexpr FilterError refused{"Frame sampling process error", "filter_process", "frameType"};
-  const FrameSize target = resampling_.target();
+  const Resampling to = resampling_; // hosts may update from within the functions called here
+  const FrameSize target = to.target();
   if (!fits_a_frame(target))
     return call.fail(refused);
   call.create_output(format, target);
@@ -121,16 +122,15 @@ void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_forma
   fit_table(call, call.host(gx_video_frame_get_pixel_available_bit_size, call.depth()));
   if (!call.ok())
     return;
-  if (!sample(codes, size, depths))
+  if (!sample(to, codes, size, depths))
     return call.fail(refused);
-  call.complete_output(resampled_profile(call), depths, target);
+  call.complete_output(resampled_profile(call, target), depths, target);
   call.host(gx_video_frame_set_pixel_type, call.output(), GX_PIXEL_DEPTH);
   describe_depths(call);
 }
 
-bool OpenNIDisparityTransform::sample(const std::uint16_t* codes, FrameSize size,
-                                      std::uint16_t* depths) {
-  const Resampling& to = resampling_;
+bool OpenNIDisparityTransform::sample(const Resampling& to, const std::uint16_t* codes,
+                                      FrameSize size, std::uint16_t* depths) {
   const FrameSize target = to.target();
   if (size.width == 0 || size.height == 0 || target.width == 0 || target.height == 0 ||
       double{to.scale} < 0.001)
@@ -154,10 +154,9 @@ bool OpenNIDisparityTransform::sample(const std::uint16_t* codes, FrameSize size
   return true;
 }
 
-OwnedProfile OpenNIDisparityTransform::resampled_profile(ProcessingFrame& call) const {
+OwnedProfile OpenNIDisparityTransform::resampled_profile(ProcessingFrame& call, FrameSize target) {
   OwnedProfile profile = call.copy_depth_profile();
   gx_camera_intrinsic intrinsic = call.host(gx_video_stream_profile_get_intrinsic, profile.get());
-  const FrameSize target = resampling_.target();
   move_principal_point(intrinsic, target);
   intrinsic.width = static_cast<std::int16_t>(target.width);
   intrinsic.height = static_cast<std::int16_t>(target.height);

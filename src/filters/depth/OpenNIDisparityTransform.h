@@ -28,8 +28,6 @@ class OpenNIDisparityTransform final : public DisparityConversion {
   void fill_table(ProcessingFrame& call, DisparityTable& table) override;
   void convert(ProcessingFrame& call, gx_format format, FrameSize size) override;
   void convert_resampled(ProcessingFrame& call, gx_format format, FrameSize size);
-  bool sample(const std::uint16_t* codes, FrameSize size, std::uint16_t* depths);
-  OwnedProfile resampled_profile(ProcessingFrame& call) const;
 
   /// How frames are resampled; written by updates only.
   struct Resampling {
@@ -45,6 +43,10 @@ class OpenNIDisparityTransform final : public DisparityConversion {
     FrameSize target() const { return {dst_width, dst_height}; }
     friend bool operator==(const Resampling&, const Resampling&) = default;
   };
+
+  bool sample(const Resampling& to, const std::uint16_t* codes, FrameSize size,
+              std::uint16_t* depths);
+  static OwnedProfile resampled_profile(ProcessingFrame& call, FrameSize target);
 
   Resampling resampling_;
   NearestSampler sampler_;

@@ -18,7 +18,7 @@ void set_filter_error(gx_error** error, gx_status status, const char* message, c
 }
 
 void set_filter_error(gx_error** error, const char* filter, const FilterError& reason) noexcept {
-  // On the stack, as memory may be what is missing; the longest text has 50 characters.
+  // On the stack, as memory may be what is missing; no text has more than 60 characters.
   char function[96];
   std::snprintf(function, sizeof function, "%s::%s", filter, reason.operation);
   set_filter_error(error, GX_STATUS_ERROR, reason.message, function, reason.args, reason.type);

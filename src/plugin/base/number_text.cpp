@@ -45,7 +45,7 @@ std::errc read(const char* text, int& value) {
   const auto [digits, negative] = without_sign(text);
   unsigned magnitude = 0;
   const unsigned limit = static_cast<unsigned>(std::numeric_limits<int>::max()) + negative;
-  std::errc status = std::from_chars(digits.begin(), digits.end(), magnitude).ec;
+  std::errc status = std::from_chars(digits.data(), digits.data() + digits.size(), magnitude).ec;
   if (status == std::errc{} && magnitude > limit)
     status = std::errc::result_out_of_range;
   if (status == std::errc::result_out_of_range)
@@ -74,7 +74,7 @@ bool is_large(std::string_view number, bool hexadecimal) {
       place += before_point ? 1 : -1;
   }
   int exponent = 0;
-  if (!number.empty() && (number[0] | 0x20) == (hexadecimal ? 'p' : 'e'))
+  if (number.size() > 1 && (number[0] | 0x20) == (hexadecimal ? 'p' : 'e') && !is_space(number[1]))
     read(number.data() + 1, exponent);
   return static_cast<double>(exponent) + (hexadecimal ? 4.0 : 1.0) * place > 0;
 }
@@ -90,12 +90,12 @@ std::errc read(const char* text, Real& value) {
     number.remove_prefix(2);
   value = 0;
   const std::errc status =
-      std::from_chars(number.begin(), number.end(), value,
+      std::from_chars(number.data(), number.data() + number.size(), value,
                       hexadecimal ? std::chars_format::hex : std::chars_format::general)
           .ec;
   if (status == std::errc::result_out_of_range)
     value = is_large(number, hexadecimal) ? std::numeric_limits<Real>::infinity() : Real{0};
-  if (parts.negative)
+  if (parts.negative && status != std::errc::invalid_argument)
     value = -value;
   return status;
 }
@@ -151,9 +151,8 @@ float read_real_or_throw(const char* text) {
   const std::errc status = read(text, value);
   if (status == std::errc::invalid_argument)
     throw std::invalid_argument("invalid stof argument");
-  const bool digits_cut_off =
-      std::abs(value) < std::numeric_limits<float>::min() && double{value} != read_real(text);
-  if (status == std::errc::result_out_of_range || digits_cut_off)
+  const bool too_small = value != 0 && std::abs(value) < std::numeric_limits<float>::min();
+  if (status == std::errc::result_out_of_range || too_small)
     throw std::out_of_range("stof argument out of range");
   return value;
 }

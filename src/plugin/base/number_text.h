@@ -17,8 +17,8 @@ double read_real(const char* text);
 /// for text that is none, std::out_of_range ("stoi argument out of range") for one beyond int.
 int read_integer_or_throw(const char* text);
 
-/// Throws as above, with "stof" in the texts: also for numbers so small that single precision cuts
-/// digits off.
+/// Throws as above, with "stof" in the texts: also for numbers that are not 0 but closer to it than
+/// single precision has all its digits.
 float read_real_or_throw(const char* text);
 
 } // namespace filter_processor
