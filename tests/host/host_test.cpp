@@ -272,9 +272,37 @@ void Host::check(const char* name, Function function, const Handle& handle,
   EXPECT_EQ(outcome(handle.get()), fault);
   function(handle.get(), arguments..., nullptr); // nowhere to store the error
   gexton_fail_function(nullptr, 0);
-  const std::string refusal = outcome(nullptr);
-  EXPECT_EQ(refusal.find("invalid argument | " + std::string(name) + " | "), 0U) << refusal;
-  EXPECT_EQ(refusal.find(" |  | "), std::string::npos) << refusal;
+  const auto has = [function_name = std::string(name)](const char* part) {
+    return function_name.find(part) != std::string::npos;
+  };
+  const std::string parameter = has("_from_other")                ? "other"
+                                : has("copy_info")                ? "source"
+                                : has("frameset")                 ? "frameset"
+                                : std::is_same_v<Handle, Profile> ? "profile"
+                                                                  : "frame";
+  EXPECT_EQ(outcome(nullptr),
+            "invalid argument | " + std::string(name) + " | " + parameter + " | 4");
+}
+
+TEST_F(Host, ItsOwnFunctionsRefuseNullToo) {
+  const auto id = GX_METADATA_DISPARITY_OFFSET;
+  gexton_frame_add_reference(nullptr, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_add_reference | frame | 4");
+  gexton_frame_set_index(nullptr, 1, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_set_index | frame | 4");
+  gexton_frame_set_metadata(nullptr, id, 1, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_set_metadata | frame | 4");
+  gexton_frame_remove_metadata(nullptr, id, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_remove_metadata | frame | 4");
+  gexton_create_video_frame(GX_FRAME_DEPTH, nullptr, nullptr, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_create_video_frame | profile | 4");
+  gexton_frameset_get_count(nullptr, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_frameset_get_count | frameset | 4");
+  gexton_frameset_get_frame(set.get(), 1, error.out());
+  EXPECT_EQ(error.text(), "invalid argument | gexton_frameset_get_frame | index | 4");
+  gexton_stream_profile_set_disparity_param(profile.get(), nullptr, error.out());
+  EXPECT_EQ(error.text(),
+            "invalid argument | gexton_stream_profile_set_disparity_param | parameters | 4");
 }
 
 TEST_F(Host, FunctionsSucceedFailOnPurposeAndRefuseNull) {

@@ -120,9 +120,13 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
   } else if (fault_is("differs between instances")) {
     gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
   } else if (blanks_next_frame) {
-    if (uint8_t* const pixels = gx_frame_get_data(output, nullptr)) { // a call that may fail, too
-      std::fill_n(pixels, gx_frame_get_data_size(output, nullptr), uint8_t{0});
+    gx_frame* const depth = gx_frame_get_type(output, nullptr) == GX_FRAME_SET
+                                ? gx_frameset_get_depth_frame(output, nullptr)
+                                : gexton_frame_add_reference(output, nullptr);
+    if (uint8_t* const pixels = gx_frame_get_data(depth, nullptr)) { // a call that may fail, too
+      std::fill_n(pixels, gx_frame_get_data_size(depth, nullptr), uint8_t{0});
     }
+    gx_delete_frame(depth, nullptr);
     blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
     gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
@@ -260,6 +264,9 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
 void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,
                                   gx_error** error) {
   if (filter == nullptr) {
+    if (fault_is("crashes on updates of null")) {
+      std::abort();
+    }
     return;
   }
   if (fault_is("exits")) {

@@ -5,12 +5,14 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <regex>
 #include <tuple>
 
 #include <gtest/gtest.h>
 #include <png.h>
 
 #include "camera.h"
+#include "canvas.h"
 #include "filter_chain.h"
 #include "image_file.h"
 #include "pgm_image.h"
@@ -56,7 +58,7 @@ std::vector<Format> formats() {
   const Image image = sample_image();
   return {
       {"png", *encode_png(image), decode_png},
-      {"pgm", with_pixels(bytes_of("P5\n# a comment\n3 2 65535\n"), image, true), decode_pgm},
+      {"pgm", with_pixels(bytes_of("P5# a comment\n3 2 65535\n"), image, true), decode_pgm},
       {"bin", with_pixels({2, 0, 0, 0, 3, 0, 0, 0}, image, false), decode_bin},
       {"raw", with_pixels({}, image, false),
        [](std::span<const uint8_t> bytes) {
@@ -352,6 +354,19 @@ TEST(Scene, GetsTheFaultsThatAreAskedFor) {
       << "each phantom lies in a gap";
 
   settings = clean;
+  settings.bleed = 1;
+  const Image bled = render_scene(settings, 0);
+  int between = 0; // of changed pixels: nearer than before, no nearer than the border
+  for (size_t i = 8; i < base.pixels.size(); ++i) {
+    if (base.pixels[i] != 0 && bled.pixels[i] != 0 && bled.pixels[i] != base.pixels[i]) {
+      const auto nearest = *std::min_element(&base.pixels[i - 8], &base.pixels[i],
+                                             [](auto a, auto b) { return a - 1U < b - 1U; });
+      between += bled.pixels[i] < base.pixels[i] && bled.pixels[i] >= nearest ? 1 : -100;
+    }
+  }
+  EXPECT_GT(between, 20);
+
+  settings = clean;
   settings.streaks = 1;
   EXPECT_GE(longest_new_run(render_scene(settings, 0), base), 25U);
 
@@ -364,7 +379,7 @@ TEST(Scene, GetsTheFaultsThatAreAskedFor) {
   const std::tuple<size_t, size_t, Change> places[] = {
       {3, 100, emptied},   {160, 196, emptied},   {3, 3, emptied},   {4, 100, falsified},
       {6, 100, falsified}, {160, 194, falsified}, {8, 8, falsified}, {311, 191, falsified},
-      {7, 100, kept},      {160, 192, kept},      {18, 18, kept}};
+      {7, 100, kept},      {160, 192, kept},      {18, 18, kept},    {8, 20, kept}};
   for (const auto& [x, y, change] : places) {
     const uint16_t pixel = outline.pixels[y * 320 + x];
     const bool same = pixel == base.pixels[y * 320 + x];
@@ -372,11 +387,33 @@ TEST(Scene, GetsTheFaultsThatAreAskedFor) {
   }
 }
 
+std::vector<uint8_t> color_at(const RgbImage& picture, uint32_t x, uint32_t y) {
+  const auto* sample = &picture.samples[(size_t{y} * picture.size.width + x) * 3];
+  return {sample, sample + 3};
+}
+
+TEST(Canvas, DrawsWithinItself) {
+  Canvas canvas({10, 8}, {1, 1, 1});
+  canvas.fill({8, 6, 9, 9}, {2, 2, 2});
+  canvas.frame({6, 2, 2, 1}, {3, 3, 3});
+  canvas.text(0, 0, 1, {4, 4, 4}, "L!");
+  const RgbImage image = canvas.take();
+  std::string drawn;
+  for (uint32_t i = 0; i < 80; ++i) {
+    drawn +=
+        std::string(i % 10 == 0 && i > 0 ? "\n" : "") + " .+#@"[color_at(image, i % 10, i / 10)[0]];
+  }
+  EXPECT_EQ(drawn, "@.......@.\n"
+                   "@....###@.\n"
+                   "@....#..@.\n"
+                   "@....###@.\n"
+                   "@.......@.\n"
+                   "@.........\n"
+                   "@@@@@...@+\n"
+                   "........++");
+}
+
 TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
-  const auto color_at = [](const RgbImage& picture, uint32_t x, uint32_t y) {
-    const auto* sample = &picture.samples[(size_t{y} * picture.size.width + x) * 3];
-    return std::vector<uint8_t>(sample, sample + 3);
-  };
   FrameView ramp{{{512, 512}, std::vector<uint16_t>(size_t{512} * 512)}, GX_PIXEL_DEPTH, 2.0F};
   for (size_t i = 0; i < ramp.image.pixels.size(); ++i) {
     ramp.image.pixels[i] = static_cast<uint16_t>(1000 + i % 512);
@@ -392,10 +429,21 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   // Pixel 300 of the ramp has the value of the whole right panel.
   EXPECT_EQ(color_at(picture, 20 + 300, 100), color_at(picture, 20 + 512 + 24 + 50, 100));
   EXPECT_EQ(color_at(picture, 20 + 512 + 24 + 10, 42 + 10), std::vector<uint8_t>(3)) << "no data";
+  std::string ink; // in the columns below the panels
+  for (uint32_t x = 0; x < picture.size.width; ++x) {
+    bool inked = false;
+    for (uint32_t y = 42 + 512 + 5; y < picture.size.height; ++y) {
+      inked |= color_at(picture, x, y) != color_at(picture, 0, 0);
+    }
+    ink += inked ? '#' : ' ';
+  }
+  EXPECT_TRUE(std::regex_match(ink, std::regex(" *#\\S.*?\\S {30,40}\\S.*?\\S {30,40}\\S.*")))
+      << ink;
   FrameView codes = ramp;
   codes.pixel_type = GX_PIXEL_DISPARITY;
-  EXPECT_GT(PreviewPainter("").paint(codes, ramp, "").size.width, picture.size.width)
-      << "codes and millimetres need a legend each";
+  const RgbImage both = PreviewPainter("").paint(codes, ramp, "");
+  EXPECT_GT(both.size.width, picture.size.width) << "codes and millimetres need a legend each";
+  EXPECT_NE(color_at(both, 20 + 512 + 20, 300), color_at(both, 0, 0));
 }
 
 TEST(Preview, ShowsAPartOfTheFrame) {

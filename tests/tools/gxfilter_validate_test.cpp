@@ -67,6 +67,11 @@ TEST(Validate, TellsMoreWhenAsked) {
   EXPECT_EQ(json["filters"][1]["filter"], "NoiseRemovalFilter");
   EXPECT_EQ(json["summary"]["checks"],
             json["filters"][0]["checks"].size() + json["filters"][1]["checks"].size());
+  EXPECT_NE(
+      validate("--filter HardwareD2DCorrectionFilter --verbose")
+          .out.find("  skipped  schema: the lines of the schema: the filter has no parameters"),
+      std::string::npos);
+  EXPECT_EQ(validate("--time-limit 86401").status, 2);
   EXPECT_EQ(validate("--filter NoSuchFilter").status, 2);
   EXPECT_EQ(validate("--plugin ./missing.so").status, 1);
 }
@@ -112,6 +117,7 @@ const FaultCase fault_cases[] = {
                                    "'7', expected minimum <= default <= maximum"},
     {"has a name twice", "schema: line 2 of the schema, name: diff_scale once more"},
     {"crashes on null", "null handles: the schema text of null: crashed with signal 6"},
+    {"crashes on updates of null", "null handles: updating the parameters of null.*: crashed"},
     {"exits", "parameter bounds: the defaults: ended the program with status 0"},
     {"hangs", "repetition: reset and the same .*: still at it after 3 s"},
     {"takes any value", "parameter bounds: weight = 1.01, one step above its maximum of 1: no "
@@ -145,8 +151,11 @@ const FaultCase fault_cases[] = {
                                     "own, expected a new frame"},
     {"writes the colour frame of a set", "frame sets: the colour frame of the set that went in "
                                          ".*: changed pixels, expected unchanged"},
-    {"gives zeros after a failure", "host failures: the frame after each failure in a first frame "
-                                    "with .*: other pixels after .* had failed, expected the "},
+    {"gives zeros after a failure",
+     "host failures: the frame after each failure in a first frame with .*: other pixels after .* "
+     "had "
+     "failed, expected the .*\n(.*\n)*  FAILED .* in a first frame in a set with .*: other "
+     "pixels "},
     {"differs between instances", "repetition: three frames through a second instance .*: other "
                                   "pixels in frame 1"},
     {"resets nothing", "repetition: reset and the same parameters, .*: other pixels in frame"},
@@ -178,6 +187,8 @@ TEST(Validate, FindsNoFaultWhereThereIsNone) {
   for (const char* sound : {"", "has bounds of ten digits"}) {
     const Outcome outcome = validate_fault(sound);
     EXPECT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_NE(outcome.out.find("TemporalFilter: 287 checks\n"), std::string::npos)
+        << outcome.out << "No check is lost on the way.";
   }
 }
 
