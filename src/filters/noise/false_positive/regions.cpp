@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_regions.h"
+#include "filters/noise/false_positive/regions.h"
 
 #include <algorithm>
 #include <bit>
@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filters/noise/false_positive_joins.h"
-#include "filters/noise/false_positive_region_tests.h"
+#include "filters/noise/false_positive/join_kernels.h"
+#include "filters/noise/false_positive/region_tests.h"
 
 namespace filter_processor {
 namespace {

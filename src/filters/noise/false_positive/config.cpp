@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive/config.h"
 
 #include <array>
 #include <bit>

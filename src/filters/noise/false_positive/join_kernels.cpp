@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_joins.h"
+#include "filters/noise/false_positive/join_kernels.h"
 
 #include "simd/lanes.h"
 
