@@ -1,7 +1,7 @@
 #include "filters/smoothing/spatial_advanced_kernels.h"
 
-#include "filters/smoothing/depth_bins.h"
-#include "simd/lanes.h"
+#include "filters/smoothing/depth_bins-inl.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {

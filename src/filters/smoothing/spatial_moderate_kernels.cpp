@@ -1,7 +1,7 @@
 #include "filters/smoothing/spatial_moderate_kernels.h"
 
-#include "filters/smoothing/depth_bins.h"
-#include "simd/lanes.h"
+#include "filters/smoothing/depth_bins-inl.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {

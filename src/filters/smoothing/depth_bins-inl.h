@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor::simd {
 inline namespace FILTER_PROCESSOR_LEVEL {
