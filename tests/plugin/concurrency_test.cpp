@@ -8,7 +8,7 @@
 #include <set>
 #include <thread>
 
-#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive/config.h"
 #include "support/filter_cases.h"
 #include "support/schema.h"
 

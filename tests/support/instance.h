@@ -9,7 +9,7 @@
 #include <tuple>
 #include <utility>
 
-#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive/config.h"
 #include "support/capture.h"
 #include "support/filter_cases.h"
 #include "support/frame_facts.h"

@@ -1,7 +1,7 @@
 #include "filters/depth/sampling_kernels.h"
 
 #include "filters/depth/disparity_lookup_kernels.h"
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 #if defined(__SSSE3__)
 #include <immintrin.h>

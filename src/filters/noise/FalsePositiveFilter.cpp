@@ -6,7 +6,7 @@
 #include <limits>
 #include <utility>
 
-#include "filters/noise/false_positive_stage.h"
+#include "filters/noise/false_positive/stage.h"
 #include "plugin/base/number_text.h"
 #include "plugin/base/parameters.h"
 

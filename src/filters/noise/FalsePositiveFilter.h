@@ -4,8 +4,8 @@
 #include <mutex>
 #include <optional>
 
-#include "filters/noise/false_positive_config.h"
-#include "filters/noise/false_positive_workspace.h"
+#include "filters/noise/false_positive/config.h"
+#include "filters/noise/false_positive/workspace.h"
 #include "plugin/base/i_priv_filter.h"
 #include "plugin/base/processing_frame.h"
 

@@ -1,6 +1,6 @@
 #include "filters/noise/edge_strips_kernels.h"
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {

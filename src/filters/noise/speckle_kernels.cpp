@@ -1,6 +1,6 @@
 #include "filters/noise/speckle_kernels.h"
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 // Regions are found without growing them. Runs of pixels along a row, and then runs of neighbouring
 // rows, are united where two pixels may expand to each other; such a set belongs to one region as a

@@ -1,6 +1,6 @@
 #include "filters/smoothing/hole_filling_kernels.h"
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {

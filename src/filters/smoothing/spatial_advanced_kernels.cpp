@@ -1,7 +1,7 @@
 #include "filters/smoothing/spatial_advanced_kernels.h"
 
-#include "filters/smoothing/depth_bins.h"
-#include "simd/lanes.h"
+#include "filters/smoothing/depth_bins-inl.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {
@@ -81,17 +81,17 @@ class TableLimits {
   template <typename V>
   [[gnu::always_inline]] Limit<V> of(V pixels) const {
     const auto lanes = std::make_index_sequence<simd::lane_count<V>>{};
-    const V bins = simd::DepthBins::bins_of(first_halves(pixels, lanes), 1);
+    const V bins = DepthBins::bins_of(first_halves(pixels, lanes), 1);
     // Valid pixels are rarely as small as the inner bins.
     return Limit<V>(limits_.look_up_outer(bins) & even_lanes<V>(lanes));
   }
 
  private:
-  static simd::DepthBins limited(const Pixel* entries, Pixel increment) {
-    Pixel limits[simd::DepthBins::count];
-    for (std::size_t i = 0; i < simd::DepthBins::count; ++i)
+  static DepthBins limited(const Pixel* entries, Pixel increment) {
+    Pixel limits[DepthBins::count];
+    for (std::size_t i = 0; i < DepthBins::count; ++i)
       limits[i] = simd::min(static_cast<Pixel>(entries[i] + increment), largest_limit);
-    return simd::DepthBins(limits);
+    return DepthBins(limits);
   }
 
   /// Lanes 0, 0, 1, 1, 2, 2, 3, 3 of each group of eight.
@@ -105,7 +105,7 @@ class TableLimits {
     return V{static_cast<Pixel>(I % 2 == 0 ? 0xffff : 0)...};
   }
 
-  simd::DepthBins limits_;
+  DepthBins limits_;
 };
 
 // ---- columns ----

@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {

@@ -1,7 +1,7 @@
 #include "filters/smoothing/spatial_moderate_kernels.h"
 
-#include "filters/smoothing/depth_bins.h"
-#include "simd/lanes.h"
+#include "filters/smoothing/depth_bins-inl.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {
@@ -162,13 +162,13 @@ struct FixedThreshold {
 };
 
 struct TableThresholds {
-  simd::DepthBins bins;
+  DepthBins bins;
   unsigned shift;
   Pixel* of_row; ///< the threshold of each pixel of the row
 
   Pixel largest() const {
     Pixel result = 0;
-    for (std::size_t i = 0; i < simd::DepthBins::count; ++i)
+    for (std::size_t i = 0; i < DepthBins::count; ++i)
       result = simd::max(result, bins[i]);
     return result;
   }
@@ -178,11 +178,11 @@ struct TableThresholds {
     constexpr std::size_t step = simd::lane_count<V>;
     std::size_t x = 0;
     for (; x + step <= width; x += step) {
-      const V bins_of_depths = simd::DepthBins::bins_of(simd::load<V>(row + x), shift);
+      const V bins_of_depths = DepthBins::bins_of(simd::load<V>(row + x), shift);
       simd::store(of_row + x, bins.look_up(bins_of_depths));
     }
     for (; x < width; ++x)
-      of_row[x] = bins[simd::DepthBins::bins_of(row[x], shift)];
+      of_row[x] = bins[DepthBins::bins_of(row[x], shift)];
   }
 
   Pixel at(std::size_t x) const { return of_row[x]; }
@@ -321,8 +321,8 @@ void smooth_fixed(const SmoothingWindow& window, Pixel threshold) {
 }
 
 void smooth_table(const SmoothingWindow& window, const Pixel* thresholds, unsigned shift) {
-  smooth_window(window, TableThresholds{simd::DepthBins(thresholds), shift,
-                                        window.row_buffers + window.width});
+  smooth_window(window,
+                TableThresholds{DepthBins(thresholds), shift, window.row_buffers + window.width});
 }
 
 } // namespace

@@ -42,7 +42,7 @@ class Frame : public std::enable_shared_from_this<Frame> {
   virtual std::uint8_t* get_data() const;
   virtual std::uint32_t get_data_size() const;
 
-  // The same under the names that the host's frame class gives the view of its pixels.
+  // The same a second time, in slots of their own.
   virtual gx_format format() const { return get_format(); }
   virtual std::uint64_t index() const { return get_index(); }
   virtual std::uint8_t* data() const { return get_data(); }

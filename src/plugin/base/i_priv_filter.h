@@ -30,7 +30,8 @@ class IPrivFilter {
   /// Back to the default parameters; clears what is kept between frames.
   virtual void reset() = 0;
 
-  /// Writes the current parameters to standard output.
+  /// Writes the current parameters to standard output. For who debugs a filter: nothing in the
+  /// library calls it, and no exported function leads to it.
   virtual void print_filter_params() = 0;
 
  protected:

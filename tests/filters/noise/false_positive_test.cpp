@@ -4,11 +4,11 @@
 #include <random>
 
 #include "filters/noise/FalsePositiveFilter.h"
-#include "filters/noise/false_positive_config.h"
-#include "filters/noise/false_positive_edge_bleed.h"
+#include "filters/noise/false_positive/config.h"
+#include "filters/noise/false_positive/edge_bleed.h"
+#include "filters/noise/false_positive/region_tests.h"
+#include "filters/noise/false_positive/stage.h"
 #include "filters/noise/false_positive_naive.h"
-#include "filters/noise/false_positive_region_tests.h"
-#include "filters/noise/false_positive_stage.h"
 #include "simd/level.h"
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"

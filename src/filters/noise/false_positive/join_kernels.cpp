@@ -1,6 +1,6 @@
-#include "filters/noise/false_positive_joins.h"
+#include "filters/noise/false_positive/join_kernels.h"
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
 namespace filter_processor {
 namespace {
@@ -99,9 +99,9 @@ void find_at(const Row& row, std::uint32_t x, std::uint32_t left, std::uint32_t 
   const auto own = simd::load<Depths>(depth);
   const JoinRange<Bytes> range(own, thresholds.of(own));
   const Depths joins =
-      range.bits(row.below + x, growth_bit::below) | range.bits(row.above + x, growth_bit::above) |
-      range.bits(depth + right, growth_bit::right) | range.bits(depth - left, growth_bit::left);
-  const Depths taken = thresholds.is_invalid(own) & bit(growth_bit::claimed);
+      range.bits(row.below + x, state_bit::below) | range.bits(row.above + x, state_bit::above) |
+      range.bits(depth + right, state_bit::right) | range.bits(depth - left, state_bit::left);
+  const Depths taken = thresholds.is_invalid(own) & bit(state_bit::claimed);
   simd::store(states + x, __builtin_convertvector((joins & present) | taken, Packed));
 }
 
@@ -133,7 +133,7 @@ class StateFinder {
     const std::uint32_t left = x > 0 ? 1 : 0;
     const std::uint32_t right = x + 1 < width ? 1 : 0;
     const unsigned absent =
-        (left == 0 ? bit(growth_bit::left) : 0U) | (right == 0 ? bit(growth_bit::right) : 0U);
+        (left == 0 ? bit(state_bit::left) : 0U) | (right == 0 ? bit(state_bit::right) : 0U);
     find_at(row, x, left, right, static_cast<Pixel>(row.present & ~absent), single_, states);
   }
 
@@ -150,7 +150,7 @@ void find_states(const Pixel* image, std::uint32_t width, std::uint32_t height,
     const bool has_above = y > 0;
     const bool has_below = y + 1 < height;
     const unsigned absent =
-        (has_above ? 0U : bit(growth_bit::above)) | (has_below ? 0U : bit(growth_bit::below));
+        (has_above ? 0U : bit(state_bit::above)) | (has_below ? 0U : bit(state_bit::below));
     const Row row{depth, has_below ? depth + width : depth, has_above ? depth - width : depth,
                   static_cast<Pixel>(~absent)};
     finder.find_row(row, width, states + first);

@@ -1,11 +1,11 @@
-#include "filters/noise/false_positive_stage.h"
+#include "filters/noise/false_positive/stage.h"
 
 #include <iostream>
 #include <utility>
 
-#include "filters/noise/false_positive_edge_bleed.h"
-#include "filters/noise/false_positive_pattern.h"
-#include "filters/noise/false_positive_turn.h"
+#include "filters/noise/false_positive/edge_bleed.h"
+#include "filters/noise/false_positive/pattern.h"
+#include "filters/noise/false_positive/turn.h"
 #include "plugin/platform.h"
 
 namespace filter_processor {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive/config.h"
 
 namespace filter_processor {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "simd/lanes.h"
+#include "simd/lanes-inl.h"
 
-namespace filter_processor::simd {
+namespace filter_processor {
 inline namespace FILTER_PROCESSOR_LEVEL {
 
 /// A table with one threshold for each of seven bins of depth.
@@ -23,8 +23,8 @@ class DepthBins {
     constexpr unsigned depth_bits = 16;
     if (shift >= depth_bits)
       return V{};
-    return min(static_cast<V>(depths >> static_cast<std::uint16_t>(shift)),
-               static_cast<V>(V{} + last));
+    return simd::min(static_cast<V>(depths >> static_cast<std::uint16_t>(shift)),
+                     static_cast<V>(V{} + last));
   }
 
   [[gnu::always_inline]] std::uint16_t operator[](std::size_t bin) const { return entries_[bin]; }
@@ -32,9 +32,9 @@ class DepthBins {
   /// The entry of the bin in each 16-bit lane.
   template <typename V>
   [[gnu::always_inline]] V look_up(V bins) const {
-    V found = broadcast<V>(entries_[last]);
+    V found = simd::broadcast<V>(entries_[last]);
     for (std::uint16_t i = 0; i < last; ++i)
-      found = bins == i ? broadcast<V>(entries_[i]) : found;
+      found = bins == i ? simd::broadcast<V>(entries_[i]) : found;
     return found;
   }
 
@@ -42,9 +42,9 @@ class DepthBins {
   template <typename V>
   [[gnu::always_inline]] V look_up_outer(V bins) const {
     const V inner = bins & reinterpret_cast<V>(bins != last);
-    if (any(inner)) [[unlikely]]
+    if (simd::any(inner)) [[unlikely]]
       return look_up(bins);
-    return bins == 0 ? broadcast<V>(entries_[0]) : broadcast<V>(entries_[last]);
+    return bins == 0 ? simd::broadcast<V>(entries_[0]) : simd::broadcast<V>(entries_[last]);
   }
 
  private:
@@ -52,4 +52,4 @@ class DepthBins {
 };
 
 } // namespace FILTER_PROCESSOR_LEVEL
-} // namespace filter_processor::simd
+} // namespace filter_processor

@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_region_tests.h"
+#include "filters/noise/false_positive/region_tests.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive/config.h"
 
 #include <array>
 #include <bit>
@@ -16,63 +16,11 @@ static_assert(std::endian::native == std::endian::little, "records are read byte
 static_assert(std::is_trivially_copyable_v<Config>);
 static_assert(sizeof(Config) == 289);
 
-static_assert(offsetof(Config, width) == 0);
-static_assert(offsetof(Config, height) == 2);
-static_assert(offsetof(Config, invalid_depth) == 4);
-static_assert(offsetof(Config, small_region_size) == 6);
-static_assert(offsetof(Config, depth_bin_width) == 8);
-static_assert(offsetof(Config, join_thresholds) == 10);
-static_assert(offsetof(Config, turned) == 50);
-static_assert(offsetof(Config, quarter_turns) == 51);
-
-static_assert(offsetof(Config, edge_bleed.enabled) == 52);
-static_assert(offsetof(Config, edge_bleed.min_run_length) == 53);
-static_assert(offsetof(Config, edge_bleed.cleared_ends) == 55);
-static_assert(offsetof(Config, edge_bleed.max_depth) == 57);
-static_assert(offsetof(Config, edge_bleed.roi.min_x) == 59);
-static_assert(offsetof(Config, edge_bleed.roi.max_x) == 63);
-static_assert(offsetof(Config, edge_bleed.roi.min_y) == 67);
-static_assert(offsetof(Config, edge_bleed.roi.max_y) == 71);
-static_assert(offsetof(Config, edge_bleed.flat_limit) == 75);
-
-static_assert(offsetof(Config, texture_sparsity.enabled) == 79);
-static_assert(offsetof(Config, texture_sparsity.max_size) == 80);
-static_assert(offsetof(Config, texture_sparsity.max_depth) == 82);
-static_assert(offsetof(Config, texture_sparsity.roi) == 84);
-static_assert(offsetof(Config, texture_sparsity.left_band) == 100);
-static_assert(offsetof(Config, texture_sparsity.max_width) == 104);
-static_assert(offsetof(Config, texture_sparsity.max_height) == 108);
-static_assert(offsetof(Config, texture_sparsity.size_fraction) == 112);
-static_assert(offsetof(Config, texture_sparsity.min_strong_steps) == 128);
-static_assert(offsetof(Config, texture_sparsity.max_side_contact) == 144);
-
-static_assert(offsetof(Config, pattern_ambiguity.enabled) == 160);
-static_assert(offsetof(Config, pattern_ambiguity.max_size) == 161);
-static_assert(offsetof(Config, pattern_ambiguity.max_depth) == 163);
-static_assert(offsetof(Config, pattern_ambiguity.max_support_depth) == 165);
-static_assert(offsetof(Config, pattern_ambiguity.roi) == 167);
-static_assert(offsetof(Config, pattern_ambiguity.depth_tolerance) == 183);
-static_assert(offsetof(Config, pattern_ambiguity.reach) == 187);
-static_assert(offsetof(Config, pattern_ambiguity.min_smoothness) == 191);
-
-static_assert(offsetof(Config, ground_plane.enabled) == 231);
-static_assert(offsetof(Config, ground_plane.max_size) == 232);
-static_assert(offsetof(Config, ground_plane.min_y) == 234);
-static_assert(offsetof(Config, ground_plane.fx) == 238);
-static_assert(offsetof(Config, ground_plane.fy) == 242);
-static_assert(offsetof(Config, ground_plane.cx) == 246);
-static_assert(offsetof(Config, ground_plane.cy) == 250);
-static_assert(offsetof(Config, ground_plane.normal_x) == 254);
-static_assert(offsetof(Config, ground_plane.normal_y) == 258);
-static_assert(offsetof(Config, ground_plane.normal_z) == 262);
-static_assert(offsetof(Config, ground_plane.offset) == 266);
-
-static_assert(offsetof(Config, left_band.enabled) == 270);
-static_assert(offsetof(Config, left_band.max_size) == 271);
-static_assert(offsetof(Config, left_band.min_x) == 273);
-static_assert(offsetof(Config, left_band.max_x) == 277);
-static_assert(offsetof(Config, left_band.min_y) == 281);
-static_assert(offsetof(Config, left_band.max_y) == 285);
+static_assert(offsetof(Config, edge_bleed) == 52);
+static_assert(offsetof(Config, texture_sparsity) == 79);
+static_assert(offsetof(Config, pattern_ambiguity) == 160);
+static_assert(offsetof(Config, ground_plane) == 231);
+static_assert(offsetof(Config, left_band) == 270);
 
 std::uint16_t scaled(std::uint16_t value, float factor) {
   return low_16_bits(static_cast<float>(value) * factor);

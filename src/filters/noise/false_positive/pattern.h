@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "filters/noise/false_positive_config.h"
-#include "filters/noise/false_positive_regions.h"
+#include "filters/noise/false_positive/config.h"
+#include "filters/noise/false_positive/regions.h"
 
 namespace filter_processor {
 

@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_regions.h"
+#include "filters/noise/false_positive/regions.h"
 
 #include <algorithm>
 #include <bit>
@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "filters/noise/false_positive_joins.h"
-#include "filters/noise/false_positive_region_tests.h"
+#include "filters/noise/false_positive/join_kernels.h"
+#include "filters/noise/false_positive/region_tests.h"
 
 namespace filter_processor {
 namespace {
@@ -27,9 +27,9 @@ constexpr int joiner_shift = 30;
 constexpr std::uint32_t index_mask = (1U << joiner_shift) - 1;
 static_assert(RegionMap::max_pixels == index_mask + 1);
 
-constexpr std::uint8_t claimed = 1U << growth_bit::claimed;
+constexpr std::uint8_t claimed = 1U << state_bit::claimed;
 constexpr std::uint8_t done = claimed; ///< nothing is left to do with the pixel
-constexpr std::uint8_t work_mask = claimed | 1U << growth_bit::small;
+constexpr std::uint8_t work_mask = claimed | 1U << state_bit::small;
 
 constexpr Place place(Joiner joiner) {
   return joiner << joiner_shift;
@@ -69,10 +69,10 @@ Members grow(std::uint32_t seed, std::uint32_t own, std::uint32_t image_width,
         *--top = entry;
       }
     };
-    meet(i + width, growth_bit::below, index + image_width + place(joined_from_above));
-    meet(i - width, growth_bit::above, index - image_width + place(joined_from_below));
-    meet(i + 1, growth_bit::right, index + 1 + place(joined_from_left));
-    meet(i - 1, growth_bit::left, index - 1 + place(joined_from_right));
+    meet(i + width, state_bit::below, index + image_width + place(joined_from_above));
+    meet(i - width, state_bit::above, index - image_width + place(joined_from_below));
+    meet(i + 1, state_bit::right, index + 1 + place(joined_from_left));
+    meet(i - 1, state_bit::left, index - 1 + place(joined_from_right));
   }
   return {scratch.places, visited};
 }
@@ -140,7 +140,7 @@ class RegionFinder {
       return;
     }
     for (const Place* member = members.begin; member != members.end; ++member)
-      scratch_.growth_states[*member & index_mask] |= 1U << growth_bit::small;
+      scratch_.growth_states[*member & index_mask] |= 1U << state_bit::small;
     remove(seed);
   }
 

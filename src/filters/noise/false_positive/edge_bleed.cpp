@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_edge_bleed.h"
+#include "filters/noise/false_positive/edge_bleed.h"
 
 #include <algorithm>
 #include <cmath>

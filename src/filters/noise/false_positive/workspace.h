@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "filters/noise/false_positive_regions.h"
+#include "filters/noise/false_positive/regions.h"
 
 namespace filter_processor {
 

@@ -6,10 +6,10 @@
 
 namespace filter_processor {
 
-/// The state of a pixel while regions grow: whether it is taken, because it is invalid or belongs
-/// to a region; to which of its four neighbours its region may spread, unless they are taken; and
-/// whether its region turned out to be small.
-namespace growth_bit {
+/// The bits of a pixel's state while regions grow, by their numbers: whether it is taken, because
+/// it is invalid or belongs to a region; to which of its four neighbours its region may spread,
+/// unless they are taken; and whether its region turned out to be small.
+namespace state_bit {
 
 constexpr int claimed = 0;
 constexpr int below = 1;
@@ -18,7 +18,7 @@ constexpr int right = 3;
 constexpr int left = 4;
 constexpr int small = 5;
 
-} // namespace growth_bit
+} // namespace state_bit
 
 /// When two neighbouring depths belong to one surface: a difference of at most the threshold of the
 /// depth bin of the pixel that is looked from.

@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_turn.h"
+#include "filters/noise/false_positive/turn.h"
 
 #include <algorithm>
 #include <cstddef>

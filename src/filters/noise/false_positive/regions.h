@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "filters/noise/false_positive_config.h"
+#include "filters/noise/false_positive/config.h"
 
 namespace filter_processor {
 

@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_pattern.h"
+#include "filters/noise/false_positive/pattern.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "filters/noise/false_positive_config.h"
-#include "filters/noise/false_positive_workspace.h"
+#include "filters/noise/false_positive/config.h"
+#include "filters/noise/false_positive/workspace.h"
 
 namespace filter_processor {
 

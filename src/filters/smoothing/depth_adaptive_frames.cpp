@@ -1,4 +1,4 @@
-#include "filters/smoothing/DepthAdaptiveFilter.h"
+#include "filters/smoothing/depth_adaptive_frames.h"
 
 namespace filter_processor {
 namespace {

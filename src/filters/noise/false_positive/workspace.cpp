@@ -1,4 +1,4 @@
-#include "filters/noise/false_positive_workspace.h"
+#include "filters/noise/false_positive/workspace.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "filters/noise/edge_strips_kernels.h"
+#include "filters/noise/size_ratios.h"
+#include "plugin/base/i_priv_filter.h"
+#include "plugin/base/instance_lock.h"
+#include "plugin/base/parameters.h"
+#include "plugin/base/processing_frame.h"
+
+namespace filter_processor {
+
+/// The filters that clear strips along the border of the valid area: all but the strips' shape.
+///
+/// Lengths are given for an anchor size and scaled to each frame's. Keeps no image data between
+/// frames. Updates and processing exclude each other by `lock`.
+///
+/// `Params` is a record with the defaults, a size (`width`, `height`) for which its lengths hold,
+/// equality, and `scale(ratios)` for the lengths.
+template <typename Params>
+class EdgeStripsFilter : public IPrivFilter {
+ public:
+  gx_frame* filter_process(gx_frame* frame, gx_error** error) final;
+
+  void reset() final {
+    anchor_params = Params{};
+    current_filter_params = anchor_params;
+    config_changed = false;
+  }
+
+  void print_filter_params() final {
+    print("anchor_params: ", anchor_params);
+    print("current_filter_params: ", current_filter_params);
+  }
+
+ protected:
+  /// What tells the filters apart; both texts are constants.
+  struct Kind {
+    const char* class_name;
+    const char* kernel_error;
+  };
+
+  explicit EdgeStripsFilter(const Kind& kind) : kind_(kind) {}
+  ~EdgeStripsFilter() = default;
+
+  /// A parameter in pixels, cut to 16 bits.
+  static std::uint32_t read_length(Parameters& parameters, std::int32_t index, const char* key,
+                                   int min, int max) {
+    return static_cast<std::uint16_t>(parameters.integer(index, key, min, max));
+  }
+
+  /// New parameters, in use from the next frame that takes `lock`, unless they are those that are
+  /// configured.
+  void configure(const Params& params) {
+    lock.update([&] { return params != anchor_params; },
+                [&] {
+                  anchor_params = params;
+                  config_changed = true;
+                });
+  }
+
+  /// The kernels' work memory for an image of that width; may throw std::bad_alloc.
+  EdgeStripsColumns columns(std::uint32_t width) {
+    columns_.resize(std::size_t{2} * width);
+    return columns_.data();
+  }
+
+  /// Whether what `prepare` made holds for frames of that size.
+  virtual bool is_prepared_for(FrameSize /*size*/) const { return true; }
+
+  /// Makes what depends on the size of frames besides the lengths; called even for a frame that
+  /// turns out to be too small.
+  virtual void prepare(FrameSize /*size*/, const SizeRatios& /*ratios*/, const Params& /*anchor*/) {
+  }
+
+  /// Runs the kernel and returns its status.
+  virtual std::int32_t clear_strips(const EdgeStripsImage& image, const Params& params) = 0;
+
+  virtual void print(const char* heading, const Params& params) const = 0;
+
+ private:
+  /// Derives the current parameters where the frame or the anchor has changed. False, with the
+  /// current parameters unchanged, for a frame too small.
+  bool updateConfig(FrameSize size);
+
+  Kind kind_;
+  bool config_changed = false;
+  Params anchor_params;         ///< as configured
+  Params current_filter_params; ///< derived for the frame before
+  InstanceLock lock;
+  std::vector<std::int32_t> columns_;
+};
+
+template <typename Params>
+gx_frame* EdgeStripsFilter<Params>::filter_process(gx_frame* frame, gx_error** error) {
+  ProcessingFrame call(kind_.class_name, frame, error);
+  const FrameSize size = call.read_size();
+  if (!call.ok())
+    return nullptr;
+  const std::lock_guard guard(lock);
+  if (!updateConfig(size))
+    call.fail_traced({"invalid params", "updateConfig", "width||height"});
+  std::uint16_t* pixels = call.copy_depth_to_output();
+  if (call.ok() && clear_strips({pixels, size.width, size.height}, current_filter_params) != 0)
+    call.fail_kernel(kind_.kernel_error, kind_.class_name);
+  return call.deliver();
+}
+
+template <typename Params>
+bool EdgeStripsFilter<Params>::updateConfig(FrameSize size) {
+  const FrameSize current{current_filter_params.width, current_filter_params.height};
+  if (!config_changed && size == current && is_prepared_for(size))
+    return true;
+  if (size.width == 0 || size.height == 0)
+    return false;
+  Params params = anchor_params;
+  const FrameSize anchor{params.width, params.height};
+  const SizeRatios ratios(size, anchor);
+  if (!is_prepared_for(size))
+    prepare(size, ratios, anchor_params);
+  if (size != anchor) {
+    if (!ratios.usable())
+      return false;
+    params.scale(ratios);
+    params.width = size.width;
+    params.height = size.height;
+  }
+  current_filter_params = params;
+  config_changed = false;
+  return true;
+}
+
+} // namespace filter_processor
