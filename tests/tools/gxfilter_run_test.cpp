@@ -139,6 +139,9 @@ TEST_F(GxfilterProgram, KeepsWhatCameBeforeABadFrame) {
   EXPECT_NE(outcome.err.find("48x64"), std::string::npos) << outcome.err;
   EXPECT_EQ(count_files("results"), 30U);
   EXPECT_NE(outcome.out.find("HoleFillingFilter      30"), std::string::npos) << outcome.out;
+  run("run scene --filter HoleFillingFilter --out results >both.txt 2>&1; true");
+  const std::string both = text_of(directory_ / "both.txt");
+  EXPECT_LT(both.find("HoleFillingFilter      30"), both.find("gxfilter: error: ")) << both;
 }
 
 TEST_F(GxfilterProgram, NamesTheInputThatCannotBeRead) {
@@ -259,6 +262,7 @@ TEST_F(GxfilterWithProbe, StopsWhereAFilterFails) {
   EXPECT_EQ(outcome.out.find("LEAK"), std::string::npos);
   const Outcome silent = probe("recording --filter SilentFilter");
   EXPECT_EQ(silent.status, 4);
+  EXPECT_NE(silent.err.find("no frame and no error"), std::string::npos) << silent.err;
   EXPECT_EQ(count_files("results"), 0U);
 }
 

@@ -43,9 +43,10 @@ TEST(Validate, FindsThatOurPluginConforms) {
   const Outcome outcome = validate("");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_EQ(outcome.out.find("GONE"), std::string::npos) << outcome.out;
-  EXPECT_TRUE(std::regex_search(
-      outcome.out, std::regex("\n14 filters, \\d{4} checks: 0 failed, \\d+ known differences")))
-      << outcome.out;
+  EXPECT_NE(
+      outcome.out.find("\n14 filters, 5829 checks: 0 failed, 31 known differences, 10 skipped\n"),
+      std::string::npos)
+      << outcome.out << "No check is lost on the way; new ones count.";
 }
 
 TEST(Validate, TellsMoreWhenAsked) {
@@ -138,7 +139,8 @@ const FaultCase fault_cases[] = {
                         "more alive"},
     {"writes the input", "depth frames: the input of a depth frame .*: changed pixels, expected "},
     {"changes an attribute", "depth frames: the input of a depth frame .*: changed value scale"},
-    {"returns the input", "depth frames: a depth frame .*: the input itself and no error"},
+    {"returns the input", "depth frames: a depth frame .*: the input itself and no error.*\n"
+                          "  FAILED   depth frames: a depth frame "},
     {"cuts the output", "depth frames: the size of the new frame .*: 10 bytes for a profile of "
                         "64x40"},
     {"loses the index", "depth frames: the index of the new frame .*: 3, expected 7"},
@@ -187,8 +189,8 @@ TEST(Validate, FindsNoFaultWhereThereIsNone) {
   for (const char* sound : {"", "has bounds of ten digits"}) {
     const Outcome outcome = validate_fault(sound);
     EXPECT_EQ(outcome.status, 0) << outcome.out;
-    EXPECT_NE(outcome.out.find("TemporalFilter: 287 checks\n"), std::string::npos)
-        << outcome.out << "No check is lost on the way.";
+    EXPECT_NE(outcome.out.find("\n1 filter, 307 checks: 0 failed"), std::string::npos)
+        << outcome.out;
   }
 }
 
