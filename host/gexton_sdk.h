@@ -19,7 +19,10 @@
 #include <stdbool.h>
 #include <stdint.h>
 
-#if defined(_WIN32)
+/* GEXTON_SDK_STATIC: host and plug-in are archives, of which one program is linked. */
+#if defined(_WIN32) && defined(GEXTON_SDK_STATIC)
+#define GEXTON_API
+#elif defined(_WIN32)
 #if defined(GEXTON_SDK_BUILD)
 #define GEXTON_API __declspec(dllexport)
 #else

@@ -22,7 +22,9 @@
 
 #include "gexton_sdk.h"
 
-#if defined(_WIN32)
+#if defined(_WIN32) && defined(GEXTON_SDK_STATIC)
+#define FILTER_PROCESSOR_API
+#elif defined(_WIN32)
 #if defined(FILTER_PROCESSOR_BUILD)
 #define FILTER_PROCESSOR_API __declspec(dllexport)
 #else
@@ -41,7 +43,7 @@ typedef struct gx_priv_filter gx_priv_filter;
 
 /* What gx_create_filter returns: seven pointer-sized words. Call `destroy` with the record itself
  * and the other functions with `filter`; each equals the exported function of the same meaning
- * below. */
+ * below, as dlsym finds it and position-independent programs see it. */
 typedef struct gx_priv_filter_context {
   void (*destroy)(struct gx_priv_filter_context* context);
   gx_priv_filter* filter;

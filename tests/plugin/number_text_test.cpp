@@ -52,6 +52,7 @@ void expect_as_c_library(const std::string& text) {
             outcome_of([&] { return std::stof(text); }));
 }
 
+// But for numbers like 0x1p-140, of which stof cuts nothing off and which are too small here.
 TEST(NumberText, IsReadAsByTheCLibrary) {
   for (const char* text : {"",
                            " ",

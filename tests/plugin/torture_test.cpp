@@ -297,9 +297,11 @@ TEST_P(TortureTest, IsSilentWithoutAnErrorSlot) {
   torture(Fault::unheard_host_call);
 }
 TEST_P(TortureTest, SurvivesAFailureOfEachAllocation) {
+  REQUIRE_ALLOCATION_FAULTS();
   torture(Fault::allocation);
 }
 TEST_P(TortureTest, SurvivesMemoryThatStaysShort) {
+  REQUIRE_ALLOCATION_FAULTS();
   torture(Fault::all_allocations);
 }
 
@@ -523,6 +525,7 @@ void use_registry_first() {
 }
 
 TEST(TortureDeathTest, WithoutMemoryTheRegistryIsMadeAtTheNextUse) {
+  REQUIRE_ALLOCATION_FAULTS();
   GTEST_FLAG_SET(death_test_style, "threadsafe"); // which starts a process of its own
   EXPECT_EXIT(use_registry_first(), testing::ExitedWithCode(0), "");
 }

@@ -20,7 +20,7 @@ bool due() {
   return exhausted;
 }
 
-void* allocate(std::size_t size, std::size_t alignment) {
+[[maybe_unused]] void* allocate(std::size_t size, std::size_t alignment) {
   if (due())
     throw std::bad_alloc();
   constexpr std::size_t vast = std::size_t{1} << 30;
@@ -38,6 +38,17 @@ void* allocate(std::size_t size, std::size_t alignment) {
 
 namespace test {
 
+bool can_fail_allocations() {
+  fail_nth_allocation(1);
+  try {
+    ::operator delete(::operator new(1));
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+  fail_nth_allocation(0);
+  return false;
+}
+
 void fail_nth_allocation(std::uint64_t n) {
   countdown = n;
   lasting = exhausted = false;
@@ -54,6 +65,8 @@ void grant_vast_allocations(bool granted) {
 }
 
 } // namespace test
+
+#if !defined(KEEP_ALLOCATION_OPERATORS)
 
 void* operator new(std::size_t size) {
   return allocate(size, 1);
@@ -83,3 +96,5 @@ void operator delete(void* memory, std::align_val_t) noexcept {
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
   std::free(memory);
 }
+
+#endif

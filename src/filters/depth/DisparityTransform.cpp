@@ -43,10 +43,10 @@ void DisparityTransform::fill_table(ProcessingFrame& call, DisparityTable& table
 
 void DisparityTransform::stereo_camera_init_lookup_table(ProcessingFrame& call,
                                                          DisparityTable& table) {
+  DepthOutput output = depth_output(); // first: hosts may update from within their functions
   const gx_format format = call.host(gx_stream_profile_get_format, cached_profile.get());
   if (!call.ok())
     return;
-  DepthOutput output = depth_output();
   output.shifted_codes = format == GX_FORMAT_Y12_SHIFTED;
   if (!fill_stereo_table(d2d_parameters, output, table))
     fail_for_pack_mode(call, "stereo_camera_init_lookup_table");

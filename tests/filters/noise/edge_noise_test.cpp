@@ -359,6 +359,7 @@ TEST(EdgeNoiseRemovalFilter, ClearsColumnsRowByRowUpToTheLimit) {
 }
 
 TEST(MgcNoiseRemovalFilter, FollowsTheArcUpToTheLimit) {
+  REQUIRE_ALLOCATION_FAULTS();
   Filter filter("MgcNoiseRemovalFilter");
   const Frame whole = valid_between(1280, 800, 0, 1279);
   EXPECT_EQ(cleared(filter, whole, 1280, 0), Cleared(86, 86));

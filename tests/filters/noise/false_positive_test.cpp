@@ -511,6 +511,7 @@ TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
 }
 
 TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitIntoMemory) {
+  REQUIRE_ALLOCATION_FAULTS();
   for (std::uint64_t n = 1; n <= 6; ++n) { // of the five buffers each may find no memory
     testing::internal::CaptureStderr();
     test::fail_nth_allocation(n);
@@ -531,6 +532,7 @@ TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitInto
 }
 
 TEST(FalsePositiveFilter, ComesBackAfterFailureToMakeItsWorkspace) {
+  REQUIRE_ALLOCATION_FAULTS();
   const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).pixels;
   filter_processor::FalsePositiveFilter filter;
   const Frame input = test::make_frame(scene_width, scene_height, image);
@@ -559,6 +561,7 @@ TEST(FalsePositiveStage, RefusesAnotherSizeThanTheRecords) {
 }
 
 TEST(FalsePositiveStage, AllocatesNothingInSteadyState) {
+  REQUIRE_ALLOCATION_FAULTS();
   Record record = scene_record();
   record.u8(160, 1);
   const auto config = filter_processor::read_config(record.bytes.data());

@@ -174,6 +174,7 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
 }
 
 TEST(TemporalFilter, ReportsMissingMemoryForItsHistoryAndStartsAnew) {
+  REQUIRE_ALLOCATION_FAULTS();
   Filter filter("TemporalFilter");
   ErrorSlot error;
   const auto process = [&](std::uint16_t pixel) {
