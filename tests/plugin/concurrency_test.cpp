@@ -4,12 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
-#include <set>
 #include <thread>
 
-#include "filters/noise/false_positive_config.h"
-#include "support/filter_cases.h"
+#include "support/instance.h"
 #include "support/schema.h"
 
 namespace {
@@ -17,20 +14,6 @@ namespace {
 using test::ErrorSlot;
 using test::Filter;
 using test::Frame;
-
-/// The raw configuration that FalsePositiveFilter takes besides parameters; others ignore it.
-std::vector<std::uint8_t> raw_record() {
-  const filter_processor::FalsePositiveConfig config;
-  std::vector<std::uint8_t> bytes(1 + sizeof config);
-  std::memcpy(bytes.data() + 1, &config, sizeof config);
-  return bytes;
-}
-
-bool locks_itself(const std::string& filter) {
-  const std::set<std::string> without_lock = {"DepthResize", "HardwareD2DCorrectionFilter",
-                                              "HoleFillingFilter", "TemporalFilter"};
-  return without_lock.count(filter) == 0;
-}
 
 /// Filters whose results depend on more than the last update: a record, a table that stays.
 bool remembers(const std::string& filter) {
@@ -43,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(Filters, ConcurrencyTest, ::testing::ValuesIn(test::fil
                          [](const auto& test) { return std::string(test.param.label); });
 
 TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
-  if (!locks_itself(GetParam().filter))
+  if (!test::facts_of_filter(GetParam().filter).locks_itself)
     GTEST_SKIP() << "the host serialises the calls on this filter";
   const test::NoLeftovers no_leftovers;
   Filter filter(GetParam().filter);
@@ -64,7 +47,8 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
 
   std::atomic<bool> done{false};
   const auto update = [&] {
-    const auto record = raw_record();
+    auto record = test::blob_for(GetParam());
+    record.resize(290); // only FalsePositiveFilter takes as much
     ErrorSlot error_of_record;
     for (unsigned i = 0; !done; ++i) {
       EXPECT_EQ(filter.update(values[i % 2]), "");

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <functional>
 #include <future>
-#include <set>
 
 #include "support/filter_cases.h"
 #include "support/schema.h"
@@ -76,7 +75,6 @@ namespace {
 
 using test::ErrorSlot;
 using test::Filter;
-using test::FilterCase;
 using test::Frame;
 
 /// Cases of all filters; observers are gone at the end of each.
@@ -136,13 +134,6 @@ TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
   EXPECT_EQ(calls, width == 32 && height == 16 ? "" : made);
 }
 
-/// The filters that keep frames and updates apart; of the others, the host serialises the calls.
-bool locks_itself(const FilterCase& filter_case) {
-  const std::set<std::string> without_lock = {"DepthResize", "HardwareD2DCorrectionFilter",
-                                              "HoleFillingFilter", "TemporalFilter"};
-  return without_lock.count(filter_case.filter) == 0;
-}
-
 /// Runs `body` on a thread of its own; whether it has ended within ten seconds.
 bool ends_soon(std::future<void>& thread, std::function<void()> body) {
   thread = std::async(std::launch::async, std::move(body));
@@ -151,7 +142,7 @@ bool ends_soon(std::future<void>& thread, std::function<void()> body) {
 
 /// The host may wait in its functions for a thread that configures the filter.
 TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
-  if (!locks_itself(GetParam()))
+  if (!test::facts_of_filter(GetParam().filter).locks_itself)
     return;
   Filter filter = make_filter();
   const Frame input = test::make_case_frame(GetParam());
@@ -169,7 +160,7 @@ TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
 
 /// What has nothing to do does not wait for the frame that holds the lock.
 TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
-  if (!locks_itself(GetParam()))
+  if (!test::facts_of_filter(GetParam().filter).locks_itself)
     return;
   Filter filter(GetParam().filter);
   const auto defaults = test::schema_of(*filter.context());

@@ -578,23 +578,4 @@ TEST(FalsePositiveStage, AllocatesNothingInSteadyState) {
   }
 }
 
-TEST(FalsePositiveFilter, PrintsBothSetsOfParameters) {
-  filter_processor::FalsePositiveFilter filter;
-  auto values = default_values();
-  values[5] = "1";
-  ErrorSlot error;
-  filter.update_filter_config(19, values.data(), error.out());
-  const Frame input = test::make_frame(424, 240, Pixels(101760, 0));
-  const Frame output{filter.filter_process(input.get(), error.out())};
-  const auto block = [](const char* title, const char* size, const char* pattern_size) {
-    return std::string(title) + "fpEdgeBleedFilterEnable:        0\n" +
-           "fpTextureSparsityFilterEnable:  1\n" + "fptsfMaxNoiseLevel:             6000\n" +
-           "fptsfMaxSpeckleSize:            " + size + "\nfpPatternAmbiguityFilterEnable: 0\n" +
-           "fppafMaxNoiseLevel:             4000\n" +
-           "fppafMaxSpeckleSize:            " + pattern_size + "\n";
-  };
-  EXPECT_EQ(test::printed(filter), block("anchor_params: \n", "1000", "3000") +
-                                       block("current_filter_params: \n", "250", "750"));
-}
-
 } // namespace

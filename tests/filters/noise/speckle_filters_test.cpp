@@ -5,8 +5,6 @@
 #include <cmath>
 #include <random>
 
-#include "filters/noise/LutNoiseRemovalFilter.h"
-#include "filters/noise/NoiseRemovalFilter.h"
 #include "filters/noise/naive_speckles.h"
 #include "support/camera_frame.h"
 #include "support/naive_depth_table.h"
@@ -235,43 +233,6 @@ TEST(LutNoiseRemovalFilter, ScalesEachTilesLimit) {
   EXPECT_EQ(output[std::size_t{101} * 640 + 200], 0);
   EXPECT_EQ(output[std::size_t{105} * 640 + 200], 0);
   EXPECT_EQ(output[std::size_t{109} * 640 + 200], 1000);
-}
-
-TEST(NoiseRemovalFilter, PrintsItsParameters) {
-  filter_processor::NoiseRemovalFilter filter;
-  const Frame frame = Input{424, 240, GX_PIXEL_DEPTH, 0.5F}.make();
-  const Frame output{filter.filter_process(frame.get(), nullptr)};
-  // 16 / 16 disparities at 500 mm x k with 20000 mm pixels: 12.5 mm x k^2, in half millimetres.
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \nwidth:    848\nheight:   480\nmax_size: 80\nmin_diff: 256\n"
-            "current_filter_params: \nwidth:    424\nheight:   240\nmax_size: 20\nmin_diff: 16\n"
-            "current_frame_info: \nwidth:      424\nheight:     240\nbxf:        20000\n"
-            "depth_flag: 0\ndepth_unit: 0.5\nfraction_bit_size: \4\n"
-            "depth_diff_lut: \n25 100 225 400 625 900 1225 \ndepth_shift: \n\n");
-  filter.reset();
-  EXPECT_EQ(test::printed(filter).substr(0, 150),
-            "anchor_params: \nwidth:    848\nheight:   480\nmax_size: 80\nmin_diff: 256\n"
-            "current_filter_params: \nwidth:    848\nheight:   480\nmax_size: 80\nmin_diff: 256\n");
-}
-
-TEST(LutNoiseRemovalFilter, PrintsItsParameters) {
-  filter_processor::LutNoiseRemovalFilter filter;
-  const Frame frame = Input{640, 400, GX_PIXEL_TOF_DEPTH, 0.25F}.make();
-  const Frame output{filter.filter_process(frame.get(), nullptr)};
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \nwidth:    1280\nheight:   800\n"
-            "max_lut_0: 1920\nmax_lut_1: 1920\nmax_lut_2: 1920\nmax_lut_3: 1920\n"
-            "max_lut_4: 1920\nmax_lut_5: 200\nmax_lut_6: 200\nmax_lut_7: 1920\n"
-            "max_lut_8: 800\nmax_lut_9: 200\nmax_lut_10: 200\nmax_lut_11: 800\n"
-            "max_lut_12: 800\nmax_lut_13: 800\nmax_lut_14: 800\nmax_lut_15: 800\nmin_diff: 192\n"
-            "current_filter_params: \nwidth:    640\nheight:   400\n"
-            "max_lut_0: 480\nmax_lut_1: 480\nmax_lut_2: 480\nmax_lut_3: 480\n"
-            "max_lut_4: 480\nmax_lut_5: 50\nmax_lut_6: 50\nmax_lut_7: 480\n"
-            "max_lut_8: 200\nmax_lut_9: 50\nmax_lut_10: 50\nmax_lut_11: 200\n"
-            "max_lut_12: 200\nmax_lut_13: 200\nmax_lut_14: 200\nmax_lut_15: 200\nmin_diff: 192\n"
-            "current_frame_info: \nwidth:      640\nheight:     400\nbxf:        0\n"
-            "depth_flag: 4\ndepth_unit: 0.25\nfraction_bit_size: \6\n"
-            "depth_diff_lut: \n192 384 576 768 960 1152 1344 \ndepth_shift: \t\n");
 }
 
 } // namespace

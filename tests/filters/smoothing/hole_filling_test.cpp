@@ -164,14 +164,7 @@ TEST(HoleFillingFilter, DeliversTheCopyAndAnErrorInAnUnknownMode) {
   EXPECT_EQ(test::pixels_of(output.get()), (Pixels{5, 0, 6}));
   EXPECT_EQ(error.text(), "invalid hole filling mode,please check the parameters | "
                           "HoleFillingFilter::filter_process | hole filling mode | 4");
-}
-
-TEST(HoleFillingFilter, PrintsItsMode) {
-  testing::internal::CaptureStdout();
-  for (const std::int32_t mode : {0, 1, 2, 3})
-    filter_processor::HoleFillingFilter(mode).print_filter_params();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "hole filling mode: top\nhole filling mode: nearest\nhole filling mode: farest\n");
+  EXPECT_EQ(test::printed(filter), "");
 }
 
 TEST(HoleFillingFilter, WalksNoRowsWithoutColumns) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "filters/smoothing/SpatialAdvancedFilter.h"
 #include "filters/smoothing/spatial_advanced_kernels.h"
 #include "support/depth_adaptive_model.h"
 
@@ -264,22 +263,6 @@ TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
   Pixels expected = pixels;
   std::copy(corner.pixels.begin(), corner.pixels.end(), expected.begin());
   EXPECT_EQ(test::pixels_of(output.get()), expected);
-}
-
-TEST(SpatialAdvancedFilter, PrintsItsParameters) {
-  filter_processor::SpatialAdvancedFilter filter;
-  const char* values[] = {"2", "0.25", "300", "3"};
-  filter.update_filter_config(4, values, nullptr);
-  const test::FrameFacts facts{9, 6, 4, 7.0, 20000.0F, 3};
-  const Frame input = test::make_frame_of(facts, Pixels(54, 7));
-  const Frame output{filter.filter_process(input.get(), nullptr)};
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \nalpha:     0.25\ndisp_diff: 300\nmagnitude: \2\nradius:    3\n"
-            "current_filter_params: \nalpha:     0.25\ndisp_diff: 300\nmagnitude: \2\n"
-            "radius:    3\n"
-            "current_frame_info: \nwidth:      9\nheight:     6\nbxf:        0\n"
-            "depth_flag: 4\ndepth_unit: 1\nfraction_bit_size: \b\n"
-            "depth_diff_lut: \n300 600 900 1200 1500 1800 2100 \n");
 }
 
 } // namespace

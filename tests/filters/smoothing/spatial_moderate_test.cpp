@@ -2,7 +2,6 @@
 
 #include <functional>
 
-#include "filters/smoothing/SpatialModerateFilter.h"
 #include "filters/smoothing/spatial_moderate_kernels.h"
 #include "support/depth_adaptive_model.h"
 
@@ -187,31 +186,6 @@ TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
   EXPECT_EQ(smoothed("99")[2 * 13 + 10], 1100);
   EXPECT_EQ(smoothed("100")[2 * 13 + 10], 1004);
   EXPECT_EQ(smoothed("101")[2 * 13 + 11], 1000); // within reach of the border
-}
-
-TEST(SpatialModerateFilter, PrintsItsParametersAndConfigurationData) {
-  filter_processor::SpatialModerateFilter filter;
-  const char* values[] = {"2", "300", "3"};
-  filter.update_filter_config(3, values, nullptr);
-  const test::FrameFacts facts{9, 6, 0, 0.25, 20000.0F, 9};
-  const Frame input = test::make_frame_of(facts, Pixels(54, 7));
-  const Frame output{filter.filter_process(input.get(), nullptr)};
-  const char* later[] = {"3", "10", "7"};
-  filter.update_filter_config(3, later, nullptr);
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \ndisp_diff: 10\nmagnitude: \3\nradius:    \7\n"
-            "current_filter_params: \ndisp_diff: 600\nmagnitude: \2\nradius:    \3\n"
-            "current_frame_info: \nwidth:      9\nheight:     6\nbxf:        20000\n"
-            "depth_flag: 0\ndepth_unit: 0.25\nfraction_bit_size: \t\n"
-            "depth_diff_lut: \n58 234 527 937 1464 2109 2871 \ndepth_shift: \v\n");
-
-  const std::uint16_t data[] = {7, 40000, 9};
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(data);
-  testing::internal::CaptureStdout();
-  filter.set_filter_config_data(bytes, 4, nullptr);
-  filter.set_filter_config_data(bytes, 6, nullptr);
-  filter.set_filter_config_data(nullptr, 4, nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "pa: 40000\n");
 }
 
 } // namespace

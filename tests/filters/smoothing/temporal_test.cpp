@@ -3,7 +3,6 @@
 #include <cmath>
 #include <random>
 
-#include "filters/smoothing/TemporalFilter.h"
 #include "filters/smoothing/temporal_kernels.h"
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"
@@ -11,7 +10,6 @@
 namespace {
 
 namespace simd = filter_processor::simd;
-using filter_processor::TemporalFilter;
 using filter_processor::TemporalKernels;
 using test::ErrorSlot;
 using test::Filter;
@@ -188,20 +186,6 @@ TEST(TemporalFilter, ReportsMissingMemoryForItsHistoryAndStartsAnew) {
   EXPECT_EQ(error.text(), "bad allocation | gx_priv_filter_process | frame | 0");
   EXPECT_EQ(process(1050), 1050) << "the history of the size before must be gone";
   EXPECT_EQ(process(1000), 1030);
-}
-
-TEST(TemporalFilter, PrintsAndResetsItsParameters) {
-  TemporalFilter filter;
-  const char* values[] = {"0.5", "0.05"};
-  testing::internal::CaptureStdout();
-  filter.print_filter_params();
-  filter.update_filter_config(2, values, nullptr); // refuses the second value only
-  filter.print_filter_params();
-  filter.reset();
-  filter.print_filter_params();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "diff_scale: 0.1\nweight:     0.4\n"
-                                                    "diff_scale: 0.5\nweight:     0.4\n"
-                                                    "diff_scale: 0.1\nweight:     0.4\n");
 }
 
 } // namespace
