@@ -16,11 +16,7 @@ using namespace fuzzing;
 using filter_processor::simd::Level;
 using filter_processor::simd::supported_levels;
 using filter_processor::simd::use_level;
-using test::ErrorSlot;
-using test::Frame;
-using test::Pixels;
-using test::Profile;
-using test::SchemaParameter;
+using namespace test;
 
 /// The filters by index.
 enum : std::uint64_t {
@@ -121,7 +117,7 @@ float read_scale(Input& input) {
 D2DParameters read_camera_record(Input& input) {
   if (input.one_in(8))
     return input.number<D2DParameters>();
-  D2DParameters record = test::stereo_record();
+  D2DParameters record = stereo_record();
   record.packMode = input.pick<std::uint8_t>(1, 2, 3, 4, 2);
   record.isDualCamera = input.one_in(3) ? 0 : 1;
   record.bitSize = input.pick<std::uint8_t>(12, 8, 10, 14, 16);
@@ -212,22 +208,22 @@ Frame read_frame(Input& input, Size size, Pixels& previous) {
   case 2:
     return colour();
   case 3:
-    return test::make_set({});
+    return make_set({});
   case 4:
-    return test::make_set({colour().get()});
+    return make_set({colour().get()});
   case 5:
   case 6:
-    return test::make_set({colour().get(), depth().get()});
+    return make_set({colour().get(), depth().get()});
   case 7:
   case 8:
-    return test::make_set({depth().get()});
+    return make_set({depth().get()});
   default:
     return depth();
   }
 }
 
 std::string facts(const Frame& frame) {
-  return frame == nullptr ? "" : test::facts_of(frame.get());
+  return frame == nullptr ? "" : facts_of(frame.get());
 }
 
 // ---- calls ----
@@ -268,7 +264,7 @@ class Twins {
       instance.reset(gx_create_filter(index, nullptr));
       require(instance != nullptr, "every filter of the list can be made");
     }
-    parameters_ = test::schema_of(*instances_[0]);
+    parameters_ = schema_of(*instances_[0]);
   }
 
   void update(Input& input) {
@@ -335,7 +331,7 @@ class Twins {
   }
 
  private:
-  using Context = std::unique_ptr<gx_priv_filter_context, test::Release>;
+  using Context = std::unique_ptr<gx_priv_filter_context, Release>;
 
   void process_frame(Input& input, Size size) {
     if (index_ == depth_resize && !input.one_in(4))
@@ -385,9 +381,9 @@ class Twins {
     }
     require(outcome.error.empty(), "a result comes without an error");
     require(input != nullptr, "nothing comes of nothing");
-    const Frame from = test::depth_of(input.get());
+    const Frame from = depth_of(input.get());
     require(from != nullptr, "only depth frames and sets with one are filtered");
-    const Frame to = test::depth_of(outcome.frame.get());
+    const Frame to = depth_of(outcome.frame.get());
     require(to != nullptr, "the result holds a depth frame");
     require(gx_frame_get_type(outcome.frame.get(), nullptr) ==
                 gx_frame_get_type(input.get(), nullptr),
@@ -416,8 +412,8 @@ class Twins {
     const bool clears = index_ == edge_noise || index_ == hardware_d2d || index_ == mgc_noise;
     if (!clears && index_ != hole_filling)
       return;
-    const Pixels before = test::pixels_of(&from);
-    const Pixels after = test::pixels_of(&to);
+    const Pixels before = pixels_of(&from);
+    const Pixels after = pixels_of(&to);
     for (std::size_t i = 0; i < before.size(); ++i) {
       // Filling with the nearest takes the largest value for a hole too.
       const bool open = before[i] == 0 || before[i] == 65535;

@@ -3,7 +3,6 @@
 #include <bit>
 #include <random>
 
-#include "filters/noise/FalsePositiveFilter.h"
 #include "filters/noise/false_positive_config.h"
 #include "filters/noise/false_positive_edge_bleed.h"
 #include "filters/noise/false_positive_naive.h"
@@ -19,10 +18,7 @@ namespace simd = filter_processor::simd;
 using filter_processor::FalsePositiveConfig;
 using naive::Fired;
 using naive::Record;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 using Random = std::mt19937;
 
 constexpr const char* class_name = "FalsePositiveFilter";
@@ -44,10 +40,10 @@ std::string set_record(Filter& filter, const Record& record, std::size_t size = 
 
 /// The filtered pixels, empty for a refused frame.
 Pixels process(Filter& filter, const Pixels& image, int width, int height, ErrorSlot& error) {
-  const Frame input = test::make_frame(static_cast<std::uint32_t>(width),
-                                       static_cast<std::uint32_t>(height), image);
+  const Frame input =
+      make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), image);
   const Frame output = filter.process(input, error);
-  return output == nullptr ? Pixels{} : test::pixels_of(output.get());
+  return output == nullptr ? Pixels{} : pixels_of(output.get());
 }
 
 Pixels process(const Record& record, const Pixels& image) {
@@ -102,7 +98,7 @@ Record random_record(int width, int height, Random& random) {
   for (const std::size_t offset : {52U, 79U, 160U, 231U, 270U})
     r.u8(offset, dice(random, 3) == 0 ? 0 : 1 + dice(random, 255));
   r.u8(50, dice(random, 3) == 0 ? 1 : 0);
-  r.u8(51, 1 + dice(random, 3));
+  r.u8(51, dice(random, 5)); // of which the kernel knows 1 to 3
   r.u16(4, pick<int>(random, {0, 0, 0, 1000}));
   r.u16(6, dice(random, 12));
   r.u16(8, pick<int>(random, {1, 100, 499, 500, 4000, 65535}));
@@ -403,20 +399,6 @@ TEST(EdgeBleed, JudgesRunsByTheirEndsInsideTheRegionOfInterest) {
   EXPECT_EQ(edge_bleed({4, 4, 4, 4, 4, 1, 1, 1}, record), (Pixels{4, 4, 4, 4, 4, 1, 1, 1}));
 }
 
-TEST(FalsePositiveFilter, RefusesToTurnByOtherAngles) {
-  for (const int code : {0, 4, 5, 255}) {
-    Filter filter(class_name);
-    Record record = scene_record();
-    record.u8(50, 1);
-    record.u8(51, code);
-    ASSERT_EQ(set_record(filter, record), "");
-    ErrorSlot error;
-    EXPECT_TRUE(process(filter, Scene().pixels, scene_width, scene_height, error).empty());
-    EXPECT_EQ(error.text(),
-              "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0");
-  }
-}
-
 TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {
   using Bytes = std::array<std::uint8_t, 289>;
   EXPECT_EQ(std::bit_cast<Bytes>(FalsePositiveConfig{}), naive::default_record().bytes);
@@ -444,7 +426,6 @@ std::string refusal_of(std::size_t index, const char* value) {
 TEST(FalsePositiveFilter, RefusesParametersOneByOne) {
   const std::string function = " | FalsePositiveFilter::update_filter_config | ";
   const std::string range = "params out of range" + function;
-  EXPECT_EQ(refusal_of(10, "65536"), range + "fptsfMaxNoiseLevel | 4");
   EXPECT_EQ(refusal_of(10, "65535.9"), "");
   EXPECT_EQ(refusal_of(1, "0.5 and more"), "");
 
@@ -513,9 +494,9 @@ TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
 TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitIntoMemory) {
   for (std::uint64_t n = 1; n <= 6; ++n) { // of the five buffers each may find no memory
     testing::internal::CaptureStderr();
-    test::fail_nth_allocation(n);
+    fail_nth_allocation(n);
     EXPECT_EQ(filter_processor::could_allocate_workspace(8, 8), n == 6) << n;
-    test::fail_nth_allocation(0);
+    fail_nth_allocation(0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               n == 6 ? "" : "Memory allocation failed: std::bad_alloc\n");
   }
@@ -523,29 +504,11 @@ TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitInto
   const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).flat({50, 30, 1, 1}, 1000).pixels;
   ErrorSlot error;
   const Pixels expected = process(filter, image, scene_width, scene_height, error);
-  test::grant_vast_allocations(true);
+  grant_vast_allocations(true);
   EXPECT_EQ(set_record(filter, naive::default_record(65535, 65535)), "");
-  test::grant_vast_allocations(false);
+  grant_vast_allocations(false);
   EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected)
       << "the record in use stays until the next take-over";
-}
-
-TEST(FalsePositiveFilter, ComesBackAfterFailureToMakeItsWorkspace) {
-  const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).pixels;
-  filter_processor::FalsePositiveFilter filter;
-  const Frame input = test::make_frame(scene_width, scene_height, image);
-  ErrorSlot error;
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  test::fail_nth_allocation(1);
-  EXPECT_EQ(filter.filter_process(input.get(), error.out()), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Memory allocation failed: std::bad_alloc\n");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Handle is not exist! Exiting function.\n");
-  EXPECT_EQ(error.text(),
-            "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0");
-  const Frame output{filter.filter_process(input.get(), error.out())};
-  ASSERT_NE(output, nullptr);
-  EXPECT_EQ(test::pixels_of(output.get()), image);
 }
 
 TEST(FalsePositiveStage, RefusesAnotherSizeThanTheRecords) {
@@ -568,12 +531,12 @@ TEST(FalsePositiveStage, AllocatesNothingInSteadyState) {
     Scene scene;
     for (int n = 0; n < 20; ++n) // islands: candidates all
       scene.flat({10 * (n % 10), 12 * (n / 10), 9, 10}, 2000);
-    test::fail_nth_allocation(steady ? 1 : 0);
+    fail_nth_allocation(steady ? 1 : 0);
     EXPECT_EQ(filter_processor::remove_false_positives(scene.pixels.data(), scene_width,
                                                        scene_height, config, workspace.get()),
               0);
-    EXPECT_EQ(test::allocation_fault_pending(), steady);
-    test::fail_nth_allocation(0);
+    EXPECT_EQ(allocation_fault_pending(), steady);
+    fail_nth_allocation(0);
     EXPECT_EQ(scene.pixels, Scene().pixels);
   }
 }

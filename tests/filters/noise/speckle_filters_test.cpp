@@ -11,11 +11,8 @@
 
 namespace {
 
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
-using Input = test::CameraFrame;
+using namespace test;
+using Input = CameraFrame;
 
 /// The filters without memory: everything is derived anew for each frame.
 struct NaiveFilter {
@@ -64,18 +61,18 @@ struct NaiveFilter {
     const int fraction_bits = static_cast<std::uint8_t>(input.bits - input.record.dispIntPlace);
     const int diff = type == GX_PIXEL_TOF_DEPTH
                          ? min_diff
-                         : test::cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
-    test::SpeckleTask task{input.width, input.height};
+                         : cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
+    SpeckleTask task{input.width, input.height};
     for (const int size : sizes)
-      task.tiles.push_back(test::cut(static_cast<float>(size) * area));
+      task.tiles.push_back(cut(static_cast<float>(size) * area));
     task.max_size = tiled ? 80 : task.tiles[0];
     task.max_diff = diff;
     task.single = tiled ? 0 : 1;
     const auto bxf = static_cast<float>(double{input.record.baseline} * input.record.fx);
     filter_processor::DepthDiffLut table;
-    if (!test::naive_depth_table({input.width, input.height, input.scale, type, bxf,
-                                  static_cast<std::uint8_t>(fraction_bits)},
-                                 static_cast<std::uint16_t>(diff), table))
+    if (!naive_depth_table({input.width, input.height, input.scale, type, bxf,
+                            static_cast<std::uint8_t>(fraction_bits)},
+                           static_cast<std::uint16_t>(diff), table))
       return error("update depth diff lut error", "updateConfig", "updateDepthDiffLut()");
     task.lut.assign(table.entries.begin(), table.entries.end());
     task.shift = table.shift;
@@ -85,7 +82,7 @@ struct NaiveFilter {
       task.invalid_value = !own_code ? 0 : input.record.packMode == 4 ? 65532 : 8192;
     }
     pixels = input.pixels;
-    test::naive_remove_speckles(task, pixels);
+    naive_remove_speckles(task, pixels);
     return "";
   }
 };
@@ -177,7 +174,7 @@ TEST_P(SpeckleFilters, EqualTheNaiveFilterOverAnySequence) {
         ASSERT_EQ(printed, failure.empty() ? "" : error.trace());
         ASSERT_EQ(output != nullptr, failure.empty());
         if (output != nullptr) {
-          ASSERT_EQ(test::pixels_of(output.get()), expected) << instance << "." << step;
+          ASSERT_EQ(pixels_of(output.get()), expected) << instance << "." << step;
         }
       }
     }
@@ -229,7 +226,7 @@ TEST(LutNoiseRemovalFilter, ScalesEachTilesLimit) {
   }
   Filter filter("LutNoiseRemovalFilter");
   ErrorSlot error;
-  const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
+  const Pixels output = pixels_of(filter.process(input.make(), error).get());
   EXPECT_EQ(output[std::size_t{101} * 640 + 200], 0);
   EXPECT_EQ(output[std::size_t{105} * 640 + 200], 0);
   EXPECT_EQ(output[std::size_t{109} * 640 + 200], 1000);

@@ -12,8 +12,7 @@ namespace {
 
 namespace simd = filter_processor::simd;
 using filter_processor::SpeckleKernels;
-using test::Pixels;
-using test::SpeckleTask;
+using namespace test;
 
 Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level) {
   const auto& kernels = simd::kernels<SpeckleKernels>(level);
@@ -31,7 +30,7 @@ Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level)
 
 void expect_naive(const SpeckleTask& task, const Pixels& input, const std::string& what) {
   Pixels expected = input;
-  test::naive_remove_speckles(task, expected);
+  naive_remove_speckles(task, expected);
   for (const simd::Level level : simd::supported_levels()) {
     ASSERT_EQ(filtered(task, input, level), expected)
         << what << " " << simd::level_name(level) << " " << task.width << "x" << task.height

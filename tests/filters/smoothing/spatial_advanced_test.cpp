@@ -8,10 +8,7 @@ namespace {
 namespace simd = filter_processor::simd;
 using filter_processor::PixelGrid;
 using filter_processor::SpatialAdvancedKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 // The passes written down pixel by pixel.
 
@@ -125,7 +122,7 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
     const int width = static_cast<int>(random() % (round % 50 == 0 ? 300 : 70));
     const int height = static_cast<int>(random() % (round % 50 == 0 ? 200 : 40));
     const std::uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
-    const Pixels input = test::random_surfaces(
+    const Pixels input = random_surfaces(
         static_cast<std::size_t>(width) * static_cast<std::size_t>(height), spread, random);
     Threshold threshold{random() % 2 == 0, static_cast<std::uint16_t>(random() % spread), {}};
     if (random() % 8 == 0)
@@ -169,7 +166,7 @@ struct Params {
   bool operator==(const Params&) const = default;
 };
 
-struct Model : test::DepthAdaptiveModel<Params> {
+struct Model : DepthAdaptiveModel<Params> {
   std::vector<std::string> random_update(std::mt19937& random) {
     const Params params{static_cast<std::uint8_t>(1 + random() % 5),
                         static_cast<float>(1 + random() % 8) / 8,
@@ -194,7 +191,7 @@ struct Model : test::DepthAdaptiveModel<Params> {
 
 TEST(SpatialAdvancedFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
   for (unsigned seed = 10; seed < 13; ++seed)
-    test::compare_sequences("SpatialAdvancedFilter", Model{}, seed);
+    compare_sequences("SpatialAdvancedFilter", Model{}, seed);
 }
 
 /// Row 0 of a disparity frame of eight equal rows, filtered.
@@ -204,11 +201,11 @@ Pixels smoothed_row(const Pixels& row, std::vector<const char*> values) {
     pixels.insert(pixels.end(), row.begin(), row.end());
   Filter filter("SpatialAdvancedFilter");
   EXPECT_EQ(filter.update(std::move(values)), "");
-  const test::FrameFacts facts{static_cast<std::uint32_t>(row.size()), 8, 2, 1.0, 0.0F, 8};
+  const FrameFacts facts{static_cast<std::uint32_t>(row.size()), 8, 2, 1.0, 0.0F, 8};
   ErrorSlot error;
-  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
+  const Frame output = filter.process(make_frame_of(facts, pixels), error);
   EXPECT_EQ(error.text(), "");
-  Pixels result = test::pixels_of(output.get());
+  Pixels result = pixels_of(output.get());
   result.resize(row.size());
   return result;
 }
@@ -241,28 +238,28 @@ TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
 
 TEST(SpatialAdvancedFilter, ReportsAKernelThatCannotWork) {
   // A description like that of no frame needs no derivation, which would refuse it earlier.
-  const test::FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
-  const test::NoLeftovers no_leftovers;
+  const FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
+  const NoLeftovers no_leftovers;
   Filter filter("SpatialAdvancedFilter");
   ErrorSlot error;
-  EXPECT_EQ(filter.process(test::make_frame_of(facts, {}), error), nullptr);
+  EXPECT_EQ(filter.process(make_frame_of(facts, {}), error), nullptr);
   EXPECT_EQ(error.text(), "spatial advanced filter error | SpatialAdvancedFilter::filter_process | "
                           "SpatialaDvancedFilter | 0");
 }
 
 TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
   // 65536 + 9 pixels in a row count as 9, and 9 rows of them as the whole image.
-  const test::FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
+  const FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
   std::mt19937 random(3);
-  const Pixels pixels = test::random_surfaces(std::size_t{65545} * 9, 200, random);
+  const Pixels pixels = random_surfaces(std::size_t{65545} * 9, 200, random);
   Filter filter("SpatialAdvancedFilter");
   ErrorSlot error;
-  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
+  const Frame output = filter.process(make_frame_of(facts, pixels), error);
   Image corner{Pixels(pixels.begin(), pixels.begin() + 81), 9, 9};
   naive_smooth(corner, {true, 160, {}}, 1, 1);
   Pixels expected = pixels;
   std::copy(corner.pixels.begin(), corner.pixels.end(), expected.begin());
-  EXPECT_EQ(test::pixels_of(output.get()), expected);
+  EXPECT_EQ(pixels_of(output.get()), expected);
 }
 
 } // namespace

@@ -12,10 +12,7 @@ namespace {
 namespace simd = filter_processor::simd;
 using filter_processor::SpatialFastFilter;
 using filter_processor::SpatialFastKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 struct Image {
   Image(int columns, int rows) : width(columns), height(rows), pixels(index(0, rows)) {}
@@ -31,8 +28,8 @@ struct Image {
     return pixels[index(x, std::clamp(y, 0, height - 1))];
   }
   Frame frame() const {
-    return test::make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
-                            pixels);
+    return make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
+                      pixels);
   }
 
   int width, height;
@@ -142,7 +139,7 @@ Image filtered(const Image& image, const char* radius) {
   EXPECT_EQ(filter.update({radius}), "");
   ErrorSlot error;
   Image output = image;
-  output.pixels = test::pixels_of(filter.process(image.frame(), error).get());
+  output.pixels = pixels_of(filter.process(image.frame(), error).get());
   EXPECT_EQ(error.text(), "");
   return output;
 }
@@ -196,11 +193,11 @@ TEST(SpatialFastFilter, RefusesOtherSidesAndKeepsItsOwn) {
   std::mt19937 random(2);
   const Image image = random_image(20, 6, 0, random);
   ErrorSlot error;
-  EXPECT_EQ(test::pixels_of(filter.process(image.frame(), error).get()), naive_5x5(image).pixels);
+  EXPECT_EQ(pixels_of(filter.process(image.frame(), error).get()), naive_5x5(image).pixels);
 }
 
 TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   constexpr std::pair<int, int> sizes[] = {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}};
   const std::string invalid = "invalid params | SpatialFastFilter::updateConfig | "
                               "frame_info.width||frame_info.height | 4";
@@ -243,16 +240,16 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       ASSERT_EQ(output == nullptr, !expected_error.empty());
       if (output != nullptr) {
         const Image expected = current == 3 ? naive_3x3(image) : naive_5x5(image);
-        ASSERT_EQ(test::pixels_of(output.get()), expected.pixels) << step;
+        ASSERT_EQ(pixels_of(output.get()), expected.pixels) << step;
       }
     }
   }
 }
 
 TEST(SpatialFastFilter, FailsWithoutAKernelForItsSide) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   SpatialFastFilter filter(4);
-  const Frame input = test::make_frame(3, 1, {1, 2, 3});
+  const Frame input = make_frame(3, 1, {1, 2, 3});
   ErrorSlot error;
   EXPECT_EQ(filter.filter_process(input.get(), error.out()), nullptr);
   EXPECT_EQ(error.text(), "spatial fast filter error | SpatialFastFilter::filter_process | "

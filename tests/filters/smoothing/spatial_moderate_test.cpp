@@ -10,10 +10,7 @@ namespace {
 namespace simd = filter_processor::simd;
 using filter_processor::SmoothingWindow;
 using filter_processor::SpatialModerateKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 struct Thresholds {
   bool fixed;
@@ -79,8 +76,8 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
       if (size.width > 100 && reach != 127)
         continue;
       for (const int spread : {3, 60, 900, 5000, 65536}) {
-        const Pixels input = test::random_surfaces(std::size_t{size.width} * size.height,
-                                                   static_cast<std::uint32_t>(spread), random);
+        const Pixels input = random_surfaces(std::size_t{size.width} * size.height,
+                                             static_cast<std::uint32_t>(spread), random);
         Thresholds thresholds{random() % 2 == 0, static_cast<std::uint16_t>(spread), {}, 0};
         if (random() % 8 == 0)
           thresholds.value = random() % 2 == 0 ? 0 : 65535;
@@ -142,7 +139,7 @@ struct Params {
   std::uint16_t disp_diff = 160;
 };
 
-struct Model : test::DepthAdaptiveModel<Params> {
+struct Model : DepthAdaptiveModel<Params> {
   std::vector<std::string> random_update(std::mt19937& random) {
     const int magnitude = 1 + static_cast<int>(random() % 3);
     const int disp_diff = 1 + static_cast<int>(random() % (random() % 3 == 0 ? 10000 : 200));
@@ -167,7 +164,7 @@ struct Model : test::DepthAdaptiveModel<Params> {
 
 TEST(SpatialModerateFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
   for (unsigned seed = 0; seed < 3; ++seed)
-    test::compare_sequences("SpatialModerateFilter", Model{}, seed);
+    compare_sequences("SpatialModerateFilter", Model{}, seed);
 }
 
 TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
@@ -178,8 +175,8 @@ TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
   const auto smoothed = [&](const char* disp_diff) {
     Filter filter("SpatialModerateFilter");
     EXPECT_EQ(filter.update({"1", disp_diff, "5"}), "");
-    const test::FrameFacts facts{13, 5, 2, 1.0, 0.0F, 8};
-    return test::pixels_of(filter.process(test::make_frame_of(facts, pixels), error).get());
+    const FrameFacts facts{13, 5, 2, 1.0, 0.0F, 8};
+    return pixels_of(filter.process(make_frame_of(facts, pixels), error).get());
   };
   EXPECT_EQ(smoothed("100")[2 * 13 + 4], 1100);
   EXPECT_EQ(smoothed("101")[2 * 13 + 4], 1004); // 24 of 1000 and itself
