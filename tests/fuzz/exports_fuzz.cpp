@@ -33,35 +33,21 @@ enum : std::uint64_t {
 // ---- parameters ----
 
 std::string read_value(Input& input, const SchemaParameter& parameter) {
-  double value = 0;
-  switch (input.below(16)) {
-  case 0:
-    value = parameter.min;
-    break;
-  case 1:
-    value = parameter.max;
-    break;
-  case 2:
-    value = parameter.min - parameter.step;
-    break;
-  case 3:
-    value = parameter.max + parameter.step;
-    break;
-  case 4:
+  const double edges[] = {parameter.min, parameter.max, parameter.min - parameter.step,
+                          parameter.max + parameter.step};
+  const unsigned kind = input.below(16);
+  if (kind < std::size(edges))
+    return parameter.text(edges[kind]);
+  if (kind == 4)
     return input.pick("", "x", "nan", "-inf", "inf", "1e400", "0x10", " 7", "-1", "3.5z", "-0",
                       "99999999999999999999", "2147483648", "-2147483649", "1e-320", "4294967297");
-  case 5: {
+  if (kind == 5) {
     const auto bytes = input.take(input.below(8));
     return {bytes.begin(), bytes.end()};
   }
-  case 6:
-  case 7:
-    value = parameter.min + (parameter.max - parameter.min) * input.byte() / 255;
-    break;
-  default:
-    value = std::min(parameter.max, parameter.min + parameter.step * input.byte());
-  }
-  return parameter.text(value);
+  const double share = input.byte();
+  return parameter.text(kind < 8 ? parameter.min + (parameter.max - parameter.min) * share / 255
+                                 : std::min(parameter.max, parameter.min + parameter.step * share));
 }
 
 /// A target side that needs little memory, or is refused as no frame can have both.
@@ -80,30 +66,17 @@ struct Update {
 void point_to_values(Input& input, Update& update) {
   for (const std::string& value : update.values)
     update.argv.push_back(value.c_str());
-  update.argc = static_cast<std::int32_t>(update.argv.size());
-  update.arguments = update.argv.data();
-  switch (input.below(32)) {
-  case 0:
+  const unsigned oddity = input.below(32);
+  if (oddity == 0)
     update.argv.push_back("1");
-    update.arguments = update.argv.data();
-    ++update.argc;
-    break;
-  case 1:
+  update.argc = static_cast<std::int32_t>(update.argv.size());
+  update.arguments = oddity == 3 ? nullptr : update.argv.data();
+  if (oddity == 1)
     --update.argc;
-    break;
-  case 2:
+  if (oddity == 2)
     update.argc = input.pick(0, -1, INT32_MIN);
-    break;
-  case 3:
-    update.arguments = nullptr;
-    break;
-  case 4:
-    if (!update.argv.empty())
-      update.argv[input.byte() % update.argv.size()] = nullptr;
-    break;
-  default:
-    break;
-  }
+  if (oddity == 4 && !update.argv.empty())
+    update.argv[input.byte() % update.argv.size()] = nullptr;
 }
 
 // ---- frames ----
@@ -449,27 +422,19 @@ void run(Input& input) {
     std::optional<Twins>& twins = filters[input.below(filters.size())];
     if (!twins)
       twins.emplace(input.below(14), other_level);
-    switch (input.below(16)) {
-    case 0:
+    const unsigned action = input.below(16);
+    if (action == 0)
       twins.reset();
-      break;
-    case 1:
+    else if (action == 1)
       twins->reset();
-      break;
-    case 2:
+    else if (action == 2)
       twins->set_record(input);
-      break;
-    case 3:
+    else if (action == 3)
       ask_for_lists(input);
-      break;
-    case 4:
-    case 5:
-    case 6:
+    else if (action < 7)
       twins->update(input);
-      break;
-    default:
+    else
       pixel_budget -= twins->process(input, pixel_budget);
-    }
   }
 }
 

@@ -105,31 +105,6 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
   }
 }
 
-/// The pixel values that a frame of all values loses.
-Pixels cleared(std::uint8_t bits, float scale) {
-  Filter filter("HardwareD2DCorrectionFilter");
-  ErrorSlot error;
-  Input input = counting_input(8);
-  input.scale = scale;
-  input.bits = bits;
-  const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
-  Pixels values;
-  for (std::size_t i = 1; i < output.size(); ++i) {
-    if (output[i] == 0)
-      values.push_back(static_cast<std::uint16_t>(i));
-  }
-  return values;
-}
-
-TEST(HardwareD2DCorrectionFilter, ClearsTheDepthOfTheOffset) {
-  // fb / offset = 40000 / 8 = 5000
-  EXPECT_EQ(cleared(16, 1), (Pixels{5000}));
-  EXPECT_EQ(cleared(16, 0.5f), (Pixels{10000, 10001}));
-  EXPECT_EQ(cleared(16, 2), (Pixels{2500, 35268})); // the second by 65536
-  EXPECT_EQ(cleared(14, 1), (Pixels{4999, 5000, 5001}));
-  EXPECT_EQ(cleared(12, 2), (Pixels{2499, 2500, 2501})); // 3.2 around it
-}
-
 TEST(HardwareD2DCorrectionFilter, CopiesDisparity) {
   Filter filter("HardwareD2DCorrectionFilter");
   const Frame disparity = counting_input(8).make();

@@ -242,96 +242,28 @@ struct Box {
 struct Scene {
   Pixels pixels = Pixels(naive::place(0, scene_height, scene_width), 0);
 
-  /// Depths rise by one from pixel to pixel, so that no two are equal side by side.
-  Scene& sloped(Box box, int depth) { return fill(box, depth, 1); }
-  Scene& flat(Box box, int depth) { return fill(box, depth, 0); }
-  Scene& fill(Box box, int depth, int slope) {
-    for (int y = 0; y < box.height; ++y) {
-      for (int x = 0; x < box.width; ++x)
-        at(box.x + x, box.y + y) = static_cast<std::uint16_t>(depth + slope * ((x + y) % 10));
+  Scene& flat(Box box, int depth) {
+    for (int y = box.y; y < box.y + box.height; ++y) {
+      for (int x = box.x; x < box.x + box.width; ++x)
+        pixels[naive::place(x, y, scene_width)] = static_cast<std::uint16_t>(depth);
     }
     return *this;
   }
-  std::uint16_t& at(int x, int y) { return pixels[naive::place(x, y, scene_width)]; }
 };
 
 Record scene_record() {
   return naive::default_record(scene_width, scene_height);
 }
 
-/// The record's region with the named box: whether the filter leaves its first pixel.
-bool survives(const Record& record, const Scene& scene, Box box) {
-  const Pixels output = process(record, scene.pixels);
-  return output[naive::place(box.x, box.y, scene_width)] != 0;
-}
-
 TEST(FalsePositiveFilter, AlwaysRemovesSmallRegions) {
-  EXPECT_FALSE(survives(scene_record(), Scene().flat({10, 10, 10, 8}, 1000), {10, 10, 0, 0}));
-  EXPECT_TRUE(survives(scene_record(), Scene().flat({10, 10, 9, 9}, 1000), {10, 10, 0, 0}));
+  Scene scene = Scene().flat({10, 10, 9, 9}, 1000);
+  const Pixels kept = scene.pixels;
+  EXPECT_EQ(process(scene_record(), scene.flat({50, 10, 10, 8}, 1000).pixels), kept);
   Record filled_with_7 = scene_record();
   filled_with_7.u16(4, 7);
-  Scene scene;
-  std::fill(scene.pixels.begin(), scene.pixels.end(), std::uint16_t{7});
+  scene.flat({0, 0, scene_width, scene_height}, 7);
   const Pixels empty = scene.pixels;
   EXPECT_EQ(process(filled_with_7, scene.flat({50, 30, 4, 4}, 1000).pixels), empty);
-}
-
-TEST(FalsePositiveFilter, RemovesFlatBleedsBesideLongRuns) {
-  const Box narrow{30, 20, 20, 10};
-  Record record = scene_record();
-  EXPECT_TRUE(survives(record, Scene().flat(narrow, 1000), narrow));
-  record.u8(52, 1);
-  EXPECT_FALSE(survives(record, Scene().flat(narrow, 1000), narrow));
-  EXPECT_TRUE(survives(record, Scene().sloped(narrow, 1000), narrow));
-  // A shelf whose edge bleeds over 45 columns in two rows: those go, the shelf stays.
-  Scene shelf = Scene().sloped({20, 10, 60, 12}, 1500).flat({25, 22, 45, 2}, 1490);
-  const Pixels output = process(record, shelf.pixels);
-  shelf.flat({25, 22, 45, 2}, 0);
-  EXPECT_EQ(output, shelf.pixels);
-}
-
-TEST(FalsePositiveFilter, RemovesTexturelessBlobsAtTheLeftEdge) {
-  const Box blob{2, 45, 10, 9}; // below the region of interest, but in the left band
-  Record record = scene_record();
-  EXPECT_TRUE(survives(record, Scene().sloped(blob, 1000), blob));
-  record.u8(79, 1);
-  EXPECT_FALSE(survives(record, Scene().sloped(blob, 1000), blob));
-  EXPECT_TRUE(survives(record, Scene().sloped({20, 45, 10, 9}, 1000), {20, 45, 0, 0}));
-  // Resting on a surface close behind, it is no blob: no step below is strong.
-  record.u16(10 + 2 * 2, 12);
-  EXPECT_TRUE(survives(record, Scene().flat(blob, 1040).flat({0, 54, 100, 6}, 1010), blob));
-  // Limits: the size and the depth must be below theirs.
-  EXPECT_TRUE(survives(record, Scene().sloped(blob, 6001), blob));
-  record.u16(80, 90);
-  EXPECT_TRUE(survives(record, Scene().sloped(blob, 1000), blob));
-}
-
-TEST(FalsePositiveFilter, KeepsPatternIslandsThatALargeSurfaceSupports) {
-  const Box island{40, 20, 10, 9}; // 90 pixels; reach is 15 rows, 25 columns
-  Record record = scene_record();
-  record.u16(161, 200);
-  const auto with_wall = [&](int depth, Box wall) {
-    return survives(record, Scene().flat(island, 2000).flat(wall, depth), island);
-  };
-  EXPECT_TRUE(survives(record, Scene().flat(island, 2000), island));
-  record.u8(160, 1);
-  EXPECT_FALSE(survives(record, Scene().flat(island, 2000), island));
-  EXPECT_TRUE(with_wall(2200, {10, 30, 80, 10}));  // two rows below
-  EXPECT_FALSE(with_wall(2500, {10, 30, 80, 10})); // a ratio of 0.8
-  EXPECT_FALSE(with_wall(2200, {40, 30, 10, 20})); // 200 pixels are not large
-  EXPECT_TRUE(with_wall(2200, {40, 30, 10, 21}));
-  EXPECT_TRUE(with_wall(2200, {10, 42, 80, 10}));  // 14 rows below
-  EXPECT_FALSE(with_wall(2200, {10, 43, 80, 10})); // the line ends before it
-  EXPECT_TRUE(with_wall(2200, {5, 0, 12, 60}));    // on the left
-  EXPECT_FALSE(with_wall(2200, {3, 0, 12, 60}));
-  EXPECT_TRUE(with_wall(2200, {73, 0, 12, 60})); // on the right
-  EXPECT_FALSE(with_wall(2200, {74, 0, 12, 60}));
-  EXPECT_TRUE(with_wall(2200, {10, 0, 80, 7})); // above
-  EXPECT_FALSE(with_wall(2200, {10, 0, 80, 6}));
-  record.u16(165, 2200);
-  EXPECT_TRUE(with_wall(2200, {10, 30, 80, 10}));
-  record.u16(165, 2199);
-  EXPECT_FALSE(with_wall(2200, {10, 30, 80, 10})); // too far away to support
 }
 
 TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
@@ -347,23 +279,6 @@ TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
   EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
   settings.min_smoothness[0] = 2001;
   EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
-}
-
-TEST(FalsePositiveFilter, RemovesRegionsBelowTheGroundAndInTheLeftBand) {
-  const Box low{50, 40, 10, 9};
-  Record record = scene_record();
-  record.f32(250, 30);
-  record.f32(242, 50);
-  record.u8(231, 1); // v = 14, so the height is 259 - 0.9962 * 0.28 * z - 0.0872 * z
-  EXPECT_FALSE(survives(record, Scene().sloped(low, 800), low));
-  EXPECT_TRUE(survives(record, Scene().sloped(low, 600), low));
-  EXPECT_TRUE(survives(record, Scene().sloped({50, 30, 10, 9}, 800), {50, 30, 0, 0}));
-
-  Record band = scene_record();
-  band.u8(270, 1);
-  EXPECT_FALSE(survives(band, Scene().sloped({1, 30, 9, 10}, 800), {1, 30, 0, 0}));
-  EXPECT_TRUE(survives(band, Scene().sloped({0, 30, 9, 10}, 800), {0, 30, 0, 0}));
-  EXPECT_TRUE(survives(band, Scene().sloped({1, 24, 9, 10}, 800), {1, 24, 0, 0}));
 }
 
 Pixels edge_bleed(const Pixels& row, const Record& record) {

@@ -215,21 +215,4 @@ TEST_P(SpeckleFilters, RefuseSizesThatNoParametersCanBeDerivedFor) {
   EXPECT_NE(filter.process(Input{32767, 1}.make(), error), nullptr) << error.text();
 }
 
-TEST(LutNoiseRemovalFilter, ScalesEachTilesLimit) {
-  // 480 samples for the top tiles, but 50 for the second tile of the second row.
-  Input input{640, 400};
-  input.pixels = Pixels(std::size_t{640} * 400);
-  std::fill_n(input.pixels.begin() + std::ptrdiff_t{101} * 640, 640, std::uint16_t{1000});
-  for (std::size_t x = 0; x < 640; ++x) {
-    input.pixels[std::size_t{105} * 640 + x] = x >= 160 && x < 160 + 100 ? 1000 : 0;
-    input.pixels[std::size_t{109} * 640 + x] = x >= 160 && x < 160 + 102 ? 1000 : 0;
-  }
-  Filter filter("LutNoiseRemovalFilter");
-  ErrorSlot error;
-  const Pixels output = pixels_of(filter.process(input.make(), error).get());
-  EXPECT_EQ(output[std::size_t{101} * 640 + 200], 0);
-  EXPECT_EQ(output[std::size_t{105} * 640 + 200], 0);
-  EXPECT_EQ(output[std::size_t{109} * 640 + 200], 1000);
-}
-
 } // namespace

@@ -194,40 +194,6 @@ TEST(SpatialAdvancedFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
     compare_sequences("SpatialAdvancedFilter", Model{}, seed);
 }
 
-/// Row 0 of a disparity frame of eight equal rows, filtered.
-Pixels smoothed_row(const Pixels& row, std::vector<const char*> values) {
-  Pixels pixels;
-  for (int y = 0; y < 8; ++y)
-    pixels.insert(pixels.end(), row.begin(), row.end());
-  Filter filter("SpatialAdvancedFilter");
-  EXPECT_EQ(filter.update(std::move(values)), "");
-  const FrameFacts facts{static_cast<std::uint32_t>(row.size()), 8, 2, 1.0, 0.0F, 8};
-  ErrorSlot error;
-  const Frame output = filter.process(make_frame_of(facts, pixels), error);
-  EXPECT_EQ(error.text(), "");
-  Pixels result = pixels_of(output.get());
-  result.resize(row.size());
-  return result;
-}
-
-TEST(SpatialAdvancedFilter, WalksForthAndBackAndFillsShortRuns) {
-  // Forth: 100, (100 + 200) / 2 = 150 and, exactly at the threshold, (150 + 250) / 2 = 200; the
-  // last column is left out. Back: 900 is too far, the others meet again.
-  EXPECT_EQ(smoothed_row({100, 200, 250, 900}, {"1", "0.5", "100", "1"}),
-            (Pixels{137, 175, 200, 900}));
-  EXPECT_EQ(smoothed_row({100, 201, 302, 900}, {"5", "1", "100", "1"}),
-            (Pixels{100, 201, 302, 900}));
-  // The count is raised before it is compared: a radius of 1 fills nothing.
-  EXPECT_EQ(smoothed_row({50, 0, 90, 90}, {"1", "0.5", "5", "1"}), (Pixels{50, 0, 90, 90}));
-  EXPECT_EQ(smoothed_row({50, 0, 90, 90}, {"1", "0.5", "5", "2"}), (Pixels{50, 50, 90, 90}));
-  EXPECT_EQ(smoothed_row({50, 0, 40000, 0, 90}, {"1", "0.5", "5", "2"}),
-            (Pixels{50, 50, 40000, 90, 90}));
-  // Forth, the count of one hole stands at 90, which no valid pixel precedes; so the hole after it
-  // is filled only on the way back.
-  EXPECT_EQ(smoothed_row({50, 0, 0, 90, 0, 70, 70}, {"1", "0.5", "5", "2"}),
-            (Pixels{50, 50, 90, 90, 70, 70, 70}));
-}
-
 TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
   Filter filter("SpatialAdvancedFilter");
   for (const char* alpha : {"0.09999999999", "1.00000000001"})

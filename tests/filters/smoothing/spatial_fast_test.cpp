@@ -133,69 +133,6 @@ TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
   }
 }
 
-/// What a new filter of the given window side makes of the image.
-Image filtered(const Image& image, const char* radius) {
-  Filter filter("SpatialFastFilter");
-  EXPECT_EQ(filter.update({radius}), "");
-  ErrorSlot error;
-  Image output = image;
-  output.pixels = pixels_of(filter.process(image.frame(), error).get());
-  EXPECT_EQ(error.text(), "");
-  return output;
-}
-
-TEST(SpatialFastFilter, LeavesTheColumnsOutsideItsGroupsAlone) {
-  struct Case {
-    const char* radius;
-    int width;
-    std::vector<int> untouched;
-  };
-  const Case cases[] = {
-      {"3", 8, {0, 1, 2, 3, 4, 5, 6, 7}},
-      {"3", 16, {0, 1, 2, 3, 12, 13, 14, 15}},
-      {"3", 20, {0, 1, 2, 3, 12, 13, 14, 15, 16, 17, 18, 19}},
-      {"5", 7, {2, 3, 4}},
-      {"5", 8, {}},
-      {"5", 12, {}},
-      {"5", 23, {18, 19, 20}},
-  };
-  for (const Case& each : cases) {
-    std::vector<int> untouched;
-    for (int x = 0; x < each.width; ++x) { // a single bright pixel stays only where no median is
-      Image image(each.width, 3);
-      image.at(x, 1) = 1000;
-      if (filtered(image, each.radius).at(x, 1) == 1000)
-        untouched.push_back(x);
-    }
-    EXPECT_EQ(untouched, each.untouched) << each.radius << " " << each.width;
-  }
-}
-
-TEST(SpatialFastFilter, LeavesOnePixelOutOfTheBorderSets) {
-  Image image(16, 5);
-  const std::uint16_t columns[2][5] = {{0, 0, 0, 1000, 1000}, {1000, 1000, 0, 0, 1000}};
-  for (const int x : {0, 1, 14, 15})
-    for (int y = 0; y < 5; ++y)
-      image.at(x, y) = columns[x % 2][y];
-  // Five of the nine are 0, then four.
-  EXPECT_EQ(filtered(image, "5").at(0, 2), 0);
-  EXPECT_EQ(filtered(image, "5").at(14, 2), 0);
-  image.at(0, 2) = image.at(14, 2) = 1000;
-  EXPECT_EQ(filtered(image, "5").at(0, 2), 1000);
-  EXPECT_EQ(filtered(image, "5").at(14, 2), 1000);
-}
-
-TEST(SpatialFastFilter, RefusesOtherSidesAndKeepsItsOwn) {
-  Filter filter("SpatialFastFilter");
-  ASSERT_EQ(filter.update({"5x"}), ""); // trailing text is ignored
-  for (const char* radius : {"4", "abc"})
-    EXPECT_NE(filter.update({radius}), "");
-  std::mt19937 random(2);
-  const Image image = random_image(20, 6, 0, random);
-  ErrorSlot error;
-  EXPECT_EQ(pixels_of(filter.process(image.frame(), error).get()), naive_5x5(image).pixels);
-}
-
 TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
   const NoLeftovers no_leftovers;
   constexpr std::pair<int, int> sizes[] = {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}};

@@ -167,22 +167,4 @@ TEST(SpatialModerateFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
     compare_sequences("SpatialModerateFilter", Model{}, seed);
 }
 
-TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
-  // 13 columns and a window of 5: one group (columns 2 to 9) and column 10.
-  Pixels pixels(65, 1000);
-  pixels[2 * 13 + 4] = pixels[2 * 13 + 10] = 1100;
-  ErrorSlot error;
-  const auto smoothed = [&](const char* disp_diff) {
-    Filter filter("SpatialModerateFilter");
-    EXPECT_EQ(filter.update({"1", disp_diff, "5"}), "");
-    const FrameFacts facts{13, 5, 2, 1.0, 0.0F, 8};
-    return pixels_of(filter.process(make_frame_of(facts, pixels), error).get());
-  };
-  EXPECT_EQ(smoothed("100")[2 * 13 + 4], 1100);
-  EXPECT_EQ(smoothed("101")[2 * 13 + 4], 1004); // 24 of 1000 and itself
-  EXPECT_EQ(smoothed("99")[2 * 13 + 10], 1100);
-  EXPECT_EQ(smoothed("100")[2 * 13 + 10], 1004);
-  EXPECT_EQ(smoothed("101")[2 * 13 + 11], 1000); // within reach of the border
-}
-
 } // namespace

@@ -102,20 +102,6 @@ TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
   }
 }
 
-TEST(TemporalFilter, BlendsCloseValidReadingsOnly) {
-  Filter filter("TemporalFilter");
-  ErrorSlot error;
-  const Pixels first = {1000, 1000, 0, 1000, 1000, 1000};
-  EXPECT_EQ(pixels_of(filter.process(make_frame(6, 1, first), error).get()), first);
-  // 1100 and 910 differ from 1000 by exactly the limit and by one less.
-  const Frame second = make_frame(6, 1, {1050, 1200, 800, 0, 1100, 910});
-  const Pixels expected = {1020, 1200, 800, 0, 1100, 964};
-  EXPECT_EQ(pixels_of(filter.process(second, error).get()), expected);
-  // What was delivered is the history.
-  const Frame third = make_frame(6, 1, {1020, 1100, 800, 1000, 1100, 964});
-  EXPECT_EQ(pixels_of(filter.process(third, error).get())[1], 1160);
-}
-
 TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
   const NoLeftovers no_leftovers;
   struct Size {
