@@ -16,11 +16,7 @@ using namespace fuzzing;
 using filter_processor::simd::Level;
 using filter_processor::simd::supported_levels;
 using filter_processor::simd::use_level;
-using test::ErrorSlot;
-using test::Frame;
-using test::Pixels;
-using test::Profile;
-using test::SchemaParameter;
+using namespace test;
 
 /// The filters by index.
 enum : std::uint64_t {
@@ -37,35 +33,21 @@ enum : std::uint64_t {
 // ---- parameters ----
 
 std::string read_value(Input& input, const SchemaParameter& parameter) {
-  double value = 0;
-  switch (input.below(16)) {
-  case 0:
-    value = parameter.min;
-    break;
-  case 1:
-    value = parameter.max;
-    break;
-  case 2:
-    value = parameter.min - parameter.step;
-    break;
-  case 3:
-    value = parameter.max + parameter.step;
-    break;
-  case 4:
+  const double edges[] = {parameter.min, parameter.max, parameter.min - parameter.step,
+                          parameter.max + parameter.step};
+  const unsigned kind = input.below(16);
+  if (kind < std::size(edges))
+    return parameter.text(edges[kind]);
+  if (kind == 4)
     return input.pick("", "x", "nan", "-inf", "inf", "1e400", "0x10", " 7", "-1", "3.5z", "-0",
                       "99999999999999999999", "2147483648", "-2147483649", "1e-320", "4294967297");
-  case 5: {
+  if (kind == 5) {
     const auto bytes = input.take(input.below(8));
     return {bytes.begin(), bytes.end()};
   }
-  case 6:
-  case 7:
-    value = parameter.min + (parameter.max - parameter.min) * input.byte() / 255;
-    break;
-  default:
-    value = std::min(parameter.max, parameter.min + parameter.step * input.byte());
-  }
-  return parameter.text(value);
+  const double share = input.byte();
+  return parameter.text(kind < 8 ? parameter.min + (parameter.max - parameter.min) * share / 255
+                                 : std::min(parameter.max, parameter.min + parameter.step * share));
 }
 
 /// A target side that needs little memory, or is refused as no frame can have both.
@@ -84,30 +66,17 @@ struct Update {
 void point_to_values(Input& input, Update& update) {
   for (const std::string& value : update.values)
     update.argv.push_back(value.c_str());
-  update.argc = static_cast<std::int32_t>(update.argv.size());
-  update.arguments = update.argv.data();
-  switch (input.below(32)) {
-  case 0:
+  const unsigned oddity = input.below(32);
+  if (oddity == 0)
     update.argv.push_back("1");
-    update.arguments = update.argv.data();
-    ++update.argc;
-    break;
-  case 1:
+  update.argc = static_cast<std::int32_t>(update.argv.size());
+  update.arguments = oddity == 3 ? nullptr : update.argv.data();
+  if (oddity == 1)
     --update.argc;
-    break;
-  case 2:
+  if (oddity == 2)
     update.argc = input.pick(0, -1, INT32_MIN);
-    break;
-  case 3:
-    update.arguments = nullptr;
-    break;
-  case 4:
-    if (!update.argv.empty())
-      update.argv[input.byte() % update.argv.size()] = nullptr;
-    break;
-  default:
-    break;
-  }
+  if (oddity == 4 && !update.argv.empty())
+    update.argv[input.byte() % update.argv.size()] = nullptr;
 }
 
 // ---- frames ----
@@ -121,7 +90,7 @@ float read_scale(Input& input) {
 D2DParameters read_camera_record(Input& input) {
   if (input.one_in(8))
     return input.number<D2DParameters>();
-  D2DParameters record = test::stereo_record();
+  D2DParameters record = stereo_record();
   record.packMode = input.pick<std::uint8_t>(1, 2, 3, 4, 2);
   record.isDualCamera = input.one_in(3) ? 0 : 1;
   record.bitSize = input.pick<std::uint8_t>(12, 8, 10, 14, 16);
@@ -212,22 +181,22 @@ Frame read_frame(Input& input, Size size, Pixels& previous) {
   case 2:
     return colour();
   case 3:
-    return test::make_set({});
+    return make_set({});
   case 4:
-    return test::make_set({colour().get()});
+    return make_set({colour().get()});
   case 5:
   case 6:
-    return test::make_set({colour().get(), depth().get()});
+    return make_set({colour().get(), depth().get()});
   case 7:
   case 8:
-    return test::make_set({depth().get()});
+    return make_set({depth().get()});
   default:
     return depth();
   }
 }
 
 std::string facts(const Frame& frame) {
-  return frame == nullptr ? "" : test::facts_of(frame.get());
+  return frame == nullptr ? "" : facts_of(frame.get());
 }
 
 // ---- calls ----
@@ -268,7 +237,7 @@ class Twins {
       instance.reset(gx_create_filter(index, nullptr));
       require(instance != nullptr, "every filter of the list can be made");
     }
-    parameters_ = test::schema_of(*instances_[0]);
+    parameters_ = schema_of(*instances_[0]);
   }
 
   void update(Input& input) {
@@ -335,7 +304,7 @@ class Twins {
   }
 
  private:
-  using Context = std::unique_ptr<gx_priv_filter_context, test::Release>;
+  using Context = std::unique_ptr<gx_priv_filter_context, Release>;
 
   void process_frame(Input& input, Size size) {
     if (index_ == depth_resize && !input.one_in(4))
@@ -385,9 +354,9 @@ class Twins {
     }
     require(outcome.error.empty(), "a result comes without an error");
     require(input != nullptr, "nothing comes of nothing");
-    const Frame from = test::depth_of(input.get());
+    const Frame from = depth_of(input.get());
     require(from != nullptr, "only depth frames and sets with one are filtered");
-    const Frame to = test::depth_of(outcome.frame.get());
+    const Frame to = depth_of(outcome.frame.get());
     require(to != nullptr, "the result holds a depth frame");
     require(gx_frame_get_type(outcome.frame.get(), nullptr) ==
                 gx_frame_get_type(input.get(), nullptr),
@@ -416,8 +385,8 @@ class Twins {
     const bool clears = index_ == edge_noise || index_ == hardware_d2d || index_ == mgc_noise;
     if (!clears && index_ != hole_filling)
       return;
-    const Pixels before = test::pixels_of(&from);
-    const Pixels after = test::pixels_of(&to);
+    const Pixels before = pixels_of(&from);
+    const Pixels after = pixels_of(&to);
     for (std::size_t i = 0; i < before.size(); ++i) {
       // Filling with the nearest takes the largest value for a hole too.
       const bool open = before[i] == 0 || before[i] == 65535;
@@ -453,27 +422,19 @@ void run(Input& input) {
     std::optional<Twins>& twins = filters[input.below(filters.size())];
     if (!twins)
       twins.emplace(input.below(14), other_level);
-    switch (input.below(16)) {
-    case 0:
+    const unsigned action = input.below(16);
+    if (action == 0)
       twins.reset();
-      break;
-    case 1:
+    else if (action == 1)
       twins->reset();
-      break;
-    case 2:
+    else if (action == 2)
       twins->set_record(input);
-      break;
-    case 3:
+    else if (action == 3)
       ask_for_lists(input);
-      break;
-    case 4:
-    case 5:
-    case 6:
+    else if (action < 7)
       twins->update(input);
-      break;
-    default:
+    else
       pixel_budget -= twins->process(input, pixel_budget);
-    }
   }
 }
 

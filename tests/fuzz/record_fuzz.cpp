@@ -9,9 +9,7 @@ namespace {
 using namespace fuzzing;
 using filter_processor::simd::supported_levels;
 using filter_processor::simd::use_level;
-using test::ErrorSlot;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 /// Bytes of the record that parameter strings set, and so does a reset; offset and length.
 constexpr std::pair<std::size_t, std::size_t> parameter_bytes[] = {{52, 1},  {59, 16}, {79, 5},
@@ -43,7 +41,7 @@ class Pair {
 
   void process(Input& input, Size size) {
     Pixels expected = read_pixels(input, size);
-    const Frame frame = test::make_frame(size.width, size.height, expected);
+    const Frame frame = make_frame(size.width, size.height, expected);
     ErrorSlot error;
     const Frame output = filter_.process(frame, error);
     const std::string message =
@@ -51,7 +49,7 @@ class Pair {
     require(error.text().substr(0, error.text().find(" |")) == message,
             "the same frames are refused");
     require((output != nullptr) == message.empty(), "a result or an error");
-    require(output == nullptr || test::pixels_of(output.get()) == expected,
+    require(output == nullptr || pixels_of(output.get()) == expected,
             "every pixel is as in the naive form");
   }
 
@@ -59,7 +57,7 @@ class Pair {
   const naive::Record defaults_ = naive::default_record();
   naive::Fired fired_;
   naive::Filter model_{fired_};
-  test::Filter filter_{"FalsePositiveFilter"};
+  Filter filter_{"FalsePositiveFilter"};
 };
 
 } // namespace

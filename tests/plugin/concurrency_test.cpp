@@ -4,67 +4,49 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
-#include <set>
 #include <thread>
 
-#include "filters/noise/false_positive/config.h"
-#include "support/filter_cases.h"
+#include "support/instance.h"
 #include "support/schema.h"
 
 namespace {
 
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-
-/// The raw configuration that FalsePositiveFilter takes besides parameters; others ignore it.
-std::vector<std::uint8_t> raw_record() {
-  const filter_processor::FalsePositiveConfig config;
-  std::vector<std::uint8_t> bytes(1 + sizeof config);
-  std::memcpy(bytes.data() + 1, &config, sizeof config);
-  return bytes;
-}
-
-bool locks_itself(const std::string& filter) {
-  const std::set<std::string> without_lock = {"DepthResize", "HardwareD2DCorrectionFilter",
-                                              "HoleFillingFilter", "TemporalFilter"};
-  return without_lock.count(filter) == 0;
-}
+using namespace test;
 
 /// Filters whose results depend on more than the last update: a record, a table that stays.
 bool remembers(const std::string& filter) {
   return filter == "FalsePositiveFilter" || filter == "MgcNoiseRemovalFilter";
 }
 
-class ConcurrencyTest : public ::testing::TestWithParam<test::FilterCase> {};
+class ConcurrencyTest : public ::testing::TestWithParam<FilterCase> {};
 
-INSTANTIATE_TEST_SUITE_P(Filters, ConcurrencyTest, ::testing::ValuesIn(test::filter_cases()),
+INSTANTIATE_TEST_SUITE_P(Filters, ConcurrencyTest, ::testing::ValuesIn(filter_cases()),
                          [](const auto& test) { return std::string(test.param.label); });
 
 TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
-  if (!locks_itself(GetParam().filter))
+  if (!facts_of_filter(GetParam().filter).locks_itself)
     GTEST_SKIP() << "the host serialises the calls on this filter";
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   Filter filter(GetParam().filter);
-  const auto schema = test::schema_of(*filter.context());
+  const auto schema = schema_of(*filter.context());
   std::vector<const char*> values[2] = {{}, GetParam().values};
-  for (const test::SchemaParameter& parameter : schema)
+  for (const SchemaParameter& parameter : schema)
     values[0].push_back(parameter.default_value.c_str());
   if (values[1].empty())
     values[1] = values[0];
 
-  const Frame input = test::make_case_frame(GetParam());
-  test::Pixels results[2];
+  const Frame input = make_case_frame(GetParam());
+  Pixels results[2];
   for (int i = 0; i < 2; ++i) {
     Filter fresh(GetParam().filter);
     EXPECT_EQ(fresh.update(values[i]), "");
-    results[i] = test::pixels_of(fresh.process(input.get()).get());
+    results[i] = pixels_of(fresh.process(input.get()).get());
   }
 
   std::atomic<bool> done{false};
   const auto update = [&] {
-    const auto record = raw_record();
+    auto record = blob_for(GetParam());
+    record.resize(290); // only FalsePositiveFilter takes as much
     ErrorSlot error_of_record;
     for (unsigned i = 0; !done; ++i) {
       EXPECT_EQ(filter.update(values[i % 2]), "");
@@ -78,7 +60,7 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
     ErrorSlot error;
     const Frame output = filter.process(input, error);
     ASSERT_NE(output, nullptr) << error.text();
-    const test::Pixels pixels = test::pixels_of(output.get());
+    const Pixels pixels = pixels_of(output.get());
     EXPECT_TRUE(pixels == results[0] || pixels == results[1] || remembers(GetParam().filter))
         << "a mixture of both";
   }
@@ -88,24 +70,24 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
 }
 
 TEST_P(ConcurrencyTest, InstancesShareNothing) {
-  const test::NoLeftovers no_leftovers;
-  const Frame input = test::make_case_frame(GetParam());
+  const NoLeftovers no_leftovers;
+  const Frame input = make_case_frame(GetParam());
   const auto run = [&input] {
     Filter filter(GetParam().filter);
     if (!GetParam().values.empty())
       filter.update(GetParam().values);
-    test::Pixels pixels;
+    Pixels pixels;
     for (int i = 0; i < 20; ++i)
-      pixels = test::pixels_of(filter.process(input.get()).get());
+      pixels = pixels_of(filter.process(input.get()).get());
     return pixels;
   };
-  std::vector<test::Pixels> results(3); // of threads that are the first to use the registry
+  std::vector<Pixels> results(3); // of threads that are the first to use the registry
   std::vector<std::thread> threads;
   for (auto& result : results)
     threads.emplace_back([&run, &result] { result = run(); });
   for (auto& thread : threads)
     thread.join();
-  const test::Pixels expected = run();
+  const Pixels expected = run();
   for (const auto& result : results)
     EXPECT_EQ(result, expected);
 }

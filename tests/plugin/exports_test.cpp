@@ -1,13 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <stdexcept>
 #include <utility>
 
 #include "plugin/filter_factory.h"
-#include "support/filter_cases.h"
+#include "support/host_objects.h"
 #include "support/schema.h"
 
 namespace {
@@ -25,42 +22,17 @@ TEST(Registry, ListsTheFourteenFiltersInTheirOrder) {
   for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i)
     names.emplace_back(gx_get_filter_name(static_cast<std::int32_t>(i), nullptr));
   EXPECT_EQ(names, expected);
+  EXPECT_EQ(filter_processor::getFilterFactory()->createFilter(-1), nullptr);
   EXPECT_STREQ(gx_get_commit_hash(), "2c544ce");
 }
 
-TEST(Registry, KnowsNothingOutsideTheList) {
-  test::ErrorSlot error;
-  for (const std::int32_t index : {-1, 14, INT32_MIN, INT32_MAX})
-    EXPECT_STREQ(gx_get_filter_name(index, error.out()), "UnknownFilter") << index;
-  // An index that would become valid if it were cut to 32 bits is none.
-  for (const std::uint64_t index : {std::uint64_t{14}, std::uint64_t{1} << 32, UINT64_MAX})
-    EXPECT_EQ(gx_create_filter(index, error.out()), nullptr) << index;
-  EXPECT_EQ(filter_processor::getFilterFactory()->createFilter(-1), nullptr);
-  EXPECT_TRUE(error.empty());
-}
-
-TEST(Context, IsSevenWordsThatReachTheFilter) {
-  static_assert(sizeof(gx_priv_filter_context) == 7 * sizeof(void*));
-  for (std::uint64_t i = 0; i < 14; ++i) {
-    auto* context = gx_create_filter(i, nullptr);
-    auto* other = gx_create_filter(i, nullptr);
-    ASSERT_NE(context, nullptr);
-    EXPECT_NE(context->filter, other->filter);
-    void* words[7];
-    std::memcpy(words, context, sizeof words);
-    EXPECT_EQ(words[0], reinterpret_cast<void*>(&gx_priv_filter_context_destroy));
-    EXPECT_EQ(words[1], context->filter);
-    EXPECT_EQ(words[2], reinterpret_cast<void*>(&gx_priv_filter_reset));
-    EXPECT_EQ(words[3], reinterpret_cast<void*>(&gx_priv_filter_get_config_schema));
-    EXPECT_EQ(words[4], reinterpret_cast<void*>(&gx_priv_filter_update_config));
-    EXPECT_EQ(words[5], reinterpret_cast<void*>(&gx_priv_filter_set_config_data));
-    EXPECT_EQ(words[6], reinterpret_cast<void*>(&gx_priv_filter_process));
-    // One constant text for each class, not one for each instance.
-    EXPECT_EQ(context->get_config_schema(context->filter), other->get_config_schema(other->filter));
-    other->destroy(other);
-    context->destroy(context);
-  }
-}
+/// The words of the record in their order, which have a type of their own each.
+constexpr gx_priv_filter_context words = {
+    gx_priv_filter_context_destroy, nullptr,
+    gx_priv_filter_reset,           gx_priv_filter_get_config_schema,
+    gx_priv_filter_update_config,   gx_priv_filter_set_config_data,
+    gx_priv_filter_process};
+static_assert(sizeof words == 7 * sizeof(void*));
 
 TEST(Context, NoLetterOfASchemaChangesUnseen) {
   std::uint64_t sum = 0xcbf29ce484222325; // FNV-1a
@@ -70,18 +42,6 @@ TEST(Context, NoLetterOfASchemaChangesUnseen) {
       sum = (sum ^ static_cast<unsigned char>(*at)) * 0x100000001b3;
   }
   EXPECT_EQ(sum, 0xc11806adce35e36cU) << "Hosts read these texts and show them.";
-}
-
-TEST(Context, NullHandlesAreQuiet) {
-  test::ErrorSlot error;
-  const char* value = "0";
-  gx_priv_filter_context_destroy(nullptr);
-  gx_priv_filter_reset(nullptr);
-  gx_priv_filter_update_config(nullptr, 1, &value, error.out());
-  gx_priv_filter_set_config_data(nullptr, nullptr, 0, error.out());
-  EXPECT_EQ(gx_priv_filter_get_config_schema(nullptr), nullptr);
-  EXPECT_EQ(gx_priv_filter_process(nullptr, nullptr, error.out()), nullptr);
-  EXPECT_TRUE(error.empty());
 }
 
 TEST(Context, ARecordWithoutItsHandleIsFreedAlone) {
@@ -153,93 +113,26 @@ TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
 /// Nobody may read it.
 const char* const unreadable = reinterpret_cast<const char*>(8);
 
-/// The parameters with the keys and bounds that they are checked with, where the schema has others;
-/// infinite where nothing is checked.
-std::vector<test::SchemaParameter> checked_parameters(test::Filter& filter,
-                                                      const std::string& filter_name) {
-  const struct {
-    const char *filter, *schema_key, *key;
-    double min, max;
-  } differences[] = {{"LutNoiseRemovalFilter", "max_lut_", "max_lut", 1, 10000},
-                     {"EdgeNoiseRemovalFilter", "height", "height", 1, 1024},
-                     {"MgcNoiseRemovalFilter", "height", "height", 1, 1024},
-                     {"SpatialModerateFilter", "radius", "radius", -HUGE_VAL, 7},
-                     {"DepthResize", "scale", "scale", 0.1, 50},
-                     {"DepthResize", "ex_", "", -HUGE_VAL, HUGE_VAL}};
-  auto parameters = test::schema_of(*filter.context());
-  for (auto& parameter : parameters) {
-    for (const auto& each : differences) {
-      if (filter_name == each.filter && parameter.name.starts_with(each.schema_key)) {
-        parameter.name = each.key;
-        parameter.min = each.min;
-        parameter.max = each.max;
-      }
-    }
-  }
-  return parameters;
-}
-
-std::vector<std::string> wrong_values(const test::SchemaParameter& parameter) {
-  std::vector<std::string> texts;
-  if (!parameter.whole)
-    texts.emplace_back("nan");
-  // The last one is in range when it is cut to 16 or to 8 bits.
-  for (const double value :
-       {parameter.min - parameter.step, parameter.max + parameter.step, parameter.max + 65536}) {
-    if (std::isfinite(value))
-      texts.push_back(parameter.text(value));
-  }
-  return texts;
-}
-
-TEST(Updates, RefuseTheFirstValueOutOfRangeAndKeepTheirOwn) {
-  const test::Frame frame = test::make_case_frame({"", "", {}});
+// That each bound holds, and that a refusal changes nothing, `gxfilter validate` checks.
+TEST(Updates, RefuseValuesBeyondTheirTypeAndReadNoFurther) {
   for (const std::string name :
        {"NoiseRemovalFilter", "LutNoiseRemovalFilter", "EdgeNoiseRemovalFilter",
         "MgcNoiseRemovalFilter", "SpatialModerateFilter", "SpatialAdvancedFilter",
         "SpatialFastFilter", "FalsePositiveFilter", "DepthResize", "TemporalFilter"}) {
-    SCOPED_TRACE(name);
     test::Filter filter(name);
-    const auto parameters = checked_parameters(filter, name);
-    ASSERT_FALSE(parameters.empty());
-    std::vector<std::string> most, least;
-    for (const auto& parameter : parameters) {
-      most.push_back(parameter.text(std::isfinite(parameter.max) ? parameter.max : 0));
-      least.push_back(parameter.text(std::isfinite(parameter.min) ? parameter.min : 0));
-    }
+    const auto parameters = test::schema_of(*filter.context());
+    ASSERT_FALSE(parameters.empty()) << name;
     std::vector<const char*> values(parameters.size(), unreadable);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-      for (const std::string& wrong : wrong_values(parameters[i])) {
-        values[i] = wrong.c_str();
-        EXPECT_EQ(filter.update(values), "params out of range | " + name +
-                                             "::update_filter_config | " + parameters[i].name +
-                                             " | 4")
-            << wrong;
-      }
-      values[i] = most[i].c_str();
-    }
-    // These two store what comes before the value that they refuse.
-    if (name != "DepthResize" && name != "TemporalFilter") {
-      EXPECT_EQ(test::pixels_of(filter.process(frame.get()).get()),
-                test::pixels_of(test::Filter(name).process(frame.get()).get()));
-    }
-    EXPECT_EQ(filter.update(values), "");
-    for (std::size_t i = 0; i < values.size(); ++i)
-      values[i] = least[i].c_str();
-    EXPECT_EQ(filter.update(values), "");
-  }
-}
-
-TEST(Updates, RefuseAnotherNumberOfValues) {
-  for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-    const std::string name = gx_get_filter_name(static_cast<std::int32_t>(i), nullptr);
-    test::Filter filter(name);
-    const std::size_t right = test::schema_of(*filter.context()).size();
-    for (const std::size_t count : {std::size_t{0}, right - 1, right + 1}) {
-      if (right > 0) { // HardwareD2DCorrectionFilter ignores what it is given
-        EXPECT_EQ(filter.update(std::vector<const char*>(count, unreadable)),
-                  "the number of params error | " + name + "::update_filter_config | argc | 4");
-      }
+    for (std::size_t i = 0; i < values.size() && !parameters[i].name.starts_with("ex_"); ++i) {
+      const auto& parameter = parameters[i];
+      const bool of_table = parameter.name.starts_with("max_lut_");
+      // In range when it is cut to 16 or to 8 bits.
+      const std::string wrong = parameter.whole ? parameter.text(parameter.max + 65536) : "nan";
+      values[i] = wrong.c_str();
+      EXPECT_EQ(filter.update(values), "params out of range | " + name +
+                                           "::update_filter_config | " +
+                                           (of_table ? "max_lut" : parameter.name) + " | 4");
+      values[i] = parameter.default_value.c_str();
     }
   }
 }

@@ -66,19 +66,6 @@ TEST(DepthDiffLut, EqualsTheNaiveForm) {
   }
 }
 
-TEST(DepthDiffLut, HasBinsOfAboutHalfAMetre) {
-  const struct {
-    double unit;
-    int shift;
-  } cases[] = {{0.05, 13}, {0.1, 12}, {1.0, 9}, {10.0, 6}, {infinity, 12}, {nan, 12}};
-  for (const auto& [unit, shift] : cases) {
-    FrameInfo info{.depth_unit = unit, .depth_flag = GX_PIXEL_DEPTH, .bxf = 20000.0F};
-    DepthDiffLut lut;
-    EXPECT_EQ(updateDepthDiffLut(info, 256, lut), 0);
-    EXPECT_EQ(lut.shift, shift) << unit;
-  }
-}
-
 TEST(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
   const test::Frame frame = test::CameraFrame{32, 16}.make();
   const FrameInfo before{1, 2, 3.0, 2, 4.0F, 5};

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <functional>
 #include <future>
-#include <set>
 
 #include "support/filter_cases.h"
 #include "support/schema.h"
@@ -74,13 +73,10 @@ uint32_t gx_video_frame_get_width(const gx_frame* frame, gx_error** error) {
 
 namespace {
 
-using test::ErrorSlot;
-using test::Filter;
-using test::FilterCase;
-using test::Frame;
+using namespace test;
 
 /// Cases of all filters; observers are gone at the end of each.
-class HostCalls : public ::testing::TestWithParam<test::FilterCase> {
+class HostCalls : public ::testing::TestWithParam<FilterCase> {
  protected:
   void TearDown() override { observer = {}; }
 
@@ -93,21 +89,21 @@ class HostCalls : public ::testing::TestWithParam<test::FilterCase> {
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(Filters, HostCalls, ::testing::ValuesIn(test::filter_cases()),
+INSTANTIATE_TEST_SUITE_P(Filters, HostCalls, ::testing::ValuesIn(filter_cases()),
                          [](const auto& test) { return std::string(test.param.label); });
 
 /// A host may keep copies of what it is given: a profile must be complete when it is set, and the
 /// pixels must be committed.
 TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
-  const Frame depth = test::make_case_frame(GetParam());
-  const test::Profile profile{gexton_create_stream_profile(GX_FORMAT_Y12_SHIFTED, 32, 16, nullptr)};
-  const D2DParameters record = test::stereo_record();
+  const Frame depth = make_case_frame(GetParam());
+  const Profile profile{gexton_create_stream_profile(GX_FORMAT_Y12_SHIFTED, 32, 16, nullptr)};
+  const D2DParameters record = stereo_record();
   gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
   Frame shifted{gexton_create_video_frame(
       GX_FRAME_DEPTH, profile.get(),
       reinterpret_cast<const std::uint16_t*>(gx_frame_get_data(depth.get(), nullptr)), nullptr)};
   gx_video_frame_set_pixel_type(shifted.get(), GetParam().pixel_type, nullptr);
-  const Frame set = test::make_set({shifted.get()});
+  const Frame set = make_set({shifted.get()});
 
   Filter filter = make_filter();
   std::string calls;
@@ -136,13 +132,6 @@ TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
   EXPECT_EQ(calls, width == 32 && height == 16 ? "" : made);
 }
 
-/// The filters that keep frames and updates apart; of the others, the host serialises the calls.
-bool locks_itself(const FilterCase& filter_case) {
-  const std::set<std::string> without_lock = {"DepthResize", "HardwareD2DCorrectionFilter",
-                                              "HoleFillingFilter", "TemporalFilter"};
-  return without_lock.count(filter_case.filter) == 0;
-}
-
 /// Runs `body` on a thread of its own; whether it has ended within ten seconds.
 bool ends_soon(std::future<void>& thread, std::function<void()> body) {
   thread = std::async(std::launch::async, std::move(body));
@@ -151,11 +140,11 @@ bool ends_soon(std::future<void>& thread, std::function<void()> body) {
 
 /// The host may wait in its functions for a thread that configures the filter.
 TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
-  if (!locks_itself(GetParam()))
+  if (!facts_of_filter(GetParam().filter).locks_itself)
     return;
   Filter filter = make_filter();
-  const Frame input = test::make_case_frame(GetParam());
-  const auto defaults = test::schema_of(*filter.context());
+  const Frame input = make_case_frame(GetParam());
+  const auto defaults = schema_of(*filter.context());
   std::vector<const char*> values; // others than in use, in most cases: these are stored
   for (const auto& parameter : defaults)
     values.push_back(parameter.default_value.c_str());
@@ -169,10 +158,10 @@ TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
 
 /// What has nothing to do does not wait for the frame that holds the lock.
 TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
-  if (!locks_itself(GetParam()))
+  if (!facts_of_filter(GetParam().filter).locks_itself)
     return;
   Filter filter(GetParam().filter);
-  const auto defaults = test::schema_of(*filter.context());
+  const auto defaults = schema_of(*filter.context());
   std::vector<const char*> values = GetParam().values;
   for (std::size_t i = values.size(); i < defaults.size(); ++i)
     values.push_back(defaults[i].default_value.c_str());
@@ -183,8 +172,8 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
   const bool stores_always = GetParam().filter == std::string("FalsePositiveFilter");
   changed[0] = stores_always ? "0" : std::string(values[0]) == "3" ? "5" : "3";
 
-  const Frame input = test::make_case_frame(GetParam());
-  const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
+  const Frame input = make_case_frame(GetParam());
+  const Frame color = make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
   std::future<void> waiting, thread;
   observer.copies = [&] {
     waiting = std::async(std::launch::async, [&] { filter.update(changed); });
@@ -192,7 +181,7 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
     EXPECT_TRUE(ends_soon(thread, [&] {
       EXPECT_EQ(filter.process(nullptr), nullptr);
       EXPECT_EQ(filter.process(color.get()), nullptr);
-      EXPECT_EQ(filter.process(test::make_set({color.get()}).get()), nullptr);
+      EXPECT_EQ(filter.process(make_set({color.get()}).get()), nullptr);
       EXPECT_NE(filter.update({}), "");
       filter.update(refused);
       if (!stores_always) {

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -54,74 +55,17 @@ void expect_as_c_library(const std::string& text) {
 
 // But for numbers like 0x1p-140, of which stof cuts nothing off and which are too small here.
 TEST(NumberText, IsReadAsByTheCLibrary) {
-  for (const char* text : {"",
-                           " ",
-                           "-",
-                           "+",
-                           "+-5",
-                           "--5",
-                           "- 5",
-                           " \t\n\v\f\r12",
-                           "\xa0"
-                           "1",
-                           "007",
-                           "+7",
-                           "-0",
-                           "12abc",
-                           "2147483647",
-                           "2147483648",
-                           "-2147483648",
-                           "-2147483649",
-                           "4294967301",
-                           "-4294967291",
-                           "9223372036854775808",
-                           "99999999999999999999",
-                           "0.5",
-                           ".5",
-                           "5.",
-                           ".",
-                           "1,5",
-                           "1e",
-                           "1e+",
-                           "1e+2",
-                           "1E-2x",
-                           "1 e2",
-                           "0x",
-                           "0x.",
-                           "0x10",
-                           "0X.8p1",
-                           "0x1p",
-                           "0x1p+3",
-                           "0x1p2000",
-                           "-0x1p-2000",
-                           "0x0.000001p1030",
-                           "0xfp-150",
-                           "inf",
-                           "INFINITY",
-                           "infinit",
-                           "-inf",
-                           "nan",
-                           "NaN(7)",
-                           "nanx",
-                           "1e38",
-                           "1e39",
-                           "-1e39",
-                           "1e400",
-                           "-1e400",
-                           "1e-37",
-                           "1e-40",
-                           "1e-46",
-                           "1e-320",
-                           "1e-400",
-                           "0e9999999999",
-                           "1e9999999999",
-                           "1e-9999999999",
-                           "16777217",
-                           "0.1",
-                           "1.17549435e-38",
-                           "5.38331506105500539832e-39",
-                           "123456789012345678901234567890e-30"})
+  std::istringstream texts(
+      "| |-|+|+-5|--5|- 5| \t\n\v\f\r12|007|+7|-0|12abc|2147483647|2147483648|-2147483648|"
+      "-2147483649|4294967301|-4294967291|9223372036854775808|99999999999999999999|0.5|.5|"
+      "5.|.|1,5|1e|1e+|1e+2|1E-2x|1 e2|0x|0x.|0x10|0X.8p1|0x1p|0x1p+3|0x1p2000|-0x1p-2000|"
+      "0x0.000001p1030|0xfp-150|inf|INFINITY|infinit|-inf|nan|NaN(7)|nanx|1e38|1e39|-1e39|"
+      "1e400|-1e400|1e-37|1e-40|1e-46|1e-320|1e-400|0e9999999999|1e9999999999|"
+      "1e-9999999999|16777217|0.1|1.17549435e-38|5.38331506105500539832e-39|"
+      "123456789012345678901234567890e-30");
+  for (std::string text; std::getline(texts, text, '|');)
     expect_as_c_library(text);
+  expect_as_c_library("\xa0" + std::string("1"));
   const std::string digits(400, '0');
   for (const char* end : {"", "e-100", "e-399", "e-500", "e100", "e 5000"}) {
     expect_as_c_library("1" + digits + end);

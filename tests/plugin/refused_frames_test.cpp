@@ -35,19 +35,6 @@ constexpr Refusal refusals[] = {
     {"kernel", [](Look&) {}, true},
 };
 
-/// Values that update_filter_config takes and no frame stands; empty where there are none.
-Values failing_values(const std::string& filter) {
-  if (filter == "EdgeNoiseRemovalFilter")
-    return {"9", "2", "8", "6", "0", "32", "16"};
-  if (filter == "MgcNoiseRemovalFilter")
-    return {"4", "3", "20", "2", "7", "9", "6", "32", "16"};
-  if (filter == "DepthResize")
-    return {"71", "28", "2", "4", "2", "-4", "0"};
-  if (filter == "OpenNIDisparityTransform")
-    return {"9000", "10", "0.5", "65535", "65535", "1.5", "2", "1", "3", "1"};
-  return {};
-}
-
 /// Which frame fails, and with what; n = 0: it does not. `skipped`: it is not even processed.
 struct Strike {
   Fault fault = Fault::host_call;
@@ -71,7 +58,7 @@ struct History {
   std::vector<std::string> following; // two good frames and the refused one again
 };
 
-class RefusedFrames : public ::testing::TestWithParam<std::tuple<FilterCase, InputKind>> {
+class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
  protected:
   static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
 
@@ -81,7 +68,7 @@ class RefusedFrames : public ::testing::TestWithParam<std::tuple<FilterCase, Inp
     if (name == "DisparityTransform" && refusal.name == std::string("no camera"))
       return false;
     return !refusal.by_kernel || name == "FalsePositiveFilter" ||
-           (!failing_values(name).empty() && !filter_case().values.empty());
+           (!facts_of_filter(name).failing.empty() && !filter_case().values.empty());
   }
 
   static void set_kernel(Instance& instance, bool fails) {
@@ -91,7 +78,7 @@ class RefusedFrames : public ::testing::TestWithParam<std::tuple<FilterCase, Inp
       blob[52] = fails ? 7 : 1; // quarter turns, of which the kernel knows three
       instance.set_blob_to(blob);
     }
-    const Values values = failing_values(name);
+    const Values values = facts_of_filter(name).failing;
     instance.update_to(fails && !values.empty() ? values : filter_case().values);
   }
 
@@ -191,15 +178,7 @@ void RefusedFrames::torture(const Refusal& refusal, Occasion occasion) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Filters, RefusedFrames,
-    ::testing::Combine(::testing::ValuesIn(filter_cases()),
-                       ::testing::Values(InputKind::depth_frame, InputKind::frame_set)),
-    [](const auto& test) {
-      return std::get<FilterCase>(test.param).label +
-             std::string(std::get<InputKind>(test.param) == InputKind::frame_set ? "OfFrameSet"
-                                                                                 : "OfDepthFrame");
-    });
+INSTANTIATE_TEST_SUITE_P(Filters, RefusedFrames, cases_and_kinds(), name_of);
 
 TEST_P(RefusedFrames, LeaveNothingBehindWhateverFails) {
   for (const Refusal& refusal : refusals) {
@@ -222,8 +201,8 @@ TEST(RefusedFramesTable, EachFrameIsRefused) {
       Instance instance(each, InputKind::depth_frame);
       Look look = instance.look;
       refusal.change(look);
-      if (refusal.by_kernel && !failing_values(each.filter).empty())
-        instance.update_to(failing_values(each.filter));
+      if (refusal.by_kernel)
+        instance.update_to(facts_of_filter(each.filter).failing);
       const std::string outcome = instance.outcome(instance.make(look));
       if (!outcome.starts_with("type "))
         errors.insert(each.filter);

@@ -9,7 +9,6 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
-#include <set>
 
 #include "support/faults.h"
 #include "support/instance.h"
@@ -114,7 +113,7 @@ struct Reference {
   std::vector<std::string> unseen, seen;
 };
 
-class TortureTest : public ::testing::TestWithParam<std::tuple<FilterCase, InputKind>> {
+class TortureTest : public ::testing::TestWithParam<CaseAndKind> {
  protected:
   static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
   static InputKind kind() { return std::get<InputKind>(GetParam()); }
@@ -278,17 +277,7 @@ void TortureTest::check_next(Instance& instance, const Look& look, const std::st
       << legible(next[1]);
 }
 
-std::string name_of(const ::testing::TestParamInfo<std::tuple<FilterCase, InputKind>>& test) {
-  const auto& [filter_case, kind] = test.param;
-  return filter_case.label +
-         std::string(kind == InputKind::frame_set ? "OfFrameSet" : "OfDepthFrame");
-}
-
-INSTANTIATE_TEST_SUITE_P(Filters, TortureTest,
-                         ::testing::Combine(::testing::ValuesIn(filter_cases()),
-                                            ::testing::Values(InputKind::depth_frame,
-                                                              InputKind::frame_set)),
-                         name_of);
+INSTANTIATE_TEST_SUITE_P(Filters, TortureTest, cases_and_kinds(), name_of);
 
 TEST_P(TortureTest, SurvivesAFailureOfEachHostCall) {
   torture(Fault::host_call);
@@ -552,14 +541,6 @@ TEST(Torture, MissingTextsAreEmptyOnes) {
   }
 }
 
-/// Whether a filter can do without what cameras say of themselves.
-bool needs_no_profile(const FilterCase& filter_case, const Look& look) {
-  const std::set<std::string> filters = {"HoleFillingFilter",     "TemporalFilter",
-                                         "SpatialFastFilter",     "EdgeNoiseRemovalFilter",
-                                         "MgcNoiseRemovalFilter", "FalsePositiveFilter"};
-  return look.pixel_type == GX_PIXEL_TOF_DEPTH || filters.count(filter_case.filter) > 0;
-}
-
 TEST_P(TortureTest, StandsFramesWithoutAProfile) {
   for (const Path& path : paths) {
     SCOPED_TRACE(path.name);
@@ -569,6 +550,8 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
     const NoLeftovers no_leftovers;
     Instance instance(filter_case(), kind());
     const Look look = path.prepare(instance);
+    const bool needs_profile = look.pixel_type != GX_PIXEL_TOF_DEPTH &&
+                               facts_of_filter(filter_case().filter).needs_profile;
     const Frame input = instance.make(look);
     ErrorSlot error;
     frames_have_no_profile = true;
@@ -577,9 +560,8 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
     const std::string trace = printed.text();
     frames_have_no_profile = false;
     const std::string outcome = output != nullptr ? facts_of(output.get()) : error.text();
-    EXPECT_TRUE(outcome == expected.frame || !needs_no_profile(filter_case(), look));
-    EXPECT_TRUE(outcome != expected.frame || &path != &paths[0] ||
-                needs_no_profile(filter_case(), look));
+    EXPECT_TRUE(outcome == expected.frame || needs_profile);
+    EXPECT_TRUE(outcome != expected.frame || &path != &paths[0] || !needs_profile);
     if (outcome == expected.frame) {
       EXPECT_EQ(trace, "");
     } else {

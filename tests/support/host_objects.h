@@ -125,14 +125,6 @@ class Filter {
   std::unique_ptr<gx_priv_filter_context, Release> context_;
 };
 
-/// What an instance of a filter class prints of its parameters.
-template <typename FilterClass>
-std::string printed(FilterClass& filter) {
-  testing::internal::CaptureStdout();
-  filter.print_filter_params();
-  return testing::internal::GetCapturedStdout();
-}
-
 /// Fails the test when host objects are left over at the end of a scope.
 class NoLeftovers {
  public:

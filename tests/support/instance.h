@@ -16,8 +16,6 @@
 
 namespace test {
 
-using Values = std::vector<const char*>;
-
 // ---- what frames are ----
 
 /// A frame as the camera delivers it: its kind, its pixels and what it says of itself.
@@ -43,35 +41,14 @@ inline std::string legible(const std::string& facts) {
 
 // ---- what filters are told ----
 
-/// Values that filters accept besides those of their cases, and see the difference.
+/// Values that the case's filter accepts besides the case's, and see the difference.
 inline Values other_values(const FilterCase& filter_case, bool for_larger_frame) {
-  static const std::map<std::string, std::vector<Values>> alternatives = {
-      {"DisparityTransform", {{"9000", "200", "0.5"}}},
-      {"OpenNIDisparityTransform", {{"8000", "10", "0.25", "36", "18", "1.1", "1", "1", "2", "0"}}},
-      {"FalsePositiveFilter",
-       {{"0", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
-         "4000", "3000"}}},
-      {"HoleFillingFilter", {{"2"}, {"0"}}},
-      {"SpatialFastFilter", {{"5"}, {"3"}}},
-      {"TemporalFilter", {{"0.5", "0.7"}}},
-      {"EdgeNoiseRemovalFilter", {{"4", "3", "9", "7", "1", "32", "16"}}},
-      {"MgcNoiseRemovalFilter", {{"4", "3", "20", "2", "3", "7", "5", "32", "16"}}},
-      {"SpatialModerateFilter", {{"3", "900", "3"}}},
-      {"SpatialAdvancedFilter", {{"2", "0.5", "16", "0"}}},
-      {"NoiseRemovalFilter", {{"2", "256", "32", "16"}}},
-      {"LutNoiseRemovalFilter",
-       {{"2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "192",
-         "32", "16"}}},
-      {"HardwareD2DCorrectionFilter", {{}}},
-  };
-  const std::string name = filter_case.filter;
-  if (name == "DepthResize") // whose values have to agree with the frame's size
-    return for_larger_frame ? Values{"52", "28", "1", "2", "2", "3", "1"}
-                            : Values{"36", "20", "1", "2", "2", "3", "1"};
-  const auto& choices = alternatives.at(name);
-  const bool first_is_set = !filter_case.values.empty() && choices.size() > 1 &&
-                            std::string(filter_case.values[0]) == choices[0][0];
-  return choices[first_is_set ? 1 : 0];
+  const auto& others = facts_of_filter(filter_case.filter).others;
+  const bool resizes = filter_case.filter == std::string("DepthResize");
+  const bool first_is_set =
+      !filter_case.values.empty() && std::string(filter_case.values[0]) == others[0][0];
+  const bool second = resizes ? for_larger_frame : others.size() > 1 && first_is_set;
+  return others[second ? 1 : 0];
 }
 
 /// The record that a filter takes as one blob; empty where it takes none.
@@ -95,6 +72,20 @@ inline std::vector<std::uint8_t> blob_for(const FilterCase& filter_case) {
 // ---- an instance and its camera ----
 
 enum class InputKind { depth_frame, frame_set };
+
+/// Parameters of the tests of all cases with both kinds of input.
+using CaseAndKind = std::tuple<FilterCase, InputKind>;
+
+inline auto cases_and_kinds() {
+  return ::testing::Combine(::testing::ValuesIn(filter_cases()),
+                            ::testing::Values(InputKind::depth_frame, InputKind::frame_set));
+}
+
+inline std::string name_of(const ::testing::TestParamInfo<CaseAndKind>& test) {
+  const auto& [filter_case, kind] = test.param;
+  return filter_case.label +
+         std::string(kind == InputKind::frame_set ? "OfFrameSet" : "OfDepthFrame");
+}
 
 /// One instance of a case's filter, configured, with the camera that its frames come from. Frames
 /// of one size and format share a stream profile, as with real cameras.

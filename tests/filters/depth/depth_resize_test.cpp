@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "filters/depth/DepthResize.h"
+#include "filters/depth/nearest_sampling.h"
 #include "support/host_objects.h"
 #include "support/random.h"
 
@@ -143,36 +143,6 @@ TEST(DepthResize, RefusesAnEmptyOutputAndOneBeyondTheHostsFrames) {
   ASSERT_EQ(huge.update(filter, 65535, 65535), "");
   EXPECT_EQ(filter.process(input, error), nullptr);
   EXPECT_EQ(error.text(), expected);
-}
-
-TEST(DepthResize, StoresEachValueUpToTheOneItRefuses) {
-  const std::string function = " | DepthResize::update_filter_config | ";
-  filter_processor::DepthResize filter;
-  filter.reset();
-  const auto update = [&](std::vector<const char*> values) {
-    ErrorSlot error;
-    filter.update_filter_config(static_cast<std::int32_t>(values.size()), values.data(),
-                                error.out());
-    return error.text();
-  };
-  EXPECT_EQ(update({"abc", "1", "1", "9", "9", "9", "9"}),
-            "params out of range" + function + "dst_width | 4");
-  EXPECT_EQ(update({"7.9", "65535.5", "1", "9", "9", "9", "9"}),
-            "params out of range" + function + "dst_height | 4");
-  for (const char* scale : {"0.09", "50.5", "nan"}) {
-    EXPECT_EQ(update({"8", "9", scale, "9", "9", "9", "9"}),
-              "params out of range" + function + "scale | 4");
-  }
-  testing::internal::CaptureStdout();
-  filter.print_filter_params();
-  EXPECT_EQ(update({"8", "9", "0.1", "-3.7", "4e12", "nan", "x"}), "");
-  filter.print_filter_params();
-  const std::string labels = "dst_width:     8\ndst_height:    9\nprocess_param: \nscale:         ";
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            labels + "1\nex_top:        0\nex_bottom:     0\nex_left:       0\nex_right:      0\n" +
-                labels +
-                "0.1\nex_top:        0\nex_bottom:     0\nex_left:       -3\nex_right:      "
-                "2147483647\n");
 }
 
 } // namespace

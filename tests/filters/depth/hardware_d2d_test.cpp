@@ -4,7 +4,6 @@
 #include <limits>
 #include <optional>
 
-#include "filters/depth/HardwareD2DCorrectionFilter.h"
 #include "filters/depth/invalid_depth_kernels.h"
 #include "support/camera_frame.h"
 #include "support/naive_depth_table.h"
@@ -106,45 +105,12 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
   }
 }
 
-/// The pixel values that a frame of all values loses.
-Pixels cleared(std::uint8_t bits, float scale) {
+TEST(HardwareD2DCorrectionFilter, CopiesDisparity) {
   Filter filter("HardwareD2DCorrectionFilter");
-  ErrorSlot error;
-  Input input = counting_input(8);
-  input.scale = scale;
-  input.bits = bits;
-  const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
-  Pixels values;
-  for (std::size_t i = 1; i < output.size(); ++i) {
-    if (output[i] == 0)
-      values.push_back(static_cast<std::uint16_t>(i));
-  }
-  return values;
-}
-
-TEST(HardwareD2DCorrectionFilter, ClearsTheDepthOfTheOffset) {
-  // fb / offset = 40000 / 8 = 5000
-  EXPECT_EQ(cleared(16, 1), (Pixels{5000}));
-  EXPECT_EQ(cleared(16, 0.5f), (Pixels{10000, 10001}));
-  EXPECT_EQ(cleared(16, 2), (Pixels{2500, 35268})); // the second by 65536
-  EXPECT_EQ(cleared(14, 1), (Pixels{4999, 5000, 5001}));
-  EXPECT_EQ(cleared(12, 2), (Pixels{2499, 2500, 2501})); // 3.2 around it
-}
-
-TEST(HardwareD2DCorrectionFilter, CopiesDisparityAndPrintsItsState) {
-  filter_processor::HardwareD2DCorrectionFilter filter;
   const Frame disparity = counting_input(8).make();
   gx_video_frame_set_pixel_type(disparity.get(), GX_PIXEL_DISPARITY, nullptr);
-  const Frame copy{filter.filter_process(disparity.get(), nullptr)};
+  const Frame copy = filter.process(disparity.get());
   EXPECT_EQ(test::pixels_of(copy.get()), test::pixels_of(disparity.get()));
-  const Frame input = counting_input(7).make();
-  testing::internal::CaptureStdout();
-  filter.print_filter_params();
-  const Frame output{filter.filter_process(input.get(), nullptr)};
-  filter.print_filter_params();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "disp_offset: 0\ninvalid_depth: 0\nfb: 0\n"
-            "disp_offset: 7\ninvalid_depth: 5714\nfb: 40000\n");
 }
 
 TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {

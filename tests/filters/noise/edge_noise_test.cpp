@@ -5,8 +5,6 @@
 #include <cmath>
 #include <random>
 
-#include "filters/noise/EdgeNoiseRemovalFilter.h"
-#include "filters/noise/MgcNoiseRemovalFilter.h"
 #include "filters/noise/edge_strips_kernels.h"
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"
@@ -376,33 +374,6 @@ TEST(MgcNoiseRemovalFilter, FollowsTheArcUpToTheLimit) {
   EXPECT_EQ(filter.process(taller.get()), nullptr);
   EXPECT_FALSE(test::allocation_fault_pending());
   EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(9, 9));
-}
-
-template <typename PrintedFilter>
-std::string printed_after(std::vector<const char*> values) {
-  PrintedFilter filter;
-  filter.update_filter_config(static_cast<std::int32_t>(values.size()), values.data(), nullptr);
-  return test::printed(filter);
-}
-
-TEST(EdgeNoiseFilters, PrintAnchorAndCurrentParameters) {
-  using filter_processor::EdgeNoiseRemovalFilter;
-  EXPECT_EQ(printed_after<EdgeNoiseRemovalFilter>({"1", "2", "30", "40", "0", "640", "400"}),
-            "anchor_params: \nwidth:            640\nheight:           400\n"
-            "enable_direction: 0\nlimit_x_th:       30\nlimit_y_th:       40\n"
-            "margin_x_th:      1\nmargin_y_th:      2\n"
-            "current_filter_params: \nwidth:            1280\nheight:           800\n"
-            "enable_direction: 1\nlimit_x_th:       70\nlimit_y_th:       30\n"
-            "margin_x_th:      6\nmargin_y_th:      6\n");
-  using filter_processor::MgcNoiseRemovalFilter;
-  EXPECT_EQ(printed_after<MgcNoiseRemovalFilter>({"1", "2", "3", "4", "5", "6", "7", "640", "400"}),
-            "anchor_params: \nwidth:            640\nheight:           400\n"
-            "max_width_left:   1\nmax_width_right:  2\nmax_radius:       3\n"
-            "limit_x_th:       6\nlimit_y_th:       7\nmargin_x_th:      4\nmargin_y_th:      5\n"
-            "current_filter_params: \nwidth:            1280\nheight:           800\n"
-            "max_width_left:   80\nmax_width_right:  80\nmax_radius:       640\n"
-            "limit_x_th:       120\nlimit_y_th:       120\nmargin_x_th:      6\n"
-            "margin_y_th:      0\n");
 }
 
 } // namespace

@@ -363,43 +363,27 @@ class Stage {
   }
 
   bool supported(const Candidate& c) const {
-    const int reach_x = whole(w() * r_.f32(187));
-    const int reach_y = whole(h() * r_.f32(187));
-    const auto own = [&](int x, int y) { return labels_[at(x, y)] == c.label; };
-    int end = 0;
-    for (int x = c.x0; x <= c.x1; ++x, end = 0) {
-      int row = c.y1;
-      while (!own(x, row))
-        --row;
-      for (int y = row; y < row + reach_y && y < h_ && end == 0; ++y)
-        end = probe(c, x, row, x, y);
-      if (end == 1)
-        return true;
-    }
-    for (int y = c.y0; y <= c.y1; ++y, end = 0) {
-      int column = c.x0;
-      while (!own(column, y))
-        ++column;
-      for (int x = column; x > column - reach_x && x >= 0 && end == 0; --x)
-        end = probe(c, column, y, x, y);
-      if (end == 1)
-        return true;
-    }
-    for (int y = c.y0; y <= c.y1; ++y, end = 0) {
-      int column = c.x1;
-      while (!own(column, y))
-        --column;
-      for (int x = column; x < column + reach_x && x < w_ && end == 0; ++x)
-        end = probe(c, column, y, x, y);
-      if (end == 1)
-        return true;
-    }
-    for (int x = c.x0; x <= c.x1; ++x, end = 0) {
-      int row = c.y0;
-      while (!own(x, row))
-        ++row;
-      for (int y = row; y > row - reach_y && y >= 0 && end == 0; --y)
-        end = probe(c, x, row, x, y);
+    return supported(c, 0, 1) || supported(c, -1, 0) || supported(c, 1, 0) || supported(c, 0, -1);
+  }
+
+  /// Whether one of the candidate's outermost pixels in a direction meets support on the way on.
+  bool supported(const Candidate& c, int dx, int dy) const {
+    const int reach = whole((dx != 0 ? w() : h()) * r_.f32(187));
+    const int first = dx != 0 ? c.y0 : c.x0;
+    const int last = dx != 0 ? c.y1 : c.x1;
+    for (int line = first; line <= last; ++line) {
+      int x = dx == 0 ? line : dx < 0 ? c.x0 : c.x1;
+      int y = dy == 0 ? line : dy < 0 ? c.y0 : c.y1;
+      for (; labels_[at(x, y)] != c.label; y -= dy)
+        x -= dx;
+      int end = 0;
+      for (int n = 0; n < reach && end == 0; ++n) {
+        const int qx = x + n * dx;
+        const int qy = y + n * dy;
+        if (qx < 0 || qx >= w_ || qy < 0 || qy >= h_)
+          break;
+        end = probe(c, x, y, qx, qy);
+      }
       if (end == 1)
         return true;
     }

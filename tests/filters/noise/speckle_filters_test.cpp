@@ -5,19 +5,14 @@
 #include <cmath>
 #include <random>
 
-#include "filters/noise/LutNoiseRemovalFilter.h"
-#include "filters/noise/NoiseRemovalFilter.h"
 #include "filters/noise/naive_speckles.h"
 #include "support/camera_frame.h"
 #include "support/naive_depth_table.h"
 
 namespace {
 
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
-using Input = test::CameraFrame;
+using namespace test;
+using Input = CameraFrame;
 
 /// The filters without memory: everything is derived anew for each frame.
 struct NaiveFilter {
@@ -66,18 +61,18 @@ struct NaiveFilter {
     const int fraction_bits = static_cast<std::uint8_t>(input.bits - input.record.dispIntPlace);
     const int diff = type == GX_PIXEL_TOF_DEPTH
                          ? min_diff
-                         : test::cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
-    test::SpeckleTask task{input.width, input.height};
+                         : cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
+    SpeckleTask task{input.width, input.height};
     for (const int size : sizes)
-      task.tiles.push_back(test::cut(static_cast<float>(size) * area));
+      task.tiles.push_back(cut(static_cast<float>(size) * area));
     task.max_size = tiled ? 80 : task.tiles[0];
     task.max_diff = diff;
     task.single = tiled ? 0 : 1;
     const auto bxf = static_cast<float>(double{input.record.baseline} * input.record.fx);
     filter_processor::DepthDiffLut table;
-    if (!test::naive_depth_table({input.width, input.height, input.scale, type, bxf,
-                                  static_cast<std::uint8_t>(fraction_bits)},
-                                 static_cast<std::uint16_t>(diff), table))
+    if (!naive_depth_table({input.width, input.height, input.scale, type, bxf,
+                            static_cast<std::uint8_t>(fraction_bits)},
+                           static_cast<std::uint16_t>(diff), table))
       return error("update depth diff lut error", "updateConfig", "updateDepthDiffLut()");
     task.lut.assign(table.entries.begin(), table.entries.end());
     task.shift = table.shift;
@@ -87,7 +82,7 @@ struct NaiveFilter {
       task.invalid_value = !own_code ? 0 : input.record.packMode == 4 ? 65532 : 8192;
     }
     pixels = input.pixels;
-    test::naive_remove_speckles(task, pixels);
+    naive_remove_speckles(task, pixels);
     return "";
   }
 };
@@ -179,7 +174,7 @@ TEST_P(SpeckleFilters, EqualTheNaiveFilterOverAnySequence) {
         ASSERT_EQ(printed, failure.empty() ? "" : error.trace());
         ASSERT_EQ(output != nullptr, failure.empty());
         if (output != nullptr) {
-          ASSERT_EQ(test::pixels_of(output.get()), expected) << instance << "." << step;
+          ASSERT_EQ(pixels_of(output.get()), expected) << instance << "." << step;
         }
       }
     }
@@ -218,60 +213,6 @@ TEST_P(SpeckleFilters, RefuseSizesThatNoParametersCanBeDerivedFor) {
     EXPECT_EQ(error.text(), refusal) << input.width << "x" << input.height;
   }
   EXPECT_NE(filter.process(Input{32767, 1}.make(), error), nullptr) << error.text();
-}
-
-TEST(LutNoiseRemovalFilter, ScalesEachTilesLimit) {
-  // 480 samples for the top tiles, but 50 for the second tile of the second row.
-  Input input{640, 400};
-  input.pixels = Pixels(std::size_t{640} * 400);
-  std::fill_n(input.pixels.begin() + std::ptrdiff_t{101} * 640, 640, std::uint16_t{1000});
-  for (std::size_t x = 0; x < 640; ++x) {
-    input.pixels[std::size_t{105} * 640 + x] = x >= 160 && x < 160 + 100 ? 1000 : 0;
-    input.pixels[std::size_t{109} * 640 + x] = x >= 160 && x < 160 + 102 ? 1000 : 0;
-  }
-  Filter filter("LutNoiseRemovalFilter");
-  ErrorSlot error;
-  const Pixels output = test::pixels_of(filter.process(input.make(), error).get());
-  EXPECT_EQ(output[std::size_t{101} * 640 + 200], 0);
-  EXPECT_EQ(output[std::size_t{105} * 640 + 200], 0);
-  EXPECT_EQ(output[std::size_t{109} * 640 + 200], 1000);
-}
-
-TEST(NoiseRemovalFilter, PrintsItsParameters) {
-  filter_processor::NoiseRemovalFilter filter;
-  const Frame frame = Input{424, 240, GX_PIXEL_DEPTH, 0.5F}.make();
-  const Frame output{filter.filter_process(frame.get(), nullptr)};
-  // 16 / 16 disparities at 500 mm x k with 20000 mm pixels: 12.5 mm x k^2, in half millimetres.
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \nwidth:    848\nheight:   480\nmax_size: 80\nmin_diff: 256\n"
-            "current_filter_params: \nwidth:    424\nheight:   240\nmax_size: 20\nmin_diff: 16\n"
-            "current_frame_info: \nwidth:      424\nheight:     240\nbxf:        20000\n"
-            "depth_flag: 0\ndepth_unit: 0.5\nfraction_bit_size: \4\n"
-            "depth_diff_lut: \n25 100 225 400 625 900 1225 \ndepth_shift: \n\n");
-  filter.reset();
-  EXPECT_EQ(test::printed(filter).substr(0, 150),
-            "anchor_params: \nwidth:    848\nheight:   480\nmax_size: 80\nmin_diff: 256\n"
-            "current_filter_params: \nwidth:    848\nheight:   480\nmax_size: 80\nmin_diff: 256\n");
-}
-
-TEST(LutNoiseRemovalFilter, PrintsItsParameters) {
-  filter_processor::LutNoiseRemovalFilter filter;
-  const Frame frame = Input{640, 400, GX_PIXEL_TOF_DEPTH, 0.25F}.make();
-  const Frame output{filter.filter_process(frame.get(), nullptr)};
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \nwidth:    1280\nheight:   800\n"
-            "max_lut_0: 1920\nmax_lut_1: 1920\nmax_lut_2: 1920\nmax_lut_3: 1920\n"
-            "max_lut_4: 1920\nmax_lut_5: 200\nmax_lut_6: 200\nmax_lut_7: 1920\n"
-            "max_lut_8: 800\nmax_lut_9: 200\nmax_lut_10: 200\nmax_lut_11: 800\n"
-            "max_lut_12: 800\nmax_lut_13: 800\nmax_lut_14: 800\nmax_lut_15: 800\nmin_diff: 192\n"
-            "current_filter_params: \nwidth:    640\nheight:   400\n"
-            "max_lut_0: 480\nmax_lut_1: 480\nmax_lut_2: 480\nmax_lut_3: 480\n"
-            "max_lut_4: 480\nmax_lut_5: 50\nmax_lut_6: 50\nmax_lut_7: 480\n"
-            "max_lut_8: 200\nmax_lut_9: 50\nmax_lut_10: 50\nmax_lut_11: 200\n"
-            "max_lut_12: 200\nmax_lut_13: 200\nmax_lut_14: 200\nmax_lut_15: 200\nmin_diff: 192\n"
-            "current_frame_info: \nwidth:      640\nheight:     400\nbxf:        0\n"
-            "depth_flag: 4\ndepth_unit: 0.25\nfraction_bit_size: \6\n"
-            "depth_diff_lut: \n192 384 576 768 960 1152 1344 \ndepth_shift: \t\n");
 }
 
 } // namespace

@@ -12,8 +12,7 @@ namespace {
 
 namespace simd = filter_processor::simd;
 using filter_processor::SpeckleKernels;
-using test::Pixels;
-using test::SpeckleTask;
+using namespace test;
 
 Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level) {
   const auto& kernels = simd::kernels<SpeckleKernels>(level);
@@ -31,7 +30,7 @@ Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level)
 
 void expect_naive(const SpeckleTask& task, const Pixels& input, const std::string& what) {
   Pixels expected = input;
-  test::naive_remove_speckles(task, expected);
+  naive_remove_speckles(task, expected);
   for (const simd::Level level : simd::supported_levels()) {
     ASSERT_EQ(filtered(task, input, level), expected)
         << what << " " << simd::level_name(level) << " " << task.width << "x" << task.height
@@ -147,44 +146,6 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
   }
 }
 
-Pixels islands(const SpeckleTask& task, std::uint32_t size, std::uint32_t step) {
-  Pixels pixels(std::size_t{task.width} * task.height);
-  for (std::uint32_t i = 0; i < size; ++i)
-    pixels[(step - 1) * task.width + i * step + step - 1] = 1000;
-  return pixels;
-}
-
-bool removed(const SpeckleTask& task, std::uint32_t size, std::uint32_t step) {
-  const Pixels output = filtered(task, islands(task, size, step), simd::active_level());
-  return std::all_of(output.begin(), output.end(), [](std::uint16_t pixel) { return pixel == 0; });
-}
-
-/// The largest island, a row of samples, that is removed from a frame of this size.
-std::uint32_t largest_removed(std::uint32_t width, std::uint32_t height, std::int32_t max_size,
-                              std::uint32_t step) {
-  SpeckleTask task{width, height};
-  task.max_size = max_size;
-  task.single = 1;
-  std::uint32_t size = 0;
-  while (size < width / step && removed(task, size + 1, step))
-    ++size;
-  return size;
-}
-
-TEST(RemoveSpeckles, TakesTheLimitFromTheFramesSize) {
-  EXPECT_EQ(largest_removed(700, 4, 80, 1), 80u);
-  EXPECT_EQ(largest_removed(700, 4, 0, 1), 480u);
-  EXPECT_EQ(largest_removed(700, 4, -9, 1), 480u);
-  EXPECT_EQ(largest_removed(640, 4, 80, 2), 20u);
-  EXPECT_EQ(largest_removed(700, 640, 3, 2), 350u) << "the default of 480 is the whole row";
-  EXPECT_EQ(largest_removed(700, 320, 3, 2), 120u);
-  EXPECT_EQ(largest_removed(700, 160, -8, 2), 30u);
-  EXPECT_EQ(largest_removed(424, 160, 3, 2), 30u);
-  EXPECT_EQ(largest_removed(424, 240, 3, 2), 120u);
-  EXPECT_EQ(largest_removed(700, 266, 41, 2), 10u);
-  EXPECT_EQ(largest_removed(266, 424, 41, 1), 41u);
-}
-
 TEST(RemoveSpeckles, FollowsTheStepsOfTheExpandingPixel) {
   // 100 and 140 stand in bins of 128 with the thresholds 10 and 50: only 140 may step to 100.
   SpeckleTask task{2, 1};
@@ -202,31 +163,6 @@ TEST(RemoveSpeckles, FollowsTheStepsOfTheExpandingPixel) {
   // The bin counts modulo 256: 32768 >> 7 is bin 0 again.
   EXPECT_EQ(filtered(task, {32768, 32768 + 11}, simd::active_level()), (Pixels{0, 0}));
   EXPECT_EQ(filtered(task, {32767, 32767 - 11}, simd::active_level()), (Pixels{32767, 32756}));
-}
-
-TEST(RemoveSpeckles, RepairsBlocksOfLargeRegions) {
-  SpeckleTask task{640, 3};
-  task.single = 1;
-  task.max_size = 4; // one sample
-  task.max_diff = 10;
-  Pixels input(std::size_t{640} * 3);
-  const auto at = [](std::size_t x, std::size_t y) { return y * 640 + x; };
-  input[at(1, 1)] = 500;
-  input[at(3, 1)] = 505;
-  input[at(2, 1)] = 516; // differs by 11
-  input[at(2, 0)] = 495;
-  input[at(7, 1)] = 900; // alone
-  input[at(6, 0)] = 899;
-  input[at(8, 0)] = 700; // in an invalid sample's block
-  input[at(3, 2)] = 7;   // in no block
-  Pixels expected(input.size());
-  for (const std::size_t i : {at(0, 0), at(1, 0), at(0, 1), at(1, 1)})
-    expected[i] = 500;
-  for (const std::size_t i : {at(3, 0), at(2, 1), at(3, 1)})
-    expected[i] = 505;
-  expected[at(2, 0)] = 495;
-  expected[at(3, 2)] = 7;
-  EXPECT_EQ(filtered(task, input, simd::active_level()), expected);
 }
 
 } // namespace

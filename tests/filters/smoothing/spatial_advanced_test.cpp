@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "filters/smoothing/SpatialAdvancedFilter.h"
 #include "filters/smoothing/spatial_advanced_kernels.h"
 #include "support/depth_adaptive_model.h"
 
@@ -9,10 +8,7 @@ namespace {
 namespace simd = filter_processor::simd;
 using filter_processor::PixelGrid;
 using filter_processor::SpatialAdvancedKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 // The passes written down pixel by pixel.
 
@@ -126,7 +122,7 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
     const int width = static_cast<int>(random() % (round % 50 == 0 ? 300 : 70));
     const int height = static_cast<int>(random() % (round % 50 == 0 ? 200 : 40));
     const std::uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
-    const Pixels input = test::random_surfaces(
+    const Pixels input = random_surfaces(
         static_cast<std::size_t>(width) * static_cast<std::size_t>(height), spread, random);
     Threshold threshold{random() % 2 == 0, static_cast<std::uint16_t>(random() % spread), {}};
     if (random() % 8 == 0)
@@ -170,7 +166,7 @@ struct Params {
   bool operator==(const Params&) const = default;
 };
 
-struct Model : test::DepthAdaptiveModel<Params> {
+struct Model : DepthAdaptiveModel<Params> {
   std::vector<std::string> random_update(std::mt19937& random) {
     const Params params{static_cast<std::uint8_t>(1 + random() % 5),
                         static_cast<float>(1 + random() % 8) / 8,
@@ -195,41 +191,7 @@ struct Model : test::DepthAdaptiveModel<Params> {
 
 TEST(SpatialAdvancedFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
   for (unsigned seed = 10; seed < 13; ++seed)
-    test::compare_sequences("SpatialAdvancedFilter", Model{}, seed);
-}
-
-/// Row 0 of a disparity frame of eight equal rows, filtered.
-Pixels smoothed_row(const Pixels& row, std::vector<const char*> values) {
-  Pixels pixels;
-  for (int y = 0; y < 8; ++y)
-    pixels.insert(pixels.end(), row.begin(), row.end());
-  Filter filter("SpatialAdvancedFilter");
-  EXPECT_EQ(filter.update(std::move(values)), "");
-  const test::FrameFacts facts{static_cast<std::uint32_t>(row.size()), 8, 2, 1.0, 0.0F, 8};
-  ErrorSlot error;
-  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
-  EXPECT_EQ(error.text(), "");
-  Pixels result = test::pixels_of(output.get());
-  result.resize(row.size());
-  return result;
-}
-
-TEST(SpatialAdvancedFilter, WalksForthAndBackAndFillsShortRuns) {
-  // Forth: 100, (100 + 200) / 2 = 150 and, exactly at the threshold, (150 + 250) / 2 = 200; the
-  // last column is left out. Back: 900 is too far, the others meet again.
-  EXPECT_EQ(smoothed_row({100, 200, 250, 900}, {"1", "0.5", "100", "1"}),
-            (Pixels{137, 175, 200, 900}));
-  EXPECT_EQ(smoothed_row({100, 201, 302, 900}, {"5", "1", "100", "1"}),
-            (Pixels{100, 201, 302, 900}));
-  // The count is raised before it is compared: a radius of 1 fills nothing.
-  EXPECT_EQ(smoothed_row({50, 0, 90, 90}, {"1", "0.5", "5", "1"}), (Pixels{50, 0, 90, 90}));
-  EXPECT_EQ(smoothed_row({50, 0, 90, 90}, {"1", "0.5", "5", "2"}), (Pixels{50, 50, 90, 90}));
-  EXPECT_EQ(smoothed_row({50, 0, 40000, 0, 90}, {"1", "0.5", "5", "2"}),
-            (Pixels{50, 50, 40000, 90, 90}));
-  // Forth, the count of one hole stands at 90, which no valid pixel precedes; so the hole after it
-  // is filled only on the way back.
-  EXPECT_EQ(smoothed_row({50, 0, 0, 90, 0, 70, 70}, {"1", "0.5", "5", "2"}),
-            (Pixels{50, 50, 90, 90, 70, 70, 70}));
+    compare_sequences("SpatialAdvancedFilter", Model{}, seed);
 }
 
 TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
@@ -242,44 +204,28 @@ TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
 
 TEST(SpatialAdvancedFilter, ReportsAKernelThatCannotWork) {
   // A description like that of no frame needs no derivation, which would refuse it earlier.
-  const test::FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
-  const test::NoLeftovers no_leftovers;
+  const FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
+  const NoLeftovers no_leftovers;
   Filter filter("SpatialAdvancedFilter");
   ErrorSlot error;
-  EXPECT_EQ(filter.process(test::make_frame_of(facts, {}), error), nullptr);
+  EXPECT_EQ(filter.process(make_frame_of(facts, {}), error), nullptr);
   EXPECT_EQ(error.text(), "spatial advanced filter error | SpatialAdvancedFilter::filter_process | "
                           "SpatialaDvancedFilter | 0");
 }
 
 TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
   // 65536 + 9 pixels in a row count as 9, and 9 rows of them as the whole image.
-  const test::FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
+  const FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
   std::mt19937 random(3);
-  const Pixels pixels = test::random_surfaces(std::size_t{65545} * 9, 200, random);
+  const Pixels pixels = random_surfaces(std::size_t{65545} * 9, 200, random);
   Filter filter("SpatialAdvancedFilter");
   ErrorSlot error;
-  const Frame output = filter.process(test::make_frame_of(facts, pixels), error);
+  const Frame output = filter.process(make_frame_of(facts, pixels), error);
   Image corner{Pixels(pixels.begin(), pixels.begin() + 81), 9, 9};
   naive_smooth(corner, {true, 160, {}}, 1, 1);
   Pixels expected = pixels;
   std::copy(corner.pixels.begin(), corner.pixels.end(), expected.begin());
-  EXPECT_EQ(test::pixels_of(output.get()), expected);
-}
-
-TEST(SpatialAdvancedFilter, PrintsItsParameters) {
-  filter_processor::SpatialAdvancedFilter filter;
-  const char* values[] = {"2", "0.25", "300", "3"};
-  filter.update_filter_config(4, values, nullptr);
-  const test::FrameFacts facts{9, 6, 4, 7.0, 20000.0F, 3};
-  const Frame input = test::make_frame_of(facts, Pixels(54, 7));
-  const Frame output{filter.filter_process(input.get(), nullptr)};
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \nalpha:     0.25\ndisp_diff: 300\nmagnitude: \2\nradius:    3\n"
-            "current_filter_params: \nalpha:     0.25\ndisp_diff: 300\nmagnitude: \2\n"
-            "radius:    3\n"
-            "current_frame_info: \nwidth:      9\nheight:     6\nbxf:        0\n"
-            "depth_flag: 4\ndepth_unit: 1\nfraction_bit_size: \b\n"
-            "depth_diff_lut: \n300 600 900 1200 1500 1800 2100 \n");
+  EXPECT_EQ(pixels_of(output.get()), expected);
 }
 
 } // namespace

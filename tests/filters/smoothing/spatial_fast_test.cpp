@@ -12,10 +12,7 @@ namespace {
 namespace simd = filter_processor::simd;
 using filter_processor::SpatialFastFilter;
 using filter_processor::SpatialFastKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 struct Image {
   Image(int columns, int rows) : width(columns), height(rows), pixels(index(0, rows)) {}
@@ -31,8 +28,8 @@ struct Image {
     return pixels[index(x, std::clamp(y, 0, height - 1))];
   }
   Frame frame() const {
-    return test::make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
-                            pixels);
+    return make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
+                      pixels);
   }
 
   int width, height;
@@ -136,79 +133,8 @@ TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
   }
 }
 
-/// What a new filter of the given window side makes of the image.
-Image filtered(const Image& image, const char* radius) {
-  Filter filter("SpatialFastFilter");
-  EXPECT_EQ(filter.update({radius}), "");
-  ErrorSlot error;
-  Image output = image;
-  output.pixels = test::pixels_of(filter.process(image.frame(), error).get());
-  EXPECT_EQ(error.text(), "");
-  return output;
-}
-
-TEST(SpatialFastFilter, LeavesTheColumnsOutsideItsGroupsAlone) {
-  struct Case {
-    const char* radius;
-    int width;
-    std::vector<int> untouched;
-  };
-  const Case cases[] = {
-      {"3", 8, {0, 1, 2, 3, 4, 5, 6, 7}},
-      {"3", 16, {0, 1, 2, 3, 12, 13, 14, 15}},
-      {"3", 20, {0, 1, 2, 3, 12, 13, 14, 15, 16, 17, 18, 19}},
-      {"5", 7, {2, 3, 4}},
-      {"5", 8, {}},
-      {"5", 12, {}},
-      {"5", 23, {18, 19, 20}},
-  };
-  for (const Case& each : cases) {
-    std::vector<int> untouched;
-    for (int x = 0; x < each.width; ++x) { // a single bright pixel stays only where no median is
-      Image image(each.width, 3);
-      image.at(x, 1) = 1000;
-      if (filtered(image, each.radius).at(x, 1) == 1000)
-        untouched.push_back(x);
-    }
-    EXPECT_EQ(untouched, each.untouched) << each.radius << " " << each.width;
-  }
-}
-
-TEST(SpatialFastFilter, LeavesOnePixelOutOfTheBorderSets) {
-  Image image(16, 5);
-  const std::uint16_t columns[2][5] = {{0, 0, 0, 1000, 1000}, {1000, 1000, 0, 0, 1000}};
-  for (const int x : {0, 1, 14, 15})
-    for (int y = 0; y < 5; ++y)
-      image.at(x, y) = columns[x % 2][y];
-  // Five of the nine are 0, then four.
-  EXPECT_EQ(filtered(image, "5").at(0, 2), 0);
-  EXPECT_EQ(filtered(image, "5").at(14, 2), 0);
-  image.at(0, 2) = image.at(14, 2) = 1000;
-  EXPECT_EQ(filtered(image, "5").at(0, 2), 1000);
-  EXPECT_EQ(filtered(image, "5").at(14, 2), 1000);
-}
-
-TEST(SpatialFastFilter, RefusesOtherSidesAndKeepsItsOwn) {
-  Filter filter("SpatialFastFilter");
-  ASSERT_EQ(filter.update({"5x"}), ""); // trailing text is ignored
-  for (const char* radius : {"4", "abc"})
-    EXPECT_NE(filter.update({radius}), "");
-  std::mt19937 random(2);
-  const Image image = random_image(20, 6, 0, random);
-  ErrorSlot error;
-  EXPECT_EQ(test::pixels_of(filter.process(image.frame(), error).get()), naive_5x5(image).pixels);
-}
-
-/// The printed state: the radii are raw characters.
-std::string state_text(int anchor, int current, int width, int height) {
-  return std::string("anchor_params: \nradius:    ") + static_cast<char>(anchor) +
-         "\ncurrent_filter_params: \nradius:    " + static_cast<char>(current) +
-         "\ncurrent_frame_info: \nwidth:      " + std::to_string(width) +
-         "\nheight:     " + std::to_string(height) + "\n";
-}
-
 TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   constexpr std::pair<int, int> sizes[] = {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}};
   const std::string invalid = "invalid params | SpatialFastFilter::updateConfig | "
                               "frame_info.width||frame_info.height | 4";
@@ -216,7 +142,7 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
   SpatialFastFilter filter;
   int anchor = 3, current = 3;
   bool pending = false; // a take-over is due whatever the size
-  std::pair<int, int> taken{0, 0}, shown{0, 0};
+  std::pair<int, int> taken{0, 0};
   for (int step = 0; step < 3000; ++step) {
     const auto action = random() % 8;
     if (action == 0) {
@@ -233,7 +159,6 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       const Image image = random_image(size.first, size.second, 0, random);
       const Frame input = image.frame();
       std::string expected_error;
-      shown = size;
       if (size != taken || pending) {
         current = anchor;
         if (size.first == 0 || size.second == 0) {
@@ -252,21 +177,16 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       ASSERT_EQ(output == nullptr, !expected_error.empty());
       if (output != nullptr) {
         const Image expected = current == 3 ? naive_3x3(image) : naive_5x5(image);
-        ASSERT_EQ(test::pixels_of(output.get()), expected.pixels) << step;
+        ASSERT_EQ(pixels_of(output.get()), expected.pixels) << step;
       }
     }
-    testing::internal::CaptureStdout();
-    filter.print_filter_params();
-    ASSERT_EQ(testing::internal::GetCapturedStdout(),
-              state_text(anchor, current, shown.first, shown.second))
-        << step;
   }
 }
 
 TEST(SpatialFastFilter, FailsWithoutAKernelForItsSide) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   SpatialFastFilter filter(4);
-  const Frame input = test::make_frame(3, 1, {1, 2, 3});
+  const Frame input = make_frame(3, 1, {1, 2, 3});
   ErrorSlot error;
   EXPECT_EQ(filter.filter_process(input.get(), error.out()), nullptr);
   EXPECT_EQ(error.text(), "spatial fast filter error | SpatialFastFilter::filter_process | "

@@ -2,7 +2,6 @@
 
 #include <functional>
 
-#include "filters/smoothing/SpatialModerateFilter.h"
 #include "filters/smoothing/spatial_moderate_kernels.h"
 #include "support/depth_adaptive_model.h"
 
@@ -11,10 +10,7 @@ namespace {
 namespace simd = filter_processor::simd;
 using filter_processor::SmoothingWindow;
 using filter_processor::SpatialModerateKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 struct Thresholds {
   bool fixed;
@@ -80,8 +76,8 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
       if (size.width > 100 && reach != 127)
         continue;
       for (const int spread : {3, 60, 900, 5000, 65536}) {
-        const Pixels input = test::random_surfaces(std::size_t{size.width} * size.height,
-                                                   static_cast<std::uint32_t>(spread), random);
+        const Pixels input = random_surfaces(std::size_t{size.width} * size.height,
+                                             static_cast<std::uint32_t>(spread), random);
         Thresholds thresholds{random() % 2 == 0, static_cast<std::uint16_t>(spread), {}, 0};
         if (random() % 8 == 0)
           thresholds.value = random() % 2 == 0 ? 0 : 65535;
@@ -143,7 +139,7 @@ struct Params {
   std::uint16_t disp_diff = 160;
 };
 
-struct Model : test::DepthAdaptiveModel<Params> {
+struct Model : DepthAdaptiveModel<Params> {
   std::vector<std::string> random_update(std::mt19937& random) {
     const int magnitude = 1 + static_cast<int>(random() % 3);
     const int disp_diff = 1 + static_cast<int>(random() % (random() % 3 == 0 ? 10000 : 200));
@@ -168,50 +164,7 @@ struct Model : test::DepthAdaptiveModel<Params> {
 
 TEST(SpatialModerateFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
   for (unsigned seed = 0; seed < 3; ++seed)
-    test::compare_sequences("SpatialModerateFilter", Model{}, seed);
-}
-
-TEST(SpatialModerateFilter, ComparesStrictlyInGroupsAndInclusivelyBesideThem) {
-  // 13 columns and a window of 5: one group (columns 2 to 9) and column 10.
-  Pixels pixels(65, 1000);
-  pixels[2 * 13 + 4] = pixels[2 * 13 + 10] = 1100;
-  ErrorSlot error;
-  const auto smoothed = [&](const char* disp_diff) {
-    Filter filter("SpatialModerateFilter");
-    EXPECT_EQ(filter.update({"1", disp_diff, "5"}), "");
-    const test::FrameFacts facts{13, 5, 2, 1.0, 0.0F, 8};
-    return test::pixels_of(filter.process(test::make_frame_of(facts, pixels), error).get());
-  };
-  EXPECT_EQ(smoothed("100")[2 * 13 + 4], 1100);
-  EXPECT_EQ(smoothed("101")[2 * 13 + 4], 1004); // 24 of 1000 and itself
-  EXPECT_EQ(smoothed("99")[2 * 13 + 10], 1100);
-  EXPECT_EQ(smoothed("100")[2 * 13 + 10], 1004);
-  EXPECT_EQ(smoothed("101")[2 * 13 + 11], 1000); // within reach of the border
-}
-
-TEST(SpatialModerateFilter, PrintsItsParametersAndConfigurationData) {
-  filter_processor::SpatialModerateFilter filter;
-  const char* values[] = {"2", "300", "3"};
-  filter.update_filter_config(3, values, nullptr);
-  const test::FrameFacts facts{9, 6, 0, 0.25, 20000.0F, 9};
-  const Frame input = test::make_frame_of(facts, Pixels(54, 7));
-  const Frame output{filter.filter_process(input.get(), nullptr)};
-  const char* later[] = {"3", "10", "7"};
-  filter.update_filter_config(3, later, nullptr);
-  EXPECT_EQ(test::printed(filter),
-            "anchor_params: \ndisp_diff: 10\nmagnitude: \3\nradius:    \7\n"
-            "current_filter_params: \ndisp_diff: 600\nmagnitude: \2\nradius:    \3\n"
-            "current_frame_info: \nwidth:      9\nheight:     6\nbxf:        20000\n"
-            "depth_flag: 0\ndepth_unit: 0.25\nfraction_bit_size: \t\n"
-            "depth_diff_lut: \n58 234 527 937 1464 2109 2871 \ndepth_shift: \v\n");
-
-  const std::uint16_t data[] = {7, 40000, 9};
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(data);
-  testing::internal::CaptureStdout();
-  filter.set_filter_config_data(bytes, 4, nullptr);
-  filter.set_filter_config_data(bytes, 6, nullptr);
-  filter.set_filter_config_data(nullptr, 4, nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "pa: 40000\n");
+    compare_sequences("SpatialModerateFilter", Model{}, seed);
 }
 
 } // namespace

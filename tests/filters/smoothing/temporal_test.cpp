@@ -3,7 +3,6 @@
 #include <cmath>
 #include <random>
 
-#include "filters/smoothing/TemporalFilter.h"
 #include "filters/smoothing/temporal_kernels.h"
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"
@@ -11,12 +10,8 @@
 namespace {
 
 namespace simd = filter_processor::simd;
-using filter_processor::TemporalFilter;
 using filter_processor::TemporalKernels;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 std::uint16_t naive_blend(std::uint16_t p, std::uint16_t c, float diff_scale, float weight) {
   if (c == 0 || p == 0)
@@ -107,22 +102,8 @@ TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
   }
 }
 
-TEST(TemporalFilter, BlendsCloseValidReadingsOnly) {
-  Filter filter("TemporalFilter");
-  ErrorSlot error;
-  const Pixels first = {1000, 1000, 0, 1000, 1000, 1000};
-  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(6, 1, first), error).get()), first);
-  // 1100 and 910 differ from 1000 by exactly the limit and by one less.
-  const Frame second = test::make_frame(6, 1, {1050, 1200, 800, 0, 1100, 910});
-  const Pixels expected = {1020, 1200, 800, 0, 1100, 964};
-  EXPECT_EQ(test::pixels_of(filter.process(second, error).get()), expected);
-  // What was delivered is the history.
-  const Frame third = test::make_frame(6, 1, {1020, 1100, 800, 1000, 1100, 964});
-  EXPECT_EQ(test::pixels_of(filter.process(third, error).get())[1], 1160);
-}
-
 TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   struct Size {
     std::uint32_t width, height;
   };
@@ -158,10 +139,10 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
     scene.resize(std::size_t{size.width} * size.height, 500);
     for (auto& pixel : scene)
       pixel = related_pixel(pixel == 0 ? 3000 : pixel, random);
-    const Frame input = test::make_frame(size.width, size.height, scene);
+    const Frame input = make_frame(size.width, size.height, scene);
     if (action == 4) { // a buffer that is too short leaves the history alone
       const Pixels shorter(2);
-      const Frame refused = test::make_frame(3, 1, {1, 2, 3});
+      const Frame refused = make_frame(3, 1, {1, 2, 3});
       gx_frame_update_data(refused.get(), reinterpret_cast<const std::uint8_t*>(shorter.data()), 4,
                            nullptr);
       EXPECT_EQ(filter.process(refused.get()), nullptr);
@@ -169,7 +150,7 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
     ErrorSlot error;
     const Frame output = filter.process(input, error);
     ASSERT_EQ(error.text(), "");
-    ASSERT_EQ(test::pixels_of(output.get()), naive.process(size.width, size.height, scene)) << step;
+    ASSERT_EQ(pixels_of(output.get()), naive.process(size.width, size.height, scene)) << step;
   }
 }
 
@@ -178,31 +159,16 @@ TEST(TemporalFilter, ReportsMissingMemoryForItsHistoryAndStartsAnew) {
   Filter filter("TemporalFilter");
   ErrorSlot error;
   const auto process = [&](std::uint16_t pixel) {
-    return test::pixels_of(
-        filter.process(test::make_frame(8, 1, Pixels(8, pixel)), error).get())[0];
+    return pixels_of(filter.process(make_frame(8, 1, Pixels(8, pixel)), error).get())[0];
   };
   EXPECT_EQ(process(1000), 1000);
-  const Frame larger = test::make_frame(9, 1, Pixels(9, 1000));
+  const Frame larger = make_frame(9, 1, Pixels(9, 1000));
   gx_error** const slot = error.out();
-  test::fail_nth_allocation(1);
+  fail_nth_allocation(1);
   EXPECT_EQ(filter.process(larger.get(), slot), nullptr);
   EXPECT_EQ(error.text(), "bad allocation | gx_priv_filter_process | frame | 0");
   EXPECT_EQ(process(1050), 1050) << "the history of the size before must be gone";
   EXPECT_EQ(process(1000), 1030);
-}
-
-TEST(TemporalFilter, PrintsAndResetsItsParameters) {
-  TemporalFilter filter;
-  const char* values[] = {"0.5", "0.05"};
-  testing::internal::CaptureStdout();
-  filter.print_filter_params();
-  filter.update_filter_config(2, values, nullptr); // refuses the second value only
-  filter.print_filter_params();
-  filter.reset();
-  filter.print_filter_params();
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "diff_scale: 0.1\nweight:     0.4\n"
-                                                    "diff_scale: 0.5\nweight:     0.4\n"
-                                                    "diff_scale: 0.1\nweight:     0.4\n");
 }
 
 } // namespace
