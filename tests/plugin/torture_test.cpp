@@ -610,34 +610,4 @@ TEST_P(TortureTest, StandsCodesThatNoHeaderLists) {
   }
 }
 
-TEST(Torture, StandsFramesWithoutPixels) {
-  for (const FilterCase& each : filter_cases()) {
-    SCOPED_TRACE(each.label);
-    const std::string invalid = "invalid params | " + std::string(each.filter) + "::";
-    const std::string refusals[] = {
-        invalid + "updateConfig | width||height | 4",
-        invalid + "updateConfig | frame_info.width||frame_info.height | 4",
-        invalid + "update_all_config_and_initial | width||height | 4",
-        "incorrect config schema | DepthResize::filter_process | DepthResize | 4",
-        "Frame sampling process error | OpenNIDisparityTransform::filter_process | frameType | 4"};
-    const std::string expected = outcome_of("first frame", each);
-    for (const auto& [width, height] :
-         {std::pair(0U, 0U), std::pair(0U, 16U), std::pair(32U, 0U)}) {
-      SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
-      const NoLeftovers no_leftovers;
-      Instance instance(each, InputKind::depth_frame);
-      Look look = instance.look;
-      look.width = width;
-      look.height = height;
-      const Frame empty = instance.make(look);
-      ASSERT_EQ(gx_frame_get_data(empty.get(), nullptr), nullptr);
-      const std::string outcome = instance.outcome(empty);
-      EXPECT_TRUE(outcome.starts_with("type 3, size 0,") ||
-                  std::count(std::begin(refusals), std::end(refusals), outcome) == 1)
-          << legible(outcome);
-      EXPECT_TRUE(instance.outcome(instance.make(instance.look)) == expected);
-    }
-  }
-}
-
 } // namespace

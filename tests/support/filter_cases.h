@@ -4,6 +4,8 @@
 // share.
 
 #include <ostream>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 
 #include "support/camera_frame.h"
@@ -11,6 +13,16 @@
 namespace test {
 
 using Values = std::vector<const char*>;
+
+/// The values of a text with blanks between them; they stay as long as the program.
+inline Values words(const char* text) {
+  static std::set<std::string> known;
+  Values values;
+  std::istringstream rest(text);
+  for (std::string word; rest >> word;)
+    values.push_back(known.insert(word).first->c_str());
+  return values;
+}
 
 struct FilterCase {
   const char* label;
@@ -29,48 +41,35 @@ inline void PrintTo(const FilterCase& filter_case, std::ostream* out) {
 inline const std::vector<FilterCase>& filter_cases() {
   static const std::vector<FilterCase> all = {
       {"DisparityTransform", "DisparityTransform", {}, GX_PIXEL_DISPARITY},
-      {"DepthResize", "DepthResize", {"70", "28", "2", "4", "2", "-4", "0"}},
+      {"DepthResize", "DepthResize", words("70 28 2 4 2 -4 0")},
       {"HardwareD2DCorrection", "HardwareD2DCorrectionFilter", {}, GX_PIXEL_DEPTH, false, 20},
       {"OpenNIDisparityTransform", "OpenNIDisparityTransform", {}, GX_PIXEL_DISPARITY},
-      {"OpenNIDisparityTransformResampled",
-       "OpenNIDisparityTransform",
-       {"9000", "10", "0.5", "40", "20", "1.5", "2", "1", "3", "1"},
-       GX_PIXEL_DISPARITY},
-      {"FalsePositiveEdgeBleed",
-       "FalsePositiveFilter",
-       {"1", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
-        "4000", "3000"}},
-      {"FalsePositiveAllDetectors",
-       "FalsePositiveFilter",
-       {"1", "0", "1", "0", "1", "1", "0", "1", "0", "1", "6000", "65535", "1", "0", "1", "0", "1",
-        "4000", "65535"}},
+      {"OpenNIDisparityTransformResampled", "OpenNIDisparityTransform",
+       words("9000 10 0.5 40 20 1.5 2 1 3 1"), GX_PIXEL_DISPARITY},
+      {"FalsePositiveEdgeBleed", "FalsePositiveFilter",
+       words("1 0 1 0 1 0 0 1 0 1 6000 1000 0 0 1 0 1 4000 3000")},
+      {"FalsePositiveAllDetectors", "FalsePositiveFilter",
+       words("1 0 1 0 1 1 0 1 0 1 6000 65535 1 0 1 0 1 4000 65535")},
       {"HoleFillingTop", "HoleFillingFilter", {"0"}},
       {"HoleFillingNearest", "HoleFillingFilter", {"1"}},
       {"HoleFillingDisparity", "HoleFillingFilter", {"2"}, GX_PIXEL_DISPARITY},
       {"SpatialFast3x3", "SpatialFastFilter", {"3"}},
       {"SpatialFast5x5", "SpatialFastFilter", {"5"}},
-      {"Temporal", "TemporalFilter", {"0.2", "0.3"}, GX_PIXEL_DEPTH, true},
-      {"EdgeNoiseRows", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "0", "32", "16"}},
-      {"EdgeNoise", "EdgeNoiseRemovalFilter", {"2", "2", "8", "6", "1", "32", "16"}},
-      {"MgcNoise", "MgcNoiseRemovalFilter", {"4", "3", "20", "2", "1", "9", "6", "32", "16"}},
+      {"Temporal", "TemporalFilter", words("0.2 0.3"), GX_PIXEL_DEPTH, true},
+      {"EdgeNoiseRows", "EdgeNoiseRemovalFilter", words("2 2 8 6 0 32 16")},
+      {"EdgeNoise", "EdgeNoiseRemovalFilter", words("2 2 8 6 1 32 16")},
+      {"MgcNoise", "MgcNoiseRemovalFilter", words("4 3 20 2 1 9 6 32 16")},
       {"SpatialModerate", "SpatialModerateFilter", {}},
-      {"SpatialModerateDisparity", "SpatialModerateFilter", {"2", "20", "3"}, GX_PIXEL_DISPARITY},
-      {"SpatialModerateTof", "SpatialModerateFilter", {"1", "160", "7"}, GX_PIXEL_TOF_DEPTH},
+      {"SpatialModerateDisparity", "SpatialModerateFilter", words("2 20 3"), GX_PIXEL_DISPARITY},
+      {"SpatialModerateTof", "SpatialModerateFilter", words("1 160 7"), GX_PIXEL_TOF_DEPTH},
       {"SpatialAdvanced", "SpatialAdvancedFilter", {}},
-      {"SpatialAdvancedDisparity",
-       "SpatialAdvancedFilter",
-       {"1", "0.5", "160", "3"},
+      {"SpatialAdvancedDisparity", "SpatialAdvancedFilter", words("1 0.5 160 3"),
        GX_PIXEL_DISPARITY},
-      {"NoiseRemovalDepth", "NoiseRemovalFilter", {"250", "256", "32", "16"}},
-      {"NoiseRemovalDisparity",
-       "NoiseRemovalFilter",
-       {"250", "256", "32", "16"},
-       GX_PIXEL_DISPARITY},
-      {"NoiseRemovalTof", "NoiseRemovalFilter", {"250", "10", "32", "16"}, GX_PIXEL_TOF_DEPTH},
-      {"LutNoiseRemoval",
-       "LutNoiseRemovalFilter",
-       {"250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250", "250",
-        "250", "250", "250", "192", "32", "16"}},
+      {"NoiseRemovalDepth", "NoiseRemovalFilter", words("250 256 32 16")},
+      {"NoiseRemovalDisparity", "NoiseRemovalFilter", words("250 256 32 16"), GX_PIXEL_DISPARITY},
+      {"NoiseRemovalTof", "NoiseRemovalFilter", words("250 10 32 16"), GX_PIXEL_TOF_DEPTH},
+      {"LutNoiseRemoval", "LutNoiseRemovalFilter",
+       words("250 250 250 250 250 250 250 250 250 250 250 250 250 250 250 250 192 32 16")},
   };
   return all;
 }
@@ -88,44 +87,35 @@ struct FilterFacts {
 
 inline const FilterFacts& facts_of_filter(const std::string& filter) {
   static const FilterFacts all[] = {
-      {"DisparityTransform", true, true, {{"9000", "200", "0.5"}}},
+      {"DisparityTransform", true, true, {words("9000 200 0.5")}},
       {"OpenNIDisparityTransform",
        true,
        true,
-       {{"8000", "10", "0.25", "36", "18", "1.1", "1", "1", "2", "0"}},
-       {"9000", "10", "0.5", "65535", "65535", "1.5", "2", "1", "3", "1"}},
+       {words("8000 10 0.25 36 18 1.1 1 1 2 0")},
+       words("9000 10 0.5 65535 65535 1.5 2 1 3 1")},
       {"DepthResize",
        false,
        true,
-       {{"36", "20", "1", "2", "2", "3", "1"}, {"52", "28", "1", "2", "2", "3", "1"}},
-       {"71", "28", "2", "4", "2", "-4", "0"}},
-      {"HardwareD2DCorrectionFilter", false, true, {{}}},
+       {words("36 20 1 2 2 3 1"), words("52 28 1 2 2 3 1")},
+       words("71 28 2 4 2 -4 0")},
+      {"HardwareD2DCorrectionFilter", false, true, {Values{}}},
       {"FalsePositiveFilter",
        true,
        false,
-       {{"0", "0", "1", "0", "1", "0", "0", "1", "0", "1", "6000", "1000", "0", "0", "1", "0", "1",
-         "4000", "3000"}}},
+       {words("0 0 1 0 1 0 0 1 0 1 6000 1000 0 0 1 0 1 4000 3000")}},
       {"HoleFillingFilter", false, false, {{"2"}, {"0"}}},
       {"SpatialFastFilter", true, false, {{"5"}, {"3"}}},
-      {"TemporalFilter", false, false, {{"0.5", "0.7"}}},
-      {"EdgeNoiseRemovalFilter",
-       true,
-       false,
-       {{"4", "3", "9", "7", "1", "32", "16"}},
-       {"9", "2", "8", "6", "0", "32", "16"}},
+      {"TemporalFilter", false, false, {words("0.5 0.7")}},
+      {"EdgeNoiseRemovalFilter", true, false, {words("4 3 9 7 1 32 16")}, words("9 2 8 6 0 32 16")},
       {"MgcNoiseRemovalFilter",
        true,
        false,
-       {{"4", "3", "20", "2", "3", "7", "5", "32", "16"}},
-       {"4", "3", "20", "2", "7", "9", "6", "32", "16"}},
-      {"SpatialModerateFilter", true, true, {{"3", "900", "3"}}},
-      {"SpatialAdvancedFilter", true, true, {{"2", "0.5", "16", "0"}}},
-      {"NoiseRemovalFilter", true, true, {{"2", "256", "32", "16"}}},
-      {"LutNoiseRemovalFilter",
-       true,
-       true,
-       {{"2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "2", "192",
-         "32", "16"}}},
+       {words("4 3 20 2 3 7 5 32 16")},
+       words("4 3 20 2 7 9 6 32 16")},
+      {"SpatialModerateFilter", true, true, {words("3 900 3")}},
+      {"SpatialAdvancedFilter", true, true, {words("2 0.5 16 0")}},
+      {"NoiseRemovalFilter", true, true, {words("2 256 32 16")}},
+      {"LutNoiseRemovalFilter", true, true, {words("2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 192 32 16")}},
   };
   for (const FilterFacts& each : all) {
     if (each.filter == filter)

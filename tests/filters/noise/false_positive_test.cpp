@@ -4,7 +4,6 @@
 #include <random>
 
 #include "filters/noise/false_positive/config.h"
-#include "filters/noise/false_positive/edge_bleed.h"
 #include "filters/noise/false_positive/region_tests.h"
 #include "filters/noise/false_positive/stage.h"
 #include "filters/noise/false_positive_naive.h"
@@ -108,6 +107,7 @@ Record random_record(int width, int height, Random& random) {
   }
   r.u16(53, dice(random, 12));
   r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
+  r.u16(57, pick<int>(random, {200, 999, 1000, 10000, 10000}));
   for (const std::size_t roi : {59U, 84U, 167U}) {
     for (const std::size_t place : {0U, 4U, 8U, 12U}) {
       r.f32(roi + place, place % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
@@ -115,9 +115,10 @@ Record random_record(int width, int height, Random& random) {
     }
   }
   r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
-  r.u16(80, 20 + dice(random, 400));
+  r.u16(80, 20 + dice(random, dice(random, 3) == 0 ? 400 : 40));
   for (const std::size_t max_depth : {82U, 163U})
     r.u16(max_depth, pick<int>(random, {900, 1000, 1100, 6000, 6000}));
+  r.u16(165, pick<int>(random, {900, 1000, 3000, 15000, 15000}));
   r.f32(104, pick<float>(random, {0.3F, 1.0F}));
   r.f32(108, pick<float>(random, {0.3F, 1.0F}));
   r.u16(161, 10 + dice(random, 200));
@@ -279,39 +280,6 @@ TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
   EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
   settings.min_smoothness[0] = 2001;
   EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
-}
-
-Pixels edge_bleed(const Pixels& row, const Record& record) {
-  Pixels image = row;
-  const auto config = filter_processor::read_config(record.bytes.data());
-  filter_processor::remove_edge_bleed(image.data(), static_cast<std::uint32_t>(row.size()), 1,
-                                      config.edge_bleed);
-  return image;
-}
-
-TEST(EdgeBleed, JudgesRunsByTheirEndsInsideTheRegionOfInterest) {
-  Record record = scene_record();
-  record.f32(71, 1.0F);
-  record.u16(53, 3);
-  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 2, 6, 6, 3, 3, 3}, record),
-            (Pixels{1, 0, 0, 0, 2, 6, 6, 3, 3, 3})); // the last run is never judged
-  EXPECT_EQ(edge_bleed({5, 5, 5, 0, 7, 7, 7, 7, 0, 0}, record),
-            (Pixels{0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-  record.u16(55, 1);
-  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 2, 2, 2, 2, 2, 1}, record),
-            (Pixels{1, 0, 5, 0, 0, 2, 2, 2, 0, 1}));
-  record.u16(55, 9); // never beyond the run
-  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 2, 2}, record), (Pixels{1, 0, 0, 0, 2, 2}));
-  record.u16(55, 0);
-  record.u16(57, 4);
-  EXPECT_EQ(edge_bleed({1, 5, 5, 5, 4, 4, 4, 1}, record), (Pixels{1, 5, 5, 5, 0, 0, 0, 1}));
-  // The first run starts at column 0 whatever lies before the region of interest.
-  record.f32(59, 0.4F);
-  EXPECT_EQ(edge_bleed({4, 1, 2, 3, 9, 4, 4, 1, 1, 1}, record),
-            (Pixels{0, 0, 0, 0, 0, 0, 0, 1, 1, 1}));
-  EXPECT_EQ(edge_bleed({4, 4, 4, 4, 4, 1, 1, 1}, record), (Pixels{0, 0, 0, 0, 0, 1, 1, 1}));
-  record.f32(63, 0.6F); // the columns end before the run does
-  EXPECT_EQ(edge_bleed({4, 4, 4, 4, 4, 1, 1, 1}, record), (Pixels{4, 4, 4, 4, 4, 1, 1, 1}));
 }
 
 TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {

@@ -146,23 +146,32 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
   }
 }
 
-TEST(RemoveSpeckles, FollowsTheStepsOfTheExpandingPixel) {
-  // 100 and 140 stand in bins of 128 with the thresholds 10 and 50: only 140 may step to 100.
-  SpeckleTask task{2, 1};
-  task.single = 1;
-  task.max_size = 1;
-  task.lut = {10, 50};
-  task.shift = 7;
-  EXPECT_EQ(filtered(task, {140, 100}, simd::active_level()), (Pixels{140, 100}));
-  EXPECT_EQ(filtered(task, {100, 140}, simd::active_level()), (Pixels{0, 0}));
-  SpeckleTask column = task;
-  column.width = 1;
-  column.height = 2;
-  EXPECT_EQ(filtered(column, {140, 100}, simd::active_level()), (Pixels{140, 100}));
-  EXPECT_EQ(filtered(column, {100, 140}, simd::active_level()), (Pixels{0, 0}));
-  // The bin counts modulo 256: 32768 >> 7 is bin 0 again.
-  EXPECT_EQ(filtered(task, {32768, 32768 + 11}, simd::active_level()), (Pixels{0, 0}));
-  EXPECT_EQ(filtered(task, {32767, 32767 - 11}, simd::active_level()), (Pixels{32767, 32756}));
+/// The largest island, a row of samples, that is removed from a frame of this size.
+std::uint32_t largest_removed(std::uint32_t width, std::uint32_t height, std::int32_t max_size,
+                              std::uint32_t step) {
+  const SpeckleTask task{.width = width, .height = height, .max_size = max_size, .single = 1};
+  Pixels island(std::size_t{width} * height);
+  for (std::uint32_t size = 0; size < width / step; ++size) {
+    island[(step - 1) * width + size * step + step - 1] = 1000;
+    const Pixels output = filtered(task, island, simd::active_level());
+    if (std::any_of(output.begin(), output.end(), [](auto pixel) { return pixel != 0; }))
+      return size;
+  }
+  return width / step;
+}
+
+TEST(RemoveSpeckles, TakesTheLimitFromTheFramesSize) {
+  EXPECT_EQ(largest_removed(700, 4, 80, 1), 80u);
+  EXPECT_EQ(largest_removed(700, 4, 0, 1), 480u);
+  EXPECT_EQ(largest_removed(700, 4, -9, 1), 480u);
+  EXPECT_EQ(largest_removed(640, 4, 80, 2), 20u);
+  EXPECT_EQ(largest_removed(700, 640, 3, 2), 350u) << "the default of 480 is the whole row";
+  EXPECT_EQ(largest_removed(700, 320, 3, 2), 120u);
+  EXPECT_EQ(largest_removed(700, 160, -8, 2), 30u);
+  EXPECT_EQ(largest_removed(424, 160, 3, 2), 30u);
+  EXPECT_EQ(largest_removed(424, 240, 3, 2), 120u);
+  EXPECT_EQ(largest_removed(700, 266, 41, 2), 10u);
+  EXPECT_EQ(largest_removed(266, 424, 41, 1), 41u);
 }
 
 } // namespace

@@ -99,41 +99,25 @@ TEST(HoleFillingKernels, EveryLevelEqualsTheNaiveForm) {
   }
 }
 
-/// A frame of 24 x 3 pixels, all `around` but the given ones in the middle row's neighbourhood of
-/// x.
-struct Hole {
-  std::size_t x;
-  std::uint16_t above, left, below;
-};
-
-std::uint16_t fill_one(const Hole& hole, const char* mode, gx_pixel_type pixel_type) {
-  Pixels pixels(24 * 3, 900);
-  pixels[hole.x] = hole.above;
-  if (hole.x > 0)
-    pixels[24 + hole.x - 1] = hole.left;
-  pixels[24 + hole.x] = 0;
-  pixels[48 + hole.x] = hole.below;
-  Filter filter("HoleFillingFilter");
-  EXPECT_EQ(filter.update({mode}), "");
-  ErrorSlot error;
-  const Frame output = filter.process(make_frame(24, 3, pixels, pixel_type), error);
-  EXPECT_EQ(error.text(), "");
-  return pixels_of(output.get())[24 + hole.x];
-}
-
 TEST(HoleFillingFilter, ChoosesTheSurfaceByModeAndPixelType) {
-  const Hole inner{3, 800, 1000, 1200};
-  EXPECT_EQ(fill_one(inner, "0", GX_PIXEL_DEPTH), 800);
-  EXPECT_EQ(fill_one(inner, "1", GX_PIXEL_DEPTH), 800);
-  EXPECT_EQ(fill_one(inner, "2", GX_PIXEL_DEPTH), 1200);
-  EXPECT_EQ(fill_one(inner, "1", GX_PIXEL_DISPARITY), 1200);
-  EXPECT_EQ(fill_one(inner, "2", GX_PIXEL_DISPARITY), 800);
-  EXPECT_EQ(fill_one(inner, "1", GX_PIXEL_TOF_DEPTH), 800);
-  // The first pixel of a group of eight knows only its left neighbour.
-  EXPECT_EQ(fill_one({8, 800, 1000, 1200}, "1", GX_PIXEL_DEPTH), 1000);
-  EXPECT_EQ(fill_one({16, 800, 1000, 1200}, "2", GX_PIXEL_DEPTH), 1000);
-  EXPECT_EQ(fill_one({0, 800, 0, 1200}, "1", GX_PIXEL_DEPTH), 0);
-  EXPECT_EQ(fill_one({3, 0, 0, 0}, "1", GX_PIXEL_DEPTH), 900); // carried over the hole before it
+  const struct {
+    const char* mode;
+    gx_pixel_type pixel_type;
+    void (*naive)(Pixels&, std::size_t, std::size_t);
+  } cases[] = {{"0", GX_PIXEL_DEPTH, naive_top},         {"0", GX_PIXEL_DISPARITY, naive_top},
+               {"1", GX_PIXEL_DEPTH, naive_minimum},     {"2", GX_PIXEL_DEPTH, naive_maximum},
+               {"1", GX_PIXEL_DISPARITY, naive_maximum}, {"2", GX_PIXEL_DISPARITY, naive_minimum},
+               {"1", GX_PIXEL_TOF_DEPTH, naive_minimum}, {"2", GX_PIXEL_TOF_DEPTH, naive_maximum}};
+  std::mt19937 random(5);
+  for (const auto& [mode, pixel_type, naive] : cases) {
+    const Pixels input = random_pixels(std::size_t{24} * 5, 0.5, random);
+    Pixels expected = input;
+    naive(expected, 24, 5);
+    Filter filter("HoleFillingFilter");
+    EXPECT_EQ(filter.update({mode}), "");
+    const Frame output = filter.process(make_frame(24, 5, input, pixel_type).get());
+    EXPECT_EQ(pixels_of(output.get()), expected) << mode << " of pixel type " << pixel_type;
+  }
 }
 
 TEST(HoleFillingFilter, DeliversTheCopyAndAnErrorInAnUnknownMode) {
