@@ -137,4 +137,28 @@ TEST(Updates, RefuseValuesBeyondTheirTypeAndReadNoFurther) {
   }
 }
 
+TEST(Updates, HaveTheirOwnBoundsWhereTheSchemaHasOthers) {
+  const struct {
+    const char* filter;
+    std::size_t index;
+    const char *accepted, *refused;
+  } cases[] = {{"LutNoiseRemovalFilter", 15, "10000", "10001"},
+               {"LutNoiseRemovalFilter", 0, "1", "0"},
+               {"EdgeNoiseRemovalFilter", 6, "1024", "1025"},
+               {"MgcNoiseRemovalFilter", 8, "1024", "1025"},
+               {"SpatialModerateFilter", 2, "-2147483648", "8"},
+               {"DepthResize", 2, "0.1", "0.09"}};
+  for (const auto& [name, index, accepted, refused] : cases) {
+    test::Filter filter(name);
+    const auto parameters = test::schema_of(*filter.context());
+    std::vector<const char*> values;
+    for (const auto& parameter : parameters)
+      values.push_back(parameter.default_value.c_str());
+    values[index] = accepted;
+    EXPECT_EQ(filter.update(values), "") << name;
+    values[index] = refused;
+    EXPECT_NE(filter.update(values), "") << name;
+  }
+}
+
 } // namespace

@@ -8,10 +8,7 @@
 
 namespace {
 
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 namespace simd = filter_processor::simd;
 
 struct Resize {

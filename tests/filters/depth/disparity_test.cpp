@@ -16,11 +16,7 @@
 namespace {
 
 namespace simd = filter_processor::simd;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
-using test::Profile;
+using namespace test;
 
 using Input = test::CameraFrame;
 

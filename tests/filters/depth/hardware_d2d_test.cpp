@@ -12,10 +12,7 @@
 namespace {
 
 namespace simd = filter_processor::simd;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 using Input = test::CameraFrame;
 

@@ -13,10 +13,7 @@ namespace {
 
 namespace simd = filter_processor::simd;
 using Int = std::int64_t;
-using test::ErrorSlot;
-using test::Filter;
-using test::Frame;
-using test::Pixels;
+using namespace test;
 
 /// The lengths of each row's left and right strips.
 using Runs = std::vector<std::array<Int, 2>>;

@@ -120,6 +120,12 @@ TEST(HoleFillingFilter, ChoosesTheSurfaceByModeAndPixelType) {
   }
 }
 
+TEST(HoleFillingFilter, RefusesOtherModes) {
+  EXPECT_EQ(
+      Filter("HoleFillingFilter").update({"3"}),
+      "invalid hole filling mode params | HoleFillingFilter::update_filter_config | argv | 4");
+}
+
 TEST(HoleFillingFilter, DeliversTheCopyAndAnErrorInAnUnknownMode) {
   filter_processor::HoleFillingFilter filter(3);
   const Frame input = make_frame(1, 3, {5, 0, 6});
