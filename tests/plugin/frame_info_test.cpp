@@ -54,6 +54,8 @@ TEST(DepthDiffLut, EqualsTheNaiveForm) {
     constexpr std::int32_t flags[] = {-1, 0, 0, 0, 2, 4};
     info.depth_flag = flags[random() % 6];
     info.depth_unit = std::exp2(octave(random)) * (random() % 20 == 0 ? -1 : 1);
+    if (run % 50 == 0)
+      info.depth_unit = run % 100 == 0 ? infinity : nan;
     info.bxf = random() % 20 == 0 ? 0.0F : static_cast<float>(std::exp2(octave(random)) * 2000);
     info.fraction_bit_size = static_cast<std::uint8_t>(random());
     const auto difference = static_cast<std::uint16_t>(random());

@@ -68,7 +68,7 @@ class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
     if (name == "DisparityTransform" && refusal.name == std::string("no camera"))
       return false;
     return !refusal.by_kernel || name == "FalsePositiveFilter" ||
-           (!facts_of_filter(name).failing.empty() && !filter_case().values.empty());
+           (!words(facts_of_filter(name).failing).empty() && !filter_case().values.empty());
   }
 
   static void set_kernel(Instance& instance, bool fails) {
@@ -78,7 +78,7 @@ class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
       blob[52] = fails ? 7 : 1; // quarter turns, of which the kernel knows three
       instance.set_blob_to(blob);
     }
-    const Values values = facts_of_filter(name).failing;
+    const Values values = words(facts_of_filter(name).failing);
     instance.update_to(fails && !values.empty() ? values : filter_case().values);
   }
 
@@ -202,7 +202,7 @@ TEST(RefusedFramesTable, EachFrameIsRefused) {
       Look look = instance.look;
       refusal.change(look);
       if (refusal.by_kernel)
-        instance.update_to(facts_of_filter(each.filter).failing);
+        instance.update_to(words(facts_of_filter(each.filter).failing));
       const std::string outcome = instance.outcome(instance.make(look));
       if (!outcome.starts_with("type "))
         errors.insert(each.filter);

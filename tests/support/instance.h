@@ -43,12 +43,13 @@ inline std::string legible(const std::string& facts) {
 
 /// Values that the case's filter accepts besides the case's, and see the difference.
 inline Values other_values(const FilterCase& filter_case, bool for_larger_frame) {
-  const auto& others = facts_of_filter(filter_case.filter).others;
+  const FilterFacts& facts = facts_of_filter(filter_case.filter);
+  const Values others = words(facts.others);
+  const Values second = words(facts.second_others);
   const bool resizes = filter_case.filter == std::string("DepthResize");
-  const bool first_is_set =
-      !filter_case.values.empty() && std::string(filter_case.values[0]) == others[0][0];
-  const bool second = resizes ? for_larger_frame : others.size() > 1 && first_is_set;
-  return others[second ? 1 : 0];
+  const bool are_set =
+      !filter_case.values.empty() && std::string(filter_case.values[0]) == others[0];
+  return !second.empty() && (resizes ? for_larger_frame : are_set) ? second : others;
 }
 
 /// The record that a filter takes as one blob; empty where it takes none.
