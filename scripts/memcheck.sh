@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs the torture tests of the release build, with GCC, under Valgrind's memcheck: any use of
-# undefined or foreign memory and any leak fails. Takes some minutes.
+# Runs the torture tests and the tests of refused frames of the release build, with GCC, under Valgrind's
+# memcheck: any use of undefined or foreign memory and any leak fails. Takes some minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
@@ -17,7 +17,7 @@ leaks='definite,indirect,possible'
 check=(valgrind --quiet --error-exitcode=1 --leak-check=full
   "--show-leak-kinds=$leaks" "--errors-for-leak-kinds=$leaks"
   --soname-synonyms=somalloc=nouserintercepts
-  build/release/bin/filter_processor_tests --gtest_brief=1 --gtest_filter=*Torture*-*DeathTest*)
+  build/release/bin/filter_processor_tests --gtest_brief=1 --gtest_filter=*Torture*:*RefusedFrames*-*DeathTest*)
 
 # As many processes as processors, each with its share of the tests.
 shards=$(nproc)
