@@ -80,6 +80,8 @@ TEST_F(GxfilterProgram, ListsAndDescribesFilters) {
   const Outcome json = run("describe HoleFillingFilter --json");
   EXPECT_NE(json.out.find("\"default\": \"0\""), std::string::npos);
   EXPECT_EQ(run("describe NoSuchFilter").status, 2);
+  EXPECT_EQ(run("synth --out scene --size 64x48 --frames 1 --fringe 65535").status, 0);
+  EXPECT_EQ(run("synth --out scene --size 64x48 --frames 1 --fringe 65536").status, 2);
 }
 
 TEST_F(GxfilterProgram, FillsHolesFromAbove) {

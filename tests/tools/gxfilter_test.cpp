@@ -234,7 +234,7 @@ TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
       {{{"fx", "3"}}, "fx"},
       {{{"fx", 0}}, "fx"},
       {{{"bit_size", 17}}, "bit_size"},
-      {{{"bit_size", 12.5}}, "bit_size"},
+      {{{"bit_size", 12.5}}, "must be a whole number"},
       {{{"pixel_type", "colour"}}, "pixel_type"},
       {{{"depth_unit", -1}}, "depth_unit"},
       {{{"d2d", 5}}, "d2d"},
