@@ -20,15 +20,15 @@ D2DParameters stereo_record() {
 }
 
 std::string parameter_text(const std::string& parameter, Size size) {
-  const std::uint32_t factor = parameter[0] == '2' ? 2 : 1;
+  const uint32_t factor = parameter[0] == '2' ? 2 : 1;
   if (parameter.back() == 'W')
     return std::to_string(factor * size.width);
   return parameter.back() == 'H' ? std::to_string(factor * size.height) : parameter;
 }
 
 gx_priv_filter_context* create(const std::string& filter) {
-  for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-    if (gx_get_filter_name(static_cast<std::int32_t>(i), nullptr) == filter)
+  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+    if (gx_get_filter_name(static_cast<int32_t>(i), nullptr) == filter)
       return gx_create_filter(i, nullptr);
   }
   throw std::runtime_error("no filter " + filter);
@@ -45,8 +45,7 @@ void configure(gx_priv_filter_context& context, const Configuration& configurati
   for (const std::string& text : texts)
     values.push_back(text.c_str());
   gx_error* error = nullptr;
-  context.update_config(context.filter, static_cast<std::int32_t>(values.size()), values.data(),
-                        &error);
+  context.update_config(context.filter, static_cast<int32_t>(values.size()), values.data(), &error);
   if (error != nullptr) {
     gx_delete_error(error);
     throw std::runtime_error(configuration.name() + " refuses its parameters");
@@ -55,7 +54,7 @@ void configure(gx_priv_filter_context& context, const Configuration& configurati
 
 } // namespace
 
-Frame make_frame(Size size, const std::uint16_t* pixels, gx_pixel_type type) {
+Frame make_frame(Size size, const uint16_t* pixels, gx_pixel_type type) {
   const std::unique_ptr<gx_stream_profile, Release> profile{
       gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, nullptr)};
   const D2DParameters record = stereo_record();

@@ -16,7 +16,7 @@ struct Release {
 using Frame = std::unique_ptr<gx_frame, Release>;
 
 /// A depth or disparity frame of a stereo camera with 16-bit disparities, 8 of these a fraction.
-Frame make_frame(Size size, const std::uint16_t* pixels, gx_pixel_type type);
+Frame make_frame(Size size, const uint16_t* pixels, gx_pixel_type type);
 
 /// A configured filter instance, driven through the exported functions.
 class FilterCall {

@@ -20,9 +20,9 @@ namespace {
 
 using namespace filter_processor;
 
-constexpr std::uint16_t step = 160; ///< tolerated difference
+constexpr uint16_t step = 160; ///< tolerated difference
 /// The tolerated differences of seven depth bins.
-constexpr std::uint16_t steps[] = {4, 8, 16, 32, 64, 128, 256};
+constexpr uint16_t steps[] = {4, 8, 16, 32, 64, 128, 256};
 
 /// `make_work(kernels, size)` returns what processes the pixels of a frame in place.
 template <typename Kernels, typename MakeWork>
@@ -81,8 +81,8 @@ void add_spatial_moderate() {
   using Kernels = SpatialModerateKernels;
   const auto smooth = [](const std::string& name, auto call) {
     add<Kernels>("SpatialModerate." + name, [=](const Kernels& kernels, Size size) {
-      return [=, &kernels, rows = Pixels(std::size_t{Kernels::row_buffers} * size.width)](
-                 Pixels& pixels) mutable {
+      return [=, &kernels,
+              rows = Pixels(size_t{Kernels::row_buffers} * size.width)](Pixels& pixels) mutable {
         call(kernels, {pixels.data(), size.width, size.height, 2, 1, rows.data()});
       };
     });
@@ -99,24 +99,24 @@ void add_spatial_advanced() {
   using Kernels = SpatialAdvancedKernels;
   const auto walk = [](const std::string& name, auto call) {
     add<Kernels>("SpatialAdvanced." + name, [=](const Kernels& kernels, Size size) {
-      return [=, &kernels, strip = Pixels(std::size_t{Kernels::strip_rows} * size.width)](
-                 Pixels& pixels) mutable {
-        const PixelGrid grid{pixels.data(), static_cast<std::uint16_t>(size.width),
-                             static_cast<std::uint16_t>(size.height)};
+      return [=, &kernels,
+              strip = Pixels(size_t{Kernels::strip_rows} * size.width)](Pixels& pixels) mutable {
+        const PixelGrid grid{pixels.data(), static_cast<uint16_t>(size.width),
+                             static_cast<uint16_t>(size.height)};
         call(kernels, grid, strip.data());
       };
     });
   };
-  walk("rows_fixed", [](const Kernels& kernels, const PixelGrid& grid, std::uint16_t* strip) {
+  walk("rows_fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* strip) {
     kernels.rows_fixed(grid, step, 1, strip);
   });
-  walk("columns_fixed", [](const Kernels& kernels, const PixelGrid& grid, std::uint16_t*) {
+  walk("columns_fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t*) {
     kernels.columns_fixed(grid, step);
   });
-  walk("rows_table", [](const Kernels& kernels, const PixelGrid& grid, std::uint16_t* strip) {
+  walk("rows_table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* strip) {
     kernels.rows_table(grid, steps, 1, strip);
   });
-  walk("columns_table", [](const Kernels& kernels, const PixelGrid& grid, std::uint16_t*) {
+  walk("columns_table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t*) {
     kernels.columns_table(grid, steps);
   });
 }
@@ -124,8 +124,8 @@ void add_spatial_advanced() {
 /// 65536 depths that descend with the code.
 Pixels lookup_table() {
   Pixels table(65536);
-  for (std::uint32_t code = 1; code < table.size(); ++code)
-    table[code] = static_cast<std::uint16_t>(5'000'000 / (code + 80));
+  for (uint32_t code = 1; code < table.size(); ++code)
+    table[code] = static_cast<uint16_t>(5'000'000 / (code + 80));
   return table;
 }
 
@@ -152,13 +152,13 @@ void add_invalid_depth() {
 
 /// Sampling of whole frames that are enlarged by a whole factor.
 void add_sampling() {
-  const auto sample = [](const std::string& name, std::uint32_t factor, bool mapped) {
+  const auto sample = [](const std::string& name, uint32_t factor, bool mapped) {
     add<SamplingKernels>("Sampling." + name, [=](const SamplingKernels& kernels, Size size) {
-      const std::uint32_t width = factor * size.width;
-      const std::uint32_t height = factor * size.height;
+      const uint32_t width = factor * size.width;
+      const uint32_t height = factor * size.height;
       Pixels columns(width);
-      for (std::uint32_t x = 0; x < width; ++x)
-        columns[x] = static_cast<std::uint16_t>(x / factor);
+      for (uint32_t x = 0; x < width; ++x)
+        columns[x] = static_cast<uint16_t>(x / factor);
       return [=, &kernels, table = lookup_table(),
               output = Pixels(Size{width, height}.pixels())](Pixels& pixels) mutable {
         const SampledRows rows{width,
@@ -184,21 +184,22 @@ void add_edge_strips() {
   using Kernels = EdgeStripsKernels;
   const auto clear = [](const std::string& name, auto call) {
     add<Kernels>("EdgeStrips." + name, [=](const Kernels& kernels, Size size) {
-      return [=, &kernels, table = Pixels(std::size_t{2} * size.height, 20),
-              columns =
-                  std::vector<std::int32_t>(std::size_t{2} * size.width)](Pixels& pixels) mutable {
+      return [=, &kernels, table = Pixels(size_t{2} * size.height, 20),
+              columns = std::vector<int32_t>(size_t{2} * size.width)](Pixels& pixels) mutable {
         call(kernels, {pixels.data(), size.width, size.height}, table.data(), columns.data());
       };
     });
   };
   using Image = EdgeStripsImage;
-  clear("rows", [](const Kernels& kernels, const Image& image, const std::uint16_t*,
-                   EdgeStripsColumns) { kernels.rows(image, 6, 70); });
+  clear("rows", [](const Kernels& kernels, const Image& image, const uint16_t*, EdgeStripsColumns) {
+    kernels.rows(image, 6, 70);
+  });
   clear("rows_and_columns",
-        [](const Kernels& kernels, const Image& image, const std::uint16_t*,
-           EdgeStripsColumns columns) { kernels.rows_and_columns(image, 6, 6, 70, 30, columns); });
+        [](const Kernels& kernels, const Image& image, const uint16_t*, EdgeStripsColumns columns) {
+          kernels.rows_and_columns(image, 6, 6, 70, 30, columns);
+        });
   clear("chamfered_rows_and_columns", [](const Kernels& kernels, const Image& image,
-                                         const std::uint16_t* table, EdgeStripsColumns columns) {
+                                         const uint16_t* table, EdgeStripsColumns columns) {
     kernels.chamfered_rows_and_columns(image, 6, 120, 120, table, columns);
   });
 }
@@ -211,7 +212,7 @@ void add_speckles() {
       return [=, &kernels,
               buffer = std::vector<std::max_align_t>(bytes / sizeof(std::max_align_t) + 1)](
                  Pixels& pixels) mutable {
-        const auto entries = static_cast<std::uint8_t>(with_table ? std::size(steps) : 0);
+        const auto entries = static_cast<uint8_t>(with_table ? std::size(steps) : 0);
         kernels.removeSpeckles(buffer.data(), pixels.data(), nullptr, size.width, size.height,
                                steps, 10, entries, step, 80, 4, 4, 0, 1);
       };
@@ -224,14 +225,13 @@ void add_speckles() {
 void add_joins() {
   add<JoinKernels>("Join.find", [](const JoinKernels& kernels, Size size) {
     JoinThresholds thresholds{0, 30, 6, {}, {}};
-    for (std::uint32_t i = 0; i < thresholds.steps; ++i) {
-      thresholds.depth[i] = static_cast<std::uint16_t>(1000 * (i + 1));
+    for (uint32_t i = 0; i < thresholds.steps; ++i) {
+      thresholds.depth[i] = static_cast<uint16_t>(1000 * (i + 1));
       thresholds.rise[i] = 20;
     }
-    return
-        [=, &kernels, states = std::vector<std::uint8_t>(size.pixels())](Pixels& pixels) mutable {
-          kernels.find(pixels.data(), size.width, size.height, thresholds, states.data());
-        };
+    return [=, &kernels, states = std::vector<uint8_t>(size.pixels())](Pixels& pixels) mutable {
+      kernels.find(pixels.data(), size.width, size.height, thresholds, states.data());
+    };
   });
 }
 

@@ -12,11 +12,11 @@
 namespace bench {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 
 Pixels descending_depths() {
   Pixels table(65536);
-  for (std::uint32_t code = 1; code < table.size(); ++code)
+  for (uint32_t code = 1; code < table.size(); ++code)
     table[code] = static_cast<Pixel>(5'000'000 / (code + 80));
   return table;
 }
@@ -35,19 +35,19 @@ void clear_between(Pixels& pixels, Size) {
 }
 
 /// Nearest neighbour in 16.16 fixed point.
-template <std::uint32_t factor>
+template <uint32_t factor>
 void resize(const Pixels& from, Size size, Pixels& to) {
-  constexpr std::uint32_t step = 65536 / factor;
-  for (std::uint32_t y = 0; y < factor * size.height; ++y) {
-    for (std::uint32_t x = 0; x < factor * size.width; ++x) {
-      const std::uint32_t row = y * step >> 16;
-      to[std::size_t{y} * factor * size.width + x] = from[row * size.width + (x * step >> 16)];
+  constexpr uint32_t step = 65536 / factor;
+  for (uint32_t y = 0; y < factor * size.height; ++y) {
+    for (uint32_t x = 0; x < factor * size.width; ++x) {
+      const uint32_t row = y * step >> 16;
+      to[size_t{y} * factor * size.width + x] = from[row * size.width + (x * step >> 16)];
     }
   }
 }
 
 void fill_top(Pixels& pixels, Size size) {
-  for (std::size_t i = size.width; i < pixels.size(); ++i) {
+  for (size_t i = size.width; i < pixels.size(); ++i) {
     if (pixels[i] == 0)
       pixels[i] = pixels[i - size.width];
   }
@@ -56,9 +56,9 @@ void fill_top(Pixels& pixels, Size size) {
 /// From the neighbour above, below or to the left whose valid value comes first by `before`.
 template <typename Before>
 void fill_extreme(Pixels& pixels, Size size, Before before) {
-  for (std::uint32_t y = 1; y + 1 < size.height; ++y) {
-    for (std::uint32_t x = 1; x < size.width; ++x) {
-      Pixel* const pixel = &pixels[std::size_t{y} * size.width + x];
+  for (uint32_t y = 1; y + 1 < size.height; ++y) {
+    for (uint32_t x = 1; x < size.width; ++x) {
+      Pixel* const pixel = &pixels[size_t{y} * size.width + x];
       if (*pixel != 0)
         continue;
       for (const Pixel* neighbour : {pixel - size.width, pixel + size.width, pixel - 1}) {
@@ -69,26 +69,26 @@ void fill_extreme(Pixels& pixels, Size size, Before before) {
   }
 }
 
-template <std::ptrdiff_t reach>
+template <ptrdiff_t reach>
 void median(const Pixels& from, Size size, Pixels& to) {
-  constexpr std::ptrdiff_t side = 2 * reach + 1;
-  constexpr std::size_t area{side * side};
-  const auto width = static_cast<std::ptrdiff_t>(size.width);
-  for (std::ptrdiff_t y = reach; y + reach < std::ptrdiff_t{size.height}; ++y) {
-    for (std::ptrdiff_t x = reach; x + reach < width; ++x) {
+  constexpr ptrdiff_t side = 2 * reach + 1;
+  constexpr size_t area{side * side};
+  const auto width = static_cast<ptrdiff_t>(size.width);
+  for (ptrdiff_t y = reach; y + reach < ptrdiff_t{size.height}; ++y) {
+    for (ptrdiff_t x = reach; x + reach < width; ++x) {
       Pixel window[area];
       Pixel* end = window;
-      for (std::ptrdiff_t dy = -reach; dy <= reach; ++dy)
-        end = std::copy_n(&from[static_cast<std::size_t>((y + dy) * width + x - reach)], side, end);
+      for (ptrdiff_t dy = -reach; dy <= reach; ++dy)
+        end = std::copy_n(&from[static_cast<size_t>((y + dy) * width + x - reach)], side, end);
       Pixel* const middle = window + area / 2;
       std::nth_element(window, middle, end);
-      to[static_cast<std::size_t>(y * width + x)] = *middle;
+      to[static_cast<size_t>(y * width + x)] = *middle;
     }
   }
 }
 
 void blend(Pixels& pixels, Pixels& previous) {
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
+  for (size_t i = 0; i < pixels.size(); ++i) {
     const auto current = static_cast<float>(pixels[i]);
     const auto before = static_cast<float>(previous[i]);
     if (current > 0 && before > 0 && std::abs(current - before) < std::min(current, before) * 0.1F)
@@ -99,16 +99,16 @@ void blend(Pixels& pixels, Pixels& previous) {
 
 /// The mean of the valid pixels of a window that are close to its centre.
 void window_mean_5x5(Pixels& pixels, Size size) {
-  const auto width = static_cast<std::ptrdiff_t>(size.width);
-  for (std::ptrdiff_t y = 2; y + 2 < std::ptrdiff_t{size.height}; ++y) {
-    for (std::ptrdiff_t x = 2; x + 2 < width; ++x) {
-      Pixel* const centre = &pixels[static_cast<std::size_t>(y * width + x)];
+  const auto width = static_cast<ptrdiff_t>(size.width);
+  for (ptrdiff_t y = 2; y + 2 < ptrdiff_t{size.height}; ++y) {
+    for (ptrdiff_t x = 2; x + 2 < width; ++x) {
+      Pixel* const centre = &pixels[static_cast<size_t>(y * width + x)];
       if (*centre == 0)
         continue;
-      std::uint32_t sum = 0;
-      std::uint32_t count = 0;
-      for (std::ptrdiff_t dy = -2; dy <= 2; ++dy) {
-        for (std::ptrdiff_t dx = -2; dx <= 2; ++dx) {
+      uint32_t sum = 0;
+      uint32_t count = 0;
+      for (ptrdiff_t dy = -2; dy <= 2; ++dy) {
+        for (ptrdiff_t dx = -2; dx <= 2; ++dx) {
           const Pixel other = centre[dy * width + dx];
           if (other != 0 && std::abs(other - *centre) < 160) {
             sum += other;
@@ -128,29 +128,29 @@ void join_mean(const Pixel& before, Pixel& pixel) {
 
 /// Means of each pixel and the one before it along rows and columns, forth and back.
 void recursive_mean(Pixels& pixels, Size size) {
-  const std::size_t width = size.width;
-  for (std::size_t row = 0; row < pixels.size(); row += width) {
-    for (std::size_t x = 1; x < width; ++x)
+  const size_t width = size.width;
+  for (size_t row = 0; row < pixels.size(); row += width) {
+    for (size_t x = 1; x < width; ++x)
       join_mean(pixels[row + x - 1], pixels[row + x]);
-    for (std::size_t x = width - 1; x > 0; --x)
+    for (size_t x = width - 1; x > 0; --x)
       join_mean(pixels[row + x], pixels[row + x - 1]);
   }
-  for (std::size_t i = width; i < pixels.size(); ++i)
+  for (size_t i = width; i < pixels.size(); ++i)
     join_mean(pixels[i - width], pixels[i]);
-  for (std::size_t i = pixels.size(); i-- > width;)
+  for (size_t i = pixels.size(); i-- > width;)
     join_mean(pixels[i], pixels[i - width]);
 }
 
 /// Strips of six pixels at both ends of each row, where these lie within 70 pixels of the border.
 void edge_rows(Pixels& pixels, Size size) {
-  for (std::size_t row = 0; row < pixels.size(); row += size.width) {
+  for (size_t row = 0; row < pixels.size(); row += size.width) {
     const auto clear = [&](auto first, auto end) {
       const auto valid = std::find_if(first, end, [](Pixel pixel) { return pixel != 0; });
       if (valid - first < 70)
-        std::fill_n(valid, std::min<std::ptrdiff_t>(6, end - valid), Pixel{0});
+        std::fill_n(valid, std::min<ptrdiff_t>(6, end - valid), Pixel{0});
     };
-    const auto first = pixels.begin() + static_cast<std::ptrdiff_t>(row);
-    const auto last = first + static_cast<std::ptrdiff_t>(size.width);
+    const auto first = pixels.begin() + static_cast<ptrdiff_t>(row);
+    const auto last = first + static_cast<ptrdiff_t>(size.width);
     clear(first, last);
     clear(std::make_reverse_iterator(last), std::make_reverse_iterator(first));
   }
@@ -165,7 +165,7 @@ void speckles(Pixels& pixels, Size size) {
 void false_positive_all(Pixels& pixels, Size size) {
   naive::Fired fired;
   naive::Filter filter(fired);
-  for (const std::size_t detector : {52U, 79U, 160U})
+  for (const size_t detector : {52U, 79U, 160U})
     filter.anchor.u8(detector, 1);
   filter.process(pixels, static_cast<int>(size.width), static_cast<int>(size.height));
 }
@@ -191,10 +191,10 @@ void add_form(const char* name, Form form, Scene scene = noisy_scene) {
 
 /// Forms that write another frame, `factor` times as wide and high, than they read.
 template <typename Form>
-void add_copying_form(const char* name, std::uint32_t factor, Form form) {
+void add_copying_form(const char* name, uint32_t factor, Form form) {
   add(name, [=](benchmark::State& state, Size size) {
     const Pixels& from = cached(noisy_scene, size);
-    Pixels to(std::size_t{factor} * factor * size.pixels());
+    Pixels to(size_t{factor} * factor * size.pixels());
     for (auto _ : state) {
       form(from, size, to);
       benchmark::ClobberMemory();

@@ -18,7 +18,7 @@ cv::Mat image(Size size, int type) {
   const Pixels& scene = cached(noisy_scene, size);
   cv::Mat converted;
   cv::Mat(static_cast<int>(size.height), static_cast<int>(size.width), CV_16UC1,
-          const_cast<std::uint16_t*>(scene.data())) // read only
+          const_cast<uint16_t*>(scene.data())) // read only
       .convertTo(converted, type);
   return converted;
 }

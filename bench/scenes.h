@@ -10,21 +10,21 @@
 namespace bench {
 
 struct Size {
-  std::uint32_t width, height;
+  uint32_t width, height;
 
-  std::size_t pixels() const { return std::size_t{width} * height; }
+  size_t pixels() const { return size_t{width} * height; }
 };
 
-using Pixels = std::vector<std::uint16_t>;
+using Pixels = std::vector<uint16_t>;
 using Scene = Pixels (*)(Size size);
 
 /// A slanted plane with steps.
 inline Pixels clean_scene(Size size) {
   Pixels pixels(size.pixels());
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
+  for (size_t i = 0; i < pixels.size(); ++i) {
     const auto x = i % size.width;
     const auto y = i / size.width;
-    pixels[i] = static_cast<std::uint16_t>(800 + x + 2 * y + 600 * (x * 4 / size.width));
+    pixels[i] = static_cast<uint16_t>(800 + x + 2 * y + 600 * (x * 4 / size.width));
   }
   return pixels;
 }
@@ -33,9 +33,9 @@ inline Pixels clean_scene(Size size) {
 inline Pixels noisy_scene(Size size) {
   std::mt19937 random(1);
   Pixels pixels = clean_scene(size);
-  for (std::uint16_t& pixel : pixels) {
+  for (uint16_t& pixel : pixels) {
     const bool hole = random() % 10 == 0;
-    pixel = hole ? std::uint16_t{0} : static_cast<std::uint16_t>(pixel + random() % 16);
+    pixel = hole ? uint16_t{0} : static_cast<uint16_t>(pixel + random() % 16);
   }
   return pixels;
 }
@@ -44,8 +44,8 @@ inline Pixels noisy_scene(Size size) {
 inline Pixels dense_noise(Size size) {
   std::mt19937 random(2);
   Pixels pixels(size.pixels());
-  for (std::uint16_t& pixel : pixels)
-    pixel = static_cast<std::uint16_t>(random());
+  for (uint16_t& pixel : pixels)
+    pixel = static_cast<uint16_t>(random());
   return pixels;
 }
 
@@ -54,8 +54,8 @@ inline Pixels dense_noise(Size size) {
 inline Pixels near_noise(Size size) {
   std::mt19937 random(3);
   Pixels pixels(size.pixels());
-  for (std::uint16_t& pixel : pixels)
-    pixel = static_cast<std::uint16_t>(400 + random() % 200);
+  for (uint16_t& pixel : pixels)
+    pixel = static_cast<uint16_t>(400 + random() % 200);
   return pixels;
 }
 
@@ -64,8 +64,8 @@ inline Pixels near_noise(Size size) {
 inline Pixels step_noise(Size size) {
   std::mt19937 random(5);
   Pixels pixels(size.pixels());
-  for (std::uint16_t& pixel : pixels)
-    pixel = static_cast<std::uint16_t>(480 + random() % 80);
+  for (uint16_t& pixel : pixels)
+    pixel = static_cast<uint16_t>(480 + random() % 80);
   return pixels;
 }
 
@@ -73,8 +73,8 @@ inline Pixels step_noise(Size size) {
 inline Pixels ragged_regions(Size size) {
   std::mt19937 random(4);
   Pixels pixels(size.pixels());
-  for (std::uint16_t& pixel : pixels)
-    pixel = static_cast<std::uint16_t>(400 + random() % 56);
+  for (uint16_t& pixel : pixels)
+    pixel = static_cast<uint16_t>(400 + random() % 56);
   return pixels;
 }
 
@@ -89,7 +89,7 @@ inline Pixels recorded_scene(Size size) {
   std::ifstream file("/usr/share/visp-images-data/ViSP-images/mbt-depth/castel/castel/"
                      "depth_image_0000.bin",
                      std::ios::binary);
-  std::uint32_t height_and_width[2] = {};
+  uint32_t height_and_width[2] = {};
   file.read(reinterpret_cast<char*>(height_and_width), sizeof height_and_width);
   const Size recorded{height_and_width[1], height_and_width[0]};
   if (!file || recorded.pixels() == 0 || recorded.pixels() > 1U << 24)
@@ -100,7 +100,7 @@ inline Pixels recorded_scene(Size size) {
   if (!file)
     return {};
   Pixels pixels(size.pixels());
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
+  for (size_t i = 0; i < pixels.size(); ++i) {
     const auto x = i % size.width * recorded.width / size.width;
     const auto y = i / size.width * recorded.height / size.height;
     pixels[i] = from[y * recorded.width + x];

@@ -36,12 +36,12 @@ double timed_call(bench::FilterCall& filter, gx_frame* input) {
 }
 
 double percentile(Times times, double fraction) {
-  const auto rank = static_cast<std::ptrdiff_t>(fraction * static_cast<double>(times.size() - 1));
+  const auto rank = static_cast<ptrdiff_t>(fraction * static_cast<double>(times.size() - 1));
   std::nth_element(times.begin(), times.begin() + rank, times.end());
-  return times[static_cast<std::size_t>(rank)];
+  return times[static_cast<size_t>(rank)];
 }
 
-double median_time(const Configuration& configuration, Size size, std::size_t frames) {
+double median_time(const Configuration& configuration, Size size, size_t frames) {
   const Pixels pixels = configuration.scene(size);
   const bench::Frame input = bench::make_frame(size, pixels.data(), configuration.pixel_type);
   bench::FilterCall filter(configuration, size);
@@ -52,11 +52,11 @@ double median_time(const Configuration& configuration, Size size, std::size_t fr
   return percentile(times, 0.5);
 }
 
-void write_growth(const Configuration& configuration, std::size_t frames) {
+void write_growth(const Configuration& configuration, size_t frames) {
   std::printf("| %s", configuration.name().c_str());
   for (const Size size : growing_sizes) {
     // As many pixels at each size, within reason.
-    const std::size_t count = std::clamp<std::size_t>(frames * 15000 / size.pixels(), 5, 1000);
+    const size_t count = std::clamp<size_t>(frames * 15000 / size.pixels(), 5, 1000);
     const double us = median_time(configuration, size, count);
     std::printf(" | %.3f", 1e3 * us / static_cast<double>(size.pixels()));
   }
@@ -68,16 +68,16 @@ class Recording {
  public:
   explicit Recording(Size size) : size_(size), canvas_(bench::noisy_scene(turning_height())) {}
 
-  const std::uint16_t* frame(std::size_t index) const {
-    const std::size_t step = index % (2 * turn);
-    const std::size_t row = step < turn ? step : 2 * turn - step;
+  const uint16_t* frame(size_t index) const {
+    const size_t step = index % (2 * turn);
+    const size_t row = step < turn ? step : 2 * turn - step;
     return canvas_.data() + row * size_.width;
   }
 
  private:
-  static constexpr std::size_t turn = 1000; ///< rows
+  static constexpr size_t turn = 1000; ///< rows
 
-  Size turning_height() const { return {size_.width, size_.height + std::uint32_t{turn}}; }
+  Size turning_height() const { return {size_.width, size_.height + uint32_t{turn}}; }
 
   Size size_;
   Pixels canvas_;
@@ -89,21 +89,21 @@ double peak_resident_mib() {
   return static_cast<double>(usage.ru_maxrss) / 1024;
 }
 
-void write_endurance(const Configuration& configuration, std::size_t frames) {
+void write_endurance(const Configuration& configuration, size_t frames) {
   constexpr Size size{640, 480};
   const Recording recording(size);
   bench::FilterCall filter(configuration, size);
   Times times(frames); // touched now, so that its memory counts from the beginning
-  const std::size_t part = std::min<std::size_t>(1000, frames / 2);
+  const size_t part = std::min<size_t>(1000, frames / 2);
   double early_peak = 0;
-  for (std::size_t i = 0; i < frames; ++i) {
+  for (size_t i = 0; i < frames; ++i) {
     const auto input = bench::make_frame(size, recording.frame(i), configuration.pixel_type);
     times[i] = timed_call(filter, input.get());
     if (i + 1 == part)
       early_peak = peak_resident_mib();
   }
   const double late_peak = peak_resident_mib();
-  const auto split = static_cast<std::ptrdiff_t>(part);
+  const auto split = static_cast<ptrdiff_t>(part);
   const double median = percentile(times, 0.5);
   const double p99 = percentile(times, 0.99);
   const double first = percentile(Times(times.begin(), times.begin() + split), 0.5);
@@ -141,7 +141,7 @@ bool for_each_filter(Write write) {
 } // namespace
 
 int main(int argc, char** argv) {
-  const std::size_t frames = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 10000;
+  const size_t frames = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 10000;
   if (frames < 2) {
     std::fputs("usage: filter_processor_soak [FRAMES], at least 2\n", stderr);
     return 2;

@@ -63,10 +63,10 @@ FrameReference full_copy(const gx_frame& other) {
 }
 
 /// The bytes of `pixels` from `data` on where `data` points into them, else the largest count.
-std::size_t bytes_from(const PixelBuffer& pixels, const uint8_t* data) {
+size_t bytes_from(const PixelBuffer& pixels, const uint8_t* data) {
   const uint8_t* const end = pixels.data() + pixels.size();
   const bool inside = std::less_equal<>()(pixels.data(), data) && std::less<>()(data, end);
-  return inside ? static_cast<std::size_t>(end - data) : std::numeric_limits<std::size_t>::max();
+  return inside ? static_cast<size_t>(end - data) : std::numeric_limits<size_t>::max();
 }
 
 void update_data(gx_frame& frame, const uint8_t* data, uint32_t size) {

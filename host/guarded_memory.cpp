@@ -11,32 +11,32 @@ namespace gexton {
 
 #if defined(_WIN32)
 
-std::uint8_t* allocate_guarded(std::size_t, std::size_t) {
+uint8_t* allocate_guarded(size_t, size_t) {
   throw std::bad_alloc();
 }
 
-void free_guarded(std::uint8_t*, std::size_t, std::size_t) noexcept {}
+void free_guarded(uint8_t*, size_t, size_t) noexcept {}
 
 #else
 
 namespace {
 
-constexpr std::size_t rounded_up(std::size_t size, std::size_t multiple) {
+constexpr size_t rounded_up(size_t size, size_t multiple) {
   return (size + multiple - 1) / multiple * multiple;
 }
 
 /// The pages that hold a buffer: accessible bytes, then one page that is not.
 struct Pages {
-  explicit Pages(std::size_t size)
-      : page(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))), accessible(rounded_up(size, page)) {}
+  explicit Pages(size_t size)
+      : page(static_cast<size_t>(sysconf(_SC_PAGESIZE))), accessible(rounded_up(size, page)) {}
 
-  std::size_t page;
-  std::size_t accessible;
+  size_t page;
+  size_t accessible;
 };
 
 } // namespace
 
-std::uint8_t* allocate_guarded(std::size_t size, std::size_t alignment) {
+uint8_t* allocate_guarded(size_t size, size_t alignment) {
   const Pages pages(size);
   void* const start =
       mmap(nullptr, pages.accessible + pages.page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -47,10 +47,10 @@ std::uint8_t* allocate_guarded(std::size_t size, std::size_t alignment) {
     munmap(start, pages.accessible + pages.page);
     throw std::bad_alloc();
   }
-  return static_cast<std::uint8_t*>(start) + pages.accessible - rounded_up(size, alignment);
+  return static_cast<uint8_t*>(start) + pages.accessible - rounded_up(size, alignment);
 }
 
-void free_guarded(std::uint8_t* bytes, std::size_t size, std::size_t alignment) noexcept {
+void free_guarded(uint8_t* bytes, size_t size, size_t alignment) noexcept {
   const Pages pages(size);
   munmap(bytes + rounded_up(size, alignment) - pages.accessible, pages.accessible + pages.page);
 }

@@ -13,9 +13,9 @@ inline constexpr bool can_guard_memory = true;
 
 /// `size` bytes, not 0, that are followed by a page without access as closely as `alignment` (a
 /// power of 2) allows. Throws std::bad_alloc; where memory can't be guarded, always.
-std::uint8_t* allocate_guarded(std::size_t size, std::size_t alignment);
+uint8_t* allocate_guarded(size_t size, size_t alignment);
 
 /// With the arguments that they were allocated with.
-void free_guarded(std::uint8_t* bytes, std::size_t size, std::size_t alignment) noexcept;
+void free_guarded(uint8_t* bytes, size_t size, size_t alignment) noexcept;
 
 } // namespace gexton

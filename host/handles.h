@@ -15,11 +15,11 @@ namespace gexton {
 
 /// Base of every object that a handle points to. The creator holds the first reference.
 struct Counted {
-  std::atomic<std::uint32_t> references{1};
+  std::atomic<uint32_t> references{1};
 };
 
 /// Releases of handles that were not alive, of every kind.
-inline std::atomic<std::uint64_t> excess_releases{0};
+inline std::atomic<uint64_t> excess_releases{0};
 
 /// The handles of one kind that are alive. A release looks its handle up here before it touches the
 /// object, so a second delete is an error rather than a read of freed memory (as long as no newer
@@ -51,7 +51,7 @@ class LiveHandles {
     return true;
   }
 
-  std::size_t size() {
+  size_t size() {
     const std::lock_guard lock(mutex_);
     return handles_.size();
   }

@@ -31,11 +31,11 @@ constexpr bool recycles = false;
 constexpr bool recycles = true;
 #endif
 
-std::uint8_t* allocate(std::uint32_t size) {
-  return static_cast<std::uint8_t*>(::operator new(size, alignment));
+uint8_t* allocate(uint32_t size) {
+  return static_cast<uint8_t*>(::operator new(size, alignment));
 }
 
-void deallocate(std::uint8_t* bytes) noexcept {
+void deallocate(uint8_t* bytes) noexcept {
   ::operator delete(bytes, alignment);
 }
 
@@ -49,9 +49,9 @@ class IdleBuffers {
   ~IdleBuffers() { clear(); }
 
   /// Null where no idle buffer has this size. Prefers the newest, which caches may still hold.
-  std::uint8_t* take(std::uint32_t size) {
+  uint8_t* take(uint32_t size) {
     const std::lock_guard lock(mutex_);
-    for (std::size_t i = count_; i-- > 0;) {
+    for (size_t i = count_; i-- > 0;) {
       if (buffers_[i].size == size) {
         return remove(i);
       }
@@ -59,7 +59,7 @@ class IdleBuffers {
     return nullptr;
   }
 
-  void put(std::uint8_t* bytes, std::uint32_t size) {
+  void put(uint8_t* bytes, uint32_t size) {
     if (size > max_bytes) {
       deallocate(bytes);
       return;
@@ -81,13 +81,13 @@ class IdleBuffers {
 
  private:
   struct Idle {
-    std::uint8_t* bytes;
-    std::uint32_t size;
+    uint8_t* bytes;
+    uint32_t size;
   };
 
-  static constexpr std::size_t max_bytes = std::size_t{256} << 20;
+  static constexpr size_t max_bytes = size_t{256} << 20;
 
-  std::uint8_t* remove(std::size_t index) {
+  uint8_t* remove(size_t index) {
     const Idle removed = buffers_[index];
     std::copy(&buffers_[index] + 1, buffers_.data() + count_, &buffers_[index]);
     --count_;
@@ -97,35 +97,35 @@ class IdleBuffers {
 
   std::mutex mutex_;
   std::array<Idle, 64> buffers_{};
-  std::size_t count_ = 0;
-  std::size_t total_bytes_ = 0;
+  size_t count_ = 0;
+  size_t total_bytes_ = 0;
 };
 
 IdleBuffers idle_buffers;
 
 std::atomic<bool> guards_new_buffers{false};
 
-std::uint8_t* acquire(std::uint32_t size, bool guarded) {
+uint8_t* acquire(uint32_t size, bool guarded) {
   if (size == 0) {
     return nullptr;
   }
   if (guarded) {
-    return allocate_guarded(size, static_cast<std::size_t>(alignment));
+    return allocate_guarded(size, static_cast<size_t>(alignment));
   }
-  std::uint8_t* const recycled = recycles ? idle_buffers.take(size) : nullptr;
+  uint8_t* const recycled = recycles ? idle_buffers.take(size) : nullptr;
   return recycled != nullptr ? recycled : allocate(size);
 }
 
 } // namespace
 
-PixelBuffer::PixelBuffer(std::uint32_t size) : PixelBuffer(size, guards_new_buffers) {}
+PixelBuffer::PixelBuffer(uint32_t size) : PixelBuffer(size, guards_new_buffers) {}
 
-PixelBuffer::PixelBuffer(std::uint32_t size, bool guarded)
+PixelBuffer::PixelBuffer(uint32_t size, bool guarded)
     : bytes_(acquire(size, guarded), Recycle{size, guarded}) {}
 
-void PixelBuffer::Recycle::operator()(std::uint8_t* bytes) const noexcept {
+void PixelBuffer::Recycle::operator()(uint8_t* bytes) const noexcept {
   if (guarded) {
-    free_guarded(bytes, size, static_cast<std::size_t>(alignment));
+    free_guarded(bytes, size, static_cast<size_t>(alignment));
   } else if (recycles) {
     idle_buffers.put(bytes, size);
   } else {

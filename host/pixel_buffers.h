@@ -10,22 +10,22 @@ namespace gexton {
 class PixelBuffer {
  public:
   /// The bytes have any value. Throws std::bad_alloc.
-  explicit PixelBuffer(std::uint32_t size = 0);
+  explicit PixelBuffer(uint32_t size = 0);
 
   /// Null where the size is 0.
-  std::uint8_t* data() const noexcept { return bytes_.get(); }
-  std::uint32_t size() const noexcept { return bytes_ ? bytes_.get_deleter().size : 0; }
+  uint8_t* data() const noexcept { return bytes_.get(); }
+  uint32_t size() const noexcept { return bytes_ ? bytes_.get_deleter().size : 0; }
 
  private:
-  PixelBuffer(std::uint32_t size, bool guarded);
+  PixelBuffer(uint32_t size, bool guarded);
 
   struct Recycle {
-    std::uint32_t size;
+    uint32_t size;
     bool guarded;
-    void operator()(std::uint8_t* bytes) const noexcept;
+    void operator()(uint8_t* bytes) const noexcept;
   };
 
-  std::unique_ptr<std::uint8_t[], Recycle> bytes_;
+  std::unique_ptr<uint8_t[], Recycle> bytes_;
 };
 
 } // namespace gexton

@@ -5,8 +5,8 @@
 
 struct gx_stream_profile : gexton::Counted {
   gx_format format;
-  std::uint32_t width;
-  std::uint32_t height;
+  uint32_t width;
+  uint32_t height;
   gx_camera_intrinsic intrinsic;
   D2DParameters disparity;
 };

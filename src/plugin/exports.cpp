@@ -74,7 +74,7 @@ gx_priv_filter_context* new_context(int index) {
 
 uint64_t gx_get_filter_count(gx_error** /*error*/) {
   return guarded_or(uint64_t{0}, [] {
-    return static_cast<uint64_t>(std::int64_t{getFilterFactory()->getFilterCount()});
+    return static_cast<uint64_t>(int64_t{getFilterFactory()->getFilterCount()});
   });
 }
 

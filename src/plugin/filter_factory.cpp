@@ -66,12 +66,12 @@ int FilterFactory::getFilterCount() const {
 }
 
 const char* FilterFactory::getFilterName(int index) const {
-  const auto position = static_cast<std::size_t>(index); // negative: above every size
+  const auto position = static_cast<size_t>(index); // negative: above every size
   return position < names_.size() ? names_[position].c_str() : "UnknownFilter";
 }
 
 std::shared_ptr<IPrivFilter> FilterFactory::createFilter(int index) const {
-  const auto position = static_cast<std::size_t>(index); // negative: above every size
+  const auto position = static_cast<size_t>(index); // negative: above every size
   if (position >= names_.size())
     return nullptr;
   return entries[position].create();

@@ -21,19 +21,19 @@ inline namespace FILTER_PROCESSOR_LEVEL {
 
 /// The level that this translation unit is compiled for, and the bytes of its widest register.
 constexpr Level this_level = Level::FILTER_PROCESSOR_LEVEL;
-constexpr std::size_t vector_bytes = FILTER_PROCESSOR_VECTOR_BYTES;
+constexpr size_t vector_bytes = FILTER_PROCESSOR_VECTOR_BYTES;
 
-template <typename T, std::size_t Bytes>
+template <typename T, size_t Bytes>
 struct VectorOf {
   using type __attribute__((vector_size(Bytes))) = T;
 };
 
 /// `Bytes` / sizeof(T) lanes of T. Comparisons of lanes give lanes of all ones (true) or all zeros.
-template <typename T, std::size_t Bytes = vector_bytes>
+template <typename T, size_t Bytes = vector_bytes>
 using Lanes = typename VectorOf<T, Bytes>::type;
 
 template <typename V>
-constexpr std::size_t lane_count = sizeof(V) / sizeof(V{}[0]);
+constexpr size_t lane_count = sizeof(V) / sizeof(V{}[0]);
 
 /// Loads and stores need no alignment.
 template <typename V, typename T>
@@ -60,7 +60,7 @@ template <typename V>
 
 /// Bit i tells whether lane i is all ones; every other lane is zero. For lanes of 16 bits.
 template <typename V>
-[[gnu::always_inline]] inline std::uint64_t lane_bits(V lanes) {
+[[gnu::always_inline]] inline uint64_t lane_bits(V lanes) {
   static_assert(sizeof(V{}[0]) == 2 && sizeof(V) >= 16);
   // No compiler finds the move-mask instructions by itself.
 #if defined(__AVX512BW__)
@@ -72,18 +72,18 @@ template <typename V>
     const auto wide = (__m256i)lanes;
     const __m128i bytes =
         _mm_packs_epi16(_mm256_castsi256_si128(wide), _mm256_extracti128_si256(wide, 1));
-    return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+    return static_cast<uint32_t>(_mm_movemask_epi8(bytes));
   }
 #endif
 #if defined(__SSE2__)
   if constexpr (sizeof(V) == 16) {
     const __m128i bytes = _mm_packs_epi16((__m128i)lanes, _mm_setzero_si128());
-    return static_cast<std::uint32_t>(_mm_movemask_epi8(bytes));
+    return static_cast<uint32_t>(_mm_movemask_epi8(bytes));
   }
 #endif
-  std::uint64_t bits = 0;
-  for (std::size_t i = 0; i < lane_count<V>; ++i)
-    bits |= std::uint64_t{lanes[i] & 1U} << i;
+  uint64_t bits = 0;
+  for (size_t i = 0; i < lane_count<V>; ++i)
+    bits |= uint64_t{lanes[i] & 1U} << i;
   return bits;
 }
 
@@ -96,17 +96,17 @@ template <typename V, typename T>
 /// Whether any lane is not 0.
 template <typename V>
 [[gnu::always_inline]] inline bool any(V lanes) {
-  if constexpr (sizeof(V) == sizeof(std::uint64_t)) {
-    return reinterpret_cast<Lanes<std::uint64_t, sizeof(V)>>(lanes)[0] != 0;
+  if constexpr (sizeof(V) == sizeof(uint64_t)) {
+    return reinterpret_cast<Lanes<uint64_t, sizeof(V)>>(lanes)[0] != 0;
   } else {
-    using Half = Lanes<std::uint64_t, sizeof(V) / 2>;
+    using Half = Lanes<uint64_t, sizeof(V) / 2>;
     Half halves[2];
     __builtin_memcpy(halves, &lanes, sizeof lanes);
     return any(static_cast<Half>(halves[0] | halves[1]));
   }
 }
 
-template <int Distance, typename V, std::size_t... I>
+template <int Distance, typename V, size_t... I>
 [[gnu::always_inline]] inline V move_up(V lanes, std::index_sequence<I...>) {
   constexpr int count = static_cast<int>(sizeof...(I));
   return __builtin_shufflevector(V{}, lanes, (static_cast<int>(I) + count - Distance)...);
@@ -118,19 +118,19 @@ template <int Distance, typename V>
   return move_up<Distance>(lanes, std::make_index_sequence<lane_count<V>>{});
 }
 
-template <std::size_t First, typename V, std::size_t... I>
+template <size_t First, typename V, size_t... I>
 [[gnu::always_inline]] inline auto part(V lanes, std::index_sequence<I...>) {
   return __builtin_shufflevector(lanes, lanes, static_cast<int>(First + I)...);
 }
 
 /// Half 0 (the lower lanes) or 1 of a vector: how lanes twice as wide as the register come apart.
-template <std::size_t Half, typename V>
+template <size_t Half, typename V>
 [[gnu::always_inline]] inline auto half(V lanes) {
-  constexpr std::size_t count = lane_count<V> / 2;
+  constexpr size_t count = lane_count<V> / 2;
   return part<Half * count>(lanes, std::make_index_sequence<count>{});
 }
 
-template <typename V, std::size_t... I>
+template <typename V, size_t... I>
 [[gnu::always_inline]] inline auto join(V lower, V upper, std::index_sequence<I...>) {
   return __builtin_shufflevector(lower, upper, static_cast<int>(I)...);
 }

@@ -43,12 +43,12 @@ std::atomic<Level> active{best};
 } // namespace
 
 std::span<const Level> supported_levels() {
-  return std::span(all_levels).first(static_cast<std::size_t>(best) + 1);
+  return std::span(all_levels).first(static_cast<size_t>(best) + 1);
 }
 
 const char* level_name(Level level) {
   constexpr std::array names{"baseline", "avx2", "avx512"};
-  return names[static_cast<std::size_t>(level)];
+  return names[static_cast<size_t>(level)];
 }
 
 Level active_level() {

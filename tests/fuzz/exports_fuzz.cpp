@@ -19,7 +19,7 @@ using filter_processor::simd::use_level;
 using namespace test;
 
 /// The filters by index.
-enum : std::uint64_t {
+enum : uint64_t {
   disparity_transform = 0,
   hole_filling = 1,
   depth_resize = 5,
@@ -59,7 +59,7 @@ void bound_target_side(std::string& value) {
 struct Update {
   std::vector<std::string> values;
   std::vector<const char*> argv;
-  std::int32_t argc = 0;
+  int32_t argc = 0;
   const char** arguments = nullptr; ///< argv, or null
 };
 
@@ -69,7 +69,7 @@ void point_to_values(Input& input, Update& update) {
   const unsigned oddity = input.below(32);
   if (oddity == 0)
     update.argv.push_back("1");
-  update.argc = static_cast<std::int32_t>(update.argv.size());
+  update.argc = static_cast<int32_t>(update.argv.size());
   update.arguments = oddity == 3 ? nullptr : update.argv.data();
   if (oddity == 1)
     --update.argc;
@@ -91,9 +91,9 @@ D2DParameters read_camera_record(Input& input) {
   if (input.one_in(8))
     return input.number<D2DParameters>();
   D2DParameters record = stereo_record();
-  record.packMode = input.pick<std::uint8_t>(1, 2, 3, 4, 2);
+  record.packMode = input.pick<uint8_t>(1, 2, 3, 4, 2);
   record.isDualCamera = input.one_in(3) ? 0 : 1;
-  record.bitSize = input.pick<std::uint8_t>(12, 8, 10, 14, 16);
+  record.bitSize = input.pick<uint8_t>(12, 8, 10, 14, 16);
   record.dispIntPlace = input.pick(8, 6, 4, 12, -3);
   record.zpd = input.pick(800.0, 0.0, -1.0);
   record.dispOffset = input.pick(0.0F, 0.5F, -3.0F);
@@ -116,9 +116,9 @@ Profile read_profile(Input& input, Size size) {
 
 /// Gives the frame a buffer that does not go with its size, or a size far beyond its buffer.
 void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
-  const std::uint32_t bytes = gx_frame_get_data_size(frame, nullptr);
-  const std::uint32_t wanted = input.one_in(2) ? bytes + input.byte() : bytes - input.byte();
-  const std::vector<std::uint8_t> data(wanted < bytes + 256 ? wanted : 0, input.byte());
+  const uint32_t bytes = gx_frame_get_data_size(frame, nullptr);
+  const uint32_t wanted = input.one_in(2) ? bytes + input.byte() : bytes - input.byte();
+  const std::vector<uint8_t> data(wanted < bytes + 256 ? wanted : 0, input.byte());
   switch (input.below(4)) {
   case 0:
     gx_video_stream_profile_set_width(profile, input.pick(70000U, 0x80000000U, UINT32_MAX, 0U),
@@ -129,17 +129,17 @@ void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
                                        nullptr);
     break;
   default:
-    gx_frame_update_data(frame, data.data(), static_cast<std::uint32_t>(data.size()), nullptr);
+    gx_frame_update_data(frame, data.data(), static_cast<uint32_t>(data.size()), nullptr);
   }
 }
 
 /// New pixels or those of the frame before, each at most seven larger or smaller.
 Pixels read_pixels_after(Input& input, Size size, Pixels& previous) {
   if (previous.size() == size.pixels() && input.one_in(2)) {
-    const std::uint32_t step = 1 + input.byte();
-    for (std::size_t i = 0; i < previous.size(); ++i) {
+    const uint32_t step = 1 + input.byte();
+    for (size_t i = 0; i < previous.size(); ++i) {
       if (previous[i] != 0)
-        previous[i] = static_cast<std::uint16_t>(previous[i] + i * step % 15 - 7);
+        previous[i] = static_cast<uint16_t>(previous[i] + i * step % 15 - 7);
     }
   } else {
     previous = read_pixels(input, size);
@@ -154,12 +154,12 @@ Frame read_video_frame(Input& input, gx_frame_type type, Size size, Pixels& prev
   gx_video_frame_set_pixel_type(
       frame.get(), static_cast<gx_pixel_type>(input.pick(0, 0, 2, 2, 4, 0, 2, -1, 1, 77)), nullptr);
   gx_video_frame_set_pixel_available_bit_size(
-      frame.get(), input.pick<std::uint8_t>(12, 16, 14, 10, 8, 0, 255), nullptr);
+      frame.get(), input.pick<uint8_t>(12, 16, 14, 10, 8, 0, 255), nullptr);
   gx_depth_frame_set_value_scale(frame.get(), read_scale(input), nullptr);
   gexton_frame_set_index(frame.get(), input.byte(), nullptr);
   if (input.one_in(2)) {
-    const std::int64_t offset =
-        input.one_in(6) ? input.number<std::int64_t>() : input.pick(2, 0, 20, -4, 1000);
+    const int64_t offset =
+        input.one_in(6) ? input.number<int64_t>() : input.pick(2, 0, 20, -4, 1000);
     gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, offset, nullptr);
   }
   if (input.one_in(12))
@@ -231,7 +231,7 @@ Outcome call(Slot kind, Function function) {
 
 class Twins {
  public:
-  Twins(std::uint64_t index, Level other_level)
+  Twins(uint64_t index, Level other_level)
       : index_(index), levels_{supported_levels().back(), other_level} {
     for (Context& instance : instances_) {
       instance.reset(gx_create_filter(index, nullptr));
@@ -244,7 +244,7 @@ class Twins {
     Update update;
     for (const SchemaParameter& parameter : parameters_)
       update.values.push_back(read_value(input, parameter));
-    const std::size_t target = index_ == depth_resize ? 0 : 3;
+    const size_t target = index_ == depth_resize ? 0 : 3;
     if (index_ == depth_resize || index_ == openni_transform) {
       bound_target_side(update.values[target]);
       bound_target_side(update.values[target + 1]);
@@ -258,7 +258,7 @@ class Twins {
   /// Resizing refuses frames that do not come out at the configured size.
   void fit_resize(Input& input, Size size) {
     const float scale = input.pick(1.0F, 0.5F, 2.0F, 1.5F, 0.1F, 3.3F);
-    const auto side = [&](std::uint32_t source, int before, int behind) {
+    const auto side = [&](uint32_t source, int before, int behind) {
       const float end = static_cast<float>(source) * scale + static_cast<float>(before);
       return std::to_string(static_cast<long>(end + static_cast<float>(behind)));
     };
@@ -278,7 +278,7 @@ class Twins {
   }
 
   void set_record(Input& input) {
-    std::vector<std::uint8_t> data(input.pick(290U, 290U, 290U, 290U, 0U, 4U, 289U, 291U));
+    std::vector<uint8_t> data(input.pick(290U, 290U, 290U, 290U, 0U, 4U, 289U, 291U));
     if (data.size() == 290) {
       const naive::Record record = read_record(input);
       std::copy(record.bytes.begin(), record.bytes.end(), data.begin() + 1);
@@ -295,7 +295,7 @@ class Twins {
   }
 
   /// Returns the pixels that it took from the budget.
-  std::size_t process(Input& input, std::size_t pixel_budget) {
+  size_t process(Input& input, size_t pixel_budget) {
     const bool as_before = input.below(4) != 0 && size_.pixels() <= pixel_budget;
     if (!as_before || size_.pixels() == 0)
       size_ = read_size(input, pixel_budget);
@@ -312,7 +312,7 @@ class Twins {
     const Frame frame = read_frame(input, size, previous_);
     const std::string before = facts(frame);
     const auto slot = input.pick(Slot::empty, Slot::empty, Slot::none, Slot::holding_an_error);
-    const std::uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
+    const uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
     const Outcome first = process_at(levels_[0], *instances_[0], frame, slot, failing_call);
     require(facts(frame) == before, "the input frame stays as it was");
     const Outcome second = process_at(levels_[1], *instances_[1], frame, slot, failing_call);
@@ -326,7 +326,7 @@ class Twins {
   void configure(Input& input, Configure one) {
     const auto slot = input.pick(Slot::empty, Slot::none, Slot::holding_an_error);
     std::string errors[2];
-    for (std::size_t i = 0; i < 2; ++i) {
+    for (size_t i = 0; i < 2; ++i) {
       errors[i] = call(slot, [&](gx_error** error) -> gx_frame* {
                     one(*instances_[i], error);
                     return nullptr;
@@ -336,7 +336,7 @@ class Twins {
   }
 
   static Outcome process_at(Level level, const gx_priv_filter_context& context, const Frame& frame,
-                            Slot slot, std::uint64_t failing_call) {
+                            Slot slot, uint64_t failing_call) {
     use_level(level);
     gexton_fail_nth_call(failing_call);
     Outcome outcome = call(slot, [&](gx_error** error) {
@@ -375,7 +375,7 @@ class Twins {
 
   static bool has_all_pixels(const gx_frame& frame) {
     return gx_frame_get_data_size(&frame, nullptr) / 2 >=
-           std::uint64_t{gx_video_frame_get_width(&frame, nullptr)} *
+           uint64_t{gx_video_frame_get_width(&frame, nullptr)} *
                gx_video_frame_get_height(&frame, nullptr);
   }
 
@@ -387,7 +387,7 @@ class Twins {
       return;
     const Pixels before = pixels_of(&from);
     const Pixels after = pixels_of(&to);
-    for (std::size_t i = 0; i < before.size(); ++i) {
+    for (size_t i = 0; i < before.size(); ++i) {
       // Filling with the nearest takes the largest value for a hole too.
       const bool open = before[i] == 0 || before[i] == 65535;
       require(after[i] == before[i] || (clears ? after[i] == 0 : open),
@@ -395,7 +395,7 @@ class Twins {
     }
   }
 
-  std::uint64_t index_;
+  uint64_t index_;
   Level levels_[2];
   Context instances_[2];
   std::vector<SchemaParameter> parameters_;
@@ -405,19 +405,18 @@ class Twins {
 
 void ask_for_lists(Input& input) {
   require(gx_get_filter_count(nullptr) == 14, "the list has its length");
-  const auto index = input.number<std::int32_t>();
+  const auto index = input.number<int32_t>();
   require(std::strlen(gx_get_filter_name(index, nullptr)) > 0, "every index has some name");
-  require(gx_create_filter(std::uint64_t{14} + input.number<std::uint64_t>() / 2, nullptr) ==
-              nullptr,
+  require(gx_create_filter(uint64_t{14} + input.number<uint64_t>() / 2, nullptr) == nullptr,
           "there is no filter outside the list");
 }
 
 void run(Input& input) {
   constexpr int most_steps = 24;
   const auto levels = supported_levels();
-  const Level other_level = levels[input.byte() % std::max<std::size_t>(levels.size() - 1, 1)];
+  const Level other_level = levels[input.byte() % std::max<size_t>(levels.size() - 1, 1)];
   std::array<std::optional<Twins>, 3> filters;
-  std::size_t pixel_budget = 16384; // keeps a run short
+  size_t pixel_budget = 16384; // keeps a run short
   for (int step = 0; step < most_steps && !input.ended(); ++step) {
     std::optional<Twins>& twins = filters[input.below(filters.size())];
     if (!twins)
@@ -445,7 +444,7 @@ int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const gexton_live_handles before = gexton_get_live_handles();
   Input input({data, size});
   run(input);

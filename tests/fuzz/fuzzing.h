@@ -19,7 +19,7 @@
 /// Called once before the first input.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 /// Runs one input; a broken expectation ends the process.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace fuzzing {
 
@@ -34,16 +34,16 @@ inline void require(bool holds, const char* expectation) {
 /// The input's bytes from front to back; zeros once it has ended.
 class Input {
  public:
-  explicit Input(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
+  explicit Input(std::span<const uint8_t> bytes) : rest_(bytes) {}
 
   bool ended() const { return rest_.empty(); }
 
-  std::span<const std::uint8_t> take(std::size_t count) {
+  std::span<const uint8_t> take(size_t count) {
     const auto taken = rest_.first(std::min(count, rest_.size()));
     rest_ = rest_.subspan(taken.size());
     return taken;
   }
-  std::span<const std::uint8_t> take_all() { return take(rest_.size()); }
+  std::span<const uint8_t> take_all() { return take(rest_.size()); }
 
   /// The next bytes as a number or plain record, whatever they stand for.
   template <typename T>
@@ -54,7 +54,7 @@ class Input {
       std::memcpy(&value, bytes.data(), bytes.size());
     return value;
   }
-  std::uint8_t byte() { return number<std::uint8_t>(); }
+  uint8_t byte() { return number<uint8_t>(); }
 
   /// A number below `count`, which is at most 256.
   unsigned below(unsigned count) { return byte() % count; }
@@ -67,41 +67,40 @@ class Input {
   }
 
  private:
-  std::span<const std::uint8_t> rest_;
+  std::span<const uint8_t> rest_;
 };
 
 struct Size {
-  std::uint32_t width, height;
+  uint32_t width, height;
 
-  std::size_t pixels() const { return std::size_t{width} * height; }
+  size_t pixels() const { return size_t{width} * height; }
 };
 
 /// Sides around the widths of vector registers and those at which speckles are looked for at half
 /// resolution; at most `budget` pixels.
-inline Size read_size(Input& input, std::size_t budget) {
+inline Size read_size(Input& input, size_t budget) {
   const bool small = input.below(4) != 0;
-  const std::uint32_t width = small ? input.below(40)
-                                    : input.pick(0U, 1U, 31U, 32U, 33U, 63U, 64U, 65U, 96U, 127U,
-                                                 129U, 160U, 320U, 424U, 640U, 848U, 1280U, 70000U);
-  const std::uint32_t height = input.below(small ? 32 : 80);
-  return {width, std::min(height, static_cast<std::uint32_t>(budget / std::max(width, 1U)))};
+  const uint32_t width = small ? input.below(40)
+                               : input.pick(0U, 1U, 31U, 32U, 33U, 63U, 64U, 65U, 96U, 127U, 129U,
+                                            160U, 320U, 424U, 640U, 848U, 1280U, 70000U);
+  const uint32_t height = input.below(small ? 32 : 80);
+  return {width, std::min(height, static_cast<uint32_t>(budget / std::max(width, 1U)))};
 }
 
 /// Rectangles of one depth each, with noise, on an empty background.
 inline void paint_rectangles(Input& input, Size size, test::Pixels& pixels) {
-  std::uint32_t noise = input.byte();
+  uint32_t noise = input.byte();
   for (unsigned count = 1 + input.below(16); count > 0; --count) {
-    const std::uint32_t left = input.byte() % size.width;
-    const std::uint32_t top = input.byte() % size.height;
-    const std::uint32_t right = std::min(size.width, left + 1 + input.byte());
-    const std::uint32_t bottom = std::min(size.height, top + 1 + input.below(64));
-    const auto depth = input.number<std::uint16_t>();
+    const uint32_t left = input.byte() % size.width;
+    const uint32_t top = input.byte() % size.height;
+    const uint32_t right = std::min(size.width, left + 1 + input.byte());
+    const uint32_t bottom = std::min(size.height, top + 1 + input.below(64));
+    const auto depth = input.number<uint16_t>();
     const unsigned spread = 1U << input.below(10);
-    for (std::uint32_t y = top; y < bottom; ++y) {
-      for (std::uint32_t x = left; x < right; ++x) {
+    for (uint32_t y = top; y < bottom; ++y) {
+      for (uint32_t x = left; x < right; ++x) {
         noise = noise * 1664525 + 1013904223;
-        pixels[std::size_t{y} * size.width + x] =
-            static_cast<std::uint16_t>(depth + (noise >> 16) % spread);
+        pixels[size_t{y} * size.width + x] = static_cast<uint16_t>(depth + (noise >> 16) % spread);
       }
     }
   }
@@ -109,16 +108,16 @@ inline void paint_rectangles(Input& input, Size size, test::Pixels& pixels) {
 
 /// Steps along the rows, every other of which continues the row above; holes in runs.
 inline void paint_steps(Input& input, Size size, test::Pixels& pixels) {
-  auto noise = input.number<std::uint32_t>();
+  auto noise = input.number<uint32_t>();
   const auto next = [&noise] { return (noise = noise * 1664525 + 1013904223) >> 16; };
-  const std::uint32_t range = 1U << (4 + input.below(13));
-  const std::uint32_t spread = 1U << input.below(9);
-  std::uint32_t surface = next() % range;
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
+  const uint32_t range = 1U << (4 + input.below(13));
+  const uint32_t spread = 1U << input.below(9);
+  uint32_t surface = next() % range;
+  for (size_t i = 0; i < pixels.size(); ++i) {
     if (next() % 9 == 0)
       surface = next() % 2 == 0 && i >= size.width ? pixels[i - size.width] : next() % range;
     const bool hole = next() % 12 == 0 || (i > 0 && pixels[i - 1] == 0 && next() % 3 != 0);
-    pixels[i] = static_cast<std::uint16_t>(hole ? 0 : surface + next() % spread);
+    pixels[i] = static_cast<uint16_t>(hole ? 0 : surface + next() % spread);
   }
 }
 
@@ -133,7 +132,7 @@ inline test::Pixels read_pixels(Input& input, Size size) {
     paint_rectangles(input, size, pixels);
   } else { // the input's own bytes, repeated
     const auto bytes = input.take(kind == 2 ? 16 : 2 * pixels.size());
-    for (std::size_t i = 0; bytes.size() >= 2 && i < pixels.size(); ++i)
+    for (size_t i = 0; bytes.size() >= 2 && i < pixels.size(); ++i)
       std::memcpy(&pixels[i], &bytes[2 * (i % (bytes.size() / 2))], 2);
   }
   return pixels;
@@ -145,7 +144,7 @@ inline naive::Record read_record(Input& input) {
   const Size size = read_size(input, 4096);
   naive::Record record =
       naive::default_record(static_cast<int>(size.width & 0xffff), static_cast<int>(size.height));
-  for (const std::size_t enable : {50U, 52U, 79U, 160U, 231U, 270U})
+  for (const size_t enable : {50U, 52U, 79U, 160U, 231U, 270U})
     record.u8(enable, input.one_in(2) ? 1 : 0);
   record.u8(51, input.pick(1, 2, 3, 0, 7));
   if (input.one_in(8)) {
@@ -153,15 +152,15 @@ inline naive::Record read_record(Input& input) {
     std::copy(bytes.begin(), bytes.end(), record.bytes.begin());
   }
   for (unsigned changes = input.below(12); changes > 0; --changes) {
-    const std::size_t offset = input.number<std::uint16_t>() % (record.bytes.size() - 3);
+    const size_t offset = input.number<uint16_t>() % (record.bytes.size() - 3);
     if (input.one_in(2)) {
       record.f32(offset, input.pick(0.0F, 1.0F, 0.5F, 0.1F, -1.0F, 2.0F, 1e9F, NAN, INFINITY));
     } else {
-      record.u16(offset, input.number<std::uint16_t>());
+      record.u16(offset, input.number<uint16_t>());
     }
   }
   // Vast records take gigabytes, or are refused where there are none.
-  if (std::size_t{record.u16(0)} * record.u16(2) > 65536)
+  if (size_t{record.u16(0)} * record.u16(2) > 65536)
     record.u16(0, 1);
   return record;
 }

@@ -260,7 +260,7 @@ int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return 0;
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzzing::Input input({data, size});
   gxfilter::read(input);
   return 0;

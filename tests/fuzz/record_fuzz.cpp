@@ -12,14 +12,14 @@ using filter_processor::simd::use_level;
 using namespace test;
 
 /// Bytes of the record that parameter strings set, and so does a reset; offset and length.
-constexpr std::pair<std::size_t, std::size_t> parameter_bytes[] = {{52, 1},  {59, 16}, {79, 5},
-                                                                   {84, 16}, {160, 5}, {167, 16}};
+constexpr std::pair<size_t, size_t> parameter_bytes[] = {{52, 1},  {59, 16}, {79, 5},
+                                                         {84, 16}, {160, 5}, {167, 16}};
 
 class Pair {
  public:
   void set_record(Input& input) {
     const naive::Record record = read_record(input);
-    std::vector<std::uint8_t> blob(1, input.byte());
+    std::vector<uint8_t> blob(1, input.byte());
     blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
     ErrorSlot error;
     gx_priv_filter_context& context = *filter_.context();
@@ -33,8 +33,8 @@ class Pair {
   void reset() {
     filter_.reset();
     for (const auto& [offset, length] : parameter_bytes) {
-      std::copy_n(defaults_.bytes.begin() + static_cast<std::ptrdiff_t>(offset), length,
-                  model_.anchor.bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+      std::copy_n(defaults_.bytes.begin() + static_cast<ptrdiff_t>(offset), length,
+                  model_.anchor.bytes.begin() + static_cast<ptrdiff_t>(offset));
     }
     model_.params_changed = false;
   }
@@ -67,14 +67,14 @@ int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
 }
 
-int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   constexpr int most_steps = 12;
   Input input({data, size});
   const auto levels = supported_levels();
   use_level(levels[input.byte() % levels.size()]);
   Pair pair;
   Size frame_size{24, 16};
-  std::size_t pixel_budget = 8192; // keeps a run short
+  size_t pixel_budget = 8192; // keeps a run short
   for (int step = 0; step < most_steps && !input.ended(); ++step) {
     const unsigned action = input.below(8);
     if (action < 3) {

@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     std::cerr << path.filename().string() << '\n';
     std::ifstream file(path, std::ios::binary);
     const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+    LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
   }
   std::cerr << files.size() << " inputs replayed\n";
   return files.empty() ? 1 : 0;

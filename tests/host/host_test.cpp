@@ -85,7 +85,7 @@ TEST_F(Host, StreamProfileCopiesAreIndependent) {
   EXPECT_EQ(gx_video_frame_get_width(frame.get(), nullptr), 4U);
   const auto own = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
   EXPECT_EQ((std::array{own.fx, own.fy, own.cx, own.cy}), (std::array{0.0F, 0.0F, 0.0F, 0.0F}));
-  EXPECT_EQ((std::array{own.width, own.height}), (std::array<std::int16_t, 2>{4, 2}));
+  EXPECT_EQ((std::array{own.width, own.height}), (std::array<int16_t, 2>{4, 2}));
   EXPECT_EQ(gx_video_stream_profile_get_intrinsic(copy.get(), nullptr).width, 9);
   const auto copied = gx_disparity_based_stream_profile_get_disparity_param(copy.get(), nullptr);
   EXPECT_EQ(copied.zpd, 1.5);
@@ -155,15 +155,15 @@ TEST_F(Host, IdleMemoryIsBounded) {
   if (sanitized)
     GTEST_SKIP() << "sanitizers have their own allocators";
   const auto heap_bytes = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
-  const auto create_and_drop = [](std::size_t count, uint32_t size) {
+  const auto create_and_drop = [](size_t count, uint32_t size) {
     std::vector<Frame> frames(count);
     for (Frame& each : frames)
       each.reset(gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, size, nullptr));
   };
-  constexpr std::size_t mib = 1 << 20;
+  constexpr size_t mib = 1 << 20;
   create_and_drop(3, 2 * mib); // small blocks are not mapped any more, nor rounded up to pages
   gexton_trim_buffers();
-  const std::size_t start = heap_bytes();
+  const size_t start = heap_bytes();
   create_and_drop(100, mib / 4);
   EXPECT_LT(heap_bytes() - start, 65 * mib / 4) << "64 idle buffers";
   EXPECT_GT(heap_bytes() - start, 63 * mib / 4);

@@ -19,8 +19,8 @@ TEST(Registry, ListsTheFourteenFiltersInTheirOrder) {
       "SpatialModerateFilter",    "FalsePositiveFilter",
       "LutNoiseRemovalFilter",    "MgcNoiseRemovalFilter"};
   std::vector<std::string> names;
-  for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i)
-    names.emplace_back(gx_get_filter_name(static_cast<std::int32_t>(i), nullptr));
+  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i)
+    names.emplace_back(gx_get_filter_name(static_cast<int32_t>(i), nullptr));
   EXPECT_EQ(names, expected);
   EXPECT_EQ(filter_processor::getFilterFactory()->createFilter(-1), nullptr);
   EXPECT_STREQ(gx_get_commit_hash(), "2c544ce");
@@ -35,9 +35,9 @@ constexpr gx_priv_filter_context words = {
 static_assert(sizeof words == 7 * sizeof(void*));
 
 TEST(Context, NoLetterOfASchemaChangesUnseen) {
-  std::uint64_t sum = 0xcbf29ce484222325; // FNV-1a
-  for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-    test::Filter filter(gx_get_filter_name(static_cast<std::int32_t>(i), nullptr));
+  uint64_t sum = 0xcbf29ce484222325; // FNV-1a
+  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+    test::Filter filter(gx_get_filter_name(static_cast<int32_t>(i), nullptr));
     for (const char* at = filter.context()->get_config_schema(filter.context()->filter); *at; ++at)
       sum = (sum ^ static_cast<unsigned char>(*at)) * 0x100000001b3;
   }
@@ -58,11 +58,11 @@ TEST(Context, ARecordWithoutItsHandleIsFreedAlone) {
 class ThrowingFilter final : public filter_processor::IPrivFilter {
  public:
   const char* get_config_schema() override { return ""; }
-  void update_filter_config(std::int32_t, const char** argv, gx_error**) override {
+  void update_filter_config(int32_t, const char** argv, gx_error**) override {
     kind = argv[0];
     raise();
   }
-  void set_filter_config_data(const std::uint8_t*, std::uint64_t, gx_error**) override { raise(); }
+  void set_filter_config_data(const uint8_t*, uint64_t, gx_error**) override { raise(); }
   gx_frame* filter_process(gx_frame*, gx_error**) override { return raise(); }
   void reset() override { raise(); }
   void print_filter_params() override {}
@@ -123,7 +123,7 @@ TEST(Updates, RefuseValuesBeyondTheirTypeAndReadNoFurther) {
     const auto parameters = test::schema_of(*filter.context());
     ASSERT_FALSE(parameters.empty()) << name;
     std::vector<const char*> values(parameters.size(), unreadable);
-    for (std::size_t i = 0; i < values.size() && !parameters[i].name.starts_with("ex_"); ++i) {
+    for (size_t i = 0; i < values.size() && !parameters[i].name.starts_with("ex_"); ++i) {
       const auto& parameter = parameters[i];
       const bool of_table = parameter.name.starts_with("max_lut_");
       // In range when it is cut to 16 or to 8 bits.
@@ -140,7 +140,7 @@ TEST(Updates, RefuseValuesBeyondTheirTypeAndReadNoFurther) {
 TEST(Updates, HaveTheirOwnBoundsWhereTheSchemaHasOthers) {
   const struct {
     const char* filter;
-    std::size_t index;
+    size_t index;
     const char *accepted, *refused;
   } cases[] = {{"LutNoiseRemovalFilter", 15, "10000", "10001"},
                {"LutNoiseRemovalFilter", 0, "1", "0"},

@@ -23,7 +23,7 @@ constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 TEST(Numbers, AreCutToWholeNumbersAnd16Bits) {
   const struct {
     double value;
-    std::uint16_t expected;
+    uint16_t expected;
   } cases[] = {{1.999, 1},
                {65535.9, 65535},
                {65536.5, 0},
@@ -51,14 +51,14 @@ TEST(DepthDiffLut, EqualsTheNaiveForm) {
   std::uniform_real_distribution<double> octave(-8, 8);
   for (int run = 0; run < 20000; ++run) {
     FrameInfo info;
-    constexpr std::int32_t flags[] = {-1, 0, 0, 0, 2, 4};
+    constexpr int32_t flags[] = {-1, 0, 0, 0, 2, 4};
     info.depth_flag = flags[random() % 6];
     info.depth_unit = std::exp2(octave(random)) * (random() % 20 == 0 ? -1 : 1);
     if (run % 50 == 0)
       info.depth_unit = run % 100 == 0 ? infinity : nan;
     info.bxf = random() % 20 == 0 ? 0.0F : static_cast<float>(std::exp2(octave(random)) * 2000);
-    info.fraction_bit_size = static_cast<std::uint8_t>(random());
-    const auto difference = static_cast<std::uint16_t>(random());
+    info.fraction_bit_size = static_cast<uint8_t>(random());
+    const auto difference = static_cast<uint16_t>(random());
     DepthDiffLut lut{{1, 2, 3, 4, 5, 6, 7}, 8};
     DepthDiffLut expected = lut;
     ASSERT_EQ(updateDepthDiffLut(info, difference, lut) == 0,
@@ -73,8 +73,7 @@ TEST(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
   const FrameInfo before{1, 2, 3.0, 2, 4.0F, 5};
   for (const ValueScale of :
        {ValueScale::of_every_frame, ValueScale::of_frames_with_disparity_record}) {
-    for (std::uint64_t n = 2; n < 10;
-         ++n) { // the first asks for the frame's type, the last is gone
+    for (uint64_t n = 2; n < 10; ++n) { // the first asks for the frame's type, the last is gone
       FrameInfo info = before;
       D2DParameters record{};
       test::ErrorSlot error;

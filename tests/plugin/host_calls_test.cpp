@@ -16,9 +16,9 @@ namespace {
 
 /// Called before the host's own functions below, where set.
 struct Observer {
-  std::function<void(gx_frame_type type, gx_format format, std::uint32_t size)> creates;
+  std::function<void(gx_frame_type type, gx_format format, uint32_t size)> creates;
   std::function<void(gx_stream_profile* profile)> sets_profile;
-  std::function<void(const gx_frame* frame, const std::uint8_t* data, std::uint32_t size)> updates;
+  std::function<void(const gx_frame* frame, const uint8_t* data, uint32_t size)> updates;
   std::function<void()> asks_width, copies; // at the first call
 };
 Observer observer;
@@ -101,13 +101,13 @@ TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
   gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
   Frame shifted{gexton_create_video_frame(
       GX_FRAME_DEPTH, profile.get(),
-      reinterpret_cast<const std::uint16_t*>(gx_frame_get_data(depth.get(), nullptr)), nullptr)};
+      reinterpret_cast<const uint16_t*>(gx_frame_get_data(depth.get(), nullptr)), nullptr)};
   gx_video_frame_set_pixel_type(shifted.get(), GetParam().pixel_type, nullptr);
   const Frame set = make_set({shifted.get()});
 
   Filter filter = make_filter();
   std::string calls;
-  observer.creates = [&](gx_frame_type type, gx_format format, std::uint32_t size) {
+  observer.creates = [&](gx_frame_type type, gx_format format, uint32_t size) {
     calls += "create " + std::to_string(type) + " " + std::to_string(format) + " " +
              std::to_string(size) + "; ";
   };
@@ -115,7 +115,7 @@ TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
     calls += "profile " + std::to_string(gx_video_stream_profile_get_width(given, nullptr)) + "x" +
              std::to_string(gx_video_stream_profile_get_height(given, nullptr)) + "; ";
   };
-  observer.updates = [&](const gx_frame* frame, const std::uint8_t* data, std::uint32_t size) {
+  observer.updates = [&](const gx_frame* frame, const uint8_t* data, uint32_t size) {
     const bool own = data == gx_frame_get_data(frame, nullptr);
     calls += (own ? "commit " : "copy ") + std::to_string(size) + "; ";
   };
@@ -124,8 +124,8 @@ TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
   observer = {};
   ASSERT_NE(output, nullptr) << error.text();
   const Frame member{gx_frameset_get_depth_frame(output.get(), nullptr)};
-  const std::uint32_t width = gx_video_frame_get_width(member.get(), nullptr);
-  const std::uint32_t height = gx_video_frame_get_height(member.get(), nullptr);
+  const uint32_t width = gx_video_frame_get_width(member.get(), nullptr);
+  const uint32_t height = gx_video_frame_get_height(member.get(), nullptr);
   const std::string size = std::to_string(2 * width * height);
   const std::string made = "create 5 34 " + size + "; profile " + std::to_string(width) + "x" +
                            std::to_string(height) + "; commit " + size + "; ";
@@ -163,7 +163,7 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
   Filter filter(GetParam().filter);
   const auto defaults = schema_of(*filter.context());
   std::vector<const char*> values = GetParam().values;
-  for (std::size_t i = values.size(); i < defaults.size(); ++i)
+  for (size_t i = values.size(); i < defaults.size(); ++i)
     values.push_back(defaults[i].default_value.c_str());
   EXPECT_EQ(filter.update(values), "");
   std::vector<const char*> refused = values;

@@ -25,7 +25,7 @@ Step frame(const CameraFrame& frame) {
   return [frame](Filter& filter) { filter.process(frame.make().get()); };
 }
 
-Step blob(std::vector<std::uint8_t> bytes) {
+Step blob(std::vector<uint8_t> bytes) {
   return [bytes](Filter& filter) {
     filter.context()->set_config_data(filter.context()->filter, bytes.data(), bytes.size(),
                                       nullptr);

@@ -20,7 +20,7 @@ TEST(ProcessingFrame, TakesALongBuffer) {
   Filter filter("HoleFillingFilter");
   ErrorSlot error;
   const Pixels longer = {7, 8, 9, 6, 0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1, 0, 0, 0, 0};
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(longer.data());
+  const auto* bytes = reinterpret_cast<const uint8_t*>(longer.data());
 
   gx_frame_update_data(frame.get(), bytes, 38, nullptr);
   const Frame output = filter.process(frame, error);
@@ -32,7 +32,7 @@ TEST(ProcessingFrame, TakesALongBuffer) {
 /// The host functions that a new filter calls for a frame, in order, perhaps after another frame.
 std::string calls_of(const char* filter_name, const Frame& frame, const Frame& before) {
   std::string names;
-  for (std::uint64_t n = 1;; ++n) {
+  for (uint64_t n = 1;; ++n) {
     Filter filter(filter_name);
     if (before != nullptr)
       filter.process(before.get());
@@ -55,8 +55,8 @@ TEST(ProcessingFrame, AsksTheHostInTheOrderOfTheTable) {
   std::ostringstream expected;
   expected << std::ifstream(TEST_FILES "/plugin/host_calls.txt").rdbuf();
   std::string calls;
-  for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-    const char* filter = gx_get_filter_name(static_cast<std::int32_t>(i), nullptr);
+  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+    const char* filter = gx_get_filter_name(static_cast<int32_t>(i), nullptr);
     for (const auto pixel_type : {GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY, GX_PIXEL_TOF_DEPTH}) {
       const Frame frame = make_case_frame({"", "", {}, pixel_type});
       const Frame before = CameraFrame{9, 9, pixel_type}.make();

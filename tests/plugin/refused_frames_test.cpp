@@ -38,7 +38,7 @@ constexpr Refusal refusals[] = {
 /// Which frame fails, and with what; n = 0: it does not. `skipped`: it is not even processed.
 struct Strike {
   Fault fault = Fault::host_call;
-  std::uint64_t n = 0;
+  uint64_t n = 0;
   bool skipped = false;
 };
 
@@ -170,9 +170,9 @@ void RefusedFrames::torture(const Refusal& refusal, Occasion occasion) {
     return history;
   };
   for (const Fault fault : {Fault::host_call, Fault::allocation, Fault::all_allocations}) {
-    for (std::uint64_t n = 1; check({fault, n}, none).refused.struck && !HasFailure(); ++n) {
+    for (uint64_t n = 1; check({fault, n}, none).refused.struck && !HasFailure(); ++n) {
       ASSERT_LT(n, 100U);
-      for (std::uint64_t m = 1; check({fault, n}, {fault, m}).next.struck && !HasFailure(); ++m)
+      for (uint64_t m = 1; check({fault, n}, {fault, m}).next.struck && !HasFailure(); ++m)
         ASSERT_LT(m, 100U);
     }
   }

@@ -134,7 +134,7 @@ class TortureTest : public ::testing::TestWithParam<CaseAndKind> {
 
   void torture(Fault fault);
   void torture(const Path& path, Fault fault);
-  bool strike(const Path& path, Fault fault, std::uint64_t n, const Reference& expected);
+  bool strike(const Path& path, Fault fault, uint64_t n, const Reference& expected);
   void check_memory_report(Fault fault, const ErrorSlot& error, const std::string& printed,
                            const std::string& printed_errors, const Reference& expected);
   void check_next(Instance& instance, const Look& look, const std::string& culprit,
@@ -159,7 +159,7 @@ void TortureTest::torture(Fault fault) {
 void TortureTest::torture(const Path& path, Fault fault) {
   const Reference expected = reference(path);
   seen_ = tables_lost_ = 0;
-  std::uint64_t n = 1;
+  uint64_t n = 1;
   while (!strike(path, fault, n, expected)) {
     ASSERT_FALSE(HasFailure()) << "fault " << n;
     ++n;
@@ -183,8 +183,7 @@ void TortureTest::torture(const Path& path, Fault fault) {
 
 /// Processes the frame at the end of the path with one fault, and the frames after it without.
 /// True if the fault did not strike.
-bool TortureTest::strike(const Path& path, Fault fault, std::uint64_t n,
-                         const Reference& expected) {
+bool TortureTest::strike(const Path& path, Fault fault, uint64_t n, const Reference& expected) {
   const NoLeftovers no_leftovers;
   Instance instance(filter_case(), kind());
   const Look look = path.prepare(instance);
@@ -249,9 +248,9 @@ void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
 std::string with_zero_pixels(std::string outcome, Instance& instance, const Look& look) {
   const Frame depth = depth_of(instance.make(look).get());
   Pixels pixels = pixels_of(depth.get());
-  for (std::uint16_t& pixel : pixels)
+  for (uint16_t& pixel : pixels)
     pixel = look.format == GX_FORMAT_Y12_SHIFTED ? pixel & 0xF : 0;
-  const std::size_t bytes = 2 * pixels.size();
+  const size_t bytes = 2 * pixels.size();
   return outcome.replace(outcome.size() - bytes, bytes,
                          reinterpret_cast<const char*>(pixels.data()), bytes);
 }
@@ -346,7 +345,7 @@ TEST(TorturePaths, UpdatesAndBlobsTell) {
 template <typename Attempt>
 void fail_each_allocation(Attempt attempt) {
   for (const Fault fault : {Fault::allocation, Fault::all_allocations}) {
-    std::uint64_t n = 1;
+    uint64_t n = 1;
     while (attempt(fault, n) && n < 100)
       ++n;
     EXPECT_LT(n, 100U);
@@ -358,7 +357,7 @@ TEST(Torture, WithoutMemoryAFilterIsMadeWholeOrNotAtAll) {
     SCOPED_TRACE(each.label);
     const std::string name = each.filter;
     const std::string expected = outcome_of("first frame", each);
-    fail_each_allocation([&](Fault fault, std::uint64_t n) {
+    fail_each_allocation([&](Fault fault, uint64_t n) {
       Capture standard_error(stderr);
       arm(fault, n);
       Filter filter(name);
@@ -381,7 +380,7 @@ TEST(Torture, WithoutMemoryAFilterIsMadeWholeOrNotAtAll) {
 struct Configuring {
   const char* what;
   Values values;
-  std::vector<std::uint8_t> blob;
+  std::vector<uint8_t> blob;
   std::vector<std::string> errors; // that may take the place of success when memory runs out
 };
 
@@ -413,7 +412,7 @@ struct Configured {
 
 /// Configures an instance that has seen a frame; n = 0: without a fault.
 Configured configure(const FilterCase& filter_case, const Configuring& with, Fault fault,
-                     std::uint64_t n) {
+                     uint64_t n) {
   const NoLeftovers no_leftovers;
   Instance instance(filter_case, InputKind::depth_frame);
   instance.pass();
@@ -427,8 +426,8 @@ Configured configure(const FilterCase& filter_case, const Configuring& with, Fau
     const Capture standard_error(stderr);  // of what there is no memory for
     arm(fault, n);
     if (with.blob.empty())
-      context->update_config(context->filter, static_cast<std::int32_t>(values.size()),
-                             values.data(), slot);
+      context->update_config(context->filter, static_cast<int32_t>(values.size()), values.data(),
+                             slot);
     else
       context->set_config_data(context->filter, with.blob.data(), with.blob.size(), slot);
     EXPECT_EQ(gexton_get_call_count(), 0U) << "configuring asks the host for nothing";
@@ -448,7 +447,7 @@ TEST(Torture, WithoutMemoryAConfigurationIsRefusedAsAWhole) {
       const Configured done = configure(each, with, Fault::allocation, 0);
       Configuring too_few = configurings(each)[1]; // changes nothing
       const Configured not_done = configure(each, too_few, Fault::allocation, 0);
-      fail_each_allocation([&](Fault fault, std::uint64_t n) {
+      fail_each_allocation([&](Fault fault, uint64_t n) {
         const Configured result = configure(each, with, fault, n);
         if (!result.struck) {
           EXPECT_EQ(result.error, done.error);
@@ -494,10 +493,10 @@ TEST(Torture, ResettingAndDestroyingSucceedWhateverTheHostSays) {
 /// Ends the process with 0 if the registry, which no call has asked for yet, is made only when
 /// there is memory for it, and is whole then.
 void use_registry_first() {
-  std::uint64_t n = 0;
+  uint64_t n = 0;
   for (bool struck = true; struck;) {
     fail_nth_allocation(++n);
-    const std::uint64_t count = gx_get_filter_count(nullptr);
+    const uint64_t count = gx_get_filter_count(nullptr);
     struck = disarm(Fault::allocation);
     EXPECT_EQ(count, struck ? 0U : 14U) << n;
     if (!struck)
@@ -526,10 +525,9 @@ TEST(Torture, MissingTextsAreEmptyOnes) {
     SCOPED_TRACE(each.label);
     Filter filter(each.filter);
     auto* context = filter.context();
-    const auto update_to = [&](std::size_t count, const char** values) {
+    const auto update_to = [&](size_t count, const char** values) {
       ErrorSlot error;
-      context->update_config(context->filter, static_cast<std::int32_t>(count), values,
-                             error.out());
+      context->update_config(context->filter, static_cast<int32_t>(count), values, error.out());
       return error.text();
     };
     Values values = other_values(each, false);
@@ -589,7 +587,7 @@ std::string pixels_or_error(const FilterCase& filter_case, InputKind kind, const
   if (output == nullptr)
     return error.text();
   std::string pixels;
-  for (const std::uint16_t pixel : pixels_of(depth_of(output.get()).get()))
+  for (const uint16_t pixel : pixels_of(depth_of(output.get()).get()))
     append(pixels, pixel);
   return pixels;
 }

@@ -6,7 +6,7 @@
 
 namespace {
 
-thread_local std::uint64_t countdown = 0;
+thread_local uint64_t countdown = 0;
 thread_local bool lasting = false; // whether memory stays short once it has run out
 thread_local bool exhausted = false;
 
@@ -20,13 +20,13 @@ bool due() {
   return exhausted;
 }
 
-[[maybe_unused]] void* allocate(std::size_t size, std::size_t alignment) {
+[[maybe_unused]] void* allocate(size_t size, size_t alignment) {
   if (due())
     throw std::bad_alloc();
-  constexpr std::size_t vast = std::size_t{1} << 30;
+  constexpr size_t vast = size_t{1} << 30;
   if (vast_granted && size > vast)
     size = 1;
-  const std::size_t rounded = (size + alignment - 1) / alignment * alignment;
+  const size_t rounded = (size + alignment - 1) / alignment * alignment;
   void* memory = alignment <= alignof(std::max_align_t) ? std::malloc(size > 0 ? size : 1)
                                                         : std::aligned_alloc(alignment, rounded);
   if (memory == nullptr)
@@ -46,11 +46,11 @@ bool can_fail_allocations() {
 #endif
 }
 
-void fail_nth_allocation(std::uint64_t n) {
+void fail_nth_allocation(uint64_t n) {
   countdown = n;
   lasting = exhausted = false;
 }
-void fail_allocations_from(std::uint64_t n) {
+void fail_allocations_from(uint64_t n) {
   fail_nth_allocation(n);
   lasting = n > 0;
 }
@@ -65,32 +65,32 @@ void grant_vast_allocations(bool granted) {
 
 #if !defined(KEEP_ALLOCATION_OPERATORS)
 
-void* operator new(std::size_t size) {
+void* operator new(size_t size) {
   return allocate(size, 1);
 }
-void* operator new(std::size_t size, std::align_val_t alignment) {
-  return allocate(size, static_cast<std::size_t>(alignment));
+void* operator new(size_t size, std::align_val_t alignment) {
+  return allocate(size, static_cast<size_t>(alignment));
 }
 // The default one would do, but checkers bring one that does not come here.
-void* operator new[](std::size_t size) {
+void* operator new[](size_t size) {
   return allocate(size, 1);
 }
 void operator delete[](void* memory) noexcept {
   std::free(memory);
 }
-void operator delete[](void* memory, std::size_t) noexcept {
+void operator delete[](void* memory, size_t) noexcept {
   std::free(memory);
 }
 void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+void operator delete(void* memory, size_t) noexcept {
   std::free(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+void operator delete(void* memory, size_t, std::align_val_t) noexcept {
   std::free(memory);
 }
 

@@ -21,18 +21,18 @@ inline D2DParameters stereo_record() {
 
 /// A depth frame with all that filters ask about it.
 struct CameraFrame {
-  std::uint32_t width = 0, height = 0;
+  uint32_t width = 0, height = 0;
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
   float scale = 1;
-  std::uint8_t bits = 12;
+  uint8_t bits = 12;
   D2DParameters record = stereo_record();
   Pixels pixels{}; ///< empty: 1000 all
-  std::optional<std::int64_t> offset{};
+  std::optional<int64_t> offset{};
   gx_format format = GX_FORMAT_Y16;
 
   Frame make() const {
-    const Pixels data = pixels.empty() ? Pixels(std::size_t{width} * height, 1000) : pixels;
-    EXPECT_EQ(data.size(), std::size_t{width} * height);
+    const Pixels data = pixels.empty() ? Pixels(size_t{width} * height, 1000) : pixels;
+    EXPECT_EQ(data.size(), size_t{width} * height);
     const Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
     gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
     gx_video_stream_profile_set_intrinsic(profile.get(), {1, 2, 300, 200, 5, 6}, nullptr);

@@ -27,7 +27,7 @@ class Capture {
 
   std::string text() {
     restore();
-    std::string text(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), '\0');
+    std::string text(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
     EXPECT_EQ(pread(file_, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
     return text;
   }

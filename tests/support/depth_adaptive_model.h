@@ -13,11 +13,11 @@
 namespace test {
 
 struct FrameFacts {
-  std::uint32_t width = 0, height = 0;
-  std::int32_t pixel_type = -1;
+  uint32_t width = 0, height = 0;
+  int32_t pixel_type = -1;
   double scale = 1.0;
   float bxf = 0.0F;
-  std::uint8_t fraction_bits = 8;
+  uint8_t fraction_bits = 8;
 
   bool operator==(const FrameFacts&) const = default;
 };
@@ -86,7 +86,7 @@ inline FrameFacts random_facts(std::mt19937& random) {
   facts.pixel_type = pick(0, 0, 0, 2, 2, 4, 4, 1, -1);
   facts.scale = double{pick(1.0F, 0.1F, 0.05F, 0.25F, 7.0F, 900.0F, 0.0F, -1.0F, NAN, INFINITY)};
   facts.bxf = pick(20000.0F, 3000.0F, 50.0F, 0.0F, NAN, INFINITY);
-  facts.fraction_bits = static_cast<std::uint8_t>(pick(8, 8, 4, 0, 10, 250));
+  facts.fraction_bits = static_cast<uint8_t>(pick(8, 8, 4, 0, 10, 250));
   return facts;
 }
 
@@ -94,8 +94,7 @@ inline FrameFacts random_facts(std::mt19937& random) {
 /// difference of the two bit counts matter.
 inline Frame make_frame_of(const FrameFacts& facts, const Pixels& pixels) {
   CameraFrame frame{facts.width, facts.height, static_cast<gx_pixel_type>(facts.pixel_type),
-                    static_cast<float>(facts.scale),
-                    static_cast<std::uint8_t>(facts.fraction_bits + 7)};
+                    static_cast<float>(facts.scale), static_cast<uint8_t>(facts.fraction_bits + 7)};
   frame.record.baseline = facts.bxf / 4;
   frame.record.fx = 4.0;
   frame.record.dispIntPlace = 0x707;
@@ -105,14 +104,14 @@ inline Frame make_frame_of(const FrameFacts& facts, const Pixels& pixels) {
 
 /// Surfaces with noise of `spread`, on steps of which some reach into the upper half of the range,
 /// with holes in runs.
-inline Pixels random_surfaces(std::size_t count, std::uint64_t spread, std::mt19937& random) {
+inline Pixels random_surfaces(size_t count, uint64_t spread, std::mt19937& random) {
   Pixels pixels(count);
-  std::uint64_t surface = 1;
-  for (std::size_t i = 0; i < count; ++i) {
+  uint64_t surface = 1;
+  for (size_t i = 0; i < count; ++i) {
     if (random() % 12 == 0)
       surface = random() % 5 == 0 ? random() % 16 : random() % 3 == 0 ? random() : random() % 3000;
     const bool hole = random() % 8 == 0 || (i > 0 && pixels[i - 1] == 0 && random() % 3 != 0);
-    pixels[i] = static_cast<std::uint16_t>(hole ? 0 : surface + random() % spread);
+    pixels[i] = static_cast<uint16_t>(hole ? 0 : surface + random() % spread);
   }
   return pixels;
 }
@@ -137,7 +136,7 @@ void compare_sequences(const char* filter_name, Model model, unsigned seed) {
     if (dice > 4 || i == 0)
       facts = random_facts(random);
     const Pixels pixels =
-        random_surfaces(std::size_t{facts.width} * facts.height, 1 + random() % 300, random);
+        random_surfaces(size_t{facts.width} * facts.height, 1 + random() % 300, random);
     const Frame input = make_frame_of(facts, pixels);
     ErrorSlot error;
     testing::internal::CaptureStdout();

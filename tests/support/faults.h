@@ -15,7 +15,7 @@ inline bool is_of_host(Fault fault) {
   return fault == Fault::host_call || fault == Fault::unheard_host_call;
 }
 
-inline void arm(Fault fault, std::uint64_t n) {
+inline void arm(Fault fault, uint64_t n) {
   gexton_clear_faults();
   if (is_of_host(fault))
     gexton_fail_nth_call(n);

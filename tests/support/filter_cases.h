@@ -30,7 +30,7 @@ struct FilterCase {
   Values values; ///< of update_filter_config; empty: none is made
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
   bool blends_frames = false; ///< passes a first frame unchanged: to be run on a second one
-  std::int64_t disparity_offset = 2;
+  int64_t disparity_offset = 2;
 };
 
 /// What tests print of a case.
@@ -112,12 +112,11 @@ inline const FilterFacts& facts_of_filter(const std::string& filter) {
 }
 
 /// Two surfaces, holes and specks; another `shift` moves the specks and the surfaces a little.
-inline Pixels case_pixels(std::uint32_t width, std::uint32_t height, unsigned shift = 0) {
-  Pixels pixels(std::size_t{width} * height);
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
+inline Pixels case_pixels(uint32_t width, uint32_t height, unsigned shift = 0) {
+  Pixels pixels(size_t{width} * height);
+  for (size_t i = 0; i < pixels.size(); ++i) {
     const auto surface = i % width < 20 ? 1000 + i % 5 : 3000 + i % 3;
-    pixels[i] =
-        (i + shift) % 11 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(surface + 20 * shift);
+    pixels[i] = (i + shift) % 11 == 0 ? uint16_t{0} : static_cast<uint16_t>(surface + 20 * shift);
   }
   return pixels;
 }

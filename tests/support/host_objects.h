@@ -15,7 +15,7 @@
 
 namespace test {
 
-using Pixels = std::vector<std::uint16_t>;
+using Pixels = std::vector<uint16_t>;
 
 struct Release {
   void operator()(gx_frame* frame) const { gx_delete_frame(frame, nullptr); }
@@ -68,10 +68,10 @@ class ErrorSlot {
 };
 
 /// A frame of `width` x `height` pixels of the given kind.
-inline Frame make_frame(std::uint32_t width, std::uint32_t height, const Pixels& pixels,
+inline Frame make_frame(uint32_t width, uint32_t height, const Pixels& pixels,
                         gx_pixel_type pixel_type = GX_PIXEL_DEPTH,
                         gx_frame_type type = GX_FRAME_DEPTH) {
-  EXPECT_EQ(pixels.size(), std::size_t{width} * height);
+  EXPECT_EQ(pixels.size(), size_t{width} * height);
   const Profile profile{gexton_create_stream_profile(GX_FORMAT_Y16, width, height, nullptr)};
   Frame frame{gexton_create_video_frame(type, profile.get(), pixels.data(), nullptr)};
   gx_video_frame_set_pixel_type(frame.get(), pixel_type, nullptr);
@@ -86,7 +86,7 @@ inline Frame make_set(const std::vector<gx_frame*>& members) {
 }
 
 inline Pixels pixels_of(const gx_frame* frame) {
-  const auto* data = reinterpret_cast<const std::uint16_t*>(gx_frame_get_data(frame, nullptr));
+  const auto* data = reinterpret_cast<const uint16_t*>(gx_frame_get_data(frame, nullptr));
   return {data, data + gx_frame_get_data_size(frame, nullptr) / 2};
 }
 
@@ -94,8 +94,8 @@ inline Pixels pixels_of(const gx_frame* frame) {
 class Filter {
  public:
   explicit Filter(const std::string& name) {
-    for (std::uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-      if (gx_get_filter_name(static_cast<std::int32_t>(i), nullptr) == name)
+    for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+      if (gx_get_filter_name(static_cast<int32_t>(i), nullptr) == name)
         context_.reset(gx_create_filter(i, nullptr));
     }
   }
@@ -103,8 +103,8 @@ class Filter {
   /// The error's text, "" when the values were accepted.
   std::string update(std::vector<const char*> values) {
     ErrorSlot error;
-    context_->update_config(context_->filter, static_cast<std::int32_t>(values.size()),
-                            values.data(), error.out());
+    context_->update_config(context_->filter, static_cast<int32_t>(values.size()), values.data(),
+                            error.out());
     return error.text();
   }
   std::string update_to(const std::vector<std::string>& texts) {
@@ -141,7 +141,7 @@ class NoLeftovers {
 
  private:
   gexton_live_handles before_ = gexton_get_live_handles();
-  std::uint64_t excess_before_ = gexton_get_excess_releases();
+  uint64_t excess_before_ = gexton_get_excess_releases();
 };
 
 } // namespace test

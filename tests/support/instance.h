@@ -20,15 +20,15 @@ namespace test {
 
 /// A frame as the camera delivers it: its kind, its pixels and what it says of itself.
 struct Look {
-  std::uint32_t width = 32, height = 16;
+  uint32_t width = 32, height = 16;
   gx_format format = GX_FORMAT_Y16;
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
-  std::uint8_t bits = 12;
-  std::optional<std::int64_t> disparity_offset{};
+  uint8_t bits = 12;
+  std::optional<int64_t> disparity_offset{};
   unsigned shift = 0; // of the content
   float value_scale = 1.0F;
   gx_frame_type type = GX_FRAME_DEPTH;
-  std::uint32_t missing_bytes = 0; // of the pixel buffer
+  uint32_t missing_bytes = 0; // of the pixel buffer
   bool camera_known = true;
 
   auto stream() const { return std::tuple(width, height, format, camera_known); }
@@ -53,7 +53,7 @@ inline Values other_values(const FilterCase& filter_case, bool for_larger_frame)
 }
 
 /// The record that a filter takes as one blob; empty where it takes none.
-inline std::vector<std::uint8_t> blob_for(const FilterCase& filter_case) {
+inline std::vector<uint8_t> blob_for(const FilterCase& filter_case) {
   const std::string name = filter_case.filter;
   if (name == "SpatialModerateFilter")
     return {1, 0, 2, 0};
@@ -65,7 +65,7 @@ inline std::vector<std::uint8_t> blob_for(const FilterCase& filter_case) {
   config.small_region_size = 600;
   config.turned = 1;
   config.quarter_turns = 1;
-  std::vector<std::uint8_t> blob(1 + sizeof config);
+  std::vector<uint8_t> blob(1 + sizeof config);
   std::memcpy(blob.data() + 1, &config, sizeof config);
   return blob;
 }
@@ -111,7 +111,7 @@ class Instance {
     const Pixels pixels = case_pixels(width, height, frame_look.shift);
     Frame frame{gexton_create_video_frame(frame_look.type, profile.get(), pixels.data(), nullptr)};
     if (frame_look.missing_bytes > 0)
-      gx_frame_update_data(frame.get(), reinterpret_cast<const std::uint8_t*>(pixels.data()),
+      gx_frame_update_data(frame.get(), reinterpret_cast<const uint8_t*>(pixels.data()),
                            2 * width * height - frame_look.missing_bytes, nullptr);
     gx_depth_frame_set_value_scale(frame.get(), frame_look.value_scale, nullptr);
     gx_video_frame_set_pixel_type(frame.get(), frame_look.pixel_type, nullptr);
@@ -145,7 +145,7 @@ class Instance {
   void update_for_larger() { update_to(other_values(filter_case_, true)); }
   void reset() { filter_.reset(); }
   void set_blob() { set_blob_to(blob_for(filter_case_)); }
-  void set_blob_to(const std::vector<std::uint8_t>& blob) {
+  void set_blob_to(const std::vector<uint8_t>& blob) {
     ErrorSlot error;
     const Capture numbers(stdout);
     auto* context = filter_.context();
@@ -173,14 +173,14 @@ class Instance {
   void set_record(gx_stream_profile* profile, bool known) const {
     D2DParameters record = stereo_record();
     record.baseline = known ? baseline_ : 0.0F;
-    record.packMode = known ? record.packMode : std::uint8_t{9};
+    record.packMode = known ? record.packMode : uint8_t{9};
     gexton_stream_profile_set_disparity_param(profile, &record, nullptr);
   }
 
   const FilterCase& filter_case_;
   InputKind kind_;
   float baseline_ = 50.0F;
-  std::map<std::tuple<std::uint32_t, std::uint32_t, gx_format, bool>, Profile> profiles_;
+  std::map<std::tuple<uint32_t, uint32_t, gx_format, bool>, Profile> profiles_;
   Filter filter_;
 };
 

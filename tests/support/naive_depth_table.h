@@ -7,15 +7,15 @@
 namespace test {
 
 /// The low 16 bits of a whole number that may be larger than any integer type; 0 for none.
-inline std::uint16_t cut(double value) {
+inline uint16_t cut(double value) {
   if (!std::isfinite(value))
     return 0;
   const double whole = std::trunc(value);
-  return static_cast<std::uint16_t>(whole - std::floor(whole / 65536.0) * 65536.0);
+  return static_cast<uint16_t>(whole - std::floor(whole / 65536.0) * 65536.0);
 }
 
 /// The table entry by entry, in the widths that hosts rely on; left as it is on failure.
-inline bool naive_depth_table(const filter_processor::FrameInfo& info, std::uint16_t difference,
+inline bool naive_depth_table(const filter_processor::FrameInfo& info, uint16_t difference,
                               filter_processor::DepthDiffLut& table) {
   const bool depth = info.depth_flag == GX_PIXEL_DEPTH;
   const bool tof = info.depth_flag == GX_PIXEL_TOF_DEPTH;
@@ -27,16 +27,15 @@ inline bool naive_depth_table(const filter_processor::FrameInfo& info, std::uint
     a = a * 500.0F;
     a = a / info.bxf;
     a = a * static_cast<float>(k * k);
-    table.entries[static_cast<std::size_t>(k - 1)] = cut(depth ? double{a} / info.depth_unit
-                                                         : tof ? double{1} * k * difference
-                                                               : 0);
+    table.entries[static_cast<size_t>(k - 1)] = cut(depth ? double{a} / info.depth_unit
+                                                    : tof ? double{1} * k * difference
+                                                          : 0);
   }
   if (tof)
     table.shift = 9;
   if (depth) {
     const float octaves = std::floor(std::log2(static_cast<float>(info.depth_unit / 0.1)));
-    table.shift =
-        info.depth_unit < 0.1 ? std::uint8_t{13} : static_cast<std::uint8_t>(12 - cut(octaves));
+    table.shift = info.depth_unit < 0.1 ? uint8_t{13} : static_cast<uint8_t>(12 - cut(octaves));
   }
   return true;
 }

@@ -8,8 +8,8 @@ namespace test {
 /// The standard engine with results that are 32 bits wide on every platform.
 class Random {
  public:
-  explicit Random(std::uint32_t seed) : engine_(seed) {}
-  std::uint32_t operator()() { return static_cast<std::uint32_t>(engine_()); }
+  explicit Random(uint32_t seed) : engine_(seed) {}
+  uint32_t operator()() { return static_cast<uint32_t>(engine_()); }
 
  private:
   std::mt19937 engine_;

@@ -31,7 +31,7 @@ Canvas::Canvas(FrameSize size, Color background)
 void Canvas::set(uint32_t x, uint32_t y, Color color) {
   if (x < image_.size.width && y < image_.size.height) {
     const size_t offset = (size_t{y} * image_.size.width + x) * 3;
-    std::ranges::copy(color, image_.samples.begin() + static_cast<std::ptrdiff_t>(offset));
+    std::ranges::copy(color, image_.samples.begin() + static_cast<ptrdiff_t>(offset));
   }
 }
 

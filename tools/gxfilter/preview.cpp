@@ -151,7 +151,7 @@ std::optional<ValueRange> typical_range(const FrameView& frame) {
   if (valid.empty()) {
     return std::nullopt;
   }
-  const auto cut = static_cast<std::ptrdiff_t>(valid.size() / 100);
+  const auto cut = static_cast<ptrdiff_t>(valid.size() / 100);
   std::nth_element(valid.begin(), valid.begin() + cut, valid.end());
   const uint16_t low = valid[static_cast<size_t>(cut)];
   std::nth_element(valid.begin(), valid.end() - 1 - cut, valid.end());
@@ -183,8 +183,7 @@ FrameView cropped(const FrameView& frame, Rectangle part) {
   const uint32_t y = std::min(part.y, whole.height - size.height);
   FrameView view{{size, {}}, frame.pixel_type, frame.value_scale};
   for (uint32_t row = y; row < y + size.height; ++row) {
-    const auto first =
-        frame.image.pixels.begin() + static_cast<std::ptrdiff_t>(row) * whole.width + x;
+    const auto first = frame.image.pixels.begin() + static_cast<ptrdiff_t>(row) * whole.width + x;
     view.image.pixels.insert(view.image.pixels.end(), first, first + size.width);
   }
   return view;

@@ -12,9 +12,9 @@ namespace {
 
 /// One axis of the output: a scaled source with a side added or cut off before and behind it.
 struct Axis {
-  std::uint32_t source;
+  uint32_t source;
   float scale;
-  std::int32_t before, behind;
+  int32_t before, behind;
 
   /// Where the source's last pixel ends.
   float source_end() const {
@@ -22,33 +22,29 @@ struct Axis {
   }
 
   /// The output's pixels, cut to a whole number; far below 2^63 for every 32-bit source.
-  std::int64_t size() const {
-    return static_cast<std::int64_t>(source_end() + static_cast<float>(behind));
-  }
+  int64_t size() const { return static_cast<int64_t>(source_end() + static_cast<float>(behind)); }
 };
 
 /// Where the pixels of an axis that show the source begin and end, and the 16.16 source position of
 /// the first of them.
 struct Span {
-  std::uint32_t begin, end, first;
+  uint32_t begin, end, first;
 };
 
 /// `size` is the output's.
-Span span_of(const Axis& axis, std::uint32_t size) {
-  const auto source_end = static_cast<std::int64_t>(axis.source_end());
-  const auto end =
-      static_cast<std::uint32_t>(std::clamp<std::int64_t>(source_end, 0, std::int64_t{size}));
+Span span_of(const Axis& axis, uint32_t size) {
+  const auto source_end = static_cast<int64_t>(axis.source_end());
+  const auto end = static_cast<uint32_t>(std::clamp<int64_t>(source_end, 0, int64_t{size}));
   if (axis.before >= 0)
-    return {static_cast<std::uint32_t>(axis.before), end, 0};
+    return {static_cast<uint32_t>(axis.before), end, 0};
   const double cut_off = double{std::abs(static_cast<float>(axis.before) / axis.scale)};
-  return {0, end, std::uint32_t{low_16_bits(cut_off)} << 16};
+  return {0, end, uint32_t{low_16_bits(cut_off)} << 16};
 }
 
-bool store_size(Parameters& parameters, std::int32_t index, const char* key,
-                std::uint64_t& member) {
+bool store_size(Parameters& parameters, int32_t index, const char* key, uint64_t& member) {
   const double value = parameters.real(index);
   if (parameters.in_range(key, value, 1.0, 65535.0))
-    member = static_cast<std::uint64_t>(value);
+    member = static_cast<uint64_t>(value);
   return parameters.accepted();
 }
 
@@ -65,7 +61,7 @@ const char* DepthResize::get_config_schema() {
          "ex_bottom, integer, -400, 400, 1, 0, extension on the bottom of the frame";
 }
 
-void DepthResize::update_filter_config(std::int32_t argc, const char** argv, gx_error** error) {
+void DepthResize::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(7) || !store_size(parameters, 0, "dst_width", dst_width) ||
       !store_size(parameters, 1, "dst_height", dst_height))
@@ -83,27 +79,24 @@ void DepthResize::update_filter_config(std::int32_t argc, const char** argv, gx_
 gx_frame* DepthResize::filter_process(gx_frame* frame, gx_error** error) {
   ProcessingFrame call(class_name, frame, error);
   const FrameSize size = call.read_size();
-  const std::int64_t width = Axis{size.width, scale, ex_left, ex_right}.size();
-  const std::int64_t height = Axis{size.height, scale, ex_top, ex_bottom}.size();
-  if (static_cast<std::uint64_t>(width) != dst_width ||
-      static_cast<std::uint64_t>(height) != dst_height)
+  const int64_t width = Axis{size.width, scale, ex_left, ex_right}.size();
+  const int64_t height = Axis{size.height, scale, ex_top, ex_bottom}.size();
+  if (static_cast<uint64_t>(width) != dst_width || static_cast<uint64_t>(height) != dst_height)
     call.fail({"incorrect config schema", "filter_process", class_name});
 
-  const FrameSize out{static_cast<std::uint32_t>(dst_width),
-                      static_cast<std::uint32_t>(dst_height)};
+  const FrameSize out{static_cast<uint32_t>(dst_width), static_cast<uint32_t>(dst_height)};
   if (!fits_a_frame(out))
     call.fail_kernel("depth resize error", class_name);
   call.create_output(call.host(gx_frame_get_format, call.depth()), out);
-  const std::uint16_t* const from = call.pixels_of(call.depth());
-  std::uint16_t* const to = call.pixels_of(call.output());
+  const uint16_t* const from = call.pixels_of(call.depth());
+  uint16_t* const to = call.pixels_of(call.output());
   if (call.ok() && resize(from, size, to, out) != 0)
     call.fail_kernel("depth resize error", class_name);
   call.complete_output(call.copy_depth_profile(), to, out);
   return call.deliver();
 }
 
-int DepthResize::resize(const std::uint16_t* from, FrameSize size, std::uint16_t* to,
-                        FrameSize out) {
+int DepthResize::resize(const uint16_t* from, FrameSize size, uint16_t* to, FrameSize out) {
   if (size.width == 0 || size.height == 0 || out.width == 0 || out.height == 0)
     return -1;
   if (scale < 0.001F)

@@ -19,7 +19,7 @@ class DepthResize final : public IPrivFilter {
   /// Seven values: the output's width and height (1 to 65535), which do not choose the size but
   /// must agree with the others; the scale (0.1 to 50); left, right, top and bottom extension in
   /// pixels. Each accepted value is kept even when a later one is refused.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// Fails with "incorrect config schema" where the output's size is not the configured one. A new
   /// instance, whose members are all 0, fails with "depth resize error".
@@ -28,15 +28,15 @@ class DepthResize final : public IPrivFilter {
   void print_filter_params() override;
 
  private:
-  int resize(const std::uint16_t* from, FrameSize size, std::uint16_t* to, FrameSize out);
+  int resize(const uint16_t* from, FrameSize size, uint16_t* to, FrameSize out);
 
-  std::uint64_t dst_width = 0;
-  std::uint64_t dst_height = 0;
+  uint64_t dst_width = 0;
+  uint64_t dst_height = 0;
   float scale = 0.0F;
-  std::int32_t ex_left = 0;
-  std::int32_t ex_top = 0;
-  std::int32_t ex_right = 0;
-  std::int32_t ex_bottom = 0;
+  int32_t ex_left = 0;
+  int32_t ex_top = 0;
+  int32_t ex_right = 0;
+  int32_t ex_bottom = 0;
   NearestSampler sampler_;
 };
 

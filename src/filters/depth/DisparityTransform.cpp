@@ -15,8 +15,7 @@ const char* DisparityTransform::get_config_schema() {
          "depth_uint, float, 0.001, 10.0, 0.001, 1.0, value depth uint";
 }
 
-void DisparityTransform::update_filter_config(std::int32_t argc, const char** argv,
-                                              gx_error** error) {
+void DisparityTransform::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(3))
     return;

@@ -16,7 +16,7 @@ class DisparityTransform final : public DisparityConversion {
 
   /// Three values: the maximal and the minimal depth in millimetres (1 to 65535) and the depth unit
   /// of the output in millimetres (0.001 to 10). Values out of range are ignored without an error.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// Fails for a record whose pack mode its kind of camera does not have. The frames after it, with
   /// the same record, become all zero if they have its bit size, and fail as well if not.

@@ -10,7 +10,7 @@
 namespace filter_processor {
 namespace {
 
-constexpr std::uint32_t pixel_values = 65536;
+constexpr uint32_t pixel_values = 65536;
 
 /// Up to this value scale, millimetres for one unit, depths are looked for by their pixel values.
 /// Beyond it, where no camera is, they wrap too often around 16 bits; and they do not even ascend
@@ -22,21 +22,21 @@ bool ascends(float value_scale) {
 }
 
 /// The depth of a pixel value, rounded to float32.
-double scaled(std::uint32_t pixel, float value_scale) {
+double scaled(uint32_t pixel, float value_scale) {
   return double{static_cast<float>(pixel) * value_scale};
 }
 
 struct Pixels {
-  std::uint16_t* data;
-  std::size_t count;
+  uint16_t* data;
+  size_t count;
 };
 
 /// The first pixel value with the property, which all larger ones share.
 template <typename Property>
-std::uint32_t first_value_where(Property property) {
-  std::uint32_t first = 0;
-  for (std::uint32_t left = pixel_values; left > 0;) {
-    const std::uint32_t half = left / 2;
+uint32_t first_value_where(Property property) {
+  uint32_t first = 0;
+  for (uint32_t left = pixel_values; left > 0;) {
+    const uint32_t half = left / 2;
     if (property(first + half)) {
       left = half;
     } else {
@@ -51,20 +51,19 @@ std::uint32_t first_value_where(Property property) {
 /// range of pixel values, found by the exact arithmetic once instead of for each pixel.
 template <typename Reached, typename Passed>
 void clear_range(Pixels pixels, float value_scale, Reached reached, Passed passed) {
-  const std::uint32_t first =
-      first_value_where([&](std::uint32_t pixel) { return reached(scaled(pixel, value_scale)); });
-  const std::uint32_t end =
-      first_value_where([&](std::uint32_t pixel) { return passed(scaled(pixel, value_scale)); });
+  const uint32_t first =
+      first_value_where([&](uint32_t pixel) { return reached(scaled(pixel, value_scale)); });
+  const uint32_t end =
+      first_value_where([&](uint32_t pixel) { return passed(scaled(pixel, value_scale)); });
   if (first < end) {
-    simd::kernels<InvalidDepthKernels>().clear_between(pixels.data, pixels.count,
-                                                       static_cast<std::uint16_t>(first),
-                                                       static_cast<std::uint16_t>(end - 1));
+    simd::kernels<InvalidDepthKernels>().clear_between(
+        pixels.data, pixels.count, static_cast<uint16_t>(first), static_cast<uint16_t>(end - 1));
   }
 }
 
 template <typename Invalid>
 void clear_each(Pixels pixels, float value_scale, Invalid invalid) {
-  for (std::size_t i = 0; i < pixels.count; ++i) {
+  for (size_t i = 0; i < pixels.count; ++i) {
     if (invalid(scaled(pixels.data[i], value_scale)))
       pixels.data[i] = 0;
   }
@@ -82,10 +81,10 @@ void clear_near(Pixels pixels, float value_scale, double low, double high) {
 }
 
 /// Clears depths that, cut to whole millimetres, have these low 16 bits.
-void clear_equal(Pixels pixels, float value_scale, std::uint16_t low_bits) {
+void clear_equal(Pixels pixels, float value_scale, uint16_t low_bits) {
   if (ascends(value_scale)) {
     const double largest = scaled(pixel_values - 1, value_scale);
-    for (std::uint32_t invalid = low_bits; invalid <= largest; invalid += 65536) {
+    for (uint32_t invalid = low_bits; invalid <= largest; invalid += 65536) {
       clear_range(
           pixels, value_scale, [=](double depth) { return depth >= invalid; },
           [=](double depth) { return depth >= invalid + 1; });
@@ -97,8 +96,8 @@ void clear_equal(Pixels pixels, float value_scale, std::uint16_t low_bits) {
 
 /// Whether an offset, once it is a double, stands for another whole number. The largest ones always
 /// do: they become 2^63, which no 64-bit number is.
-bool is_other_offset(double stored, std::int64_t offset) {
-  return stored >= 0x1p63 || static_cast<std::int64_t>(stored) != offset;
+bool is_other_offset(double stored, int64_t offset) {
+  return stored >= 0x1p63 || static_cast<int64_t>(stored) != offset;
 }
 
 } // namespace
@@ -112,12 +111,11 @@ gx_frame* HardwareD2DCorrectionFilter::filter_process(gx_frame* frame, gx_error*
   if (!follow_offset(call))
     return call.deliver_copy_of_input();
 
-  std::uint16_t* const pixels = call.copy_depth_to_output();
+  uint16_t* const pixels = call.copy_depth_to_output();
   const float value_scale = call.host(gx_depth_frame_get_value_scale, call.output());
-  const std::uint8_t bit_size =
-      call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
+  const uint8_t bit_size = call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
   if (call.ok())
-    correct(pixels, std::size_t{size.width} * size.height, value_scale, bit_size);
+    correct(pixels, size_t{size.width} * size.height, value_scale, bit_size);
   return call.deliver();
 }
 
@@ -146,7 +144,7 @@ bool HardwareD2DCorrectionFilter::profile_matches(ProcessingFrame& call, FrameSi
 /// Whether there is an offset to correct for.
 bool HardwareD2DCorrectionFilter::follow_offset(ProcessingFrame& call) {
   const bool present = call.host(gx_frame_has_metadata, call.depth(), GX_METADATA_DISPARITY_OFFSET);
-  const std::int64_t offset =
+  const int64_t offset =
       present ? call.host(gx_frame_get_metadata_value, call.depth(), GX_METADATA_DISPARITY_OFFSET)
               : 0;
   if (!call.ok())
@@ -160,8 +158,8 @@ bool HardwareD2DCorrectionFilter::follow_offset(ProcessingFrame& call) {
   return disp_offset != 0.0;
 }
 
-void HardwareD2DCorrectionFilter::correct(std::uint16_t* pixels, std::size_t count,
-                                          float value_scale, std::uint8_t bit_size) {
+void HardwareD2DCorrectionFilter::correct(uint16_t* pixels, size_t count, float value_scale,
+                                          uint8_t bit_size) {
   // A new profile alone leaves the depth as it is until the offset changes.
   if (std::exchange(offset_changed, false))
     invalid_depth = std::round(fb / disp_offset);
@@ -174,7 +172,7 @@ void HardwareD2DCorrectionFilter::correct(std::uint16_t* pixels, std::size_t cou
   }
 }
 
-void HardwareD2DCorrectionFilter::choose_tolerance(float value_scale, std::uint8_t bit_size) {
+void HardwareD2DCorrectionFilter::choose_tolerance(float value_scale, uint8_t bit_size) {
   if (!(std::abs(value_scale - last_value_scale) >= 1e-6F))
     return;
   depth_tolerance = bit_size == 14 ? 0.4F : 1.6F;

@@ -17,7 +17,7 @@ class HardwareD2DCorrectionFilter final : public IPrivFilter {
   static constexpr const char* class_name = "HardwareD2DCorrectionFilter";
 
   const char* get_config_schema() override { return ""; }
-  void update_filter_config(std::int32_t /*argc*/, const char** /*argv*/,
+  void update_filter_config(int32_t /*argc*/, const char** /*argv*/,
                             gx_error** /*error*/) override {}
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
 
@@ -29,8 +29,8 @@ class HardwareD2DCorrectionFilter final : public IPrivFilter {
   void follow_profile(ProcessingFrame& call, FrameSize size);
   bool profile_matches(ProcessingFrame& call, FrameSize size);
   bool follow_offset(ProcessingFrame& call);
-  void choose_tolerance(float value_scale, std::uint8_t bit_size);
-  void correct(std::uint16_t* pixels, std::size_t count, float value_scale, std::uint8_t bit_size);
+  void choose_tolerance(float value_scale, uint8_t bit_size);
+  void correct(uint16_t* pixels, size_t count, float value_scale, uint8_t bit_size);
 
   double disp_offset = 0.0;      ///< of the last depth frame, disparity in pixels; 0: none
   double invalid_depth = 0.0;    ///< fb / disp_offset when the offset last changed, millimetres

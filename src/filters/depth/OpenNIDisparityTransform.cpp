@@ -23,13 +23,13 @@ void move_principal_point(gx_camera_intrinsic& intrinsic, FrameSize target) {
 }
 
 /// Target pixels that a scaled source covers, cut to whole ones, at most `limit`.
-std::uint32_t covered(std::uint32_t source, float scale, std::uint32_t limit) {
+uint32_t covered(uint32_t source, float scale, uint32_t limit) {
   const float pixels = static_cast<float>(source) * scale;
-  return pixels < static_cast<float>(limit) ? static_cast<std::uint32_t>(pixels) : limit;
+  return pixels < static_cast<float>(limit) ? static_cast<uint32_t>(pixels) : limit;
 }
 
 /// The target pixel before which a blank border of `border` pixels begins.
-std::uint32_t blank_from(std::uint32_t size, std::uint32_t border) {
+uint32_t blank_from(uint32_t size, uint32_t border) {
   return size > border ? size - border : 0;
 }
 
@@ -53,7 +53,7 @@ const char* OpenNIDisparityTransform::get_config_schema() {
          "of the frame";
 }
 
-void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const char** argv,
+void OpenNIDisparityTransform::update_filter_config(int32_t argc, const char** argv,
                                                     gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(10))
@@ -65,17 +65,17 @@ void OpenNIDisparityTransform::update_filter_config(std::int32_t argc, const cha
   const bool has_height = parameters.accepted();
   const auto ratio = static_cast<float>(parameters.real(5));
   const bool has_all = parameters.in_range("scale", ratio, 0.1F, 50.0F);
-  const auto pixels = [&](std::int32_t index) {
-    return static_cast<std::uint32_t>(parameters.integer(index));
+  const auto pixels = [&](int32_t index) {
+    return static_cast<uint32_t>(parameters.integer(index));
   };
   // What stands before a refused value is stored. All at once: no frame sees a part of the values,
   // or another target size than it was made for.
   const auto next_resampling = [&] {
     Resampling next = resampling_;
     if (has_width)
-      next.dst_width = static_cast<std::uint32_t>(width);
+      next.dst_width = static_cast<uint32_t>(width);
     if (has_height)
-      next.dst_height = static_cast<std::uint32_t>(height);
+      next.dst_height = static_cast<uint32_t>(height);
     if (has_all) {
       next.scale = ratio;
       next.x_cut = pixels(6);
@@ -117,8 +117,8 @@ void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_forma
   if (!fits_a_frame(target))
     return call.fail(refused);
   call.create_output(format, target);
-  const std::uint16_t* const codes = call.pixels_of(call.depth());
-  std::uint16_t* const depths = call.pixels_of(call.output());
+  const uint16_t* const codes = call.pixels_of(call.depth());
+  uint16_t* const depths = call.pixels_of(call.output());
   fit_table(call, call.host(gx_video_frame_get_pixel_available_bit_size, call.depth()));
   if (!call.ok())
     return;
@@ -129,8 +129,8 @@ void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_forma
   describe_depths(call);
 }
 
-bool OpenNIDisparityTransform::sample(const Resampling& to, const std::uint16_t* codes,
-                                      FrameSize size, std::uint16_t* depths) {
+bool OpenNIDisparityTransform::sample(const Resampling& to, const uint16_t* codes, FrameSize size,
+                                      uint16_t* depths) {
   const FrameSize target = to.target();
   if (size.width == 0 || size.height == 0 || target.width == 0 || target.height == 0 ||
       double{to.scale} < 0.001)
@@ -158,8 +158,8 @@ OwnedProfile OpenNIDisparityTransform::resampled_profile(ProcessingFrame& call, 
   OwnedProfile profile = call.copy_depth_profile();
   gx_camera_intrinsic intrinsic = call.host(gx_video_stream_profile_get_intrinsic, profile.get());
   move_principal_point(intrinsic, target);
-  intrinsic.width = static_cast<std::int16_t>(target.width);
-  intrinsic.height = static_cast<std::int16_t>(target.height);
+  intrinsic.width = static_cast<int16_t>(target.width);
+  intrinsic.height = static_cast<int16_t>(target.height);
   call.host(gx_video_stream_profile_set_intrinsic, profile.get(), intrinsic);
   return profile;
 }

@@ -21,7 +21,7 @@ class OpenNIDisparityTransform final : public DisparityConversion {
   /// resampling off), the scale (0.1 to 50), the cuts and the borders in pixels. Each accepted
   /// value is kept even when a later one is refused; whether frames are resampled then stays as it
   /// was.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
 
  private:
@@ -32,20 +32,19 @@ class OpenNIDisparityTransform final : public DisparityConversion {
   /// How frames are resampled; written by updates only.
   struct Resampling {
     bool resample_enabled = false;
-    float scale = 0.0F;           ///< target size / source size
-    std::uint32_t x_cut = 0;      ///< first source column
-    std::uint32_t y_cut = 0;      ///< first source row
-    std::uint32_t x_set = 0;      ///< blank target columns, at the left and at the right
-    std::uint32_t y_set = 0;      ///< blank target rows, at the top and at the bottom
-    std::uint32_t dst_width = 0;  ///< target pixels
-    std::uint32_t dst_height = 0; ///< target pixels
+    float scale = 0.0F;      ///< target size / source size
+    uint32_t x_cut = 0;      ///< first source column
+    uint32_t y_cut = 0;      ///< first source row
+    uint32_t x_set = 0;      ///< blank target columns, at the left and at the right
+    uint32_t y_set = 0;      ///< blank target rows, at the top and at the bottom
+    uint32_t dst_width = 0;  ///< target pixels
+    uint32_t dst_height = 0; ///< target pixels
 
     FrameSize target() const { return {dst_width, dst_height}; }
     friend bool operator==(const Resampling&, const Resampling&) = default;
   };
 
-  bool sample(const Resampling& to, const std::uint16_t* codes, FrameSize size,
-              std::uint16_t* depths);
+  bool sample(const Resampling& to, const uint16_t* codes, FrameSize size, uint16_t* depths);
   static OwnedProfile resampled_profile(ProcessingFrame& call, FrameSize target);
 
   Resampling resampling_;

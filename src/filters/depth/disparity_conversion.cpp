@@ -16,8 +16,8 @@ bool same_record(const D2DParameters& a, const D2DParameters& b) {
 }
 
 /// Bits, from 8 to 16, that hold the depths below `max`.
-std::uint8_t bits_for(float max) {
-  std::uint8_t bits = 8;
+uint8_t bits_for(float max) {
+  uint8_t bits = 8;
   while (bits < 16 && static_cast<float>(1U << bits) <= max)
     ++bits;
   return bits;
@@ -57,7 +57,7 @@ void DisparityConversion::follow_profile(ProcessingFrame& call, gx_format format
   if (first)
     read_profile();
   const bool matches = !first && profile_matches(call, format, size);
-  const std::uint8_t bit_size = read_bit_size();
+  const uint8_t bit_size = read_bit_size();
   if (!call.ok() || (matches && bit_size == cached_bit_size))
     return;
   if (!first) {
@@ -76,7 +76,7 @@ bool DisparityConversion::profile_matches(ProcessingFrame& call, gx_format forma
 }
 
 void DisparityConversion::read_disparity_offset(ProcessingFrame& call) {
-  std::int64_t offset = 0;
+  int64_t offset = 0;
   if (call.host(gx_frame_has_metadata, call.depth(), GX_METADATA_DISPARITY_OFFSET))
     offset = call.host(gx_frame_get_metadata_value, call.depth(), GX_METADATA_DISPARITY_OFFSET);
   if (call.ok())
@@ -94,7 +94,7 @@ void DisparityConversion::follow_record(ProcessingFrame& call, const D2DParamete
   build_table(call);
 }
 
-void DisparityConversion::fit_table(ProcessingFrame& call, std::uint8_t bit_size) {
+void DisparityConversion::fit_table(ProcessingFrame& call, uint8_t bit_size) {
   if (!call.ok() || (lookup_table != nullptr && bit_size == d2d_parameters.bitSize))
     return;
   // The record now differs from the profile's, so the next frame starts from the profile's again.
@@ -112,13 +112,12 @@ void DisparityConversion::build_table(ProcessingFrame& call) {
 
 void DisparityConversion::convert_same_size(ProcessingFrame& call,
                                             DisparityLookupKernels::Map map) {
-  const std::size_t count = call.host(gx_frame_get_data_size, call.depth()) / sizeof(std::uint16_t);
-  const std::uint8_t bit_size =
-      call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
+  const size_t count = call.host(gx_frame_get_data_size, call.depth()) / sizeof(uint16_t);
+  const uint8_t bit_size = call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
   call.create_output_like_depth();
   call.host(gx_video_frame_set_pixel_type, call.output(), GX_PIXEL_DEPTH);
-  const std::uint16_t* const codes = call.pixels_of(call.depth());
-  std::uint16_t* const depths = call.pixels_of(call.output());
+  const uint16_t* const codes = call.pixels_of(call.depth());
+  uint16_t* const depths = call.pixels_of(call.output());
   fit_table(call, bit_size);
   if (!call.ok())
     return;
@@ -146,7 +145,7 @@ DisparityConversion::read_depth_range(const Parameters& parameters) {
   const auto is_depth = [](int value) { return value >= 1 && value <= 65535; };
   if (!is_depth(max) || !is_depth(min) || !(double{unit} >= 0.001 && unit <= 10.0F))
     return std::nullopt;
-  return DepthRange{static_cast<std::uint32_t>(max), static_cast<std::uint32_t>(min), unit};
+  return DepthRange{static_cast<uint32_t>(max), static_cast<uint32_t>(min), unit};
 }
 
 bool DisparityConversion::differs(const std::optional<DepthRange>& range) const {

@@ -28,7 +28,7 @@ class DisparityConversion : public IPrivFilter {
   void print_filter_params() override;
 
  protected:
-  DisparityConversion(std::uint32_t max, std::uint32_t min) : max_depth(max), min_depth(min) {}
+  DisparityConversion(uint32_t max, uint32_t min) : max_depth(max), min_depth(min) {}
   DisparityConversion(const DisparityConversion&) = delete;
   DisparityConversion& operator=(const DisparityConversion&) = delete;
   ~DisparityConversion() = default;
@@ -38,8 +38,8 @@ class DisparityConversion : public IPrivFilter {
 
   /// The first three parameters.
   struct DepthRange {
-    std::uint32_t max, min; ///< millimetres
-    float unit;             ///< millimetres for one unit of the output
+    uint32_t max, min; ///< millimetres
+    float unit;        ///< millimetres for one unit of the output
   };
 
   /// None where a value is out of range: then all three are ignored, without an error.
@@ -62,7 +62,7 @@ class DisparityConversion : public IPrivFilter {
   void convert_same_size(ProcessingFrame& call, DisparityLookupKernels::Map map);
 
   /// Builds the table again where there is none, or where its codes are not as wide as the frame's.
-  void fit_table(ProcessingFrame& call, std::uint8_t bit_size);
+  void fit_table(ProcessingFrame& call, uint8_t bit_size);
 
   /// Sets the bit size and the value scale of the output's depths.
   void describe_depths(ProcessingFrame& call) const;
@@ -71,17 +71,17 @@ class DisparityConversion : public IPrivFilter {
 
   InstanceLock lock;
   D2DParameters d2d_parameters{}; ///< with the bit size of the table's codes
-  std::uint32_t max_depth;        ///< millimetres
-  std::uint32_t min_depth;        ///< millimetres
+  uint32_t max_depth;             ///< millimetres
+  uint32_t min_depth;             ///< millimetres
   bool params_changed = false;
   float depth_unit = 1.0F;  ///< millimetres for one unit of the output
   float value_scale = 1.0F; ///< 1 / depth_unit, as of the last change
   float metadata_disparity_offset = 0.0F;
-  std::uint8_t output_bit_size = 0;
-  std::uint32_t table_size = 0;
+  uint8_t output_bit_size = 0;
+  uint32_t table_size = 0;
   std::unique_ptr<DisparityTable> lookup_table;
-  OwnedProfile cached_profile;      ///< as of the last change of size, format or bit size
-  std::uint8_t cached_bit_size = 0; ///< the frame's bit size that went with it
+  OwnedProfile cached_profile; ///< as of the last change of size, format or bit size
+  uint8_t cached_bit_size = 0; ///< the frame's bit size that went with it
 
  private:
   void follow_profile(ProcessingFrame& call, gx_format format, FrameSize size);

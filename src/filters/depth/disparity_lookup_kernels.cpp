@@ -5,16 +5,16 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 
 struct WholePixel {
-  [[gnu::always_inline]] static std::uint64_t depth(const Pixel* table, std::uint64_t pixel) {
+  [[gnu::always_inline]] static uint64_t depth(const Pixel* table, uint64_t pixel) {
     return table[pixel];
   }
 };
 
 struct UpperBits {
-  [[gnu::always_inline]] static std::uint64_t depth(const Pixel* table, std::uint64_t pixel) {
+  [[gnu::always_inline]] static uint64_t depth(const Pixel* table, uint64_t pixel) {
     return ((table[pixel >> 4] & 0xfffU) << 4) | (pixel & 0xfU);
   }
 };
@@ -22,12 +22,12 @@ struct UpperBits {
 // Four pixels share one load and one store: what bounds the loop is the number of memory accesses,
 // and the table needs one for each pixel anyway.
 template <typename Code>
-void map(const Pixel* codes, Pixel* depths, std::size_t count, const Pixel* table) {
-  std::size_t i = 0;
+void map(const Pixel* codes, Pixel* depths, size_t count, const Pixel* table) {
+  size_t i = 0;
   for (; i + 4 <= count; i += 4) {
-    std::uint64_t four;
+    uint64_t four;
     __builtin_memcpy(&four, codes + i, sizeof four);
-    const std::uint64_t mapped =
+    const uint64_t mapped =
         Code::depth(table, four & 0xffff) | Code::depth(table, four >> 16 & 0xffff) << 16 |
         Code::depth(table, four >> 32 & 0xffff) << 32 | Code::depth(table, four >> 48) << 48;
     __builtin_memcpy(depths + i, &mapped, sizeof mapped);

@@ -10,8 +10,8 @@ namespace filter_processor {
 /// Maps `count` pixels through a table of 65536 entries. `codes` and `depths` are the same array or
 /// do not overlap.
 struct DisparityLookupKernels {
-  using Map = void (*)(const std::uint16_t* codes, std::uint16_t* depths, std::size_t count,
-                       const std::uint16_t* table);
+  using Map = void (*)(const uint16_t* codes, uint16_t* depths, size_t count,
+                       const uint16_t* table);
 
   Map whole; ///< the code is the whole pixel
 

@@ -7,7 +7,7 @@ namespace filter_processor {
 namespace {
 
 /// Codes from here on are marks of the camera, not disparities.
-constexpr std::uint32_t first_reserved_code = 65532;
+constexpr uint32_t first_reserved_code = 65532;
 
 /// Codes for one pixel of disparity when `integer_bits` of the record's bits are its whole part.
 double codes_per_pixel(const D2DParameters& camera, int integer_bits) {
@@ -21,9 +21,9 @@ class DepthRange {
       : max_(static_cast<float>(output.max_depth) * output.value_scale),
         min_(static_cast<float>(output.min_depth) * output.value_scale) {}
 
-  std::uint16_t entry(double depth, double end = 65536.0) const {
+  uint16_t entry(double depth, double end = 65536.0) const {
     const bool inside = depth <= double{max_} && depth >= double{min_} && depth < end;
-    return inside ? static_cast<std::uint16_t>(depth) : std::uint16_t{0};
+    return inside ? static_cast<uint16_t>(depth) : uint16_t{0};
   }
 
  private:
@@ -38,8 +38,8 @@ void fill_stereo(const D2DParameters& camera, const DepthOutput& output, double 
   const double bf = double{camera.baseline} * camera.fx;
   const double units = double{output.value_scale * camera.unit}; // a float32 product by definition
   const double end = output.shifted_codes ? 4096.0 : 65536.0;
-  const std::uint32_t count = std::min(disparity_code_count(camera.bitSize), first_reserved_code);
-  for (std::uint32_t code = 0; code < count; ++code) {
+  const uint32_t count = std::min(disparity_code_count(camera.bitSize), first_reserved_code);
+  for (uint32_t code = 0; code < count; ++code) {
     const double d = decode(code);
     const bool invalid = std::abs(d - static_cast<double>(camera.invalidDisp)) < 0.0001;
     if (!invalid && d > 0.0 && d < limit) {
@@ -57,8 +57,8 @@ void fill_mono(const D2DParameters& camera, const DepthOutput& output, Disparity
   const DepthRange range(output);
   const double k = camera.zpd / (double{camera.baseline} * camera.fx);
   const double units = double{camera.unit} * double{output.value_scale} * camera.zpd;
-  const std::uint32_t count = std::min(disparity_code_count(camera.bitSize), 65535U);
-  for (std::uint32_t code = 0; code < count; ++code) {
+  const uint32_t count = std::min(disparity_code_count(camera.bitSize), 65535U);
+  for (uint32_t code = 0; code < count; ++code) {
     if (!skipped(code))
       table[code] = range.entry(units / ((double{camera.dispOffset} + decode(code)) * k + 1.0));
   }
@@ -66,14 +66,14 @@ void fill_mono(const D2DParameters& camera, const DepthOutput& output, Disparity
 
 } // namespace
 
-std::uint32_t disparity_code_count(std::uint8_t bit_size) {
-  return std::uint32_t{1} << std::min<std::uint32_t>(bit_size, 16);
+uint32_t disparity_code_count(uint8_t bit_size) {
+  return uint32_t{1} << std::min<uint32_t>(bit_size, 16);
 }
 
 void fill_stereo_table_of_pack_mode_1(const D2DParameters& camera, const DepthOutput& output,
                                       DisparityTable& table) {
   const double scale = codes_per_pixel(camera, 8);
-  fill_stereo(camera, output, 256.0, table, [&](std::uint32_t code) {
+  fill_stereo(camera, output, 256.0, table, [&](uint32_t code) {
     return 200.375 - (2 * code) / scale + 128.0 - double{camera.minDisparity};
   });
 }
@@ -83,7 +83,7 @@ bool fill_stereo_table(const D2DParameters& camera, const DepthOutput& output,
   const auto fill_unsigned = [&](int integer_bits) {
     const double scale = codes_per_pixel(camera, integer_bits);
     fill_stereo(camera, output, std::ldexp(1.0, integer_bits), table,
-                [=](std::uint32_t code) { return code / scale; });
+                [=](uint32_t code) { return code / scale; });
   };
   switch (camera.packMode) {
   case 1:
@@ -106,21 +106,21 @@ bool fill_mono_table(const D2DParameters& camera, const DepthOutput& output,
   switch (camera.packMode) {
   case 1:
     fill_mono(
-        camera, output, table, [](std::uint32_t code) { return code == 0; },
-        [=](std::uint32_t code) { return 200.375 - (2 * code) / scale; });
+        camera, output, table, [](uint32_t code) { return code == 0; },
+        [=](uint32_t code) { return 200.375 - (2 * code) / scale; });
     return true;
   case 2:
     fill_mono(
-        camera, output, table, [](std::uint32_t code) { return code == 8192; },
-        [=](std::uint32_t code) {
+        camera, output, table, [](uint32_t code) { return code == 8192; },
+        [=](uint32_t code) {
           // The low 14 bits as a signed number.
-          return (static_cast<std::int32_t>((code - 8192) & 0x3fff) - 8192) / scale;
+          return (static_cast<int32_t>((code - 8192) & 0x3fff) - 8192) / scale;
         });
     return true;
   case 4:
     fill_mono(
-        camera, output, table, [](std::uint32_t code) { return code >= first_reserved_code; },
-        [=](std::uint32_t code) { return code / scale; });
+        camera, output, table, [](uint32_t code) { return code >= first_reserved_code; },
+        [=](uint32_t code) { return code / scale; });
     return true;
   default:
     return false;

@@ -5,14 +5,14 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 
-void clear_values(Pixel* pixels, std::size_t count, Pixel first, Pixel last) {
+void clear_values(Pixel* pixels, size_t count, Pixel first, Pixel last) {
   using V = simd::Lanes<Pixel>;
-  constexpr std::size_t step = simd::lane_count<V>;
+  constexpr size_t step = simd::lane_count<V>;
   // Shifted down by `first`, the pixels to clear are the smallest: one unsigned comparison.
   const auto range = static_cast<Pixel>(last - first);
-  std::size_t i = 0;
+  size_t i = 0;
   for (; i + step <= count; i += step) {
     const V own = simd::load<V>(pixels + i);
     simd::store(pixels + i, static_cast<V>(own - first) <= range ? V{} : own);

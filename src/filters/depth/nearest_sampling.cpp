@@ -6,8 +6,8 @@ namespace filter_processor {
 namespace {
 
 /// Columns from the first on that stand side by side in the source as well.
-std::uint32_t leading_run(const std::vector<std::uint16_t>& columns) {
-  std::uint32_t run = 0;
+uint32_t leading_run(const std::vector<uint16_t>& columns) {
+  uint32_t run = 0;
   while (run < columns.size() && columns[run] == columns[0] + run)
     ++run;
   return run;
@@ -15,12 +15,12 @@ std::uint32_t leading_run(const std::vector<std::uint16_t>& columns) {
 
 } // namespace
 
-std::uint32_t source_step(float scale) {
-  return static_cast<std::uint32_t>(65536.0F / scale + 1.0F);
+uint32_t source_step(float scale) {
+  return static_cast<uint32_t>(65536.0F / scale + 1.0F);
 }
 
-void NearestSampler::run(const Sampling& sampling, const std::uint16_t* from, std::uint16_t* to,
-                         const std::uint16_t* table) {
+void NearestSampler::run(const Sampling& sampling, const uint16_t* from, uint16_t* to,
+                         const uint16_t* table) {
   SampledRows rows{};
   rows.width = sampling.destination.width;
   rows.height = sampling.destination.height;
@@ -29,8 +29,8 @@ void NearestSampler::run(const Sampling& sampling, const std::uint16_t* from, st
   if (!empty) {
     const SourceWalk columns{sampling.first_x, sampling.step, sampling.source.width};
     columns_.resize(sampling.right - sampling.left);
-    for (std::uint32_t i = 0; i < columns_.size(); ++i)
-      columns_[i] = static_cast<std::uint16_t>(columns.at(i));
+    for (uint32_t i = 0; i < columns_.size(); ++i)
+      columns_[i] = static_cast<uint16_t>(columns.at(i));
     rows.left = sampling.left;
     rows.right = sampling.right;
     rows.top = sampling.top;

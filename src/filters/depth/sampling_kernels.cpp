@@ -10,7 +10,7 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 
 // Where a block of neighbouring destination pixels comes from fewer source pixels than a register
 // holds, one permutation of that register replaces a load for each pixel. There is no portable form
@@ -36,7 +36,7 @@ using Block = simd::Lanes<Pixel, 16>;
 
 [[gnu::always_inline]] inline Block permuted(Block pixels, Block indices) {
   Block result{};
-  for (std::size_t i = 0; i < simd::lane_count<Block>; ++i)
+  for (size_t i = 0; i < simd::lane_count<Block>; ++i)
     result[i] = pixels[indices[i]];
   return result;
 }
@@ -45,13 +45,13 @@ using Block = simd::Lanes<Pixel, 16>;
 /// Samples one row; `to` points at its first sampled pixel.
 [[gnu::always_inline]] inline void sample_row(const SampledRows& rows, const Pixel* from,
                                               Pixel* to) {
-  constexpr std::uint32_t step = simd::lane_count<Block>;
+  constexpr uint32_t step = simd::lane_count<Block>;
   const Pixel* const columns = rows.columns;
-  const std::uint32_t count = rows.right - rows.left;
+  const uint32_t count = rows.right - rows.left;
   __builtin_memcpy(to, from + columns[0], rows.run * sizeof(Pixel));
-  std::uint32_t i = rows.run;
+  uint32_t i = rows.run;
   while (i < count) {
-    const std::uint32_t first = columns[i];
+    const uint32_t first = columns[i];
     // Within a block the columns only ascend, unless the accumulator wrapped: then the last column
     // is below the first, and the difference, which wraps as well, is large.
     if (i + step <= count && columns[i + step - 1] - first < step &&
@@ -66,18 +66,18 @@ using Block = simd::Lanes<Pixel, 16>;
   }
 }
 
-[[gnu::always_inline]] inline void clear(Pixel* pixels, std::size_t count) {
+[[gnu::always_inline]] inline void clear(Pixel* pixels, size_t count) {
   __builtin_memset(pixels, 0, count * sizeof(Pixel));
 }
 
 void sample_rows(const SampledRows& rows, const Pixel* from, Pixel* to, const Pixel* table) {
   const auto map = DisparityLookupKernels::at<simd::this_level>().whole;
-  const std::size_t width = rows.width;
+  const size_t width = rows.width;
   clear(to, rows.top * width);
   const Pixel* last_source = nullptr;
-  for (std::size_t y = rows.top; y < rows.bottom; ++y) {
+  for (size_t y = rows.top; y < rows.bottom; ++y) {
     Pixel* const row = to + y * width;
-    const std::size_t source_y = rows.source_rows.at(static_cast<std::uint32_t>(y) - rows.top);
+    const size_t source_y = rows.source_rows.at(static_cast<uint32_t>(y) - rows.top);
     const Pixel* const source = from + source_y * rows.source_width;
     if (source == last_source) {
       __builtin_memcpy(row, row - width, width * sizeof(Pixel));

@@ -15,12 +15,12 @@ const char* EdgeNoiseRemovalFilter::get_config_schema() {
          "height, integer, 1, 800, 1, 800, depth map height of the above parameters corresponded";
 }
 
-void EdgeNoiseRemovalFilter::update_filter_config(std::int32_t argc, const char** argv,
+void EdgeNoiseRemovalFilter::update_filter_config(int32_t argc, const char** argv,
                                                   gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(7))
     return;
-  const auto length = [&](std::int32_t index, const char* key, int min, int max) {
+  const auto length = [&](int32_t index, const char* key, int min, int max) {
     return read_length(parameters, index, key, min, max);
   };
   EdgeNoiseRemovalParams params;
@@ -42,8 +42,8 @@ void EdgeNoiseRemovalParams::scale(const SizeRatios& ratios) {
   limit_y_th = scaled(limit_y_th, ratios.y);
 }
 
-std::int32_t EdgeNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
-                                                  const EdgeNoiseRemovalParams& params) {
+int32_t EdgeNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
+                                             const EdgeNoiseRemovalParams& params) {
   const auto& kernels = simd::kernels<EdgeStripsKernels>();
   if (!params.enable_vertical_direction)
     return kernels.rows(image, params.margin_x_th, params.limit_x_th);

@@ -7,12 +7,12 @@ namespace filter_processor {
 /// Lengths in pixels for frames of `width` x `height`. The limits are distances from the border
 /// within which a strip is cleared, the margins are the strips' lengths.
 struct EdgeNoiseRemovalParams {
-  std::uint32_t margin_x_th = 6;
-  std::uint32_t margin_y_th = 6;
-  std::uint32_t limit_x_th = 70;
-  std::uint32_t limit_y_th = 30;
-  std::uint32_t width = 1280;
-  std::uint32_t height = 800;
+  uint32_t margin_x_th = 6;
+  uint32_t margin_y_th = 6;
+  uint32_t limit_x_th = 70;
+  uint32_t limit_y_th = 30;
+  uint32_t width = 1280;
+  uint32_t height = 800;
   bool enable_vertical_direction = true; // although the schema's default is off
 
   void scale(const SizeRatios& ratios);
@@ -32,11 +32,10 @@ class EdgeNoiseRemovalFilter final : public EdgeStripsFilter<EdgeNoiseRemovalPar
 
   /// Seven integers in schema order. A margin above its limit is taken; frames at whose size it
   /// still is above the limit then fail, for a vertical one only if columns are worked on.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
  private:
-  std::int32_t clear_strips(const EdgeStripsImage& image,
-                            const EdgeNoiseRemovalParams& params) override;
+  int32_t clear_strips(const EdgeStripsImage& image, const EdgeNoiseRemovalParams& params) override;
   void print(const char* heading, const EdgeNoiseRemovalParams& params) const override;
 };
 

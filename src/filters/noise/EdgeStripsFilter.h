@@ -46,9 +46,9 @@ class EdgeStripsFilter : public IPrivFilter {
   ~EdgeStripsFilter() = default;
 
   /// A parameter in pixels, cut to 16 bits.
-  static std::uint32_t read_length(Parameters& parameters, std::int32_t index, const char* key,
-                                   int min, int max) {
-    return static_cast<std::uint16_t>(parameters.integer(index, key, min, max));
+  static uint32_t read_length(Parameters& parameters, int32_t index, const char* key, int min,
+                              int max) {
+    return static_cast<uint16_t>(parameters.integer(index, key, min, max));
   }
 
   /// New parameters, in use from the next frame that takes `lock`, unless they are those that are
@@ -62,8 +62,8 @@ class EdgeStripsFilter : public IPrivFilter {
   }
 
   /// The kernels' work memory for an image of that width; may throw std::bad_alloc.
-  EdgeStripsColumns columns(std::uint32_t width) {
-    columns_.resize(std::size_t{2} * width);
+  EdgeStripsColumns columns(uint32_t width) {
+    columns_.resize(size_t{2} * width);
     return columns_.data();
   }
 
@@ -76,7 +76,7 @@ class EdgeStripsFilter : public IPrivFilter {
   }
 
   /// Runs the kernel and returns its status.
-  virtual std::int32_t clear_strips(const EdgeStripsImage& image, const Params& params) = 0;
+  virtual int32_t clear_strips(const EdgeStripsImage& image, const Params& params) = 0;
 
   virtual void print(const char* heading, const Params& params) const = 0;
 
@@ -90,7 +90,7 @@ class EdgeStripsFilter : public IPrivFilter {
   Params anchor_params;         ///< as configured
   Params current_filter_params; ///< derived for the frame before
   InstanceLock lock;
-  std::vector<std::int32_t> columns_;
+  std::vector<int32_t> columns_;
 };
 
 template <typename Params>
@@ -102,7 +102,7 @@ gx_frame* EdgeStripsFilter<Params>::filter_process(gx_frame* frame, gx_error** e
   const std::lock_guard guard(lock);
   if (!updateConfig(size))
     call.fail_traced({"invalid params", "updateConfig", "width||height"});
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (call.ok() && clear_strips({pixels, size.width, size.height}, current_filter_params) != 0)
     call.fail_kernel(kind_.kernel_error, kind_.class_name);
   return call.deliver();

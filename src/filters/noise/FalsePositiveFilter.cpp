@@ -13,7 +13,7 @@
 namespace filter_processor {
 namespace {
 
-constexpr std::uint64_t blob_size = 1 + sizeof(FalsePositiveConfig);
+constexpr uint64_t blob_size = 1 + sizeof(FalsePositiveConfig);
 
 constexpr const char* schema =
     "fpEdgeBleedFilterEnable, bool, 0, 1, 1, 0, Filter for noise bleeding along object "
@@ -69,10 +69,10 @@ void read_parameter(Parameters& parameters, int index, FalsePositiveConfig& conf
   const int value = read_integer_or_throw(parameters.text(index));
   if (parameter.kind == ConfigParameter::Kind::enable) {
     parameters.in_range(parameter.key, value, 0, 1);
-    store(static_cast<std::uint8_t>(value));
+    store(static_cast<uint8_t>(value));
   } else {
     parameters.in_range(parameter.key, value, 1, 65535);
-    store(static_cast<std::uint16_t>(value));
+    store(static_cast<uint16_t>(value));
   }
 }
 
@@ -119,8 +119,7 @@ const char* FalsePositiveFilter::get_config_schema() {
   return schema;
 }
 
-void FalsePositiveFilter::update_filter_config(std::int32_t argc, const char** argv,
-                                               gx_error** error) {
+void FalsePositiveFilter::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(config_parameter_count))
     return;
@@ -134,7 +133,7 @@ void FalsePositiveFilter::update_filter_config(std::int32_t argc, const char** a
   params_changed = true;
 }
 
-void FalsePositiveFilter::set_filter_config_data(const std::uint8_t* data, std::uint64_t size,
+void FalsePositiveFilter::set_filter_config_data(const uint8_t* data, uint64_t size,
                                                  gx_error** error) {
   const auto refuse = [&](const char* message, const char* operation) {
     set_filter_error(error, class_name, {message, operation, "data"});
@@ -151,7 +150,7 @@ void FalsePositiveFilter::set_filter_config_data(const std::uint8_t* data, std::
     return refuse(fault, "validate_filter_parameters");
   // The current parameters stay in use until the next take-over, which makes a workspace for its
   // own frame: until then a size that no frame can have needs none of its own.
-  const bool of_any_frame = std::size_t{config.width} * config.height <= RegionMap::max_pixels;
+  const bool of_any_frame = size_t{config.width} * config.height <= RegionMap::max_pixels;
   std::unique_ptr<FalsePositiveWorkspace> workspace;
   if (of_any_frame || could_allocate_workspace(config.width, config.height))
     workspace =
@@ -172,7 +171,7 @@ gx_frame* FalsePositiveFilter::filter_process(gx_frame* frame, gx_error** error)
   if (!initialized || params_changed || size != initialized_size)
     update_all_config_and_initial(call, size);
 
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())
     return nullptr;
   if (remove_false_positives(pixels, size.width, size.height, current_filter_params,
@@ -183,14 +182,14 @@ gx_frame* FalsePositiveFilter::filter_process(gx_frame* frame, gx_error** error)
 
 std::optional<FalsePositiveConfig> FalsePositiveFilter::params_for(FrameSize size,
                                                                    bool was_initialized) const {
-  constexpr std::uint32_t largest = std::numeric_limits<std::uint16_t>::max(); // of a record
+  constexpr uint32_t largest = std::numeric_limits<uint16_t>::max(); // of a record
   if (size.width == 0 || size.height == 0 || size.width > largest || size.height > largest)
     return std::nullopt;
   const FrameSize current_size{current_filter_params.width, current_filter_params.height};
   if (was_initialized && !params_changed && size == current_size)
     return anchor_params; // taken as it was set; take-overs that succeed leave this to no frame
-  return scale_config(anchor_params, static_cast<std::uint16_t>(size.width),
-                      static_cast<std::uint16_t>(size.height));
+  return scale_config(anchor_params, static_cast<uint16_t>(size.width),
+                      static_cast<uint16_t>(size.height));
 }
 
 void FalsePositiveFilter::update_all_config_and_initial(ProcessingFrame& call, FrameSize size) {
@@ -206,8 +205,8 @@ void FalsePositiveFilter::update_all_config_and_initial(ProcessingFrame& call, F
   params_changed = false;
   detection_workspace = make_workspace(*config, *config);
   current_filter_params = *config;
-  initialized_width = static_cast<std::uint16_t>(size.width);
-  initialized_height = static_cast<std::uint16_t>(size.height);
+  initialized_width = static_cast<uint16_t>(size.width);
+  initialized_height = static_cast<uint16_t>(size.height);
   initialized = detection_workspace != nullptr;
 }
 

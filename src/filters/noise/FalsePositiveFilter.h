@@ -31,11 +31,10 @@ class FalsePositiveFilter final : public IPrivFilter {
 
   /// Switches of 0 or 1, ratios of 0 to 1, sizes of 1 to 65535. Throws std::invalid_argument or
   /// std::out_of_range for text that is no such number.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// A blob of 290 bytes. On failure nothing changes.
-  void set_filter_config_data(const std::uint8_t* data, std::uint64_t size,
-                              gx_error** error) override;
+  void set_filter_config_data(const uint8_t* data, uint64_t size, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
 
   /// Restores what update_filter_config sets and forgets an update that no frame has seen yet; all
@@ -55,8 +54,8 @@ class FalsePositiveFilter final : public IPrivFilter {
   FalsePositiveConfig anchor_params;
   FalsePositiveConfig current_filter_params = zero_config(); // of the last take-over
   std::unique_ptr<FalsePositiveWorkspace> detection_workspace;
-  std::uint16_t initialized_width = 0; // the frame size of the last take-over
-  std::uint16_t initialized_height = 0;
+  uint16_t initialized_width = 0; // the frame size of the last take-over
+  uint16_t initialized_height = 0;
   bool initialized = false; // whether current parameters and workspace fit frames of that size
   bool params_changed = false;
 };

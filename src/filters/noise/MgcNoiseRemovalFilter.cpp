@@ -17,12 +17,12 @@ const char* MgcNoiseRemovalFilter::get_config_schema() {
          "corresponded\n";
 }
 
-void MgcNoiseRemovalFilter::update_filter_config(std::int32_t argc, const char** argv,
+void MgcNoiseRemovalFilter::update_filter_config(int32_t argc, const char** argv,
                                                  gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(9))
     return;
-  const auto length = [&](std::int32_t index, const char* key, int min, int max) {
+  const auto length = [&](int32_t index, const char* key, int min, int max) {
     return read_length(parameters, index, key, min, max);
   };
   MgcNoiseRemovalParams params;
@@ -57,8 +57,8 @@ void MgcNoiseRemovalFilter::prepare(FrameSize size, const SizeRatios& ratios,
                               .radius = scaled(anchor.max_radius, ratios.x)});
 }
 
-std::int32_t MgcNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
-                                                 const MgcNoiseRemovalParams& params) {
+int32_t MgcNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
+                                            const MgcNoiseRemovalParams& params) {
   return simd::kernels<EdgeStripsKernels>().chamfered_rows_and_columns(
       image, params.margin_y_th, params.limit_x_th, params.limit_y_th, chamfer_table_.entries(),
       columns(image.width));

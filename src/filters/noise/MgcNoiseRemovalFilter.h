@@ -8,15 +8,15 @@ namespace filter_processor {
 /// Lengths in pixels for frames of `width` x `height`. The limits are distances from the border
 /// within which strips are cleared.
 struct MgcNoiseRemovalParams {
-  std::uint32_t width = 1280;
-  std::uint32_t height = 800;
-  std::uint32_t max_width_left = 80;
-  std::uint32_t max_width_right = 80;
-  std::uint32_t max_radius = 640;
-  std::uint32_t margin_x_th = 6;
-  std::uint32_t margin_y_th = 0;
-  std::uint32_t limit_x_th = 120;
-  std::uint32_t limit_y_th = 120;
+  uint32_t width = 1280;
+  uint32_t height = 800;
+  uint32_t max_width_left = 80;
+  uint32_t max_width_right = 80;
+  uint32_t max_radius = 640;
+  uint32_t margin_x_th = 6;
+  uint32_t margin_y_th = 0;
+  uint32_t limit_x_th = 120;
+  uint32_t limit_y_th = 120;
 
   void scale(const SizeRatios& ratios);
   friend bool operator==(const MgcNoiseRemovalParams&, const MgcNoiseRemovalParams&) = default;
@@ -39,14 +39,13 @@ class MgcNoiseRemovalFilter final : public EdgeStripsFilter<MgcNoiseRemovalParam
 
   /// Nine integers in schema order. A vertical margin above its limit is taken; frames at whose
   /// size it still is above the limit then fail.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
  private:
   bool is_prepared_for(FrameSize size) const override { return chamfer_table_.is_for(size); }
   void prepare(FrameSize size, const SizeRatios& ratios,
                const MgcNoiseRemovalParams& anchor) override;
-  std::int32_t clear_strips(const EdgeStripsImage& image,
-                            const MgcNoiseRemovalParams& params) override;
+  int32_t clear_strips(const EdgeStripsImage& image, const MgcNoiseRemovalParams& params) override;
   void print(const char* heading, const MgcNoiseRemovalParams& params) const override;
 
   ChamferTable chamfer_table_;

@@ -10,7 +10,7 @@
 namespace filter_processor {
 namespace {
 
-constexpr std::int32_t tiles_each_way = 4;
+constexpr int32_t tiles_each_way = 4;
 
 /// The description that no frame has been compared with yet: one of the anchor's size.
 FrameInfo no_frame(const SpeckleParams& anchor) {
@@ -22,7 +22,7 @@ FrameInfo no_frame(const SpeckleParams& anchor) {
 }
 
 /// The code that marks invalid pixels of a disparity frame.
-std::uint32_t invalid_disparity(const D2DParameters& record) {
+uint32_t invalid_disparity(const D2DParameters& record) {
   if (record.isDualCamera != 0)
     return 0;
   switch (record.packMode) {
@@ -43,23 +43,23 @@ SpeckleFilter::SpeckleFilter(const Kind& kind)
   current_frame_info.fraction_bit_size = 6;
 }
 
-void SpeckleFilter::update_filter_config(std::int32_t argc, const char** argv, gx_error** error) {
+void SpeckleFilter::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(kind_.class_name, argc, argv, error);
-  const auto sizes = static_cast<std::int32_t>(limit_count());
+  const auto sizes = static_cast<int32_t>(limit_count());
   if (!parameters.count_is(sizes + 3))
     return;
   SpeckleParams params;
-  for (std::int32_t i = 0; i < sizes; ++i) {
-    params.max_sizes[static_cast<std::size_t>(i)] =
-        static_cast<std::uint16_t>(parameters.integer(i, kind_.size_key, 1, kind_.largest_size));
+  for (int32_t i = 0; i < sizes; ++i) {
+    params.max_sizes[static_cast<size_t>(i)] =
+        static_cast<uint16_t>(parameters.integer(i, kind_.size_key, 1, kind_.largest_size));
   }
-  params.min_diff = static_cast<std::uint16_t>(parameters.integer(sizes, "min_diff", 1, 10000));
+  params.min_diff = static_cast<uint16_t>(parameters.integer(sizes, "min_diff", 1, 10000));
   const int width = parameters.integer(sizes + 1, "width", 1, 1280);
   const int height = parameters.integer(sizes + 2, "height", 1, 1024);
   if (!parameters.accepted())
     return;
-  params.width = static_cast<std::uint64_t>(width);
-  params.height = static_cast<std::uint64_t>(height);
+  params.width = static_cast<uint64_t>(width);
+  params.height = static_cast<uint64_t>(height);
 
   lock.update([&] { return params != anchor_params; },
               [&] {
@@ -78,7 +78,7 @@ gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
   inherit_camera_facts(info, current_frame_info);
   current_frame_info = info;
   take_over_parameters(call);
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())
     return nullptr;
   if (run_kernel(pixels, record) != 0)
@@ -100,7 +100,7 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
   constexpr const char* operation = "updateConfig";
   constexpr FilterError bad_size = {"invalid params", operation,
                                     "frame_info.width||frame_info.height"};
-  constexpr std::uint64_t largest_side = 32767; // of what the kernel takes
+  constexpr uint64_t largest_side = 32767; // of what the kernel takes
   const SpeckleParams& anchor = anchor_params;
   SpeckleParams& params = current_filter_params;
   params = anchor;
@@ -127,7 +127,7 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
   }
   params.width = info.width;
   params.height = info.height;
-  for (std::uint16_t& size : params.max_sizes)
+  for (uint16_t& size : params.max_sizes)
     size = low_16_bits(static_cast<float>(size) * area);
   params.fraction_bit_size = info.fraction_bit_size;
   if (updateDepthDiffLut(info, params.min_diff, depth_diff_lut) != 0)
@@ -139,23 +139,21 @@ void SpeckleFilter::make_work_buffer(const FrameInfo& info) {
     return;
   work_buffer = {};
   const auto size = simd::kernels<SpeckleKernels>().work_buffer_size(
-      static_cast<std::uint32_t>(info.width), static_cast<std::uint32_t>(info.height),
-      kind_.tiled ? 0 : 1);
+      static_cast<uint32_t>(info.width), static_cast<uint32_t>(info.height), kind_.tiled ? 0 : 1);
   // Left as it is: pages that no frame needs are never touched.
-  work_buffer = {info.width, info.height, std::make_unique_for_overwrite<std::uint8_t[]>(size)};
+  work_buffer = {info.width, info.height, std::make_unique_for_overwrite<uint8_t[]>(size)};
 }
 
-std::int32_t SpeckleFilter::run_kernel(std::uint16_t* pixels, const D2DParameters& record) {
+int32_t SpeckleFilter::run_kernel(uint16_t* pixels, const D2DParameters& record) {
   const SpeckleParams& params = current_filter_params;
   const bool disparity = current_frame_info.depth_flag == GX_PIXEL_DISPARITY;
   return simd::kernels<SpeckleKernels>().removeSpeckles(
       work_buffer.bytes.get(), pixels, kind_.tiled ? params.max_sizes.data() : nullptr,
-      static_cast<std::uint32_t>(params.width), static_cast<std::uint32_t>(params.height),
+      static_cast<uint32_t>(params.width), static_cast<uint32_t>(params.height),
       disparity ? nullptr : depth_diff_lut.entries.data(),
-      disparity ? std::uint8_t{0} : depth_diff_lut.shift,
-      disparity ? std::uint8_t{0} : DepthDiffLut::size, params.min_diff, params.max_sizes[0],
-      tiles_each_way, tiles_each_way, disparity ? invalid_disparity(record) : 0,
-      kind_.tiled ? 0 : 1);
+      disparity ? uint8_t{0} : depth_diff_lut.shift, disparity ? uint8_t{0} : DepthDiffLut::size,
+      params.min_diff, params.max_sizes[0], tiles_each_way, tiles_each_way,
+      disparity ? invalid_disparity(record) : 0, kind_.tiled ? 0 : 1);
 }
 
 void SpeckleFilter::reset() {
@@ -169,7 +167,7 @@ void SpeckleFilter::print(const char* title, const SpeckleParams& params) const 
   std::cout << title << std::endl
             << "width:    " << params.width << "\n"
             << "height:   " << params.height << "\n";
-  for (std::size_t i = 0; i < limit_count(); ++i) {
+  for (size_t i = 0; i < limit_count(); ++i) {
     if (kind_.tiled) {
       std::cout << "max_lut_" << i << ": " << params.max_sizes[i] << "\n";
     } else {

@@ -12,13 +12,13 @@ namespace filter_processor {
 
 /// What speckles are, for frames of one size.
 struct SpeckleParams {
-  static constexpr std::size_t max_limits = 16;
+  static constexpr size_t max_limits = 16;
 
-  std::uint64_t width = 0;                           ///< pixels
-  std::uint64_t height = 0;                          ///< pixels
-  std::array<std::uint16_t, max_limits> max_sizes{}; ///< pixels; a filter may use the first only
-  std::uint16_t min_diff = 0;                        ///< largest step within a region, disparity
-  std::uint8_t fraction_bit_size = 8;                ///< fraction bits of min_diff
+  uint64_t width = 0;                           ///< pixels
+  uint64_t height = 0;                          ///< pixels
+  std::array<uint16_t, max_limits> max_sizes{}; ///< pixels; a filter may use the first only
+  uint16_t min_diff = 0;                        ///< largest step within a region, disparity
+  uint8_t fraction_bit_size = 8;                ///< fraction bits of min_diff
 
   friend bool operator==(const SpeckleParams&, const SpeckleParams&) = default;
 };
@@ -35,7 +35,7 @@ struct SpeckleParams {
 class SpeckleFilter : public IPrivFilter {
  public:
   /// The size limits in order, then the difference, width and height; all or none are stored.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) final;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) final;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) final;
   void reset() override;
   void print_filter_params() final;
@@ -58,16 +58,16 @@ class SpeckleFilter : public IPrivFilter {
 
  private:
   struct WorkBuffer {
-    std::uint64_t width = 0;
-    std::uint64_t height = 0;
-    std::unique_ptr<std::uint8_t[]> bytes;
+    uint64_t width = 0;
+    uint64_t height = 0;
+    std::unique_ptr<uint8_t[]> bytes;
   };
 
-  std::size_t limit_count() const { return kind_.tiled ? SpeckleParams::max_limits : 1; }
+  size_t limit_count() const { return kind_.tiled ? SpeckleParams::max_limits : 1; }
   void take_over_parameters(ProcessingFrame& call);
   void updateConfig(ProcessingFrame& call, const FrameInfo& info);
   void make_work_buffer(const FrameInfo& info);
-  std::int32_t run_kernel(std::uint16_t* pixels, const D2DParameters& record);
+  int32_t run_kernel(uint16_t* pixels, const D2DParameters& record);
   void print(const char* title, const SpeckleParams& params) const;
 
   const Kind& kind_;

@@ -9,9 +9,9 @@ namespace filter_processor {
 
 /// The outline of a valid area with rounded corners, in pixels.
 struct ChamferShape {
-  std::uint32_t left, right; ///< widths of the chamfers; `right` 0 stands for `left`
-  std::uint32_t margin;      ///< what is added to the chamfers everywhere
-  std::uint32_t radius;      ///< of the arc; 0 stands for half the frame's longer side
+  uint32_t left, right; ///< widths of the chamfers; `right` 0 stands for `left`
+  uint32_t margin;      ///< what is added to the chamfers everywhere
+  uint32_t radius;      ///< of the arc; 0 stands for half the frame's longer side
 };
 
 /// How many pixels to clear at the left and right end of each row of a frame: most in the first
@@ -26,11 +26,11 @@ class ChamferTable {
   void build(FrameSize size, const ChamferShape& shape);
 
   /// Two entries for each row: left, right. Longer runs keep their low 16 bits.
-  const std::uint16_t* entries() const { return entries_.data(); }
+  const uint16_t* entries() const { return entries_.data(); }
 
  private:
   FrameSize size_; // 0 x 0 without a table
-  std::vector<std::uint16_t> entries_;
+  std::vector<uint16_t> entries_;
 };
 
 } // namespace filter_processor

@@ -5,21 +5,21 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 
-enum Status : std::int32_t { done = 0, no_image = -1, margin_above_limit = -2, no_table = -3 };
+enum Status : int32_t { done = 0, no_image = -1, margin_above_limit = -2, no_table = -3 };
 
-constexpr std::size_t group_size = 8;
+constexpr size_t group_size = 8;
 
 bool is_empty_group(const Pixel* group) {
-  std::uint64_t words[group_size * sizeof(Pixel) / sizeof(std::uint64_t)];
+  uint64_t words[group_size * sizeof(Pixel) / sizeof(uint64_t)];
   __builtin_memcpy(words, group, sizeof words);
   return (words[0] | words[1]) == 0;
 }
 
 /// The first valid column before `end`, or `end`.
-std::size_t first_valid(const Pixel* row, std::size_t end) {
-  std::size_t x = 0;
+size_t first_valid(const Pixel* row, size_t end) {
+  size_t x = 0;
   while (x + group_size <= end && is_empty_group(row + x))
     x += group_size;
   while (x < end && row[x] == 0)
@@ -28,7 +28,7 @@ std::size_t first_valid(const Pixel* row, std::size_t end) {
 }
 
 /// One past the last valid column in `begin` .. `end` - 1, or `begin`.
-std::size_t last_valid_end(const Pixel* row, std::size_t begin, std::size_t end) {
+size_t last_valid_end(const Pixel* row, size_t begin, size_t end) {
   while (begin + group_size <= end && is_empty_group(row + end - group_size))
     end -= group_size;
   while (begin < end && row[end - 1] == 0)
@@ -36,7 +36,7 @@ std::size_t last_valid_end(const Pixel* row, std::size_t begin, std::size_t end)
   return end;
 }
 
-void clear(Pixel* pixels, std::size_t count) {
+void clear(Pixel* pixels, size_t count) {
   __builtin_memset(pixels, 0, count * sizeof(Pixel));
 }
 
@@ -46,20 +46,20 @@ void clear(Pixel* pixels, std::size_t count) {
 /// The right limit lies one column nearer to the border than the left one: a strip begins at a
 /// column below `limit`, or above width - `limit`.
 template <typename Length>
-[[gnu::always_inline]] inline void clear_row_strips(const EdgeStripsImage& image, std::size_t limit,
+[[gnu::always_inline]] inline void clear_row_strips(const EdgeStripsImage& image, size_t limit,
                                                     Length left, Length right) {
-  const std::size_t width = image.width;
+  const size_t width = image.width;
   // What lies beyond the limits decides nothing, so no row is searched further.
-  const std::size_t left_end = simd::min(limit, width);
-  const std::size_t right_begin = limit > width ? 0 : width - limit + 1;
-  for (std::size_t y = 0; y < image.height; ++y) {
+  const size_t left_end = simd::min(limit, width);
+  const size_t right_begin = limit > width ? 0 : width - limit + 1;
+  for (size_t y = 0; y < image.height; ++y) {
     Pixel* row = image.pixels + y * width;
-    const std::size_t first = first_valid(row, left_end);
-    const std::size_t end = last_valid_end(row, right_begin, width);
+    const size_t first = first_valid(row, left_end);
+    const size_t end = last_valid_end(row, right_begin, width);
     if (first < left_end)
       clear(row + first, simd::min(left(y, limit - first), width - first));
     if (end > right_begin) {
-      const std::size_t count = simd::min(right(y, end - 1 + limit - width), end);
+      const size_t count = simd::min(right(y, end - 1 + limit - width), end);
       clear(row + end - count, count);
     }
   }
@@ -67,37 +67,36 @@ template <typename Length>
 
 /// The strips of all columns at the top or at the bottom. Rows are counted from the border inward.
 struct Side {
-  Pixel* border;       ///< the outermost row
-  std::ptrdiff_t step; ///< from a row to the next one inward
-  std::size_t width;
-  std::int32_t rows;   ///< within the limit
-  std::int32_t margin; ///< at most `rows`
-  std::int32_t* empty; ///< for each column, how many rows come before its first valid one
+  Pixel* border;  ///< the outermost row
+  ptrdiff_t step; ///< from a row to the next one inward
+  size_t width;
+  int32_t rows;   ///< within the limit
+  int32_t margin; ///< at most `rows`
+  int32_t* empty; ///< for each column, how many rows come before its first valid one
 
-  Pixel* row(std::int32_t index) const { return border + step * index; }
+  Pixel* row(int32_t index) const { return border + step * index; }
 };
 
-Side make_side(Pixel* border, std::ptrdiff_t step, std::uint32_t rows, std::uint32_t margin,
-               std::int32_t* empty) {
-  const std::uint32_t counted = simd::min(rows, std::uint32_t{__INT32_MAX__});
+Side make_side(Pixel* border, ptrdiff_t step, uint32_t rows, uint32_t margin, int32_t* empty) {
+  const uint32_t counted = simd::min(rows, uint32_t{__INT32_MAX__});
   return {border,
           step,
-          static_cast<std::size_t>(step < 0 ? -step : step),
-          static_cast<std::int32_t>(counted),
-          static_cast<std::int32_t>(simd::min(margin, counted)),
+          static_cast<size_t>(step < 0 ? -step : step),
+          static_cast<int32_t>(counted),
+          static_cast<int32_t>(simd::min(margin, counted)),
           empty};
 }
 
 /// Counts the rows of each column before its first valid one; a column without any has them all.
 /// Returns how many rows it had to look at.
-std::int32_t count_empty_rows(const Side& side) {
-  std::int32_t* empty = side.empty;
+int32_t count_empty_rows(const Side& side) {
+  int32_t* empty = side.empty;
   __builtin_memset(empty, 0, side.width * sizeof *empty);
-  for (std::int32_t index = 0; index < side.rows; ++index) {
+  for (int32_t index = 0; index < side.rows; ++index) {
     const Pixel* row = side.row(index);
-    std::int32_t open = 0;
-    for (std::size_t x = 0; x < side.width; ++x) {
-      const std::int32_t still = row[x] == 0 && empty[x] == index ? 1 : 0;
+    int32_t open = 0;
+    for (size_t x = 0; x < side.width; ++x) {
+      const int32_t still = row[x] == 0 && empty[x] == index ? 1 : 0;
       empty[x] += still;
       open |= still;
     }
@@ -109,13 +108,13 @@ std::int32_t count_empty_rows(const Side& side) {
 
 /// Clears the margin of each column from its first valid row on, which is one of the first
 /// `searched` rows.
-void clear_after_empty_rows(const Side& side, std::int32_t searched) {
-  const std::int32_t* empty = side.empty;
-  const std::int32_t end = side.margin + simd::min(searched - 1, side.rows - side.margin);
-  for (std::int32_t index = 0; index < end; ++index) {
+void clear_after_empty_rows(const Side& side, int32_t searched) {
+  const int32_t* empty = side.empty;
+  const int32_t end = side.margin + simd::min(searched - 1, side.rows - side.margin);
+  for (int32_t index = 0; index < end; ++index) {
     Pixel* row = side.row(index);
-    const std::int32_t ended = index - side.margin;
-    for (std::size_t x = 0; x < side.width; ++x)
+    const int32_t ended = index - side.margin;
+    for (size_t x = 0; x < side.width; ++x)
       row[x] = empty[x] <= index && empty[x] > ended ? Pixel{0} : row[x];
   }
 }
@@ -127,31 +126,30 @@ void clear_after_empty_rows(const Side& side, std::int32_t searched) {
 /// above height - `limit`.
 template <typename ClearRows>
 [[gnu::always_inline]] inline void
-clear_with_column_strips(const EdgeStripsImage& image, std::uint32_t margin, std::uint32_t limit,
+clear_with_column_strips(const EdgeStripsImage& image, uint32_t margin, uint32_t limit,
                          EdgeStripsColumns columns, ClearRows clear_rows) {
   if (margin == 0 || image.height == 0) {
     clear_rows();
     return;
   }
-  const auto step = static_cast<std::ptrdiff_t>(image.width);
-  Pixel* last_row = image.pixels + (image.height - std::size_t{1}) * image.width;
+  const auto step = static_cast<ptrdiff_t>(image.width);
+  Pixel* last_row = image.pixels + (image.height - size_t{1}) * image.width;
   const Side top = make_side(image.pixels, step, simd::min(limit, image.height), margin, columns);
   const Side bottom =
       make_side(last_row, -step, simd::min(limit - 1, image.height), margin, columns + image.width);
-  const std::int32_t top_searched = count_empty_rows(top);
-  const std::int32_t bottom_searched = count_empty_rows(bottom);
+  const int32_t top_searched = count_empty_rows(top);
+  const int32_t bottom_searched = count_empty_rows(bottom);
   clear_rows();
   clear_after_empty_rows(top, top_searched);
   clear_after_empty_rows(bottom, bottom_searched);
 }
 
-void clear_rows(const EdgeStripsImage& image, std::uint32_t margin, std::uint32_t limit) {
-  const auto whole = [margin](std::size_t, std::size_t) { return std::size_t{margin}; };
+void clear_rows(const EdgeStripsImage& image, uint32_t margin, uint32_t limit) {
+  const auto whole = [margin](size_t, size_t) { return size_t{margin}; };
   clear_row_strips(image, limit, whole, whole);
 }
 
-std::int32_t strip_rows(const EdgeStripsImage& image, std::uint32_t margin_x,
-                        std::uint32_t limit_x) {
+int32_t strip_rows(const EdgeStripsImage& image, uint32_t margin_x, uint32_t limit_x) {
   if (image.pixels == nullptr)
     return no_image;
   if (margin_x > limit_x)
@@ -160,9 +158,8 @@ std::int32_t strip_rows(const EdgeStripsImage& image, std::uint32_t margin_x,
   return done;
 }
 
-std::int32_t strip_rows_and_columns(const EdgeStripsImage& image, std::uint32_t margin_x,
-                                    std::uint32_t margin_y, std::uint32_t limit_x,
-                                    std::uint32_t limit_y, EdgeStripsColumns columns) {
+int32_t strip_rows_and_columns(const EdgeStripsImage& image, uint32_t margin_x, uint32_t margin_y,
+                               uint32_t limit_x, uint32_t limit_y, EdgeStripsColumns columns) {
   if (image.pixels == nullptr)
     return no_image;
   if (margin_x > limit_x || margin_y > limit_y)
@@ -174,16 +171,13 @@ std::int32_t strip_rows_and_columns(const EdgeStripsImage& image, std::uint32_t 
 
 /// The lengths of one side's strips, from every second entry of the table.
 struct ChamferedLength {
-  const std::uint16_t* entries;
+  const uint16_t* entries;
 
-  std::size_t operator()(std::size_t y, std::size_t room) const {
-    return simd::min(std::size_t{entries[2 * y]}, room);
-  }
+  size_t operator()(size_t y, size_t room) const { return simd::min(size_t{entries[2 * y]}, room); }
 };
 
-std::int32_t strip_chamfered(const EdgeStripsImage& image, std::uint32_t margin_y,
-                             std::uint32_t limit_x, std::uint32_t limit_y,
-                             const std::uint16_t* table, EdgeStripsColumns columns) {
+int32_t strip_chamfered(const EdgeStripsImage& image, uint32_t margin_y, uint32_t limit_x,
+                        uint32_t limit_y, const uint16_t* table, EdgeStripsColumns columns) {
   if (image.pixels == nullptr)
     return no_image;
   if (margin_y > limit_y)

@@ -8,13 +8,13 @@ namespace filter_processor {
 
 /// `width` x `height` packed 16-bit pixels; 0 is invalid.
 struct EdgeStripsImage {
-  std::uint16_t* pixels;
-  std::uint32_t width, height;
+  uint16_t* pixels;
+  uint32_t width, height;
 };
 
 /// The column kernels' work memory: 2 * width entries of any content. Four bytes each, so that no
 /// height is too large.
-using EdgeStripsColumns = std::int32_t*;
+using EdgeStripsColumns = int32_t*;
 
 /// Clears strips of pixels where the valid area ends, in place.
 ///
@@ -28,19 +28,18 @@ using EdgeStripsColumns = std::int32_t*;
 struct EdgeStripsKernels {
   /// Left and right strips of `margin_x` pixels. A strip that begins within the limit is cleared
   /// completely.
-  std::int32_t (*rows)(const EdgeStripsImage& image, std::uint32_t margin_x, std::uint32_t limit_x);
+  int32_t (*rows)(const EdgeStripsImage& image, uint32_t margin_x, uint32_t limit_x);
 
   /// The same with top and bottom strips of `margin_y` pixels, of which only the pixels within the
   /// limit are cleared.
-  std::int32_t (*rows_and_columns)(const EdgeStripsImage& image, std::uint32_t margin_x,
-                                   std::uint32_t margin_y, std::uint32_t limit_x,
-                                   std::uint32_t limit_y, EdgeStripsColumns columns);
+  int32_t (*rows_and_columns)(const EdgeStripsImage& image, uint32_t margin_x, uint32_t margin_y,
+                              uint32_t limit_x, uint32_t limit_y, EdgeStripsColumns columns);
 
   /// The same with left and right strips whose lengths stand in `table`, two entries (left, right)
   /// for each row; of these, too, only the pixels within the limit are cleared.
-  std::int32_t (*chamfered_rows_and_columns)(const EdgeStripsImage& image, std::uint32_t margin_y,
-                                             std::uint32_t limit_x, std::uint32_t limit_y,
-                                             const std::uint16_t* table, EdgeStripsColumns columns);
+  int32_t (*chamfered_rows_and_columns)(const EdgeStripsImage& image, uint32_t margin_y,
+                                        uint32_t limit_x, uint32_t limit_y, const uint16_t* table,
+                                        EdgeStripsColumns columns);
 
   template <simd::Level>
   static const EdgeStripsKernels& at();

@@ -25,8 +25,8 @@ struct SizeRatios {
 
 /// `length` x `ratio` cut to a whole number. A length of 16 bits and a ratio of sizes give a
 /// product that 64 bits hold; a member of 32 bits keeps the low ones.
-inline std::uint32_t scaled(std::uint32_t length, float ratio) {
-  return static_cast<std::uint32_t>(static_cast<std::uint64_t>(static_cast<float>(length) * ratio));
+inline uint32_t scaled(uint32_t length, float ratio) {
+  return static_cast<uint32_t>(static_cast<uint64_t>(static_cast<float>(length) * ratio));
 }
 
 } // namespace filter_processor

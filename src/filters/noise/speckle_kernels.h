@@ -20,7 +20,7 @@ namespace filter_processor {
 /// column belongs to no block and stays as it is.
 struct SpeckleKernels {
   /// Bytes of the work buffer for a frame of this size.
-  std::uint64_t (*work_buffer_size)(std::uint32_t width, std::uint32_t height, std::int32_t single);
+  uint64_t (*work_buffer_size)(uint32_t width, uint32_t height, int32_t single);
 
   /// Works on `width` x `height` packed pixels in place, each side at most 32767; always returns 0.
   ///
@@ -32,13 +32,11 @@ struct SpeckleKernels {
   /// `tiles_x` x `tiles_y` limits in pixels or samples for the tiles of the frame in which regions
   /// begin. `invalid_value` marks invalid pixels; removed ones get its low 16 bits. In single mode
   /// `tile_table` may be null, and without a table `depth_diff_lut`.
-  std::int32_t (*removeSpeckles)(void* work_buffer, std::uint16_t* depth,
-                                 const std::uint16_t* tile_table, std::uint32_t width,
-                                 std::uint32_t height, const std::uint16_t* depth_diff_lut,
-                                 std::uint8_t depth_shift, std::uint8_t lut_size,
-                                 std::int32_t max_diff, std::int32_t max_size, std::int32_t tiles_x,
-                                 std::int32_t tiles_y, std::uint32_t invalid_value,
-                                 std::int32_t single);
+  int32_t (*removeSpeckles)(void* work_buffer, uint16_t* depth, const uint16_t* tile_table,
+                            uint32_t width, uint32_t height, const uint16_t* depth_diff_lut,
+                            uint8_t depth_shift, uint8_t lut_size, int32_t max_diff,
+                            int32_t max_size, int32_t tiles_x, int32_t tiles_y,
+                            uint32_t invalid_value, int32_t single);
 
   template <simd::Level>
   static const SpeckleKernels& at();

@@ -9,12 +9,12 @@
 namespace filter_processor {
 namespace {
 
-enum Mode : std::int32_t { fill_top, fill_nearest, fill_farthest };
+enum Mode : int32_t { fill_top, fill_nearest, fill_farthest };
 
 using Kernel = decltype(HoleFillingKernels::top);
 
 /// Null for a mode that does not exist.
-Kernel choose_kernel(std::int32_t mode, gx_pixel_type pixel_type) {
+Kernel choose_kernel(int32_t mode, gx_pixel_type pixel_type) {
   const auto& kernels = simd::kernels<HoleFillingKernels>();
   const bool larger_is_nearer = pixel_type == GX_PIXEL_DISPARITY;
   switch (mode) {
@@ -36,8 +36,7 @@ const char* HoleFillingFilter::get_config_schema() {
          "GX_HOLE_FILL_TOP/GX_HOLE_FILL_NEAREST/GX_HOLE_FILL_FAREST\n";
 }
 
-void HoleFillingFilter::update_filter_config(std::int32_t argc, const char** argv,
-                                             gx_error** error) {
+void HoleFillingFilter::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(1))
     return;
@@ -53,7 +52,7 @@ gx_frame* HoleFillingFilter::filter_process(gx_frame* frame, gx_error** error) {
   const FrameSize size = call.read_size();
   call.host(gx_frame_get_format, call.depth());
   const gx_pixel_type pixel_type = call.host(gx_video_frame_get_pixel_type, call.depth());
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())
     return nullptr;
 

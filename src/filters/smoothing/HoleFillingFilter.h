@@ -14,12 +14,12 @@ class HoleFillingFilter final : public IPrivFilter {
  public:
   static constexpr const char* class_name = "HoleFillingFilter";
 
-  explicit HoleFillingFilter(std::int32_t mode = 0) : hole_filling_mode(mode) {}
+  explicit HoleFillingFilter(int32_t mode = 0) : hole_filling_mode(mode) {}
 
   const char* get_config_schema() override;
 
   /// One value: the mode, 0 (top), 1 (nearest) or 2 (farthest).
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// With a stored mode that is none of the three, delivers an unfiltered copy and an error as
   /// well.
@@ -28,7 +28,7 @@ class HoleFillingFilter final : public IPrivFilter {
   void print_filter_params() override;
 
  private:
-  std::int32_t hole_filling_mode;
+  int32_t hole_filling_mode;
 };
 
 } // namespace filter_processor

@@ -26,7 +26,7 @@ const char* SpatialAdvancedFilter::get_config_schema() {
          "radius, integer, 0, 8, 1, 1, radius of holes in depth image to be filled";
 }
 
-void SpatialAdvancedFilter::update_filter_config(std::int32_t argc, const char** argv,
+void SpatialAdvancedFilter::update_filter_config(int32_t argc, const char** argv,
                                                  gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(4))
@@ -38,9 +38,9 @@ void SpatialAdvancedFilter::update_filter_config(std::int32_t argc, const char**
   const int radius = parameters.integer(3, "radius", 0, 8);
   if (!parameters.accepted())
     return;
-  const SpatialAdvancedParams params{static_cast<std::uint8_t>(magnitude), alpha,
-                                     static_cast<std::uint16_t>(disp_diff),
-                                     static_cast<std::uint16_t>(radius)};
+  const SpatialAdvancedParams params{static_cast<uint8_t>(magnitude), alpha,
+                                     static_cast<uint16_t>(disp_diff),
+                                     static_cast<uint16_t>(radius)};
   configure(params, [&] { return params != anchor_params; });
 }
 
@@ -51,22 +51,22 @@ gx_frame* SpatialAdvancedFilter::filter_process(gx_frame* frame, gx_error** erro
     return nullptr;
   const std::lock_guard guard(lock);
   take_over(call, info);
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (call.ok() && smooth(pixels) != 0)
     call.fail_kernel("spatial advanced filter error", "SpatialaDvancedFilter");
   return call.deliver();
 }
 
 /// Returns 0, or -1 for an image or parameters that cannot be worked with.
-int SpatialAdvancedFilter::smooth(std::uint16_t* pixels) {
+int SpatialAdvancedFilter::smooth(uint16_t* pixels) {
   const SpatialAdvancedParams& params = current_filter_params;
   if (pixels == nullptr || params.alpha < 0 || params.alpha > 1 || params.magnitude < 1)
     return -1;
   // 16 bits of each: rows of a wider frame are taken to be that much shorter.
-  const auto width = static_cast<std::uint16_t>(current_frame_info.width);
-  const auto height = static_cast<std::uint16_t>(current_frame_info.height);
-  const auto radius = static_cast<std::uint8_t>(params.radius);
-  strip_.resize(SpatialAdvancedKernels::strip_rows * std::size_t{width});
+  const auto width = static_cast<uint16_t>(current_frame_info.width);
+  const auto height = static_cast<uint16_t>(current_frame_info.height);
+  const auto radius = static_cast<uint8_t>(params.radius);
+  strip_.resize(SpatialAdvancedKernels::strip_rows * size_t{width});
   const PixelGrid image{pixels, width, height};
   const auto& kernels = simd::kernels<SpatialAdvancedKernels>();
   if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY) {
@@ -75,7 +75,7 @@ int SpatialAdvancedFilter::smooth(std::uint16_t* pixels) {
     kernels.columns_fixed(image, params.disp_diff);
     return 0;
   }
-  const std::uint16_t* table = depth_diff_lut.entries.data();
+  const uint16_t* table = depth_diff_lut.entries.data();
   for (int i = 0; i < params.magnitude; ++i) {
     kernels.rows_table(image, table, radius, strip_.data());
     kernels.columns_table(image, table);

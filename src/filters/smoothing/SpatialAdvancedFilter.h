@@ -7,10 +7,10 @@
 namespace filter_processor {
 
 struct SpatialAdvancedParams {
-  std::uint8_t magnitude = 1;    ///< iterations, on all frames but disparity frames
-  float alpha = 0.5F;            ///< accepted from the host, but no pixel depends on it
-  std::uint16_t disp_diff = 160; ///< threshold, disparity units
-  std::uint16_t radius = 1;      ///< up to one hole less is filled from each end of a run in a row
+  uint8_t magnitude = 1;    ///< iterations, on all frames but disparity frames
+  float alpha = 0.5F;       ///< accepted from the host, but no pixel depends on it
+  uint16_t disp_diff = 160; ///< threshold, disparity units
+  uint16_t radius = 1;      ///< up to one hole less is filled from each end of a run in a row
 
   friend bool operator==(const SpatialAdvancedParams&, const SpatialAdvancedParams&) = default;
 };
@@ -28,14 +28,14 @@ class SpatialAdvancedFilter final : public DepthAdaptiveFilter<SpatialAdvancedPa
   const char* get_config_schema() override;
 
   /// Four values: magnitude 1 to 5, alpha 0.1 to 1, disp_diff 1 to 10000, radius 0 to 8.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
   void print_filter_params() override;
 
  private:
-  int smooth(std::uint16_t* pixels);
+  int smooth(uint16_t* pixels);
 
-  std::vector<std::uint16_t> strip_; // the kernels' work space, kept from frame to frame
+  std::vector<uint16_t> strip_; // the kernels' work space, kept from frame to frame
 };
 
 } // namespace filter_processor

@@ -9,7 +9,7 @@ namespace filter_processor {
 namespace {
 
 /// Null for a window side without kernel.
-SpatialFastKernels::Filter choose_kernel(std::uint8_t side) {
+SpatialFastKernels::Filter choose_kernel(uint8_t side) {
   const auto& kernels = simd::kernels<SpatialFastKernels>();
   switch (side) {
   case 3:
@@ -27,8 +27,7 @@ const char* SpatialFastFilter::get_config_schema() {
   return "radius, integer, 3, 5, 2, 3, window size";
 }
 
-void SpatialFastFilter::update_filter_config(std::int32_t argc, const char** argv,
-                                             gx_error** error) {
+void SpatialFastFilter::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(1))
     return;
@@ -39,7 +38,7 @@ void SpatialFastFilter::update_filter_config(std::int32_t argc, const char** arg
   }
   lock.update([&] { return radius != anchor_params.radius; },
               [&] {
-                anchor_params.radius = static_cast<std::uint8_t>(radius);
+                anchor_params.radius = static_cast<uint8_t>(radius);
                 params_changed = true;
               });
 }
@@ -69,9 +68,8 @@ gx_frame* SpatialFastFilter::filter_process(gx_frame* frame, gx_error** error) {
   const std::lock_guard guard(lock);
   current_frame_info = size;
   updateConfig(call);
-  std::uint16_t* output = call.copy_depth_to_output();
-  const auto* input =
-      reinterpret_cast<const std::uint16_t*>(call.host(gx_frame_get_data, call.depth()));
+  uint16_t* output = call.copy_depth_to_output();
+  const auto* input = reinterpret_cast<const uint16_t*>(call.host(gx_frame_get_data, call.depth()));
   if (!call.ok())
     return nullptr;
 

@@ -15,13 +15,13 @@ class SpatialFastFilter final : public IPrivFilter {
  public:
   static constexpr const char* class_name = "SpatialFastFilter";
 
-  explicit SpatialFastFilter(std::uint8_t radius = default_radius)
+  explicit SpatialFastFilter(uint8_t radius = default_radius)
       : anchor_params{radius}, current_filter_params{radius} {}
 
   const char* get_config_schema() override;
 
   /// One value: the window side, 3 or 5. It counts from the next frame that takes `lock`.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// Refuses a frame without pixels when it has to take over parameters.
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
@@ -29,10 +29,10 @@ class SpatialFastFilter final : public IPrivFilter {
   void print_filter_params() override;
 
  private:
-  static constexpr std::uint8_t default_radius = 3;
+  static constexpr uint8_t default_radius = 3;
 
   struct FilterParams {
-    std::uint8_t radius; ///< in spite of its name the window's side
+    uint8_t radius; ///< in spite of its name the window's side
   };
 
   void updateConfig(ProcessingFrame& call);

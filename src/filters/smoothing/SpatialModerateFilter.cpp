@@ -26,7 +26,7 @@ const char* SpatialModerateFilter::get_config_schema() {
          "radius, integer, 3, 7, 2, 5, window size";
 }
 
-void SpatialModerateFilter::update_filter_config(std::int32_t argc, const char** argv,
+void SpatialModerateFilter::update_filter_config(int32_t argc, const char** argv,
                                                  gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(3))
@@ -36,19 +36,19 @@ void SpatialModerateFilter::update_filter_config(std::int32_t argc, const char**
   const int radius = parameters.integer(2, "radius", std::numeric_limits<int>::min(), 7);
   if (!parameters.accepted())
     return;
-  configure({static_cast<std::uint8_t>(radius), static_cast<std::uint8_t>(magnitude),
-             static_cast<std::uint16_t>(disp_diff)},
+  configure({static_cast<uint8_t>(radius), static_cast<uint8_t>(magnitude),
+             static_cast<uint16_t>(disp_diff)},
             [&] {
               // The radius is compared wider than it is stored: one below 0 always counts as a
               // change.
               return magnitude != anchor_params.magnitude || disp_diff != anchor_params.disp_diff ||
-                     static_cast<std::uint16_t>(radius) != anchor_params.radius;
+                     static_cast<uint16_t>(radius) != anchor_params.radius;
             });
 }
 
-void SpatialModerateFilter::set_filter_config_data(const std::uint8_t* data, std::uint64_t size,
+void SpatialModerateFilter::set_filter_config_data(const uint8_t* data, uint64_t size,
                                                    gx_error** /*error*/) {
-  std::uint16_t values[2];
+  uint16_t values[2];
   if (data == nullptr || size != sizeof values)
     return;
   std::memcpy(values, data, sizeof values);
@@ -62,16 +62,16 @@ gx_frame* SpatialModerateFilter::filter_process(gx_frame* frame, gx_error** erro
     return nullptr;
   const std::lock_guard guard(lock);
   take_over(call, info);
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (call.ok())
     smooth(pixels);
   return call.deliver();
 }
 
-void SpatialModerateFilter::smooth(std::uint16_t* pixels) {
-  const auto width = static_cast<std::uint32_t>(current_frame_info.width);
-  const auto height = static_cast<std::uint32_t>(current_frame_info.height);
-  row_buffers_.resize(SpatialModerateKernels::row_buffers * std::size_t{width});
+void SpatialModerateFilter::smooth(uint16_t* pixels) {
+  const auto width = static_cast<uint32_t>(current_frame_info.width);
+  const auto height = static_cast<uint32_t>(current_frame_info.height);
+  row_buffers_.resize(SpatialModerateKernels::row_buffers * size_t{width});
   const SmoothingWindow window{pixels,
                                width,
                                height,

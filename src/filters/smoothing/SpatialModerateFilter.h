@@ -7,9 +7,9 @@
 namespace filter_processor {
 
 struct SpatialModerateParams {
-  std::uint8_t radius = 5;       ///< window size, pixels; a window reaches radius / 2 each way
-  std::uint8_t magnitude = 1;    ///< iterations
-  std::uint16_t disp_diff = 160; ///< threshold, disparity units
+  uint8_t radius = 5;       ///< window size, pixels; a window reaches radius / 2 each way
+  uint8_t magnitude = 1;    ///< iterations
+  uint16_t disp_diff = 160; ///< threshold, disparity units
 };
 
 /// Smooths by an edge-aware mean: each valid pixel becomes the mean of the valid pixels of its
@@ -23,18 +23,17 @@ class SpatialModerateFilter final : public DepthAdaptiveFilter<SpatialModeratePa
 
   /// Three values: magnitude 1 to 3, disp_diff 1 to 10000, radius below 8. The radius has no lower
   /// bound; its low 8 bits are used, so that -1 stands for 255.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// Stores nothing; prints the second 16-bit number of a 4-byte configuration.
-  void set_filter_config_data(const std::uint8_t* data, std::uint64_t size,
-                              gx_error** error) override;
+  void set_filter_config_data(const uint8_t* data, uint64_t size, gx_error** error) override;
   gx_frame* filter_process(gx_frame* frame, gx_error** error) override;
   void print_filter_params() override;
 
  private:
-  void smooth(std::uint16_t* pixels);
+  void smooth(uint16_t* pixels);
 
-  std::vector<std::uint16_t> row_buffers_; // kept from frame to frame
+  std::vector<uint16_t> row_buffers_; // kept from frame to frame
 };
 
 } // namespace filter_processor

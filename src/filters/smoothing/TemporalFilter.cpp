@@ -22,7 +22,7 @@ const char* TemporalFilter::get_config_schema() {
          "weight, float, 0.1, 1, 0.01, 0.4, weight for the current frame value";
 }
 
-void TemporalFilter::update_filter_config(std::int32_t argc, const char** argv, gx_error** error) {
+void TemporalFilter::update_filter_config(int32_t argc, const char** argv, gx_error** error) {
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(2))
     return;
@@ -41,7 +41,7 @@ gx_frame* TemporalFilter::filter_process(gx_frame* frame, gx_error** error) {
   if (!call.ok())
     return nullptr;
   prepare_history(size);
-  std::uint16_t* pixels = call.copy_depth_to_output();
+  uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())
     return nullptr;
 
@@ -55,7 +55,7 @@ void TemporalFilter::prepare_history(FrameSize size) {
     return;
   discard_history(); // before the new one is made, so that memory never holds both
   try {
-    history.resize(std::size_t{size.width} * size.height);
+    history.resize(size_t{size.width} * size.height);
   } catch (const std::bad_alloc&) {
     throw BadAllocation();
   }
@@ -64,7 +64,7 @@ void TemporalFilter::prepare_history(FrameSize size) {
 }
 
 void TemporalFilter::discard_history() {
-  history = std::vector<std::uint16_t>(); // gives its memory back
+  history = std::vector<uint16_t>(); // gives its memory back
 }
 
 void TemporalFilter::reset() {

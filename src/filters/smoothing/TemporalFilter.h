@@ -22,7 +22,7 @@ class TemporalFilter final : public IPrivFilter {
   /// Two values, each from 0.1 to 1: the difference scale (two readings closer than this fraction
   /// of the smaller one count as one surface) and the weight of the current frame. An accepted
   /// scale stays when the weight is refused.
-  void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) override;
+  void update_filter_config(int32_t argc, const char** argv, gx_error** error) override;
 
   /// Throws std::bad_alloc with the text "bad allocation" when there is no memory for the previous
   /// frame; the filter then starts anew with the next frame.
@@ -37,9 +37,9 @@ class TemporalFilter final : public IPrivFilter {
   void discard_history();
   void prepare_history(FrameSize size);
 
-  std::uint64_t width = 0;            ///< of the history, in pixels
-  std::uint64_t height = 0;           ///< of the history, in pixels
-  std::vector<std::uint16_t> history; ///< the previous output's pixels; empty: none
+  uint64_t width = 0;            ///< of the history, in pixels
+  uint64_t height = 0;           ///< of the history, in pixels
+  std::vector<uint16_t> history; ///< the previous output's pixels; empty: none
   float diff_scale = default_diff_scale;
   float weight = default_weight;
 };

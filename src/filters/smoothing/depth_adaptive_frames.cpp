@@ -35,7 +35,7 @@ bool DepthAdaptiveFrames::follow_frame(FrameInfo info) {
   return true;
 }
 
-void DepthAdaptiveFrames::updateConfig(ProcessingFrame& call, std::uint16_t& disp_diff) {
+void DepthAdaptiveFrames::updateConfig(ProcessingFrame& call, uint16_t& disp_diff) {
   constexpr const char* operation = "updateConfig";
   const FrameInfo& info = current_frame_info;
   if (const char* field = invalid_field(info)) {

@@ -33,7 +33,7 @@ class DepthAdaptiveFrames {
 
   /// Brings a configured difference to the frame's fraction bits and rebuilds the table with it. A
   /// failure ends the call and leaves the derivation due.
-  void updateConfig(ProcessingFrame& call, std::uint16_t& disp_diff);
+  void updateConfig(ProcessingFrame& call, uint16_t& disp_diff);
 
   /// Has parameters derived anew; what a GX_PIXEL_TOF_DEPTH frame keeps stays.
   void forget_frame();
@@ -43,7 +43,7 @@ class DepthAdaptiveFrames {
   FrameInfo current_frame_info = no_frame;
   DepthDiffLut depth_diff_lut;
   InstanceLock lock; ///< guards everything but reset and print
-  std::uint8_t reference_fraction_bits = no_frame.fraction_bit_size;
+  uint8_t reference_fraction_bits = no_frame.fraction_bit_size;
 };
 
 } // namespace filter_processor

@@ -8,11 +8,11 @@ inline namespace FILTER_PROCESSOR_LEVEL {
 /// A table with one threshold for each of seven bins of depth.
 class DepthBins {
  public:
-  static constexpr std::uint16_t count = 7;
-  static constexpr std::uint16_t last = count - 1;
+  static constexpr uint16_t count = 7;
+  static constexpr uint16_t last = count - 1;
 
-  [[gnu::always_inline]] explicit DepthBins(const std::uint16_t* entries) {
-    for (std::size_t i = 0; i < count; ++i)
+  [[gnu::always_inline]] explicit DepthBins(const uint16_t* entries) {
+    for (size_t i = 0; i < count; ++i)
       entries_[i] = entries[i];
   }
 
@@ -23,17 +23,17 @@ class DepthBins {
     constexpr unsigned depth_bits = 16;
     if (shift >= depth_bits)
       return V{};
-    return simd::min(static_cast<V>(depths >> static_cast<std::uint16_t>(shift)),
+    return simd::min(static_cast<V>(depths >> static_cast<uint16_t>(shift)),
                      static_cast<V>(V{} + last));
   }
 
-  [[gnu::always_inline]] std::uint16_t operator[](std::size_t bin) const { return entries_[bin]; }
+  [[gnu::always_inline]] uint16_t operator[](size_t bin) const { return entries_[bin]; }
 
   /// The entry of the bin in each 16-bit lane.
   template <typename V>
   [[gnu::always_inline]] V look_up(V bins) const {
     V found = simd::broadcast<V>(entries_[last]);
-    for (std::uint16_t i = 0; i < last; ++i)
+    for (uint16_t i = 0; i < last; ++i)
       found = bins == i ? simd::broadcast<V>(entries_[i]) : found;
     return found;
   }
@@ -48,7 +48,7 @@ class DepthBins {
   }
 
  private:
-  std::uint16_t entries_[count];
+  uint16_t entries_[count];
 };
 
 } // namespace FILTER_PROCESSOR_LEVEL

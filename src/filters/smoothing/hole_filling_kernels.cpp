@@ -5,18 +5,18 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 using simd::Lanes;
 
-void fill_from_top(Pixel* pixels, std::uint32_t width, std::uint32_t height) {
+void fill_from_top(Pixel* pixels, uint32_t width, uint32_t height) {
   if (height < 2)
     return;
   using V = Lanes<Pixel>;
-  constexpr std::size_t step = simd::lane_count<V>;
-  const std::size_t count = std::size_t{width} * (height - 1);
+  constexpr size_t step = simd::lane_count<V>;
+  const size_t count = size_t{width} * (height - 1);
   const Pixel* above = pixels;
   Pixel* current = pixels + width;
-  std::size_t i = 0;
+  size_t i = 0;
   // One run over all rows, as long as no pixel of a vector stands above another of the same vector.
   if (width >= step) {
     for (; i + step <= count; i += step) {
@@ -56,13 +56,13 @@ struct MinimumOrder {
   }
 };
 
-constexpr std::size_t group_size = 8;
+constexpr size_t group_size = 8;
 
 /// Lanes whose pixel consults its upper and lower neighbours: all but the first of each group.
 template <typename V>
 constexpr V inner_lanes() {
   V lanes{};
-  for (std::size_t i = 0; i < simd::lane_count<V>; ++i)
+  for (size_t i = 0; i < simd::lane_count<V>; ++i)
     lanes[i] = i % group_size == 0 ? Pixel{0} : Pixel{0xffff};
   return lanes;
 }
@@ -76,7 +76,7 @@ struct Transfer {
 
 /// Extends the transfer of each lane by that of the lane `Distance` below, and so on in doubled
 /// steps, until lane i holds the transfer of all lanes from 0 to i.
-template <std::size_t Distance, typename V>
+template <size_t Distance, typename V>
 [[gnu::always_inline]] inline Transfer<V> scanned(Transfer<V> lanes) {
   if constexpr (Distance < simd::lane_count<V>) {
     const V below = simd::move_up<Distance>(lanes.key);
@@ -98,11 +98,11 @@ struct Row {
 /// Fills the pixels of a row from `x` on in vectors of `Bytes` and, once too few are left for one,
 /// in ever shorter ones; `carried` is the key to the left of `x`. Returns the first pixel not
 /// filled, which stands less than a group before `width`.
-template <typename Order, std::size_t Bytes>
-[[gnu::always_inline]] inline std::size_t fill_groups(const Row& row, std::size_t x,
-                                                      std::size_t width, Pixel& carried) {
+template <typename Order, size_t Bytes>
+[[gnu::always_inline]] inline size_t fill_groups(const Row& row, size_t x, size_t width,
+                                                 Pixel& carried) {
   using V = Lanes<Pixel, Bytes>;
-  constexpr std::size_t step = simd::lane_count<V>;
+  constexpr size_t step = simd::lane_count<V>;
   V entering = simd::broadcast<V>(carried);
   for (; x + step <= width; x += step) {
     const V own = Order::key(simd::load<V>(row.current + x));
@@ -122,10 +122,10 @@ template <typename Order, std::size_t Bytes>
 }
 
 template <typename Order>
-void fill_row(const Row& row, std::size_t width) {
+void fill_row(const Row& row, size_t width) {
   Pixel carried = 0;
-  const std::size_t rest = fill_groups<Order, simd::vector_bytes>(row, 0, width, carried);
-  for (std::size_t x = rest; x < width; ++x) {
+  const size_t rest = fill_groups<Order, simd::vector_bytes>(row, 0, width, carried);
+  for (size_t x = rest; x < width; ++x) {
     Pixel key = Order::key(row.current[x]);
     if (key == 0) {
       const Pixel vertical = simd::max(Order::key(row.above[x]), Order::key(row.below[x]));
@@ -137,10 +137,10 @@ void fill_row(const Row& row, std::size_t width) {
 }
 
 template <typename Order>
-void fill_from_neighbours(Pixel* pixels, std::uint32_t width, std::uint32_t height) {
+void fill_from_neighbours(Pixel* pixels, uint32_t width, uint32_t height) {
   if (width == 0) // of which there may be four billion rows
     return;
-  for (std::size_t y = 1; y + 1 < height; ++y) {
+  for (size_t y = 1; y + 1 < height; ++y) {
     Pixel* row = pixels + y * width;
     fill_row<Order>(Row{row - width, row, row + width}, width);
   }

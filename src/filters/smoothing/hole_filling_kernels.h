@@ -13,15 +13,15 @@ namespace filter_processor {
 /// multiple of eight ends with a shorter group.
 struct HoleFillingKernels {
   /// A hole takes the value of the pixel above it; row 0 is never changed.
-  void (*top)(std::uint16_t* pixels, std::uint32_t width, std::uint32_t height);
+  void (*top)(uint16_t* pixels, uint32_t width, uint32_t height);
 
   /// A hole takes the smallest valid value among the pixels above, below and to the left of it, but
   /// the first pixel of a group takes its left neighbour's value only. 65535 counts as a hole too,
   /// and what stays open becomes 0. The first and last rows are never changed.
-  void (*minimum)(std::uint16_t* pixels, std::uint32_t width, std::uint32_t height);
+  void (*minimum)(uint16_t* pixels, uint32_t width, uint32_t height);
 
   /// The same with the largest value; 65535 is an ordinary value.
-  void (*maximum)(std::uint16_t* pixels, std::uint32_t width, std::uint32_t height);
+  void (*maximum)(uint16_t* pixels, uint32_t width, uint32_t height);
 
   template <simd::Level>
   static const HoleFillingKernels& at();

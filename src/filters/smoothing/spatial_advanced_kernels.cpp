@@ -6,14 +6,14 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 using simd::Lanes;
 
-constexpr std::size_t group_size = 8;
-constexpr std::size_t group_bytes = group_size * sizeof(Pixel);
+constexpr size_t group_size = 8;
+constexpr size_t group_bytes = group_size * sizeof(Pixel);
 
 template <typename V>
-using SignedOf = Lanes<std::int16_t, sizeof(V)>;
+using SignedOf = Lanes<int16_t, sizeof(V)>;
 
 template <typename V>
 [[gnu::always_inline]] inline SignedOf<V> as_signed(V lanes) {
@@ -89,18 +89,18 @@ class TableLimits {
  private:
   static DepthBins limited(const Pixel* entries, Pixel increment) {
     Pixel limits[DepthBins::count];
-    for (std::size_t i = 0; i < DepthBins::count; ++i)
+    for (size_t i = 0; i < DepthBins::count; ++i)
       limits[i] = simd::min(static_cast<Pixel>(entries[i] + increment), largest_limit);
     return DepthBins(limits);
   }
 
   /// Lanes 0, 0, 1, 1, 2, 2, 3, 3 of each group of eight.
-  template <typename V, std::size_t... I>
+  template <typename V, size_t... I>
   [[gnu::always_inline]] static V first_halves(V lanes, std::index_sequence<I...>) {
     return __builtin_shufflevector(
         lanes, lanes, static_cast<int>(I / group_size * group_size + I % group_size / 2)...);
   }
-  template <typename V, std::size_t... I>
+  template <typename V, size_t... I>
   [[gnu::always_inline]] static V even_lanes(std::index_sequence<I...>) {
     return V{static_cast<Pixel>(I % 2 == 0 ? 0xffff : 0)...};
   }
@@ -112,11 +112,11 @@ class TableLimits {
 
 /// Averages the pixels of `row` from column `x` on with those of the row `before`, as many as fill
 /// vectors of `Bytes` or, once too few are left, shorter ones.
-template <std::size_t Bytes, typename Limits>
-[[gnu::always_inline]] inline void average_with(const Pixel* before, Pixel* row, std::size_t x,
-                                                std::size_t width, const Limits& limits) {
+template <size_t Bytes, typename Limits>
+[[gnu::always_inline]] inline void average_with(const Pixel* before, Pixel* row, size_t x,
+                                                size_t width, const Limits& limits) {
   using V = Lanes<Pixel, Bytes>;
-  constexpr std::size_t step = simd::lane_count<V>;
+  constexpr size_t step = simd::lane_count<V>;
   for (; x + step <= width; x += step) {
     const V pixel = simd::load<V>(row + x);
     const V previous = simd::load<V>(before + x);
@@ -130,12 +130,12 @@ template <std::size_t Bytes, typename Limits>
 
 template <typename Limits>
 void smooth_columns(const PixelGrid& image, const Limits& limits) {
-  const std::size_t width = image.width;
-  for (std::size_t y = 1; y < image.height; ++y) {
+  const size_t width = image.width;
+  for (size_t y = 1; y < image.height; ++y) {
     Pixel* row = image.pixels + y * width;
     average_with<simd::vector_bytes>(row - width, row, 0, width, limits);
   }
-  for (std::size_t y = image.height; y-- > 1;) {
+  for (size_t y = image.height; y-- > 1;) {
     Pixel* row = image.pixels + y * width;
     average_with<simd::vector_bytes>(row, row - width, 0, width, limits);
   }
@@ -147,7 +147,7 @@ void smooth_columns(const PixelGrid& image, const Limits& limits) {
 // that a step along the rows is one vector operation.
 
 /// `a` followed by `b`.
-template <typename V, std::size_t... I>
+template <typename V, size_t... I>
 [[gnu::always_inline]] inline Lanes<Pixel, 2 * sizeof(V)> joined(V a, V b,
                                                                  std::index_sequence<I...>) {
   return __builtin_shufflevector(a, b, static_cast<int>(I)...);
@@ -155,7 +155,7 @@ template <typename V, std::size_t... I>
 
 /// Eight columns of row 0 and of every eighth row below it, side by side.
 template <typename V>
-[[gnu::always_inline]] inline V load_every_eighth(const Pixel* row, std::size_t width) {
+[[gnu::always_inline]] inline V load_every_eighth(const Pixel* row, size_t width) {
   if constexpr (sizeof(V) == group_bytes) {
     return simd::load<V>(row);
   } else {
@@ -167,15 +167,15 @@ template <typename V>
 }
 
 template <typename V>
-[[gnu::always_inline]] inline void store_every_eighth(Pixel* row, std::size_t width, V lanes) {
+[[gnu::always_inline]] inline void store_every_eighth(Pixel* row, size_t width, V lanes) {
   Pixel pixels[simd::lane_count<V>];
   simd::store(pixels, lanes);
-  for (std::size_t i = 0; i < simd::lane_count<V>; i += group_size)
+  for (size_t i = 0; i < simd::lane_count<V>; i += group_size)
     __builtin_memcpy(row + i * width, pixels + i, group_bytes);
 }
 
 /// The first (or, with `Part` 4, the last) four lanes of each group of `a` and `b`, alternating.
-template <int Part, typename V, std::size_t... I>
+template <int Part, typename V, size_t... I>
 [[gnu::always_inline]] inline V interleaved(V a, V b, std::index_sequence<I...>) {
   constexpr int count = static_cast<int>(sizeof...(I));
   return __builtin_shufflevector(
@@ -191,65 +191,63 @@ template <typename V>
   constexpr auto lanes = std::make_index_sequence<simd::lane_count<V>>{};
   for (int round = 0; round < 3; ++round) {
     V mixed[group_size];
-    for (std::size_t i = 0; i < group_size / 2; ++i) {
+    for (size_t i = 0; i < group_size / 2; ++i) {
       mixed[2 * i] = interleaved<0>(vectors[i], vectors[i + group_size / 2], lanes);
       mixed[2 * i + 1] = interleaved<4>(vectors[i], vectors[i + group_size / 2], lanes);
     }
-    for (std::size_t i = 0; i < group_size; ++i)
+    for (size_t i = 0; i < group_size; ++i)
       vectors[i] = mixed[i];
   }
 }
 
 /// The rows from `rows` on, as many as `V` has lanes, and their place in a strip: `column(x)` is a
 /// vector.
-template <typename V, std::size_t Vectors>
+template <typename V, size_t Vectors>
 struct Strip {
-  static constexpr std::size_t lanes = simd::lane_count<V>;
-  static constexpr std::size_t rows = Vectors * lanes;
+  static constexpr size_t lanes = simd::lane_count<V>;
+  static constexpr size_t rows = Vectors * lanes;
 
   Pixel* image;
-  std::size_t width;
+  size_t width;
   Pixel* columns;
 
-  Pixel* column(std::size_t x, std::size_t vector) const {
-    return columns + x * rows + vector * lanes;
-  }
+  Pixel* column(size_t x, size_t vector) const { return columns + x * rows + vector * lanes; }
 
   void gather() const {
-    for (std::size_t v = 0; v < Vectors; ++v) {
+    for (size_t v = 0; v < Vectors; ++v) {
       Pixel* first = image + v * lanes * width;
-      std::size_t x = 0;
+      size_t x = 0;
       for (; x + tile_width <= width; x += tile_width) {
         Pixel tile[lanes * tile_width];
-        for (std::size_t i = 0; i < lanes; ++i)
+        for (size_t i = 0; i < lanes; ++i)
           __builtin_memcpy(tile + i * tile_width, first + i * width + x, tile_bytes);
-        for (std::size_t i = 0; i < tile_width; i += group_size)
+        for (size_t i = 0; i < tile_width; i += group_size)
           gather_group(tile + i, tile_width, x + i, v);
       }
       for (; x + group_size <= width; x += group_size)
         gather_group(first + x, width, x, v);
       for (; x < width; ++x) {
-        for (std::size_t i = 0; i < lanes; ++i)
+        for (size_t i = 0; i < lanes; ++i)
           column(x, v)[i] = first[i * width + x];
       }
     }
   }
 
   void scatter() const {
-    for (std::size_t v = 0; v < Vectors; ++v) {
+    for (size_t v = 0; v < Vectors; ++v) {
       Pixel* first = image + v * lanes * width;
-      std::size_t x = 0;
+      size_t x = 0;
       for (; x + tile_width <= width; x += tile_width) {
         Pixel tile[lanes * tile_width];
-        for (std::size_t i = 0; i < tile_width; i += group_size)
+        for (size_t i = 0; i < tile_width; i += group_size)
           scatter_group(tile + i, tile_width, x + i, v);
-        for (std::size_t i = 0; i < lanes; ++i)
+        for (size_t i = 0; i < lanes; ++i)
           __builtin_memcpy(first + i * width + x, tile + i * tile_width, tile_bytes);
       }
       for (; x + group_size <= width; x += group_size)
         scatter_group(first + x, width, x, v);
       for (; x < width; ++x) {
-        for (std::size_t i = 0; i < lanes; ++i)
+        for (size_t i = 0; i < lanes; ++i)
           first[i * width + x] = column(x, v)[i];
       }
     }
@@ -258,25 +256,25 @@ struct Strip {
  private:
   // Rows are copied a cache line at a time: where rows lie a multiple of 4 KiB apart, the lines of
   // all rows compete for a few places in the cache, and none would stay for a second visit.
-  static constexpr std::size_t tile_bytes = 64;
-  static constexpr std::size_t tile_width = tile_bytes / sizeof(Pixel);
+  static constexpr size_t tile_bytes = 64;
+  static constexpr size_t tile_width = tile_bytes / sizeof(Pixel);
 
   /// Columns `x` to x + 7 of the strip from rows that lie `stride` pixels apart.
-  void gather_group(const Pixel* from, std::size_t stride, std::size_t x, std::size_t v) const {
+  void gather_group(const Pixel* from, size_t stride, size_t x, size_t v) const {
     V block[group_size];
-    for (std::size_t i = 0; i < group_size; ++i)
+    for (size_t i = 0; i < group_size; ++i)
       block[i] = load_every_eighth<V>(from + i * stride, stride);
     transpose(block);
-    for (std::size_t i = 0; i < group_size; ++i)
+    for (size_t i = 0; i < group_size; ++i)
       simd::store(column(x + i, v), block[i]);
   }
 
-  void scatter_group(Pixel* to, std::size_t stride, std::size_t x, std::size_t v) const {
+  void scatter_group(Pixel* to, size_t stride, size_t x, size_t v) const {
     V block[group_size];
-    for (std::size_t i = 0; i < group_size; ++i)
+    for (size_t i = 0; i < group_size; ++i)
       block[i] = simd::load<V>(column(x + i, v));
     transpose(block);
-    for (std::size_t i = 0; i < group_size; ++i)
+    for (size_t i = 0; i < group_size; ++i)
       store_every_eighth(to + i * stride, stride, block[i]);
   }
 };
@@ -325,16 +323,15 @@ struct FillingWalk {
   }
 };
 
-template <typename Walks, std::size_t Vectors, typename V, typename Limits>
-[[gnu::always_inline]] inline void walk(const Strip<V, Vectors>& strip, std::size_t start,
-                                        std::size_t steps, std::ptrdiff_t direction, Pixel radius,
-                                        const Limits& limits) {
+template <typename Walks, size_t Vectors, typename V, typename Limits>
+[[gnu::always_inline]] inline void walk(const Strip<V, Vectors>& strip, size_t start, size_t steps,
+                                        ptrdiff_t direction, Pixel radius, const Limits& limits) {
   static_assert(Vectors == 1 || Vectors == 2);
   Pixel* at = strip.column(start, 0);
   Walks first(simd::load<V>(at), radius);
   Walks second(simd::load<V>(at + (Vectors - 1) * strip.lanes), radius);
   for (; steps > 0; --steps) {
-    at += direction * static_cast<std::ptrdiff_t>(strip.rows);
+    at += direction * static_cast<ptrdiff_t>(strip.rows);
     simd::store(at, first.step(simd::load<V>(at), limits));
     if constexpr (Vectors == 2)
       simd::store(at + strip.lanes, second.step(simd::load<V>(at + strip.lanes), limits));
@@ -343,14 +340,13 @@ template <typename Walks, std::size_t Vectors, typename V, typename Limits>
 
 /// Smooths the rows from `y` on, `Vectors` vectors of `Bytes` at a time as long as so many are
 /// left, then fewer.
-template <template <typename> typename Walks, std::size_t Bytes, std::size_t Vectors,
-          typename Limits>
-void smooth_blocks(const PixelGrid& image, std::size_t y, Pixel radius, const Limits& limits,
+template <template <typename> typename Walks, size_t Bytes, size_t Vectors, typename Limits>
+void smooth_blocks(const PixelGrid& image, size_t y, Pixel radius, const Limits& limits,
                    Pixel* columns) {
   using V = Lanes<Pixel, Bytes>;
-  constexpr std::size_t rows = Strip<V, Vectors>::rows;
+  constexpr size_t rows = Strip<V, Vectors>::rows;
   static_assert(rows <= SpatialAdvancedKernels::strip_rows);
-  const std::size_t width = image.width;
+  const size_t width = image.width;
   for (; y + rows <= image.height; y += rows) {
     const Strip<V, Vectors> strip{image.pixels + y * width, width, columns};
     strip.gather();
@@ -379,7 +375,7 @@ void smooth_rows(const PixelGrid& image, const Limits& limits, Pixel radius, Pix
 
 // Along rows, a difference equal to the threshold passes: the limit is one above.
 
-void smooth_rows_fixed(const PixelGrid& image, Pixel threshold, std::uint8_t radius, Pixel* strip) {
+void smooth_rows_fixed(const PixelGrid& image, Pixel threshold, uint8_t radius, Pixel* strip) {
   smooth_rows(image, FixedLimit(static_cast<Pixel>(threshold + 1)), radius, strip);
 }
 
@@ -387,7 +383,7 @@ void smooth_columns_fixed(const PixelGrid& image, Pixel threshold) {
   smooth_columns(image, FixedLimit(threshold));
 }
 
-void smooth_rows_table(const PixelGrid& image, const Pixel* thresholds, std::uint8_t radius,
+void smooth_rows_table(const PixelGrid& image, const Pixel* thresholds, uint8_t radius,
                        Pixel* strip) {
   smooth_rows(image, TableLimits(thresholds, 1), radius, strip);
 }

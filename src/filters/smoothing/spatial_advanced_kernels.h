@@ -8,8 +8,8 @@ namespace filter_processor {
 
 /// Packed 16-bit pixels.
 struct PixelGrid {
-  std::uint16_t* pixels;
-  std::uint16_t width, height;
+  uint16_t* pixels;
+  uint16_t width, height;
 };
 
 /// Recursive smoothing in place: walking along a row or column, each pixel becomes the mean of
@@ -29,14 +29,13 @@ struct PixelGrid {
 /// the difference must be smaller.
 struct SpatialAdvancedKernels {
   /// The work space `strip` of the row kernels: so many rows of the image's width.
-  static constexpr std::uint32_t strip_rows = 64;
+  static constexpr uint32_t strip_rows = 64;
 
-  void (*rows_fixed)(const PixelGrid& image, std::uint16_t threshold, std::uint8_t radius,
-                     std::uint16_t* strip);
-  void (*columns_fixed)(const PixelGrid& image, std::uint16_t threshold);
-  void (*rows_table)(const PixelGrid& image, const std::uint16_t* thresholds, std::uint8_t radius,
-                     std::uint16_t* strip);
-  void (*columns_table)(const PixelGrid& image, const std::uint16_t* thresholds);
+  void (*rows_fixed)(const PixelGrid& image, uint16_t threshold, uint8_t radius, uint16_t* strip);
+  void (*columns_fixed)(const PixelGrid& image, uint16_t threshold);
+  void (*rows_table)(const PixelGrid& image, const uint16_t* thresholds, uint8_t radius,
+                     uint16_t* strip);
+  void (*columns_table)(const PixelGrid& image, const uint16_t* thresholds);
 
   template <simd::Level>
   static const SpatialAdvancedKernels& at();

@@ -10,8 +10,7 @@ namespace filter_processor {
 /// not overlap `input`, starts as a copy of it: the pixels that a kernel leaves out keep their
 /// values. Rows beyond the image repeat its first or last row.
 struct SpatialFastKernels {
-  using Filter = void (*)(const std::uint16_t* input, std::uint16_t* output, std::uint32_t width,
-                          std::uint32_t height);
+  using Filter = void (*)(const uint16_t* input, uint16_t* output, uint32_t width, uint32_t height);
 
   /// Medians of nine, from column 4 on, in as many whole groups of eight pixels as the width holds,
   /// less one.

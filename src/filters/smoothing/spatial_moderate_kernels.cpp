@@ -6,15 +6,15 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 using simd::Lanes;
 
-constexpr std::size_t group_size = 8;
+constexpr size_t group_size = 8;
 
 /// The 16-bit lanes of a vector as numbers of 32 bits: those of even and those of odd index.
 template <typename V>
 struct Halves {
-  using Wide = Lanes<std::uint32_t, sizeof(V)>;
+  using Wide = Lanes<uint32_t, sizeof(V)>;
   Wide even, odd;
 
   [[gnu::always_inline]] static Halves of(V lanes) {
@@ -29,14 +29,14 @@ struct Halves {
 /// and the rounding to float is finer than that.
 template <typename Wide>
 [[gnu::always_inline]] inline Wide quotient(Wide sum, Wide count) {
-  using Signed = Lanes<std::int32_t, sizeof(Wide)>;
+  using Signed = Lanes<int32_t, sizeof(Wide)>;
   using Float = Lanes<float, sizeof(Wide)>;
   const auto numerator = __builtin_convertvector(reinterpret_cast<Signed>(sum), Float);
   const auto denominator = __builtin_convertvector(reinterpret_cast<Signed>(count), Float);
   return reinterpret_cast<Wide>(__builtin_convertvector(numerator / denominator, Signed));
 }
 
-constexpr std::ptrdiff_t largest_float_reach = 3;
+constexpr ptrdiff_t largest_float_reach = 3;
 
 /// A divisor for all lanes, those without a result of their own included.
 template <typename V>
@@ -51,7 +51,7 @@ template <typename V>
 template <typename V>
 class WideSums {
  public:
-  explicit WideSums(V /*level*/, std::ptrdiff_t reach) : reach_(reach) {}
+  explicit WideSums(V /*level*/, ptrdiff_t reach) : reach_(reach) {}
 
   [[gnu::always_inline]] void add(V pixel, V passes) {
     const auto pairs = reinterpret_cast<Wide>(static_cast<V>(pixel & passes));
@@ -73,7 +73,7 @@ class WideSums {
  private:
   using Wide = typename Halves<V>::Wide;
 
-  std::ptrdiff_t reach_;
+  ptrdiff_t reach_;
   Wide pairs_{}, odd_{}; ///< sums of even + 2^16 x odd, and of odd
   V count_{};
 };
@@ -94,7 +94,7 @@ constexpr Pixel half = 0x8000;
 template <typename V, int Reach>
 class NarrowSums {
  public:
-  explicit NarrowSums(V level, std::ptrdiff_t /*reach*/) : level_(level) {}
+  explicit NarrowSums(V level, ptrdiff_t /*reach*/) : level_(level) {}
 
   [[gnu::always_inline]] void add(V pixel, V passes) {
     sum_ += (level_ - pixel) & passes;
@@ -133,7 +133,7 @@ class Range {
 
   /// All ones in the lanes whose pixel lies in the range.
   [[gnu::always_inline]] V contains(V pixel) const {
-    using Signed = Lanes<std::int16_t, sizeof(V)>;
+    using Signed = Lanes<int16_t, sizeof(V)>;
     return reinterpret_cast<V>(reinterpret_cast<Signed>(static_cast<V>(top_ - pixel)) <
                                reinterpret_cast<Signed>(size_));
   }
@@ -149,10 +149,10 @@ struct FixedThreshold {
   Pixel value;
 
   Pixel largest() const { return value; }
-  void begin_row(const Pixel* /*row*/, std::size_t /*width*/) const {}
-  Pixel at(std::size_t /*x*/) const { return value; }
+  void begin_row(const Pixel* /*row*/, size_t /*width*/) const {}
+  Pixel at(size_t /*x*/) const { return value; }
   template <typename V>
-  [[gnu::always_inline]] V of_groups(std::size_t /*x*/) const {
+  [[gnu::always_inline]] V of_groups(size_t /*x*/) const {
     return simd::broadcast<V>(value);
   }
   template <typename V>
@@ -168,15 +168,15 @@ struct TableThresholds {
 
   Pixel largest() const {
     Pixel result = 0;
-    for (std::size_t i = 0; i < DepthBins::count; ++i)
+    for (size_t i = 0; i < DepthBins::count; ++i)
       result = simd::max(result, bins[i]);
     return result;
   }
 
-  void begin_row(const Pixel* row, std::size_t width) const {
+  void begin_row(const Pixel* row, size_t width) const {
     using V = Lanes<Pixel>;
-    constexpr std::size_t step = simd::lane_count<V>;
-    std::size_t x = 0;
+    constexpr size_t step = simd::lane_count<V>;
+    size_t x = 0;
     for (; x + step <= width; x += step) {
       const V bins_of_depths = DepthBins::bins_of(simd::load<V>(row + x), shift);
       simd::store(of_row + x, bins.look_up(bins_of_depths));
@@ -185,11 +185,11 @@ struct TableThresholds {
       of_row[x] = bins[DepthBins::bins_of(row[x], shift)];
   }
 
-  Pixel at(std::size_t x) const { return of_row[x]; }
+  Pixel at(size_t x) const { return of_row[x]; }
 
   /// The threshold of pixel x for the first eight lanes, that of pixel x + 8 for the next eight...
   template <typename V>
-  [[gnu::always_inline]] V of_groups(std::size_t x) const {
+  [[gnu::always_inline]] V of_groups(size_t x) const {
     return first_of_groups(simd::load<V>(of_row + x),
                            std::make_index_sequence<simd::lane_count<V>>{});
   }
@@ -200,7 +200,7 @@ struct TableThresholds {
   }
 
  private:
-  template <typename V, std::size_t... I>
+  template <typename V, size_t... I>
   [[gnu::always_inline]] static V first_of_groups(V lanes, std::index_sequence<I...>) {
     return __builtin_shufflevector(lanes, lanes, static_cast<int>(I / group_size * group_size)...);
   }
@@ -209,28 +209,28 @@ struct TableThresholds {
 /// The row being smoothed; its new pixels are kept apart until the row is done.
 struct Row {
   const Pixel* centre;
-  std::size_t width;
-  std::ptrdiff_t reach;
+  size_t width;
+  ptrdiff_t reach;
   Pixel* means;
 
-  std::size_t end() const { return width - static_cast<std::size_t>(reach); }
-  const Pixel* neighbours(std::size_t x, std::ptrdiff_t dy) const {
-    return centre + dy * static_cast<std::ptrdiff_t>(width) + static_cast<std::ptrdiff_t>(x);
+  size_t end() const { return width - static_cast<size_t>(reach); }
+  const Pixel* neighbours(size_t x, ptrdiff_t dy) const {
+    return centre + dy * static_cast<ptrdiff_t>(width) + static_cast<ptrdiff_t>(x);
   }
 };
 
 /// `Reach` is the row's, known to the compiler, or 0.
 template <typename V, int Reach, typename Sums, typename Threshold>
-[[gnu::always_inline]] inline V mean_of_groups(const Row& row, std::size_t x,
+[[gnu::always_inline]] inline V mean_of_groups(const Row& row, size_t x,
                                                const Threshold& threshold) {
-  const std::ptrdiff_t reach = Reach > 0 ? Reach : row.reach;
+  const ptrdiff_t reach = Reach > 0 ? Reach : row.reach;
   const V centre = simd::load<V>(row.centre + x);
   Sums sums(threshold.level(centre, narrow_threshold(Reach)), reach);
-  for (std::ptrdiff_t dy = -reach; dy <= reach; ++dy) {
-    const auto shifted = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(x) + dy);
+  for (ptrdiff_t dy = -reach; dy <= reach; ++dy) {
+    const auto shifted = static_cast<size_t>(static_cast<ptrdiff_t>(x) + dy);
     const Range<V> range(centre, threshold.template of_groups<V>(shifted));
     const Pixel* neighbours = row.neighbours(x, dy);
-    for (std::ptrdiff_t dx = -reach; dx <= reach; ++dx) {
+    for (ptrdiff_t dx = -reach; dx <= reach; ++dx) {
       const V pixel = simd::load<V>(neighbours + dx);
       sums.add(pixel, range.contains(pixel));
     }
@@ -249,11 +249,11 @@ struct SumsOf<V, 0> {
 
 /// Smooths from column `x` on in vectors of `Bytes` and then in shorter ones, as long as a group is
 /// left. Returns the first column not smoothed.
-template <int Reach, std::size_t Bytes, typename Threshold>
-[[gnu::always_inline]] inline std::size_t smooth_groups(const Row& row, std::size_t x,
-                                                        const Threshold& threshold) {
+template <int Reach, size_t Bytes, typename Threshold>
+[[gnu::always_inline]] inline size_t smooth_groups(const Row& row, size_t x,
+                                                   const Threshold& threshold) {
   using V = Lanes<Pixel, Bytes>;
-  constexpr std::size_t step = simd::lane_count<V>;
+  constexpr size_t step = simd::lane_count<V>;
   using Sums = typename SumsOf<V, Reach>::Type;
   for (; x + step <= row.end(); x += step)
     simd::store(row.means + x, mean_of_groups<V, Reach, Sums>(row, x, threshold));
@@ -262,15 +262,15 @@ template <int Reach, std::size_t Bytes, typename Threshold>
   return x;
 }
 
-Pixel mean_of_single(const Row& row, std::size_t x, Pixel threshold) {
+Pixel mean_of_single(const Row& row, size_t x, Pixel threshold) {
   const Pixel centre = row.centre[x];
   if (centre == 0)
     return centre;
-  std::uint32_t sum = 0;
-  std::uint32_t count = 0;
-  for (std::ptrdiff_t dy = -row.reach; dy <= row.reach; ++dy) {
+  uint32_t sum = 0;
+  uint32_t count = 0;
+  for (ptrdiff_t dy = -row.reach; dy <= row.reach; ++dy) {
     const Pixel* neighbours = row.neighbours(x, dy);
-    for (std::ptrdiff_t dx = -row.reach; dx <= row.reach; ++dx) {
+    for (ptrdiff_t dx = -row.reach; dx <= row.reach; ++dx) {
       const Pixel pixel = neighbours[dx];
       const int difference = pixel > centre ? pixel - centre : centre - pixel;
       const bool passes = pixel != 0 && difference <= threshold;
@@ -284,14 +284,14 @@ Pixel mean_of_single(const Row& row, std::size_t x, Pixel threshold) {
 
 template <int Reach, typename Threshold>
 void smooth(const SmoothingWindow& window, const Threshold& threshold) {
-  const std::size_t width = window.width;
-  const std::size_t reach = window.reach;
-  for (std::uint32_t i = 0; i < window.iterations; ++i) {
-    for (std::size_t y = reach; y + reach < window.height; ++y) {
+  const size_t width = window.width;
+  const size_t reach = window.reach;
+  for (uint32_t i = 0; i < window.iterations; ++i) {
+    for (size_t y = reach; y + reach < window.height; ++y) {
       Pixel* pixels = window.pixels + y * width;
-      const Row row{pixels, width, static_cast<std::ptrdiff_t>(reach), window.row_buffers};
+      const Row row{pixels, width, static_cast<ptrdiff_t>(reach), window.row_buffers};
       threshold.begin_row(pixels, width);
-      std::size_t x = smooth_groups<Reach, simd::vector_bytes>(row, reach, threshold);
+      size_t x = smooth_groups<Reach, simd::vector_bytes>(row, reach, threshold);
       for (; x < row.end(); ++x)
         row.means[x] = mean_of_single(row, x, threshold.at(x));
       __builtin_memcpy(pixels + reach, row.means + reach, (width - 2 * reach) * sizeof(Pixel));

@@ -5,13 +5,13 @@
 namespace filter_processor {
 namespace {
 
-using Pixel = std::uint16_t;
+using Pixel = uint16_t;
 using simd::Lanes;
 
 using Pixels = Lanes<Pixel>;
-using Integers = Lanes<std::int32_t>;
+using Integers = Lanes<int32_t>;
 using Floats = Lanes<float>;
-using WideIntegers = Lanes<std::int32_t, 2 * simd::vector_bytes>; // one for each of Pixels
+using WideIntegers = Lanes<int32_t, 2 * simd::vector_bytes>; // one for each of Pixels
 
 struct Factors {
   Floats diff_scale, current_weight, previous_weight;
@@ -40,19 +40,18 @@ struct Factors {
   simd::store(previous, pixels);
 }
 
-void blend_frames(Pixel* current, Pixel* previous, std::size_t count, float diff_scale,
-                  float weight) {
+void blend_frames(Pixel* current, Pixel* previous, size_t count, float diff_scale, float weight) {
   const Factors factors{simd::broadcast<Floats>(diff_scale), simd::broadcast<Floats>(weight),
                         simd::broadcast<Floats>(1.0F - weight)};
-  constexpr std::size_t step = simd::lane_count<Pixels>;
-  std::size_t i = 0;
+  constexpr size_t step = simd::lane_count<Pixels>;
+  size_t i = 0;
   for (; i + step <= count; i += step)
     blend_vector(current + i, previous + i, factors);
   if (i == count)
     return;
   Pixel last_current[step] = {};
   Pixel last_previous[step] = {};
-  const std::size_t rest = (count - i) * sizeof(Pixel);
+  const size_t rest = (count - i) * sizeof(Pixel);
   __builtin_memcpy(last_current, current + i, rest);
   __builtin_memcpy(last_previous, previous + i, rest);
   blend_vector(last_current, last_previous, factors);

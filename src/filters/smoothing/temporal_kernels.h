@@ -14,8 +14,8 @@ struct TemporalKernels {
   /// are valid (above 0) and differ by less than the smaller one x `diff_scale`, and with `current`
   /// elsewhere. In single precision, each product, difference and sum rounded. Both factors lie
   /// between 0 and 1.
-  void (*blend)(std::uint16_t* current, std::uint16_t* previous, std::size_t count,
-                float diff_scale, float weight);
+  void (*blend)(uint16_t* current, uint16_t* previous, size_t count, float diff_scale,
+                float weight);
 
   template <simd::Level>
   static const TemporalKernels& at();

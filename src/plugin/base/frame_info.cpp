@@ -11,25 +11,25 @@ namespace filter_processor {
 namespace {
 
 /// Bins of 0.41 to 0.82 m, and 2^13 units wide where a unit is finer than 0.1 mm.
-std::uint8_t bin_shift(double depth_unit) {
+uint8_t bin_shift(double depth_unit) {
   if (depth_unit < 0.1)
     return 13;
   const float octaves = std::floor(std::log2(static_cast<float>(depth_unit / 0.1)));
-  return static_cast<std::uint8_t>(12 - low_16_bits(octaves));
+  return static_cast<uint8_t>(12 - low_16_bits(octaves));
 }
 
-void fill_with_multiples(std::uint16_t difference, DepthDiffLut& lut) {
-  for (std::size_t i = 0; i < lut.entries.size(); ++i)
-    lut.entries[i] = static_cast<std::uint16_t>((i + 1) * difference);
+void fill_with_multiples(uint16_t difference, DepthDiffLut& lut) {
+  for (size_t i = 0; i < lut.entries.size(); ++i)
+    lut.entries[i] = static_cast<uint16_t>((i + 1) * difference);
 }
 
-void fill_for_camera(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& lut) {
+void fill_for_camera(const FrameInfo& info, uint16_t difference, DepthDiffLut& lut) {
   const auto disparity =
       static_cast<float>(std::ldexp(static_cast<double>(difference), -int{info.fraction_bit_size}));
   // Depth z changes by z^2 / bxf with each unit of disparity; entry k - 1 stands for z = k x 500
   // mm.
   const float step = disparity * 500.0F * 500.0F / info.bxf;
-  for (std::size_t k = 1; k <= lut.entries.size(); ++k) {
+  for (size_t k = 1; k <= lut.entries.size(); ++k) {
     const float depth_step = step * static_cast<float>(k * k);
     lut.entries[k - 1] = low_16_bits(static_cast<double>(depth_step) / info.depth_unit);
   }
@@ -55,10 +55,10 @@ bool read_frame_info(ProcessingFrame& call, ValueScale value_scale, FrameInfo& i
     read_record = call.host(gx_disparity_based_stream_profile_get_disparity_param, profile.get());
     if (value_scale == ValueScale::of_frames_with_disparity_record)
       read.depth_unit = double{call.host(gx_depth_frame_get_value_scale, call.depth())};
-    const std::uint8_t bits = call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
+    const uint8_t bits = call.host(gx_video_frame_get_pixel_available_bit_size, call.depth());
     read.bxf = static_cast<float>(double{read_record.baseline} * read_record.fx);
     read.fraction_bit_size =
-        static_cast<std::uint8_t>(bits - static_cast<std::uint8_t>(read_record.dispIntPlace));
+        static_cast<uint8_t>(bits - static_cast<uint8_t>(read_record.dispIntPlace));
   }
   call.keep(std::move(profile));
   if (!call.ok())
@@ -75,12 +75,11 @@ void inherit_camera_facts(FrameInfo& info, const FrameInfo& before) {
   info.fraction_bit_size = before.fraction_bit_size;
 }
 
-std::uint16_t rescale_fraction_bits(std::uint16_t difference, std::uint8_t from_bits,
-                                    std::uint8_t to_bits) {
+uint16_t rescale_fraction_bits(uint16_t difference, uint8_t from_bits, uint8_t to_bits) {
   return low_16_bits(std::ldexp(static_cast<double>(difference), int{to_bits} - int{from_bits}));
 }
 
-int updateDepthDiffLut(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& lut) {
+int updateDepthDiffLut(const FrameInfo& info, uint16_t difference, DepthDiffLut& lut) {
   switch (info.depth_flag) {
   case GX_PIXEL_TOF_DEPTH:
     lut.shift = 9;
@@ -111,7 +110,7 @@ void print_frame_info(const FrameInfo& current_frame_info) {
 
 void print_depth_diff_lut(const DepthDiffLut& depth_diff_lut) {
   std::cout << "depth_diff_lut: " << std::endl;
-  for (const std::uint16_t entry : depth_diff_lut.entries)
+  for (const uint16_t entry : depth_diff_lut.entries)
     std::cout << entry << " ";
   std::cout << std::endl;
 }

@@ -9,12 +9,12 @@ namespace filter_processor {
 
 /// What a filter's derived parameters depend on, as read from a frame. Floats compare exactly.
 struct FrameInfo {
-  std::uint64_t width = 0;            ///< pixels
-  std::uint64_t height = 0;           ///< pixels
-  double depth_unit = 1.0;            ///< the frame's value scale: millimetres for one unit
-  std::int32_t depth_flag = -1;       ///< the frame's gx_pixel_type
-  float bxf = 0.0F;                   ///< baseline x focal length of the camera, mm x pixels
-  std::uint8_t fraction_bit_size = 0; ///< fraction bits of a fixed-point pixel value
+  uint64_t width = 0;            ///< pixels
+  uint64_t height = 0;           ///< pixels
+  double depth_unit = 1.0;       ///< the frame's value scale: millimetres for one unit
+  int32_t depth_flag = -1;       ///< the frame's gx_pixel_type
+  float bxf = 0.0F;              ///< baseline x focal length of the camera, mm x pixels
+  uint8_t fraction_bit_size = 0; ///< fraction bits of a fixed-point pixel value
 
   friend bool operator==(const FrameInfo&, const FrameInfo&) = default;
 };
@@ -40,23 +40,22 @@ void print_frame_info(const FrameInfo& current_frame_info);
 
 /// A difference in disparity units with `from_bits` fraction bits, brought to `to_bits`, cut to a
 /// whole number and to 16 bits.
-std::uint16_t rescale_fraction_bits(std::uint16_t difference, std::uint8_t from_bits,
-                                    std::uint8_t to_bits);
+uint16_t rescale_fraction_bits(uint16_t difference, uint8_t from_bits, uint8_t to_bits);
 
 /// Largest depth differences between neighbours of one surface, one entry for each depth bin of
 /// about half a metre (less with units below 0.05 mm): what a difference of disparities makes at
 /// that distance, of which 16 bits are kept.
 struct DepthDiffLut {
-  static constexpr std::uint8_t size = 7;
+  static constexpr uint8_t size = 7;
 
-  std::array<std::uint16_t, size> entries{};
-  std::uint8_t shift = 0; ///< a depth's bin is depth >> shift
+  std::array<uint16_t, size> entries{};
+  uint8_t shift = 0; ///< a depth's bin is depth >> shift
 };
 
 /// Fills the table for a difference of `difference` disparity units. Frames of neither depth kind
 /// get zero entries and keep the shift. Returns 0, or 1 for a depth frame whose depth unit or `bxf`
 /// is not above 0 (then nothing changes).
-int updateDepthDiffLut(const FrameInfo& info, std::uint16_t difference, DepthDiffLut& lut);
+int updateDepthDiffLut(const FrameInfo& info, uint16_t difference, DepthDiffLut& lut);
 
 /// Writes the entries to standard output, on one line under their heading.
 void print_depth_diff_lut(const DepthDiffLut& depth_diff_lut);

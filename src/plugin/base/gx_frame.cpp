@@ -35,13 +35,13 @@ gx_frame_type Frame::get_type() const {
 gx_format Frame::get_format() const {
   return ask(gx_frame_get_format, handle());
 }
-std::uint64_t Frame::get_index() const {
+uint64_t Frame::get_index() const {
   return ask(gx_frame_get_index, handle());
 }
-std::uint8_t* Frame::get_data() const {
+uint8_t* Frame::get_data() const {
   return ask(gx_frame_get_data, handle());
 }
-std::uint32_t Frame::get_data_size() const {
+uint32_t Frame::get_data_size() const {
   return ask(gx_frame_get_data_size, handle());
 }
 

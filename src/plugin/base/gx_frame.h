@@ -38,15 +38,15 @@ class Frame : public std::enable_shared_from_this<Frame> {
 
   virtual gx_frame_type get_type() const;
   virtual gx_format get_format() const;
-  virtual std::uint64_t get_index() const;
-  virtual std::uint8_t* get_data() const;
-  virtual std::uint32_t get_data_size() const;
+  virtual uint64_t get_index() const;
+  virtual uint8_t* get_data() const;
+  virtual uint32_t get_data_size() const;
 
   // The same a second time, in slots of their own.
   virtual gx_format format() const { return get_format(); }
-  virtual std::uint64_t index() const { return get_index(); }
-  virtual std::uint8_t* data() const { return get_data(); }
-  virtual std::uint32_t data_size() const { return get_data_size(); }
+  virtual uint64_t index() const { return get_index(); }
+  virtual uint8_t* data() const { return get_data(); }
+  virtual uint32_t data_size() const { return get_data_size(); }
 
   gx_frame* handle() const noexcept { return frame_.get(); }
 

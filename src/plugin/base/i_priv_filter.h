@@ -17,10 +17,10 @@ class IPrivFilter {
   virtual const char* get_config_schema() = 0;
 
   /// Takes `argc` values in the schema's order, or refuses them with an error of type 4.
-  virtual void update_filter_config(std::int32_t argc, const char** argv, gx_error** error) = 0;
+  virtual void update_filter_config(int32_t argc, const char** argv, gx_error** error) = 0;
 
   /// Takes the whole configuration as `size` bytes; most filters have none and ignore it.
-  virtual void set_filter_config_data(const std::uint8_t* /*data*/, std::uint64_t /*size*/,
+  virtual void set_filter_config_data(const uint8_t* /*data*/, uint64_t /*size*/,
                                       gx_error** /*error*/) {}
 
   /// A new frame (or frame set) with the filtered pixels, owned by the caller; null on failure. The

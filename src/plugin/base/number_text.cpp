@@ -83,7 +83,7 @@ template <typename Real>
 std::errc read(const char* text, Real& value) {
   const Unsigned parts = without_sign(text);
   std::string_view number = parts.text;
-  const auto at = [&](std::size_t i) { return i < number.size() ? number[i] : '\0'; };
+  const auto at = [&](size_t i) { return i < number.size() ? number[i] : '\0'; };
   const bool hexadecimal = at(0) == '0' && (at(1) | 0x20) == 'x' &&
                            (is_hex_digit(at(2)) || (at(2) == '.' && is_hex_digit(at(3))));
   if (hexadecimal)

@@ -15,29 +15,29 @@ class Parameters {
  public:
   /// `filter` is the class name, a constant text. The strings stay the caller's; a null string
   /// counts as an empty one.
-  Parameters(const char* filter, std::int32_t argc, const char** argv, gx_error** error)
+  Parameters(const char* filter, int32_t argc, const char** argv, gx_error** error)
       : filter_(filter), argc_(argc), argv_(argv), error_(error) {}
 
   /// Refuses any other number of strings with "the number of params error".
-  bool count_is(std::int32_t expected);
+  bool count_is(int32_t expected);
 
   bool accepted() const { return accepted_; }
 
   /// Empty after a refusal.
-  const char* text(std::int32_t index) const;
+  const char* text(int32_t index) const;
 
   /// The string converted without check (number_text.h): text that is no number is 0, trailing text
   /// is ignored, a number beyond the type becomes its nearest value.
-  int integer(std::int32_t index) const;
-  double real(std::int32_t index) const;
+  int integer(int32_t index) const;
+  double real(int32_t index) const;
 
   /// The string as an integer between `min` and `max`; outside it is refused with "params out
   /// of range" and the parameter's name `key`.
-  int integer(std::int32_t index, const char* key, int min, int max);
+  int integer(int32_t index, const char* key, int min, int max);
 
   /// The same for a number that is narrowed to single precision first; one too large for it becomes
   /// infinite.
-  float real(std::int32_t index, const char* key, float min, float max);
+  float real(int32_t index, const char* key, float min, float max);
 
   /// Tests a value against its range with its own width; NaN lies outside every range.
   template <typename Number>
@@ -51,7 +51,7 @@ class Parameters {
 
  private:
   const char* filter_;
-  std::int32_t argc_;
+  int32_t argc_;
   const char** argv_;
   gx_error** error_;
   bool accepted_ = true;

@@ -7,8 +7,8 @@ namespace {
 
 constexpr const char* operation = "filter_process";
 
-constexpr std::uint32_t data_size(FrameSize size) {
-  return size.width * size.height * std::uint32_t{sizeof(std::uint16_t)};
+constexpr uint32_t data_size(FrameSize size) {
+  return size.width * size.height * uint32_t{sizeof(uint16_t)};
 }
 
 } // namespace
@@ -35,14 +35,14 @@ void ProcessingFrame::choose_depth() {
 FrameSize ProcessingFrame::read_size() {
   const FrameSize size{host(gx_video_frame_get_width, depth_),
                        host(gx_video_frame_get_height, depth_)};
-  const std::uint64_t needed = std::uint64_t{size.width} * size.height;
-  const std::uint64_t present = host(gx_frame_get_data_size, depth_) / sizeof(std::uint16_t);
+  const uint64_t needed = uint64_t{size.width} * size.height;
+  const uint64_t present = host(gx_frame_get_data_size, depth_) / sizeof(uint16_t);
   if (present < needed)
     fail({"invalid frame data size error", operation, "frameData"});
   return failed_ ? FrameSize{} : size;
 }
 
-std::uint16_t* ProcessingFrame::copy_depth_to_output() {
+uint16_t* ProcessingFrame::copy_depth_to_output() {
   output_.reset(host(gx_create_frame_from_other_frame, depth_, true));
   return pixels_of(output_.get());
 }
@@ -63,19 +63,19 @@ OwnedProfile ProcessingFrame::copy_depth_profile() {
   return copy;
 }
 
-void ProcessingFrame::complete_output(OwnedProfile profile, const std::uint16_t* pixels,
+void ProcessingFrame::complete_output(OwnedProfile profile, const uint16_t* pixels,
                                       FrameSize size) {
   host(gx_video_stream_profile_set_width, profile.get(), size.width);
   host(gx_video_stream_profile_set_height, profile.get(), size.height);
   host(gx_frame_set_stream_profile, output_.get(), profile.get());
   release(std::move(profile));
-  host(gx_frame_update_data, output_.get(), reinterpret_cast<const std::uint8_t*>(pixels),
+  host(gx_frame_update_data, output_.get(), reinterpret_cast<const uint8_t*>(pixels),
        data_size(size));
 }
 
-std::uint16_t* ProcessingFrame::pixels_of(gx_frame* frame) {
+uint16_t* ProcessingFrame::pixels_of(gx_frame* frame) {
   // The host aligns pixel buffers for every pixel format.
-  return reinterpret_cast<std::uint16_t*>(host(gx_frame_get_data, frame));
+  return reinterpret_cast<uint16_t*>(host(gx_frame_get_data, frame));
 }
 
 void ProcessingFrame::release(OwnedProfile profile) {

@@ -14,15 +14,15 @@ namespace filter_processor {
 
 /// Pixels in a row and rows in a frame.
 struct FrameSize {
-  std::uint32_t width = 0;
-  std::uint32_t height = 0;
+  uint32_t width = 0;
+  uint32_t height = 0;
 
   friend bool operator==(const FrameSize&, const FrameSize&) = default;
 };
 
 /// Whether the pixels of such a frame can be counted in the host's 32 bits of bytes.
 constexpr bool fits_a_frame(FrameSize size) {
-  return std::uint64_t{size.width} * size.height <= UINT32_MAX / sizeof(std::uint16_t);
+  return uint64_t{size.width} * size.height <= UINT32_MAX / sizeof(uint16_t);
 }
 
 /// One call of a filter's filter_process: what the call shares with those of all other filters.
@@ -86,7 +86,7 @@ class ProcessingFrame {
   void keep(OwnedProfile profile) { profile_ = std::move(profile); }
 
   /// Makes the output a copy of the depth frame and returns its pixels; null after a failure.
-  std::uint16_t* copy_depth_to_output();
+  uint16_t* copy_depth_to_output();
 
   /// Makes the output a frame like the depth frame, with zero pixels.
   void create_output_like_depth();
@@ -101,13 +101,13 @@ class ProcessingFrame {
 
   /// Gives an output made with `create_output` the profile, resized to `size`, and commits its
   /// pixels, which `pixels_of` has given.
-  void complete_output(OwnedProfile profile, const std::uint16_t* pixels, FrameSize size);
+  void complete_output(OwnedProfile profile, const uint16_t* pixels, FrameSize size);
 
   /// The output frame, borrowed; null until it is made.
   gx_frame* output() const { return output_.get(); }
 
   /// The pixels of the depth frame or the output; null after a failure.
-  std::uint16_t* pixels_of(gx_frame* frame);
+  uint16_t* pixels_of(gx_frame* frame);
 
   /// Ends the call with an error of the filter's own.
   void fail(const FilterError& reason);

@@ -12,18 +12,14 @@ using namespace test;
 namespace simd = filter_processor::simd;
 
 struct Resize {
-  std::uint32_t w = 0, h = 0;
+  uint32_t w = 0, h = 0;
   float scale = 1;
   int left = 0, right = 0, top = 0, bottom = 0;
 
-  std::int64_t out_w() const {
-    return std::int64_t((float(w) * scale + float(left)) + float(right));
-  }
-  std::int64_t out_h() const {
-    return std::int64_t((float(h) * scale + float(top)) + float(bottom));
-  }
+  int64_t out_w() const { return int64_t((float(w) * scale + float(left)) + float(right)); }
+  int64_t out_h() const { return int64_t((float(h) * scale + float(top)) + float(bottom)); }
 
-  std::string update(Filter& filter, std::int64_t width, std::int64_t height) const {
+  std::string update(Filter& filter, int64_t width, int64_t height) const {
     std::vector<std::string> texts = {std::to_string(width), std::to_string(height),
                                       std::to_string(scale)};
     for (const int side : {left, right, top, bottom})
@@ -34,28 +30,28 @@ struct Resize {
 
 Pixels naive_resize(const Resize& r, const Pixels& src) {
   const auto out_w = static_cast<int>(r.out_w()), out_h = static_cast<int>(r.out_h());
-  Pixels dst(static_cast<std::size_t>(out_w) * static_cast<std::size_t>(out_h), 0);
-  const auto step = static_cast<std::uint32_t>(65536 / r.scale + 1);
+  Pixels dst(static_cast<size_t>(out_w) * static_cast<size_t>(out_h), 0);
+  const auto step = static_cast<uint32_t>(65536 / r.scale + 1);
   const auto start = [&](int side) {
-    return side < 0 ? std::uint32_t(std::fabs(float(side) / r.scale)) : 0u;
+    return side < 0 ? uint32_t(std::fabs(float(side) / r.scale)) : 0u;
   };
   const int x1 = std::min(out_w, int(float(r.w) * r.scale + float(r.left)));
   const int y1 = std::min(out_h, int(float(r.h) * r.scale + float(r.top)));
-  std::uint32_t y_at = start(r.top) << 16;
+  uint32_t y_at = start(r.top) << 16;
   for (int y = std::max(r.top, 0); y < y1; ++y, y_at += step) {
-    std::uint32_t x_at = start(r.left) << 16;
+    uint32_t x_at = start(r.left) << 16;
     for (int x = std::max(r.left, 0); x < x1; ++x, x_at += step) {
-      dst[std::size_t(y) * std::size_t(out_w) + std::size_t(x)] =
+      dst[size_t(y) * size_t(out_w) + size_t(x)] =
           src[std::min(y_at >> 16, r.h - 1) * r.w + std::min(x_at >> 16, r.w - 1)];
     }
   }
   return dst;
 }
 
-Pixels counted(std::size_t count) {
+Pixels counted(size_t count) {
   Pixels pixels(count);
-  for (std::size_t i = 0; i < count; ++i)
-    pixels[i] = static_cast<std::uint16_t>(i * 7919 + 1);
+  for (size_t i = 0; i < count; ++i)
+    pixels[i] = static_cast<uint16_t>(i * 7919 + 1);
   return pixels;
 }
 
@@ -73,7 +69,7 @@ TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
     if (r.out_w() < 1 || r.out_h() < 1)
       continue;
     ++done;
-    const Pixels src = counted(std::size_t{r.w} * r.h);
+    const Pixels src = counted(size_t{r.w} * r.h);
     const Pixels expected = naive_resize(r, src);
     for (const simd::Level level : simd::supported_levels()) {
       simd::use_level(level);
@@ -113,16 +109,16 @@ TEST(DepthResize, CopiesOneToOneExceptFarFromTheStart) {
   Filter filter("DepthResize");
   const Resize wide{65535, 2};
   ASSERT_EQ(wide.update(filter, 65535, 2), "");
-  const Pixels pixels = counted(std::size_t{65535} * 2);
+  const Pixels pixels = counted(size_t{65535} * 2);
   ErrorSlot error;
   EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(65535, 2, pixels), error).get()),
             pixels);
 
   filter.reset();
-  const Pixels frame = counted(std::size_t{1280} * 720);
+  const Pixels frame = counted(size_t{1280} * 720);
   EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(1280, 720, frame), error).get()),
             frame);
-  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(std::size_t{1281} * 720)), error),
+  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(size_t{1281} * 720)), error),
             nullptr);
   EXPECT_EQ(error.text(),
             "incorrect config schema | DepthResize::filter_process | DepthResize | 4");

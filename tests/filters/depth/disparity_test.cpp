@@ -26,9 +26,9 @@ Input all_codes(const D2DParameters& record) {
   input.height = record.bitSize >= 16 ? 256 : 1u << record.bitSize >> 8;
   input.bits = record.bitSize;
   input.record = record;
-  input.pixels.resize(std::size_t{input.width} * input.height);
-  for (std::size_t i = 0; i < input.pixels.size(); ++i)
-    input.pixels[i] = static_cast<std::uint16_t>(i);
+  input.pixels.resize(size_t{input.width} * input.height);
+  for (size_t i = 0; i < input.pixels.size(); ++i)
+    input.pixels[i] = static_cast<uint16_t>(i);
   return input;
 }
 
@@ -46,7 +46,7 @@ struct Model {
   bool changed = false;
   D2DParameters stored{};
   std::optional<Pixels> table{};
-  std::uint8_t output_bits = 0;
+  uint8_t output_bits = 0;
   std::optional<Input> cached{};
 
   void update(int new_max, int new_min, float new_unit) {
@@ -61,7 +61,7 @@ struct Model {
     changed = true;
   }
 
-  std::uint16_t entry(std::uint32_t i) const {
+  uint16_t entry(uint32_t i) const {
     const D2DParameters& r = stored;
     const double s = std::pow(2.0, r.bitSize - 8);
     const bool stereo = open_ni || r.isDualCamera != 0;
@@ -103,7 +103,7 @@ struct Model {
       return 0;
     if (stereo && !open_ni && cached->format == GX_FORMAT_Y12_SHIFTED && depth >= 4096.0)
       return 0;
-    return static_cast<std::uint16_t>(depth);
+    return static_cast<uint16_t>(depth);
   }
 
   /// False for an unsupported pack mode.
@@ -112,7 +112,7 @@ struct Model {
     const int mode = stored.packMode;
     if (!open_ni && (mode < 1 || mode > 4 || mode == (stored.isDualCamera != 0 ? 4 : 3)))
       return false;
-    for (std::uint32_t i = 0; i < 65536 && (stored.bitSize > 15 || i >> stored.bitSize == 0); ++i)
+    for (uint32_t i = 0; i < 65536 && (stored.bitSize > 15 || i >> stored.bitSize == 0); ++i)
       (*table)[i] = entry(i);
     return true;
   }
@@ -138,9 +138,9 @@ struct Model {
         return std::nullopt;
     }
     Pixels out;
-    for (const std::uint32_t in : input.pixels) {
+    for (const uint32_t in : input.pixels) {
       out.push_back(!open_ni && input.format == GX_FORMAT_Y12_SHIFTED
-                        ? static_cast<std::uint16_t>((*table)[in >> 4] * 16u + (in & 15))
+                        ? static_cast<uint16_t>((*table)[in >> 4] * 16u + (in & 15))
                         : (*table)[in]);
     }
     return out;
@@ -157,13 +157,13 @@ D2DParameters random_record(test::Random& random) {
   r.zpd = pick({600, 1000, 0});
   r.baseline = static_cast<float>(pick({50, 75.3, 1e30, 0}));
   r.fx = pick({400, 580.7, std::numeric_limits<double>::infinity()});
-  r.bitSize = static_cast<std::uint8_t>(pick({12, 12, 14, 10, 16, 0, 6, 255}));
+  r.bitSize = static_cast<uint8_t>(pick({12, 12, 14, 10, 16, 0, 6, 255}));
   r.unit = static_cast<float>(pick({1, 0.1, 7.3}));
   r.minDisparity = static_cast<float>(pick({0, 100.5, 328}));
-  r.packMode = static_cast<std::uint8_t>(pick({1, 2, 2, 3, 4, 5}));
+  r.packMode = static_cast<uint8_t>(pick({1, 2, 2, 3, 4, 5}));
   r.dispOffset = static_cast<float>(pick({0, 0.25, -3}));
-  r.invalidDisp = static_cast<std::int32_t>(pick({0, 5, 200}));
-  r.isDualCamera = static_cast<std::uint8_t>(random() % 2);
+  r.invalidDisp = static_cast<int32_t>(pick({0, 5, 200}));
+  r.isDualCamera = static_cast<uint8_t>(random() % 2);
   return r;
 }
 
@@ -176,7 +176,7 @@ constexpr void (*changes[])(D2DParameters&) = {
     [](D2DParameters& r) { r.minDisparity += 1; },
     [](D2DParameters& r) { r.isDualCamera ^= 1; },
     [](D2DParameters& r) { r.zpd += 500; },
-    [](D2DParameters& r) { r.packMode = static_cast<std::uint8_t>(1 + r.packMode % 4); },
+    [](D2DParameters& r) { r.packMode = static_cast<uint8_t>(1 + r.packMode % 4); },
 };
 
 class DisparityFilters : public ::testing::TestWithParam<bool> {
@@ -222,11 +222,11 @@ TEST_P(DisparityFilters, FollowTheModelThroughRandomSequences) {
       Input input{31 + random() % 2, 9, GX_PIXEL_DISPARITY};
       input.format = random() % 3 == 0 ? GX_FORMAT_Y12_SHIFTED : GX_FORMAT_Y16;
       input.record = records[random() % 3 == 0];
-      input.bits = random() % 4 == 0 ? std::uint8_t{11} : input.record.bitSize;
+      input.bits = random() % 4 == 0 ? uint8_t{11} : input.record.bitSize;
       if (random() % 2 == 0)
         input.offset = random() % 9;
-      for (std::size_t i = 0; i < std::size_t{input.width} * 9; ++i)
-        input.pixels.push_back(static_cast<std::uint16_t>(random() >> random() % 16));
+      for (size_t i = 0; i < size_t{input.width} * 9; ++i)
+        input.pixels.push_back(static_cast<uint16_t>(random() >> random() % 16));
       const auto expected = model.process(input);
       ErrorSlot error;
       const Frame output = filter.process(input.make(), error);
@@ -256,15 +256,15 @@ TEST_P(DisparityFilters, MapTheWholeBuffer) {
   const Pixels depths = test::pixels_of(filter.process(input.make(), error).get());
   const Frame longer = input.make();
   Pixels codes = test::pixels_of(longer.get());
-  const std::size_t size = codes.size();
+  const size_t size = codes.size();
   codes.insert(codes.end(), codes.begin(), codes.begin() + 1000);
-  gx_frame_update_data(longer.get(), reinterpret_cast<const std::uint8_t*>(codes.data()),
-                       static_cast<std::uint32_t>(2 * codes.size()), nullptr);
+  gx_frame_update_data(longer.get(), reinterpret_cast<const uint8_t*>(codes.data()),
+                       static_cast<uint32_t>(2 * codes.size()), nullptr);
   const Pixels mapped = test::pixels_of(filter.process(longer, error).get());
   ASSERT_EQ(mapped.size(), size + 1000);
   EXPECT_TRUE(std::equal(depths.begin(), depths.end(), mapped.begin()));
   EXPECT_TRUE(
-      std::equal(mapped.begin() + static_cast<std::ptrdiff_t>(size), mapped.end(), depths.begin()));
+      std::equal(mapped.begin() + static_cast<ptrdiff_t>(size), mapped.end(), depths.begin()));
 }
 
 TEST_P(DisparityFilters, CopyWhatIsNoDisparityWhateverItsBuffer) {
@@ -283,7 +283,7 @@ TEST_P(DisparityFilters, CopyWhatIsNoDisparityWhateverItsBuffer) {
 }
 
 /// What a new DisparityTransform makes of one code.
-int depth_of(const D2DParameters& record, std::uint16_t code) {
+int depth_of(const D2DParameters& record, uint16_t code) {
   Filter filter("DisparityTransform");
   ErrorSlot error;
   const Frame output = filter.process(all_codes(record).make(), error);
@@ -352,14 +352,14 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
   for (int round = 0; round < 150; ++round) {
     Input input{1 + random() % 70, 1 + random() % 20, GX_PIXEL_DISPARITY};
     input.record.minDisparity = 100;
-    for (std::size_t i = 0; i < std::size_t{input.width} * input.height; ++i)
-      input.pixels.push_back(static_cast<std::uint16_t>(random() % 5000));
-    const std::uint32_t width = 1 + random() % 200, height = 1 + random() % 40;
+    for (size_t i = 0; i < size_t{input.width} * input.height; ++i)
+      input.pixels.push_back(static_cast<uint16_t>(random() % 5000));
+    const uint32_t width = 1 + random() % 200, height = 1 + random() % 40;
     const float scale = 0.1f + static_cast<float>(random() % 40) / 8;
-    const std::uint32_t x_cut = random() % 8, y_cut = random() % 8, x_set = random() % 12,
-                        y_set = random() % 5;
+    const uint32_t x_cut = random() % 8, y_cut = random() % 8, x_set = random() % 12,
+                   y_set = random() % 5;
     std::vector<std::string> texts = {"9999", "5", "1"};
-    for (const std::uint32_t value : {width, height, 0u, x_cut, y_cut, x_set, y_set})
+    for (const uint32_t value : {width, height, 0u, x_cut, y_cut, x_set, y_set})
       texts.push_back(std::to_string(value));
     texts[5] = std::to_string(scale);
     const auto parsed = static_cast<float>(std::atof(texts[5].c_str()));
@@ -368,14 +368,12 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
     model.update(9999, 5, 1);
     model.process(input);
     (*model.table)[0] = 0;
-    Pixels expected(std::size_t{width} * height, 0);
-    const auto step = static_cast<std::uint32_t>(65536.0f / parsed + 1.0f);
-    std::uint32_t y = y_cut << 16;
-    for (std::uint32_t r = 0; r < height && r < std::uint32_t(float(input.height) * parsed);
-         ++r, y += step) {
-      std::uint32_t x = x_cut << 16;
-      for (std::uint32_t c = 0; c < width && c < std::uint32_t(float(input.width) * parsed);
-           ++c, x += step) {
+    Pixels expected(size_t{width} * height, 0);
+    const auto step = static_cast<uint32_t>(65536.0f / parsed + 1.0f);
+    uint32_t y = y_cut << 16;
+    for (uint32_t r = 0; r < height && r < uint32_t(float(input.height) * parsed); ++r, y += step) {
+      uint32_t x = x_cut << 16;
+      for (uint32_t c = 0; c < width && c < uint32_t(float(input.width) * parsed); ++c, x += step) {
         if (r < y_set || r + y_set >= height || c < x_set || c + x_set >= width)
           continue;
         const auto source =
@@ -425,13 +423,13 @@ TEST(DisparityLookupKernels, EveryLevelMapsEveryCount) {
   Pixels table(65536), codes(75);
   for (auto* pixels : {&table, &codes}) {
     for (auto& pixel : *pixels)
-      pixel = static_cast<std::uint16_t>(random());
+      pixel = static_cast<uint16_t>(random());
   }
-  for (std::size_t count = 0; count <= codes.size(); ++count) {
+  for (size_t count = 0; count <= codes.size(); ++count) {
     Pixels whole(codes.size(), 9), shifted(codes.size(), 9);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       whole[i] = table[codes[i]];
-      shifted[i] = static_cast<std::uint16_t>(table[codes[i] / 16] * 16 + codes[i] % 16);
+      shifted[i] = static_cast<uint16_t>(table[codes[i] / 16] * 16 + codes[i] % 16);
     }
     for (const simd::Level level : simd::supported_levels()) {
       const auto& kernels = simd::kernels<filter_processor::DisparityLookupKernels>(level);

@@ -17,11 +17,11 @@ using namespace test;
 using Input = test::CameraFrame;
 
 /// Pixel i has value i.
-Input counting_input(std::int64_t offset, std::uint32_t width = 256) {
+Input counting_input(int64_t offset, uint32_t width = 256) {
   Input input{.width = width, .height = 256, .bits = 16, .offset = offset};
   input.record.fx = 800; // times a baseline of 50
-  for (std::uint32_t i = 0; i < width * 256; ++i)
-    input.pixels.push_back(static_cast<std::uint16_t>(i));
+  for (uint32_t i = 0; i < width * 256; ++i)
+    input.pixels.push_back(static_cast<uint16_t>(i));
   return input;
 }
 
@@ -73,8 +73,8 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
   constexpr float infinity = std::numeric_limits<float>::infinity();
   const float scales[] = {1,    1,  0.1f, 0.125f, 0.4f,     1.5f,      2.0f, 1.7f,
                           7.3f, 13, 17,   1e30f,  infinity, -infinity, -1,   std::nanf("")};
-  const std::int64_t offsets[] = {8, 8, 3, -5, 0, 70, 1, INT64_MAX, INT64_MIN};
-  const std::uint8_t bits[] = {12, 14, 16, 10};
+  const int64_t offsets[] = {8, 8, 3, -5, 0, 70, 1, INT64_MAX, INT64_MIN};
+  const uint8_t bits[] = {12, 14, 16, 10};
   test::Random random(9);
   for (int sequence = 0; sequence < 40; ++sequence) {
     const test::NoLeftovers no_leftovers;
@@ -112,10 +112,10 @@ TEST(HardwareD2DCorrectionFilter, CopiesDisparity) {
 
 TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
   Pixels all(65536 + 7);
-  for (std::size_t i = 0; i < all.size(); ++i)
-    all[i] = static_cast<std::uint16_t>(i * 3);
+  for (size_t i = 0; i < all.size(); ++i)
+    all[i] = static_cast<uint16_t>(i * 3);
   struct Range {
-    std::uint16_t first, last;
+    uint16_t first, last;
   };
   for (const Range range :
        {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}}) {

@@ -12,7 +12,7 @@
 namespace {
 
 namespace simd = filter_processor::simd;
-using Int = std::int64_t;
+using Int = int64_t;
 using namespace test;
 
 /// The lengths of each row's left and right strips.
@@ -26,7 +26,7 @@ struct Strips {
 
 /// The strips written down pixel by pixel, each from the image as it was.
 Pixels naive_strips(const Pixels& input, Int width, Int height, const Strips& strips) {
-  const auto at = [&](Int x, Int y) { return static_cast<std::size_t>(y * width + x); };
+  const auto at = [&](Int x, Int y) { return static_cast<size_t>(y * width + x); };
   Pixels output = input;
   for (Int y = 0; y < height; ++y) {
     Int first = -1;
@@ -37,7 +37,7 @@ Pixels naive_strips(const Pixels& input, Int width, Int height, const Strips& st
         last = x;
       }
     }
-    auto [left, right] = strips.runs[static_cast<std::size_t>(y)];
+    auto [left, right] = strips.runs[static_cast<size_t>(y)];
     if (strips.runs_end_at_limit) {
       left = std::min(left, strips.limit_x - first);
       right = std::min(right, last - (width - strips.limit_x));
@@ -79,8 +79,8 @@ Pixels random_image(Int width, Int height, std::mt19937& random) {
     const Int last = width - below(border);
     for (Int x = 0; x < width; ++x) {
       const bool valid = x >= first && x < last && y >= first_row && y < last_row;
-      const auto value = static_cast<std::uint16_t>(65535 - below(2) * below(65535));
-      pixels.push_back(valid && below(10) < tenths_valid ? value : std::uint16_t{0});
+      const auto value = static_cast<uint16_t>(65535 - below(2) * below(65535));
+      pixels.push_back(valid && below(10) < tenths_valid ? value : uint16_t{0});
     }
   }
   return pixels;
@@ -88,9 +88,9 @@ Pixels random_image(Int width, Int height, std::mt19937& random) {
 
 TEST(EdgeStripsKernels, ReportWhatTheyCannotWorkOn) {
   const auto& kernels = simd::kernels<filter_processor::EdgeStripsKernels>();
-  std::uint16_t pixel = 1;
-  std::int32_t columns[2];
-  const std::uint16_t table[2] = {1, 1};
+  uint16_t pixel = 1;
+  int32_t columns[2];
+  const uint16_t table[2] = {1, 1};
   EXPECT_EQ(kernels.rows({nullptr, 1, 1}, 1, 1), -1);
   EXPECT_EQ(kernels.rows_and_columns({nullptr, 1, 1}, 1, 1, 1, 1, columns), -1);
   EXPECT_EQ(kernels.chamfered_rows_and_columns({nullptr, 1, 1}, 1, 1, 1, table, columns), -1);
@@ -146,7 +146,7 @@ class Model {
               "::filter_process | " + name + " | 0";
       return {};
     }
-    const auto rows = static_cast<std::size_t>(height);
+    const auto rows = static_cast<size_t>(height);
     const Runs margins(rows, {current_.margin_x, current_.margin_x});
     error = "";
     return naive_strips(input, width, height,
@@ -281,8 +281,8 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
     const Pixels expected = model.process(input, width, height, expected_error);
     ErrorSlot error;
     testing::internal::CaptureStdout();
-    const Frame frame = test::make_frame(static_cast<std::uint32_t>(width),
-                                         static_cast<std::uint32_t>(height), input);
+    const Frame frame =
+        test::make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), input);
     const Frame output = filter.process(frame, error);
     const std::string printed = testing::internal::GetCapturedStdout();
     ASSERT_EQ(error.text(), expected_error) << step;
@@ -300,10 +300,9 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
 }
 
 /// A frame whose rows are valid from column `first` to `last`.
-Frame valid_between(std::uint32_t width, std::uint32_t height, std::uint32_t first,
-                    std::uint32_t last) {
-  Pixels pixels(std::size_t{width} * height);
-  for (std::size_t i = 0; i < pixels.size(); ++i)
+Frame valid_between(uint32_t width, uint32_t height, uint32_t first, uint32_t last) {
+  Pixels pixels(size_t{width} * height);
+  for (size_t i = 0; i < pixels.size(); ++i)
     pixels[i] = i % width >= first && i % width <= last ? 500 : 0;
   return test::make_frame(width, height, pixels);
 }
@@ -338,7 +337,7 @@ TEST(EdgeNoiseRemovalFilter, ClearsColumnsRowByRowUpToTheLimit) {
   ASSERT_EQ(filter.update({"0", "3", "1", "4", "1", "1", "12"}), "");
   ErrorSlot error;
   const auto processed = [&](const Pixels& pixels) {
-    const auto rows = static_cast<std::uint32_t>(pixels.size());
+    const auto rows = static_cast<uint32_t>(pixels.size());
     return test::pixels_of(filter.process(test::make_frame(1, rows, pixels), error).get());
   };
   EXPECT_EQ(processed({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0}),

@@ -12,31 +12,29 @@
 
 namespace naive {
 
-using Pixels = std::vector<std::uint16_t>;
+using Pixels = std::vector<uint16_t>;
 
 /// The configuration record as bytes.
 struct Record {
-  std::array<std::uint8_t, 289> bytes{};
+  std::array<uint8_t, 289> bytes{};
 
   template <typename T>
-  void set(std::size_t offset, std::vector<T> values) {
+  void set(size_t offset, std::vector<T> values) {
     std::memcpy(&bytes.at(offset), values.data(), values.size() * sizeof(T));
   }
-  void u8(std::size_t offset, int value) { bytes.at(offset) = static_cast<std::uint8_t>(value); }
-  void u16(std::size_t offset, int value) {
-    set<std::uint16_t>(offset, {static_cast<std::uint16_t>(value)});
-  }
-  void f32(std::size_t offset, float value) { set<float>(offset, {value}); }
+  void u8(size_t offset, int value) { bytes.at(offset) = static_cast<uint8_t>(value); }
+  void u16(size_t offset, int value) { set<uint16_t>(offset, {static_cast<uint16_t>(value)}); }
+  void f32(size_t offset, float value) { set<float>(offset, {value}); }
 
   template <typename T>
-  T get(std::size_t offset) const {
+  T get(size_t offset) const {
     T value;
     std::memcpy(&value, &bytes.at(offset), sizeof value);
     return value;
   }
-  int u8(std::size_t offset) const { return bytes.at(offset); }
-  std::uint32_t u16(std::size_t offset) const { return get<std::uint16_t>(offset); }
-  float f32(std::size_t offset) const { return get<float>(offset); }
+  int u8(size_t offset) const { return bytes.at(offset); }
+  uint32_t u16(size_t offset) const { return get<uint16_t>(offset); }
+  float f32(size_t offset) const { return get<float>(offset); }
 
   friend bool operator==(const Record&, const Record&) = default;
 };
@@ -44,20 +42,20 @@ struct Record {
 inline Record default_record(int width = 848, int height = 480) {
   const std::vector<float> roi = {0.0F, 1.0F, 0.0F, 0.6F};
   Record r;
-  r.set<std::uint16_t>(0, {static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height)});
-  r.set<std::uint16_t>(4, {0,   80,  500, 30,  30,  30,  35,  40,  45,  65,  80, 100,
-                           110, 135, 160, 200, 240, 280, 320, 365, 410, 460, 515});
-  r.set<std::uint16_t>(53, {40, 0, 10000});
+  r.set<uint16_t>(0, {static_cast<uint16_t>(width), static_cast<uint16_t>(height)});
+  r.set<uint16_t>(4, {0,   80,  500, 30,  30,  30,  35,  40,  45,  65,  80, 100,
+                      110, 135, 160, 200, 240, 280, 320, 365, 410, 460, 515});
+  r.set<uint16_t>(53, {40, 0, 10000});
   r.set(59, roi);
   r.f32(75, 0.98F);
-  r.set<std::uint16_t>(80, {1000, 6000});
+  r.set<uint16_t>(80, {1000, 6000});
   r.set(84, roi);
   r.set<float>(100, {0.15F, 0.3F, 0.3F, 0.12F, 0.24F, 0.48F, 0.72F, 0.1F, 0.3F, 0.5F, 0.75F, 1.0F,
                      1.0F, 1.0F, 0.92F});
-  r.set<std::uint16_t>(161, {3000, 4000, 15000});
+  r.set<uint16_t>(161, {3000, 4000, 15000});
   r.set(167, roi);
   r.set<float>(183, {0.15F, 0.25F});
-  r.set(191, std::vector<std::uint16_t>(20, 50));
+  r.set(191, std::vector<uint16_t>(20, 50));
   r.u16(232, 625);
   r.set<float>(234, {0.5F, 415, 415, 424, 240, 0.0F, -0.9962F, -0.0872F, 259});
   r.u16(271, 500);
@@ -66,9 +64,8 @@ inline Record default_record(int width = 848, int height = 480) {
 }
 
 /// The index of column x and row y in rows of `width` pixels.
-inline std::size_t place(int x, int y, int width) {
-  return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-         static_cast<std::size_t>(x);
+inline size_t place(int x, int y, int width) {
+  return static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x);
 }
 
 /// The whole part, within bounds that stand for "beyond any image".
@@ -100,7 +97,7 @@ class Stage {
     regions();
     for (const auto& candidate : candidates_)
       judge(candidate);
-    for (std::size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       if (labels_[i] >= 2 && marks_[labels_[i] - 2] >= 2)
         image_[i] = 0;
     }
@@ -109,11 +106,11 @@ class Stage {
 
  private:
   struct Candidate {
-    std::uint32_t label;
+    uint32_t label;
     int x0, x1, y0, y1;
   };
 
-  std::size_t at(int x, int y) const { return place(x, y, w_); }
+  size_t at(int x, int y) const { return place(x, y, w_); }
   float w() const { return static_cast<float>(w_); }
   float h() const { return static_cast<float>(h_); }
 
@@ -158,7 +155,7 @@ class Stage {
         const int to = code == 1   ? x * h_ + (h_ - 1 - y)
                        : code == 3 ? (w_ - 1 - x) * h_ + y
                                    : w_ * h_ - 1 - (y * w_ + x);
-        image_[static_cast<std::size_t>(to)] = from[at(x, y)];
+        image_[static_cast<size_t>(to)] = from[at(x, y)];
       }
     }
     if (code != 2)
@@ -181,21 +178,20 @@ class Stage {
     }
   }
 
-  void remove(std::size_t i) {
-    image_[i] = static_cast<std::uint16_t>(r_.u16(4));
+  void remove(size_t i) {
+    image_[i] = static_cast<uint16_t>(r_.u16(4));
     labels_[i] = 1;
   }
 
   struct Region {
-    std::int64_t n = 0, sum = 0, s_diff = 0, b = 0, i = 0, i_up = 0, d = 0, d_far = 0, hj = 0,
-                 h_eq = 0;
+    int64_t n = 0, sum = 0, s_diff = 0, b = 0, i = 0, i_up = 0, d = 0, d_far = 0, hj = 0, h_eq = 0;
     int min = 65535, max = 0, x0 = 0, x1 = 0, y0 = 0, y1 = 0;
     int mean() const { return static_cast<int>(sum / n); }
   };
 
   void grow(int seed_x, int seed_y) {
-    const std::size_t seed = at(seed_x, seed_y);
-    const auto own = static_cast<std::uint32_t>(2 + seed);
+    const size_t seed = at(seed_x, seed_y);
+    const auto own = static_cast<uint32_t>(2 + seed);
     Region g;
     g.x0 = w_ - 1;
     g.y0 = h_ - 1;
@@ -214,14 +210,14 @@ class Stage {
       g.y0 = std::min(g.y0, y);
       g.y1 = std::max(g.y1, y);
       const int bin = std::min(depth / static_cast<int>(r_.u16(8)), 19);
-      const int t = static_cast<int>(r_.u16(10 + 2 * static_cast<std::size_t>(bin)));
+      const int t = static_cast<int>(r_.u16(10 + 2 * static_cast<size_t>(bin)));
       const int steps[4][2] = {{0, 1}, {0, -1}, {1, 0}, {-1, 0}};
       for (int k = 0; k < 4; ++k) {
         const int nx = x + steps[k][0];
         const int ny = y + steps[k][1];
         if (nx < 0 || nx >= w_ || ny < 0 || ny >= h_)
           continue;
-        const std::size_t j = at(nx, ny);
+        const size_t j = at(nx, ny);
         const int other = image_[j];
         if (other == static_cast<int>(r_.u16(4))) {
           ++g.b;
@@ -252,7 +248,7 @@ class Stage {
       remove(seed);
       return;
     }
-    sizes_[own] = static_cast<std::uint32_t>(g.n);
+    sizes_[own] = static_cast<uint32_t>(g.n);
     if (sparse_texture(g) || flat_bleed(g) || ground_plane(g) || left_band(g)) {
       marks_[seed] = own;
     } else if (candidate(g)) {
@@ -260,7 +256,7 @@ class Stage {
     }
   }
 
-  bool in_roi(const Region& g, std::size_t offset) const {
+  bool in_roi(const Region& g, size_t offset) const {
     return static_cast<float>(g.x0) >= w() * r_.f32(offset) &&
            static_cast<float>(g.y0) >= h() * r_.f32(offset + 8) &&
            w() * r_.f32(offset + 4) >= static_cast<float>(g.x1) &&
@@ -283,7 +279,7 @@ class Stage {
       f_down = static_cast<float>(g.d_far) / static_cast<float>(g.d);
       f_side = 1.0F - static_cast<float>(g.i - g.i_up) / static_cast<float>(g.b - g.i_up);
     }
-    for (std::size_t k = 0; k < 4; ++k) {
+    for (size_t k = 0; k < 4; ++k) {
       if (static_cast<float>(r_.u16(80)) * r_.f32(112 + 4 * k) > static_cast<float>(g.n) &&
           f_down > r_.f32(128 + 4 * k) && r_.f32(144 + 4 * k) > f_side) {
         ++fired_.texture;
@@ -333,14 +329,14 @@ class Stage {
       q = (100.0 / static_cast<double>(step)) / static_cast<double>(range);
     }
     const int band = std::min(g.y1 / std::max(h_ / 20, 1), 19);
-    const bool smooth = q > r_.u16(191 + 2 * static_cast<std::size_t>(band));
+    const bool smooth = q > r_.u16(191 + 2 * static_cast<size_t>(band));
     fired_.candidate += smooth;
     return smooth;
   }
 
   /// 1: confirmed, -1: ended without, 0: no support met.
   int probe(const Candidate& c, int px, int py, int qx, int qy) const {
-    const std::size_t q = at(qx, qy);
+    const size_t q = at(qx, qy);
     if (labels_[q] < 2 || labels_[q] == c.label || image_[q] == 0 || image_[q] > r_.u16(165) ||
         sizes_[labels_[q]] <= r_.u16(161))
       return 0;
@@ -394,8 +390,8 @@ class Stage {
   int w_, h_;
   const Record& r_;
   Fired& fired_;
-  std::vector<std::uint32_t> labels_, marks_, sizes_;
-  std::vector<std::uint8_t> small_;
+  std::vector<uint32_t> labels_, marks_, sizes_;
+  std::vector<uint8_t> small_;
   std::vector<Candidate> candidates_;
 };
 
@@ -409,8 +405,8 @@ class Filter {
 
   /// Empties `image` for a frame that is refused; returns the error's message.
   const char* process(Pixels& image, int width, int height) {
-    if (!initialized_ || params_changed || width != current_.get<std::uint16_t>(0) ||
-        height != current_.get<std::uint16_t>(2)) {
+    if (!initialized_ || params_changed || width != current_.get<uint16_t>(0) ||
+        height != current_.get<uint16_t>(2)) {
       initialized_ = take_over(width, height);
       if (!initialized_) {
         image.clear();
@@ -431,14 +427,14 @@ class Filter {
     if (width == 0 || height == 0 || sx < 0.00001F || sy < 0.00001F || sxy < 0.00001F)
       return false;
     Record r = anchor;
-    const auto scale = [&](std::size_t offset, float factor) {
+    const auto scale = [&](size_t offset, float factor) {
       const float product = static_cast<float>(r.u16(offset)) * factor;
-      r.u16(offset, static_cast<int>(static_cast<std::int64_t>(product) & 0xFFFF));
+      r.u16(offset, static_cast<int>(static_cast<int64_t>(product) & 0xFFFF));
     };
     r.u16(0, width);
     r.u16(2, height);
     scale(53, sx);
-    for (const std::size_t offset : {6U, 80U, 161U, 232U, 271U})
+    for (const size_t offset : {6U, 80U, 161U, 232U, 271U})
       scale(offset, sxy);
     r.f32(238, r.f32(238) * sx);
     r.f32(246, r.f32(246) * sx);

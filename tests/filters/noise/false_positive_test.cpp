@@ -27,8 +27,8 @@ std::vector<const char*> default_values() {
           "6000", "1000", "0", "0", "1",   "0", "0.6", "4000", "3000"};
 }
 
-std::string set_record(Filter& filter, const Record& record, std::size_t size = 290) {
-  std::vector<std::uint8_t> blob(1, 0xA5); // the first byte means nothing
+std::string set_record(Filter& filter, const Record& record, size_t size = 290) {
+  std::vector<uint8_t> blob(1, 0xA5); // the first byte means nothing
   blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
   blob.resize(std::max(size, blob.size()));
   ErrorSlot error;
@@ -40,7 +40,7 @@ std::string set_record(Filter& filter, const Record& record, std::size_t size = 
 /// The filtered pixels, empty for a refused frame.
 Pixels process(Filter& filter, const Pixels& image, int width, int height, ErrorSlot& error) {
   const Frame input =
-      make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), image);
+      make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), image);
   const Frame output = filter.process(input, error);
   return output == nullptr ? Pixels{} : pixels_of(output.get());
 }
@@ -81,7 +81,7 @@ Pixels random_scene(int width, int height, Random& random) {
     const int holes = pick<int>(random, {0, 0, 5, 30});
     for (int y = y0; y < y1; ++y) {
       for (int x = x0; x < x1; ++x) {
-        image[naive::place(x, y, width)] = static_cast<std::uint16_t>(
+        image[naive::place(x, y, width)] = static_cast<uint16_t>(
             dice(random, 100) < holes
                 ? 0
                 : std::min(base + dice(random, noise) + slope * (x + y), 65535));
@@ -94,7 +94,7 @@ Pixels random_scene(int width, int height, Random& random) {
 /// The default record with limits that small scenes reach, and everything switched by chance.
 Record random_record(int width, int height, Random& random) {
   Record r = naive::default_record(width, height);
-  for (const std::size_t offset : {52U, 79U, 160U, 231U, 270U})
+  for (const size_t offset : {52U, 79U, 160U, 231U, 270U})
     r.u8(offset, dice(random, 3) == 0 ? 0 : 1 + dice(random, 255));
   r.u8(50, dice(random, 3) == 0 ? 1 : 0);
   r.u8(51, dice(random, 5)); // of which the kernel knows 1 to 3
@@ -102,21 +102,21 @@ Record random_record(int width, int height, Random& random) {
   r.u16(6, dice(random, 12));
   r.u16(8, pick<int>(random, {1, 100, 499, 500, 4000, 65535}));
   if (dice(random, 3) == 0) {
-    for (std::size_t bin = 0; bin < 20; ++bin)
+    for (size_t bin = 0; bin < 20; ++bin)
       r.u16(10 + 2 * bin, dice(random, 4) == 0 ? dice(random, 65536) : dice(random, 80));
   }
   r.u16(53, dice(random, 12));
   r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
   r.u16(57, pick<int>(random, {200, 999, 1000, 10000, 10000}));
-  for (const std::size_t roi : {59U, 84U, 167U}) {
-    for (const std::size_t place : {0U, 4U, 8U, 12U}) {
+  for (const size_t roi : {59U, 84U, 167U}) {
+    for (const size_t place : {0U, 4U, 8U, 12U}) {
       r.f32(roi + place, place % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
                                         : pick<float>(random, {1.0F, 1.0F, 0.9F, 0.4F}));
     }
   }
   r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
   r.u16(80, 20 + dice(random, dice(random, 3) == 0 ? 400 : 40));
-  for (const std::size_t max_depth : {82U, 163U})
+  for (const size_t max_depth : {82U, 163U})
     r.u16(max_depth, pick<int>(random, {900, 1000, 1100, 6000, 6000}));
   r.u16(165, pick<int>(random, {900, 1000, 3000, 15000, 15000}));
   r.f32(104, pick<float>(random, {0.3F, 1.0F}));
@@ -124,7 +124,7 @@ Record random_record(int width, int height, Random& random) {
   r.u16(161, 10 + dice(random, 200));
   r.f32(183, pick<float>(random, {0.15F, 0.02F, 0.6F}));
   r.f32(187, pick<float>(random, {0.25F, 0.1F, 1.0F}));
-  for (std::size_t band = 0; band < 20; ++band)
+  for (size_t band = 0; band < 20; ++band)
     r.u16(191 + 2 * band, pick<int>(random, {0, 10, 50, 1000}));
   r.f32(234, pick<float>(random, {0.5F, 0.1F}));
   r.f32(250, static_cast<float>(height) / 2);
@@ -143,7 +143,7 @@ Record hostile_record(int width, int height, Random& random) {
   for (int i = 0; i < mutations; ++i)
     r.u8(4 + random() % 285, dice(random, 256));
   const float wild[] = {NAN, INFINITY, -INFINITY, -1.0F, 2.0F, 1e30F, -1e-30F, 1e9F, 0.0F};
-  for (const std::size_t offset :
+  for (const size_t offset :
        {59U,  63U,  67U,  71U,  75U,  84U,  88U,  92U,  96U,  100U, 104U, 108U,
         112U, 128U, 144U, 167U, 171U, 175U, 179U, 183U, 187U, 234U, 238U, 242U,
         246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U}) {
@@ -160,10 +160,10 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
   Fired fired;
   Filter filter(class_name);
   naive::Filter model(fired);
-  const std::size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
-                                 82, 80, 160, 167, 171, 175, 179, 163, 161};
+  const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
+                            82, 80, 160, 167, 171, 175, 179, 163, 161};
   const auto store = [&](const std::vector<std::string>& values) {
-    for (std::size_t i = 0; i < 19; ++i) {
+    for (size_t i = 0; i < 19; ++i) {
       if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160) {
         model.anchor.u8(offsets[i], std::stoi(values[i]));
       } else if (i == 10 || i == 11 || i >= 17) {
@@ -192,7 +192,7 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
     } else if (action == 1) {
       const auto defaults = default_values();
       std::vector<std::string> values(defaults.begin(), defaults.end());
-      for (const std::size_t i : {0U, 5U, 12U})
+      for (const size_t i : {0U, 5U, 12U})
         values[i] = std::to_string(dice(random, 2));
       values[11] = std::to_string(1 + dice(random, 65535));
       values[18] = std::to_string(1 + dice(random, 3000));
@@ -213,7 +213,7 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
       Pixels expected = image;
       const std::string message = model.process(expected, width, height);
       const auto levels = simd::supported_levels();
-      simd::use_level(levels[static_cast<std::size_t>(step) % levels.size()]);
+      simd::use_level(levels[static_cast<size_t>(step) % levels.size()]);
       ErrorSlot error;
       ASSERT_EQ(process(filter, image, width, height, error), expected) << "step " << step;
       ASSERT_EQ(error.text().substr(0, error.text().find(" |")), message);
@@ -246,7 +246,7 @@ struct Scene {
   Scene& flat(Box box, int depth) {
     for (int y = box.y; y < box.y + box.height; ++y) {
       for (int x = box.x; x < box.x + box.width; ++x)
-        pixels[naive::place(x, y, scene_width)] = static_cast<std::uint16_t>(depth);
+        pixels[naive::place(x, y, scene_width)] = static_cast<uint16_t>(depth);
     }
     return *this;
   }
@@ -283,7 +283,7 @@ TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
 }
 
 TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {
-  using Bytes = std::array<std::uint8_t, 289>;
+  using Bytes = std::array<uint8_t, 289>;
   EXPECT_EQ(std::bit_cast<Bytes>(FalsePositiveConfig{}), naive::default_record().bytes);
 
   Record half = naive::default_record(424, 240);
@@ -299,7 +299,7 @@ TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {
   EXPECT_EQ(std::bit_cast<Bytes>(*scaled), half.bytes);
 }
 
-std::string refusal_of(std::size_t index, const char* value) {
+std::string refusal_of(size_t index, const char* value) {
   Filter filter(class_name);
   auto values = default_values();
   values[index] = value;
@@ -334,7 +334,7 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
   Record record = naive::default_record(32, 32);
   record.u8(160, 1);
   record.u16(163, 1234);
-  for (const std::size_t size : {0U, 289U, 291U}) {
+  for (const size_t size : {0U, 289U, 291U}) {
     EXPECT_EQ(set_record(filter, record, size),
               "Insufficient data size for filter configuration" + function);
   }
@@ -342,7 +342,7 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
   auto* context = filter.context();
   context->set_config_data(context->filter, nullptr, 290, error.out());
   EXPECT_EQ(error.text(), "Filter config data pointer is null" + function);
-  for (const std::size_t offset : {0U, 2U}) {
+  for (const size_t offset : {0U, 2U}) {
     Record flat = record;
     flat.u16(offset, 0);
     EXPECT_EQ(set_record(filter, flat), "Invalid image dimensions" + validation);
@@ -362,7 +362,7 @@ TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
   ASSERT_EQ(expected, Scene().flat({10, 10, 9, 9}, 1000).pixels);
   const auto refused = [&](int width, int height) {
     testing::internal::CaptureStdout();
-    const Pixels pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 9);
+    const Pixels pixels(static_cast<size_t>(width) * static_cast<size_t>(height), 9);
     EXPECT_TRUE(process(filter, pixels, width, height, error).empty());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), error.trace());
     EXPECT_EQ(error.text(), "invalid params | FalsePositiveFilter::update_all_config_and_initial | "
@@ -376,7 +376,7 @@ TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
 
 TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitIntoMemory) {
   REQUIRE_ALLOCATION_FAULTS();
-  for (std::uint64_t n = 1; n <= 6; ++n) { // of the five buffers each may find no memory
+  for (uint64_t n = 1; n <= 6; ++n) { // of the five buffers each may find no memory
     testing::internal::CaptureStderr();
     fail_nth_allocation(n);
     EXPECT_EQ(filter_processor::could_allocate_workspace(8, 8), n == 6) << n;

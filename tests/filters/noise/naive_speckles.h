@@ -12,21 +12,21 @@ namespace test {
 
 /// The arguments of removeSpeckles but the buffers; an empty table stands for none.
 struct SpeckleTask {
-  std::uint32_t width, height;
-  std::vector<std::uint16_t> tiles = {};
-  std::vector<std::uint16_t> lut = {};
-  std::uint8_t shift = 0;
-  std::int32_t max_diff = 0;
-  std::int32_t max_size = 0;
-  std::int32_t tiles_x = 4;
-  std::int32_t tiles_y = 4;
-  std::uint32_t invalid_value = 0;
-  std::int32_t single = 0;
+  uint32_t width, height;
+  std::vector<uint16_t> tiles = {};
+  std::vector<uint16_t> lut = {};
+  uint8_t shift = 0;
+  int32_t max_diff = 0;
+  int32_t max_size = 0;
+  int32_t tiles_x = 4;
+  int32_t tiles_y = 4;
+  uint32_t invalid_value = 0;
+  int32_t single = 0;
 };
 
 class NaiveSpeckles {
  public:
-  NaiveSpeckles(const SpeckleTask& task, std::vector<std::uint16_t>& pixels)
+  NaiveSpeckles(const SpeckleTask& task, std::vector<uint16_t>& pixels)
       : task_(task), pixels_(pixels), width_(static_cast<int>(task.width)),
         height_(static_cast<int>(task.height)), labels_(pixels.size()), is_speckle_(1) {}
 
@@ -39,9 +39,9 @@ class NaiveSpeckles {
   }
 
  private:
-  std::uint16_t& pixel(int x, int y) { return pixels_[index(x, y)]; }
-  std::size_t index(int x, int y) const {
-    return static_cast<std::size_t>(y) * task_.width + static_cast<std::size_t>(x);
+  uint16_t& pixel(int x, int y) { return pixels_[index(x, y)]; }
+  size_t index(int x, int y) const {
+    return static_cast<size_t>(y) * task_.width + static_cast<size_t>(x);
   }
 
   int choose_sampling() {
@@ -65,7 +65,7 @@ class NaiveSpeckles {
   int threshold(int value) const {
     if (task_.lut.empty())
       return task_.max_diff;
-    const std::size_t bin = (value >> task_.shift) & 0xff;
+    const size_t bin = (value >> task_.shift) & 0xff;
     return task_.lut[std::min(bin, task_.lut.size() - 1)];
   }
 
@@ -77,15 +77,15 @@ class NaiveSpeckles {
     };
     const int row = tile(y, height_ / task_.tiles_y, task_.tiles_y);
     const int column = tile(x, width_ / task_.tiles_x, task_.tiles_x);
-    return task_.tiles[static_cast<std::size_t>(row) * static_cast<std::size_t>(task_.tiles_x) +
-                       static_cast<std::size_t>(column)];
+    return task_.tiles[static_cast<size_t>(row) * static_cast<size_t>(task_.tiles_x) +
+                       static_cast<size_t>(column)];
   }
 
   void visit(int x, int y, int step) {
     const int value = pixel(x, y);
-    if (static_cast<std::uint32_t>(value) == task_.invalid_value)
+    if (static_cast<uint32_t>(value) == task_.invalid_value)
       return clear(x, y, step);
-    std::size_t& label = labels_[index(x, y)];
+    size_t& label = labels_[index(x, y)];
     if (label == 0) {
       label = is_speckle_.size();
       is_speckle_.push_back(grow(x, y, step) <= limit(x, y));
@@ -98,7 +98,7 @@ class NaiveSpeckles {
   }
 
   int grow(int seed_x, int seed_y, int step) {
-    const std::size_t label = labels_[index(seed_x, seed_y)];
+    const size_t label = labels_[index(seed_x, seed_y)];
     std::vector<std::pair<int, int>> stack = {{seed_x, seed_y}};
     int count = 0;
     while (!stack.empty()) {
@@ -112,7 +112,7 @@ class NaiveSpeckles {
         if (nx < 0 || nx >= width_ || ny < 0 || ny >= height_ || labels_[index(nx, ny)] != 0)
           continue;
         const int other = pixel(nx, ny);
-        if (static_cast<std::uint32_t>(other) == task_.invalid_value ||
+        if (static_cast<uint32_t>(other) == task_.invalid_value ||
             std::abs(value - other) > threshold(value))
           continue;
         labels_[index(nx, ny)] = label;
@@ -126,26 +126,26 @@ class NaiveSpeckles {
   void clear(int x, int y, int step) {
     for (int dy = 0; dy < step; ++dy) {
       for (int dx = 0; dx < step; ++dx)
-        pixel(x - dx, y - dy) = static_cast<std::uint16_t>(task_.invalid_value);
+        pixel(x - dx, y - dy) = static_cast<uint16_t>(task_.invalid_value);
     }
   }
 
   void repair(int x, int y, int value) {
-    for (std::uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)}) {
+    for (uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)}) {
       if (std::abs(*companion - value) > threshold(value))
-        *companion = static_cast<std::uint16_t>(value);
+        *companion = static_cast<uint16_t>(value);
     }
   }
 
   const SpeckleTask& task_;
-  std::vector<std::uint16_t>& pixels_;
+  std::vector<uint16_t>& pixels_;
   int width_, height_;
   int max_size_ = 0;
-  std::vector<std::size_t> labels_;
+  std::vector<size_t> labels_;
   std::vector<bool> is_speckle_; ///< by label; labels begin with 1
 };
 
-inline void naive_remove_speckles(const SpeckleTask& task, std::vector<std::uint16_t>& pixels) {
+inline void naive_remove_speckles(const SpeckleTask& task, std::vector<uint16_t>& pixels) {
   NaiveSpeckles(task, pixels).run();
 }
 

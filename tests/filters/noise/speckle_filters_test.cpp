@@ -58,7 +58,7 @@ struct NaiveFilter {
                        (static_cast<float>(input.width) / static_cast<float>(width));
     if (area < 1e-5)
       return failure("frame_info.width||frame_info.height");
-    const int fraction_bits = static_cast<std::uint8_t>(input.bits - input.record.dispIntPlace);
+    const int fraction_bits = static_cast<uint8_t>(input.bits - input.record.dispIntPlace);
     const int diff = type == GX_PIXEL_TOF_DEPTH
                          ? min_diff
                          : cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
@@ -71,8 +71,8 @@ struct NaiveFilter {
     const auto bxf = static_cast<float>(double{input.record.baseline} * input.record.fx);
     filter_processor::DepthDiffLut table;
     if (!naive_depth_table({input.width, input.height, input.scale, type, bxf,
-                            static_cast<std::uint8_t>(fraction_bits)},
-                           static_cast<std::uint16_t>(diff), table))
+                            static_cast<uint8_t>(fraction_bits)},
+                           static_cast<uint16_t>(diff), table))
       return error("update depth diff lut error", "updateConfig", "updateDepthDiffLut()");
     task.lut.assign(table.entries.begin(), table.entries.end());
     task.shift = table.shift;
@@ -93,29 +93,29 @@ int between(Random& random, int low, int high) {
   return std::uniform_int_distribution<int>(low, high)(random);
 }
 
-template <typename T, std::size_t Count>
+template <typename T, size_t Count>
 T one_of(Random& random, const T (&values)[Count]) {
-  return values[static_cast<std::size_t>(between(random, 0, static_cast<int>(Count) - 1))];
+  return values[static_cast<size_t>(between(random, 0, static_cast<int>(Count) - 1))];
 }
 
 Input random_input(Random& random) {
-  constexpr std::uint32_t sizes[][2] = {{40, 30}, {33, 7}, {160, 9}, {640, 11}, {1, 1}, {13, 320}};
+  constexpr uint32_t sizes[][2] = {{40, 30}, {33, 7}, {160, 9}, {640, 11}, {1, 1}, {13, 320}};
   const auto& size = sizes[between(random, 0, 5)];
   Input input{size[0], size[1]};
   input.pixel_type = one_of(random, {GX_PIXEL_DEPTH, GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY,
                                      GX_PIXEL_TOF_DEPTH, GX_PIXEL_UNKNOWN});
   input.scale = one_of(random, {1.0F, 1.0F, 0.05F, 0.1F, 0.3F, 8.0F, 0.0F, -1.0F, NAN, INFINITY});
-  input.bits = one_of(random, {std::uint8_t{12}, std::uint8_t{14}, std::uint8_t{16}});
+  input.bits = one_of(random, {uint8_t{12}, uint8_t{14}, uint8_t{16}});
   input.record.dispIntPlace = one_of(random, {8, 10, 256 + 9});
-  input.record.isDualCamera = one_of(random, {std::uint8_t{0}, std::uint8_t{1}});
-  input.record.packMode = one_of(random, {std::uint8_t{1}, std::uint8_t{2}, std::uint8_t{4}});
+  input.record.isDualCamera = one_of(random, {uint8_t{0}, uint8_t{1}});
+  input.record.packMode = one_of(random, {uint8_t{1}, uint8_t{2}, uint8_t{4}});
   input.record.baseline = one_of(random, {50.0F, 50.0F, 20.0F, 0.0F, NAN, INFINITY});
   constexpr int invalid[] = {0, 8192, 65532};
   const int hole = one_of(random, invalid);
-  for (std::size_t i = 0; i < std::size_t{input.width} * input.height; ++i) {
+  for (size_t i = 0; i < size_t{input.width} * input.height; ++i) {
     const int level = 500 + 400 * static_cast<int>(i % input.width / 6);
-    input.pixels.push_back(static_cast<std::uint16_t>(
-        between(random, 0, 3) == 0 ? hole : level + between(random, 0, 60)));
+    input.pixels.push_back(
+        static_cast<uint16_t>(between(random, 0, 3) == 0 ? hole : level + between(random, 0, 60)));
   }
   return input;
 }

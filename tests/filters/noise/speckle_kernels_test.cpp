@@ -16,14 +16,14 @@ using namespace test;
 
 Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level) {
   const auto& kernels = simd::kernels<SpeckleKernels>(level);
-  std::vector<std::uint64_t> work(
-      kernels.work_buffer_size(task.width, task.height, task.single) / 8 + 1, ~std::uint64_t{0});
+  std::vector<uint64_t> work(kernels.work_buffer_size(task.width, task.height, task.single) / 8 + 1,
+                             ~uint64_t{0});
   Pixels output = input;
   EXPECT_EQ(kernels.removeSpeckles(
                 work.data(), output.data(), task.tiles.empty() ? nullptr : task.tiles.data(),
                 task.width, task.height, task.lut.empty() ? nullptr : task.lut.data(), task.shift,
-                static_cast<std::uint8_t>(task.lut.size()), task.max_diff, task.max_size,
-                task.tiles_x, task.tiles_y, task.invalid_value, task.single),
+                static_cast<uint8_t>(task.lut.size()), task.max_diff, task.max_size, task.tiles_x,
+                task.tiles_y, task.invalid_value, task.single),
             0);
   return output;
 }
@@ -41,42 +41,42 @@ void expect_naive(const SpeckleTask& task, const Pixels& input, const std::strin
 
 using Random = std::mt19937;
 
-std::uint32_t below(Random& random, std::uint32_t limit) {
-  return std::uniform_int_distribution<std::uint32_t>(0, limit - 1)(random);
+uint32_t below(Random& random, uint32_t limit) {
+  return std::uniform_int_distribution<uint32_t>(0, limit - 1)(random);
 }
 
 // Contents, from few large regions to as many as pixels, and shapes that lead growth astray.
 
-using Content = std::uint16_t (*)(std::uint32_t x, std::uint32_t y, Random& random);
+using Content = uint16_t (*)(uint32_t x, uint32_t y, Random& random);
 
-std::uint16_t noise(std::uint32_t, std::uint32_t, Random& random) {
-  return static_cast<std::uint16_t>(random());
+uint16_t noise(uint32_t, uint32_t, Random& random) {
+  return static_cast<uint16_t>(random());
 }
-std::uint16_t few_values(std::uint32_t, std::uint32_t, Random& random) {
-  return static_cast<std::uint16_t>(below(random, 5) * 30);
+uint16_t few_values(uint32_t, uint32_t, Random& random) {
+  return static_cast<uint16_t>(below(random, 5) * 30);
 }
-std::uint16_t bins(std::uint32_t, std::uint32_t, Random& random) {
-  return static_cast<std::uint16_t>(below(random, 900)); // steps within and across bins of 64
+uint16_t bins(uint32_t, uint32_t, Random& random) {
+  return static_cast<uint16_t>(below(random, 900)); // steps within and across bins of 64
 }
-std::uint16_t slope_with_holes(std::uint32_t x, std::uint32_t y, Random& random) {
-  return random() % 6 == 0 ? std::uint16_t{0}
-                           : static_cast<std::uint16_t>(300 + 7 * x + 5 * y + random() % 16);
+uint16_t slope_with_holes(uint32_t x, uint32_t y, Random& random) {
+  return random() % 6 == 0 ? uint16_t{0}
+                           : static_cast<uint16_t>(300 + 7 * x + 5 * y + random() % 16);
 }
-std::uint16_t comb(std::uint32_t x, std::uint32_t y, Random&) {
+uint16_t comb(uint32_t x, uint32_t y, Random&) {
   return x % 4 < 2 || y % 64 >= 62 ? 500 : 0; // teeth two wide, for half sampling as well
 }
-std::uint16_t checkerboard(std::uint32_t x, std::uint32_t y, Random&) {
+uint16_t checkerboard(uint32_t x, uint32_t y, Random&) {
   return (x / 2 + y / 2) % 2 == 0 ? 60 : 70; // in two bins of 64
 }
-std::uint16_t spiral(std::uint32_t x, std::uint32_t y, Random&) {
+uint16_t spiral(uint32_t x, uint32_t y, Random&) {
   const int dx = static_cast<int>(x / 2) - 16;
   const int dy = static_cast<int>(y / 2) - 16;
   const int ring = std::max(std::abs(dx), std::abs(dy));
   return ring % 2 == 0 || (dx == ring && dy == ring - 1) ? 400 : 0;
 }
-std::uint16_t stairs(std::uint32_t x, std::uint32_t y, Random&) {
+uint16_t stairs(uint32_t x, uint32_t y, Random&) {
   // Rows fall by a step that only the upper bin allows, so that regions reach down but not up.
-  return static_cast<std::uint16_t>(20 * (40 - (x + 3 * y) % 40));
+  return static_cast<uint16_t>(20 * (40 - (x + 3 * y) % 40));
 }
 
 constexpr struct {
@@ -87,31 +87,31 @@ constexpr struct {
                 {"comb", comb},     {"checkerboard", checkerboard},
                 {"spiral", spiral}, {"stairs", stairs}};
 
-SpeckleTask random_task(std::uint32_t width, std::uint32_t height, Random& random) {
-  constexpr std::int32_t differences[] = {-1, 0, 12, 35, 300, 70000};
-  constexpr std::uint32_t invalid_values[] = {0, 0, 60, 8192, 65532, 65536 + 60};
+SpeckleTask random_task(uint32_t width, uint32_t height, Random& random) {
+  constexpr int32_t differences[] = {-1, 0, 12, 35, 300, 70000};
+  constexpr uint32_t invalid_values[] = {0, 0, 60, 8192, 65532, 65536 + 60};
   SpeckleTask task{width, height};
   task.max_diff = differences[below(random, 6)];
   task.invalid_value = invalid_values[below(random, 6)];
-  task.max_size = static_cast<std::int32_t>(below(random, 90)) - 5;
-  task.single = static_cast<std::int32_t>(below(random, 2));
+  task.max_size = static_cast<int32_t>(below(random, 90)) - 5;
+  task.single = static_cast<int32_t>(below(random, 2));
   task.tiles.resize(16);
   for (auto& limit : task.tiles)
-    limit = static_cast<std::uint16_t>(below(random, 30));
-  constexpr std::size_t table_sizes[] = {0, 0, 1, 7, 7, 255};
+    limit = static_cast<uint16_t>(below(random, 30));
+  constexpr size_t table_sizes[] = {0, 0, 1, 7, 7, 255};
   task.lut.resize(table_sizes[below(random, 6)]);
   for (auto& threshold : task.lut)
-    threshold = static_cast<std::uint16_t>(below(random, 80));
-  task.shift = static_cast<std::uint8_t>(random() % 4 == 0 ? below(random, 32) : 6);
+    threshold = static_cast<uint16_t>(below(random, 80));
+  task.shift = static_cast<uint8_t>(random() % 4 == 0 ? below(random, 32) : 6);
   return task;
 }
 
-void compare_contents(std::uint32_t width, std::uint32_t height, Random& random) {
+void compare_contents(uint32_t width, uint32_t height, Random& random) {
   for (const auto& [name, content] : contents) {
-    Pixels input(std::size_t{width} * height);
-    for (std::size_t i = 0; i < input.size(); ++i) {
-      input[i] = content(static_cast<std::uint32_t>(i % width),
-                         static_cast<std::uint32_t>(i / width), random);
+    Pixels input(size_t{width} * height);
+    for (size_t i = 0; i < input.size(); ++i) {
+      input[i] =
+          content(static_cast<uint32_t>(i % width), static_cast<uint32_t>(i / width), random);
     }
     expect_naive(random_task(width, height, random), input, name);
   }
@@ -121,7 +121,7 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtAnySize) {
   Random random(31);
   for (int i = 0; i < 60; ++i)
     compare_contents(1 + below(random, 140), 1 + below(random, 40), random);
-  for (const std::uint32_t length : {1u, 2u, 3u, 63u, 64u, 65u, 128u, 500u, 32767u}) {
+  for (const uint32_t length : {1u, 2u, 3u, 63u, 64u, 65u, 128u, 500u, 32767u}) {
     compare_contents(length, 1, random);
     compare_contents(1, length, random);
     compare_contents(length, 2, random);
@@ -132,13 +132,13 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtAnySize) {
 
 TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
   Random random(32);
-  for (const std::uint32_t side : {1280u, 640u, 320u, 160u}) {
-    for (const std::uint32_t other : {1u, 2u, 3u, 4u, 5u, 50u, 67u}) {
+  for (const uint32_t side : {1280u, 640u, 320u, 160u}) {
+    for (const uint32_t other : {1u, 2u, 3u, 4u, 5u, 50u, 67u}) {
       compare_contents(side, other, random);
       compare_contents(other, side, random);
     }
   }
-  for (const std::uint32_t other : {1u, 2u, 31u}) {
+  for (const uint32_t other : {1u, 2u, 31u}) {
     compare_contents(424, other, random);
     compare_contents(other, 266, random);
     compare_contents(266, other, random); // neither 266 wide nor 424 high is halved
@@ -147,11 +147,10 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
 }
 
 /// The largest island, a row of samples, that is removed from a frame of this size.
-std::uint32_t largest_removed(std::uint32_t width, std::uint32_t height, std::int32_t max_size,
-                              std::uint32_t step) {
+uint32_t largest_removed(uint32_t width, uint32_t height, int32_t max_size, uint32_t step) {
   const SpeckleTask task{.width = width, .height = height, .max_size = max_size, .single = 1};
-  Pixels island(std::size_t{width} * height);
-  for (std::uint32_t size = 0; size < width / step; ++size) {
+  Pixels island(size_t{width} * height);
+  for (uint32_t size = 0; size < width / step; ++size) {
     island[(step - 1) * width + size * step + step - 1] = 1000;
     const Pixels output = filtered(task, island, simd::active_level());
     if (std::any_of(output.begin(), output.end(), [](auto pixel) { return pixel != 0; }))

@@ -16,45 +16,43 @@ using namespace test;
 
 // The kernels written down pixel by pixel.
 
-void naive_top(Pixels& pixels, std::size_t width, std::size_t height) {
-  for (std::size_t i = width; i < width * height; ++i)
+void naive_top(Pixels& pixels, size_t width, size_t height) {
+  for (size_t i = width; i < width * height; ++i)
     if (pixels[i] == 0)
       pixels[i] = pixels[i - width];
 }
 
 /// `best` chooses between two values; `hole` marks a pixel to fill while the row is worked on.
 template <typename Best>
-void naive_neighbours(Pixels& pixels, std::size_t width, std::size_t height, std::uint16_t hole,
-                      Best best) {
-  const auto treated = [&](std::size_t y, std::size_t x) {
+void naive_neighbours(Pixels& pixels, size_t width, size_t height, uint16_t hole, Best best) {
+  const auto treated = [&](size_t y, size_t x) {
     const auto value = pixels[y * width + x];
     return value == 0 ? hole : value;
   };
-  for (std::size_t y = 1; y + 1 < height; ++y) {
-    std::uint16_t left = hole;
-    for (std::size_t x = 0; x < width; ++x) {
+  for (size_t y = 1; y + 1 < height; ++y) {
+    uint16_t left = hole;
+    for (size_t x = 0; x < width; ++x) {
       auto value = treated(y, x);
       if (value == hole) {
         const auto vertical = best(value, best(treated(y - 1, x), treated(y + 1, x)));
         value = x % 8 == 0 ? left : best(vertical, left);
       }
       left = value;
-      pixels[y * width + x] = hole == 65535 && value == 65535 ? std::uint16_t{0} : value;
+      pixels[y * width + x] = hole == 65535 && value == 65535 ? uint16_t{0} : value;
     }
   }
 }
 
-void naive_minimum(Pixels& pixels, std::size_t width, std::size_t height) {
+void naive_minimum(Pixels& pixels, size_t width, size_t height) {
   naive_neighbours(pixels, width, height, 65535,
-                   [](std::uint16_t a, std::uint16_t b) { return std::min(a, b); });
+                   [](uint16_t a, uint16_t b) { return std::min(a, b); });
 }
 
-void naive_maximum(Pixels& pixels, std::size_t width, std::size_t height) {
-  naive_neighbours(pixels, width, height, 0,
-                   [](std::uint16_t a, std::uint16_t b) { return std::max(a, b); });
+void naive_maximum(Pixels& pixels, size_t width, size_t height) {
+  naive_neighbours(pixels, width, height, 0, [](uint16_t a, uint16_t b) { return std::max(a, b); });
 }
 
-Pixels random_pixels(std::size_t count, double holes, std::mt19937& random) {
+Pixels random_pixels(size_t count, double holes, std::mt19937& random) {
   std::uniform_real_distribution<double> share(0, 1);
   Pixels pixels(count);
   for (auto& pixel : pixels) {
@@ -64,7 +62,7 @@ Pixels random_pixels(std::size_t count, double holes, std::mt19937& random) {
     else if (dice > 0.98)
       pixel = dice > 0.99 ? 65535 : 1;
     else
-      pixel = static_cast<std::uint16_t>(random());
+      pixel = static_cast<uint16_t>(random());
   }
   return pixels;
 }
@@ -72,17 +70,17 @@ Pixels random_pixels(std::size_t count, double holes, std::mt19937& random) {
 TEST(HoleFillingKernels, EveryLevelEqualsTheNaiveForm) {
   struct Variant {
     const char* name;
-    void (*HoleFillingKernels::*kernel)(std::uint16_t*, std::uint32_t, std::uint32_t);
-    void (*naive)(Pixels&, std::size_t, std::size_t);
+    void (*HoleFillingKernels::*kernel)(uint16_t*, uint32_t, uint32_t);
+    void (*naive)(Pixels&, size_t, size_t);
   };
   const Variant variants[] = {{"top", &HoleFillingKernels::top, naive_top},
                               {"minimum", &HoleFillingKernels::minimum, naive_minimum},
                               {"maximum", &HoleFillingKernels::maximum, naive_maximum}};
   std::mt19937 random(4);
-  for (const std::uint32_t height : {0u, 1u, 2u, 3u, 4u, 9u}) {
-    for (std::uint32_t width = 0; width < 150; width += width < 40 ? 1 : 13) {
+  for (const uint32_t height : {0u, 1u, 2u, 3u, 4u, 9u}) {
+    for (uint32_t width = 0; width < 150; width += width < 40 ? 1 : 13) {
       for (const double holes : {0.05, 0.5, 0.95, 1.0}) {
-        const Pixels input = random_pixels(std::size_t{width} * height, holes, random);
+        const Pixels input = random_pixels(size_t{width} * height, holes, random);
         for (const Variant& variant : variants) {
           Pixels expected = input;
           variant.naive(expected, width, height);
@@ -103,14 +101,14 @@ TEST(HoleFillingFilter, ChoosesTheSurfaceByModeAndPixelType) {
   const struct {
     const char* mode;
     gx_pixel_type pixel_type;
-    void (*naive)(Pixels&, std::size_t, std::size_t);
+    void (*naive)(Pixels&, size_t, size_t);
   } cases[] = {{"0", GX_PIXEL_DEPTH, naive_top},         {"0", GX_PIXEL_DISPARITY, naive_top},
                {"1", GX_PIXEL_DEPTH, naive_minimum},     {"2", GX_PIXEL_DEPTH, naive_maximum},
                {"1", GX_PIXEL_DISPARITY, naive_maximum}, {"2", GX_PIXEL_DISPARITY, naive_minimum},
                {"1", GX_PIXEL_TOF_DEPTH, naive_minimum}, {"2", GX_PIXEL_TOF_DEPTH, naive_maximum}};
   std::mt19937 random(5);
   for (const auto& [mode, pixel_type, naive] : cases) {
-    const Pixels input = random_pixels(std::size_t{24} * 5, 0.5, random);
+    const Pixels input = random_pixels(size_t{24} * 5, 0.5, random);
     Pixels expected = input;
     naive(expected, 24, 5);
     Filter filter("HoleFillingFilter");

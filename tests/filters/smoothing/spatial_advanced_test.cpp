@@ -16,50 +16,49 @@ struct Image {
   Pixels pixels;
   int width, height;
 
-  std::uint16_t& at(int y, int x) {
-    return pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                  static_cast<std::size_t>(x)];
+  uint16_t& at(int y, int x) {
+    return pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
   }
 };
 
-bool valid(std::uint16_t v) {
-  return static_cast<std::int16_t>(v) > 0;
+bool valid(uint16_t v) {
+  return static_cast<int16_t>(v) > 0;
 }
 
 /// |cur - prev|, taken as 16 bits.
-std::uint16_t distance(std::uint16_t cur, std::uint16_t prev) {
-  const auto d = static_cast<std::int16_t>(static_cast<std::uint16_t>(cur - prev));
-  return static_cast<std::uint16_t>(std::abs(int{d}));
+uint16_t distance(uint16_t cur, uint16_t prev) {
+  const auto d = static_cast<int16_t>(static_cast<uint16_t>(cur - prev));
+  return static_cast<uint16_t>(std::abs(int{d}));
 }
 
-using Table = std::array<std::uint16_t, 7>;
+using Table = std::array<uint16_t, 7>;
 
 /// The threshold of lane `lane` of eight pixels: one for all, or that of the table for the first
 /// half of the lanes, spread over the even ones.
 struct Threshold {
   bool fixed;
-  std::uint16_t value;
+  uint16_t value;
   Table table;
 
   template <typename PixelOfLane>
-  std::uint16_t of(int lane, PixelOfLane pixel) const {
+  uint16_t of(int lane, PixelOfLane pixel) const {
     if (fixed)
       return value;
-    return lane % 2 == 0 ? table[std::min<std::size_t>(pixel(lane / 2) >> 1, 6)] : std::uint16_t{0};
+    return lane % 2 == 0 ? table[std::min<size_t>(pixel(lane / 2) >> 1, 6)] : uint16_t{0};
   }
 };
 
-void naive_row_walk(Image& image, const Threshold& threshold, std::uint8_t radius, int block,
-                    int start, int end, int step) {
+void naive_row_walk(Image& image, const Threshold& threshold, uint8_t radius, int block, int start,
+                    int end, int step) {
   int counter[8] = {};
-  std::uint16_t prev[8];
+  uint16_t prev[8];
   for (int i = 0; i < 8; ++i)
     prev[i] = image.at(block + i, start);
   for (int x = start + step; x != end; x += step) {
-    std::uint16_t next[8];
+    uint16_t next[8];
     for (int i = 0; i < 8; ++i) {
       const auto cur = image.at(block + i, x);
-      const std::uint16_t t = static_cast<std::uint16_t>(
+      const uint16_t t = static_cast<uint16_t>(
           threshold.of(i, [&](int row) { return image.at(block + row, x); }) + 1);
       const auto d = distance(cur, prev[i]);
       next[i] = cur;
@@ -69,7 +68,7 @@ void naive_row_walk(Image& image, const Threshold& threshold, std::uint8_t radiu
         if (++counter[i] < radius)
           next[i] = prev[i];
       } else if (valid(cur) && valid(prev[i]) && d > 0 && d < t) {
-        next[i] = static_cast<std::uint16_t>((cur + prev[i]) >> 1);
+        next[i] = static_cast<uint16_t>((cur + prev[i]) >> 1);
       }
     }
     for (int i = 0; i < 8; ++i)
@@ -77,7 +76,7 @@ void naive_row_walk(Image& image, const Threshold& threshold, std::uint8_t radiu
   }
 }
 
-void naive_rows(Image& image, const Threshold& threshold, std::uint8_t radius) {
+void naive_rows(Image& image, const Threshold& threshold, uint8_t radius) {
   if (image.width <= 2)
     return;
   for (int block = 0; block + 8 <= image.height; block += 8) {
@@ -91,7 +90,7 @@ void naive_columns(Image& image, const Threshold& threshold) {
     return;
   const auto meet = [&](int y, int previous) {
     for (int group = 0; group + 8 <= image.width; group += 8) {
-      std::uint16_t t[8];
+      uint16_t t[8];
       for (int i = 0; i < 8; ++i)
         t[i] = threshold.of(i, [&](int column) { return image.at(y, group + column); });
       for (int i = 0; i < 8; ++i) {
@@ -99,7 +98,7 @@ void naive_columns(Image& image, const Threshold& threshold) {
         const auto prev = image.at(previous, group + i);
         const auto d = distance(cur, prev);
         if (valid(cur) && valid(prev) && d > 0 && d < t[i])
-          cur = static_cast<std::uint16_t>((cur + prev) >> 1);
+          cur = static_cast<uint16_t>((cur + prev) >> 1);
       }
     }
   };
@@ -109,7 +108,7 @@ void naive_columns(Image& image, const Threshold& threshold) {
     meet(y, y + 1);
 }
 
-void naive_smooth(Image& image, const Threshold& threshold, int iterations, std::uint8_t radius) {
+void naive_smooth(Image& image, const Threshold& threshold, int iterations, uint8_t radius) {
   for (int i = 0; i < (threshold.fixed ? 1 : iterations); ++i) {
     naive_rows(image, threshold, radius);
     naive_columns(image, threshold);
@@ -121,15 +120,15 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
   for (int round = 0; round < 1500; ++round) {
     const int width = static_cast<int>(random() % (round % 50 == 0 ? 300 : 70));
     const int height = static_cast<int>(random() % (round % 50 == 0 ? 200 : 40));
-    const std::uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
-    const Pixels input = random_surfaces(
-        static_cast<std::size_t>(width) * static_cast<std::size_t>(height), spread, random);
-    Threshold threshold{random() % 2 == 0, static_cast<std::uint16_t>(random() % spread), {}};
+    const uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
+    const Pixels input =
+        random_surfaces(static_cast<size_t>(width) * static_cast<size_t>(height), spread, random);
+    Threshold threshold{random() % 2 == 0, static_cast<uint16_t>(random() % spread), {}};
     if (random() % 8 == 0)
-      threshold.value = std::array<std::uint16_t, 5>{0, 1, 32767, 65534, 65535}[random() % 5];
+      threshold.value = std::array<uint16_t, 5>{0, 1, 32767, 65534, 65535}[random() % 5];
     for (auto& entry : threshold.table)
-      entry = static_cast<std::uint16_t>(random() % 10 == 0 ? 65535 : random() % spread);
-    const auto radius = static_cast<std::uint8_t>(random() % 10);
+      entry = static_cast<uint16_t>(random() % 10 == 0 ? 65535 : random() % spread);
+    const auto radius = static_cast<uint8_t>(random() % 10);
     Image rows{input, width, height};
     naive_rows(rows, threshold, radius);
     Image columns{input, width, height};
@@ -138,10 +137,10 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
       const auto& kernels = simd::kernels<SpatialAdvancedKernels>(level);
       Pixels by_rows = input;
       Pixels by_columns = input;
-      Pixels strip(static_cast<std::size_t>(width) * SpatialAdvancedKernels::strip_rows);
+      Pixels strip(static_cast<size_t>(width) * SpatialAdvancedKernels::strip_rows);
       const auto grid = [&](Pixels& pixels) {
-        return PixelGrid{pixels.data(), static_cast<std::uint16_t>(width),
-                         static_cast<std::uint16_t>(height)};
+        return PixelGrid{pixels.data(), static_cast<uint16_t>(width),
+                         static_cast<uint16_t>(height)};
       };
       if (threshold.fixed) {
         kernels.rows_fixed(grid(by_rows), threshold.value, radius, strip.data());
@@ -159,19 +158,19 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
 }
 
 struct Params {
-  std::uint8_t magnitude = 1;
+  uint8_t magnitude = 1;
   float alpha = 0.5F;
-  std::uint16_t disp_diff = 160, radius = 1;
+  uint16_t disp_diff = 160, radius = 1;
 
   bool operator==(const Params&) const = default;
 };
 
 struct Model : DepthAdaptiveModel<Params> {
   std::vector<std::string> random_update(std::mt19937& random) {
-    const Params params{static_cast<std::uint8_t>(1 + random() % 5),
+    const Params params{static_cast<uint8_t>(1 + random() % 5),
                         static_cast<float>(1 + random() % 8) / 8,
-                        static_cast<std::uint16_t>(1 + random() % (random() % 3 ? 200 : 10000)),
-                        static_cast<std::uint16_t>(random() % 9)};
+                        static_cast<uint16_t>(1 + random() % (random() % 3 ? 200 : 10000)),
+                        static_cast<uint16_t>(random() % 9)};
     if (params != anchor) {
       anchor = params;
       changed = true;
@@ -184,7 +183,7 @@ struct Model : DepthAdaptiveModel<Params> {
     Image image{pixels, static_cast<int>(current_facts.width),
                 static_cast<int>(current_facts.height)};
     naive_smooth(image, {current_facts.pixel_type == 2, current.disp_diff, table.entries},
-                 current.magnitude, static_cast<std::uint8_t>(current.radius));
+                 current.magnitude, static_cast<uint8_t>(current.radius));
     pixels = image.pixels;
   }
 };
@@ -217,7 +216,7 @@ TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
   // 65536 + 9 pixels in a row count as 9, and 9 rows of them as the whole image.
   const FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
   std::mt19937 random(3);
-  const Pixels pixels = random_surfaces(std::size_t{65545} * 9, 200, random);
+  const Pixels pixels = random_surfaces(size_t{65545} * 9, 200, random);
   Filter filter("SpatialAdvancedFilter");
   ErrorSlot error;
   const Frame output = filter.process(make_frame_of(facts, pixels), error);

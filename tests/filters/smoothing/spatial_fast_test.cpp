@@ -17,33 +17,29 @@ using namespace test;
 struct Image {
   Image(int columns, int rows) : width(columns), height(rows), pixels(index(0, rows)) {}
 
-  std::size_t index(int x, int y) const {
-    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-           static_cast<std::size_t>(x);
+  size_t index(int x, int y) const {
+    return static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x);
   }
-  std::uint16_t& at(int x, int y) { return pixels[index(x, y)]; }
+  uint16_t& at(int x, int y) { return pixels[index(x, y)]; }
 
   /// Rows outside the image are its first and last one.
-  std::uint16_t clamped(int x, int y) const {
-    return pixels[index(x, std::clamp(y, 0, height - 1))];
-  }
+  uint16_t clamped(int x, int y) const { return pixels[index(x, std::clamp(y, 0, height - 1))]; }
   Frame frame() const {
-    return make_frame(static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
-                      pixels);
+    return make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), pixels);
   }
 
   int width, height;
   Pixels pixels;
 };
 
-std::uint16_t median_of(std::vector<std::uint16_t> values) {
+uint16_t median_of(std::vector<uint16_t> values) {
   std::sort(values.begin(), values.end());
   return values[values.size() / 2];
 }
 
 /// The pixels of columns `left` to `right` in rows y - radius to y + radius.
-std::vector<std::uint16_t> window(const Image& image, int left, int right, int y, int radius) {
-  std::vector<std::uint16_t> values;
+std::vector<uint16_t> window(const Image& image, int left, int right, int y, int radius) {
+  std::vector<uint16_t> values;
   for (int x = left; x <= right; ++x)
     for (int row = y - radius; row <= y + radius; ++row)
       values.push_back(image.clamped(x, row));
@@ -62,7 +58,7 @@ Image naive_3x3(const Image& image) {
 }
 
 /// The border set of a row: column `full`, and column `cut` without its lowest pixel.
-std::vector<std::uint16_t> nine(const Image& image, int full, int cut, int y) {
+std::vector<uint16_t> nine(const Image& image, int full, int cut, int y) {
   auto values = window(image, full, full, y, 2);
   for (int row = y - 2; row <= y + 1; ++row)
     values.push_back(image.clamped(cut, row));
@@ -88,13 +84,13 @@ Image random_image(int width, int height, unsigned kind, std::mt19937& random) {
   for (auto& pixel : image.pixels) {
     switch (kind % 3) {
     case 0: // any value, both sides of the sign bit
-      pixel = static_cast<std::uint16_t>(random());
+      pixel = static_cast<uint16_t>(random());
       break;
     case 1: // two values: a comparator network is right for all when it is for these
-      pixel = random() % 2 == 0 ? std::uint16_t{0x7fff} : std::uint16_t{0x8000};
+      pixel = random() % 2 == 0 ? uint16_t{0x7fff} : uint16_t{0x8000};
       break;
     default: // many holes
-      pixel = random() % 2 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(random() % 50);
+      pixel = random() % 2 == 0 ? uint16_t{0} : static_cast<uint16_t>(random() % 50);
     }
   }
   return image;
@@ -123,8 +119,8 @@ TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
         for (const simd::Level level : simd::supported_levels()) {
           Pixels output = image.pixels;
           (simd::kernels<SpatialFastKernels>(level).*
-           variant.kernel)(image.pixels.data(), output.data(), static_cast<std::uint32_t>(width),
-                           static_cast<std::uint32_t>(height));
+           variant.kernel)(image.pixels.data(), output.data(), static_cast<uint32_t>(width),
+                           static_cast<uint32_t>(height));
           ASSERT_EQ(output, expected) << variant.radius << " " << simd::level_name(level) << " "
                                       << width << "x" << height << " kind " << kind;
         }

@@ -14,11 +14,11 @@ using namespace test;
 
 struct Thresholds {
   bool fixed;
-  std::uint16_t value;
-  std::array<std::uint16_t, 7> table;
+  uint16_t value;
+  std::array<uint16_t, 7> table;
   unsigned shift;
 
-  std::uint16_t of(std::uint16_t pixel) const {
+  uint16_t of(uint16_t pixel) const {
     return fixed ? value : table[shift < 16 ? std::min(unsigned{pixel} >> shift, 6U) : 0];
   }
 };
@@ -26,9 +26,9 @@ struct Thresholds {
 /// The algorithm written down pixel by pixel, in the order of its loops.
 void naive_smooth(Pixels& image, int width, int height, int reach, int iterations,
                   const Thresholds& thresholds) {
-  std::vector<std::uint32_t> sums(static_cast<std::size_t>(width)), counts(sums);
-  const auto at = [&](int y, int x) -> std::uint16_t& {
-    return image[static_cast<std::size_t>(y) * sums.size() + static_cast<std::size_t>(x)];
+  std::vector<uint32_t> sums(static_cast<size_t>(width)), counts(sums);
+  const auto at = [&](int y, int x) -> uint16_t& {
+    return image[static_cast<size_t>(y) * sums.size() + static_cast<size_t>(x)];
   };
   const int grouped = reach + std::max(width - 2 * reach, 0) / 8 * 8;
   for (int i = 0; i < iterations; ++i) {
@@ -39,8 +39,8 @@ void naive_smooth(Pixels& image, int width, int height, int reach, int iteration
           const bool in_group = x < grouped;
           if (in_group && (x - reach) % 8 == 0)
             shared = thresholds.of(at(y, x + dy));
-          auto& sum = sums[static_cast<std::size_t>(x)];
-          auto& count = counts[static_cast<std::size_t>(x)];
+          auto& sum = sums[static_cast<size_t>(x)];
+          auto& count = counts[static_cast<size_t>(x)];
           const auto p = at(y, x);
           if (p == 0)
             continue;
@@ -54,7 +54,7 @@ void naive_smooth(Pixels& image, int width, int height, int reach, int iteration
           }
           if (dy == reach) {
             if (count != 0)
-              at(y, x) = static_cast<std::uint16_t>(sum / count);
+              at(y, x) = static_cast<uint16_t>(sum / count);
             sum = count = 0;
           }
         }
@@ -65,32 +65,32 @@ void naive_smooth(Pixels& image, int width, int height, int reach, int iteration
 
 TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
   struct Size {
-    std::uint32_t width, height;
+    uint32_t width, height;
   };
   std::vector<Size> sizes = {{0, 0}, {0, 3}, {3, 0}, {1, 1}, {70, 2}, {300, 256}};
-  for (std::uint32_t width = 2; width < 90; width += width < 50 ? 1 : 7)
+  for (uint32_t width = 2; width < 90; width += width < 50 ? 1 : 7)
     sizes.push_back({width, 2 + width % 9});
   std::mt19937 random(11);
   for (const Size size : sizes) {
-    for (const std::uint32_t reach : {0U, 1U, 2U, 3U, 4U, 9U, 127U}) {
+    for (const uint32_t reach : {0U, 1U, 2U, 3U, 4U, 9U, 127U}) {
       if (size.width > 100 && reach != 127)
         continue;
       for (const int spread : {3, 60, 900, 5000, 65536}) {
-        const Pixels input = random_surfaces(std::size_t{size.width} * size.height,
-                                             static_cast<std::uint32_t>(spread), random);
-        Thresholds thresholds{random() % 2 == 0, static_cast<std::uint16_t>(spread), {}, 0};
+        const Pixels input = random_surfaces(size_t{size.width} * size.height,
+                                             static_cast<uint32_t>(spread), random);
+        Thresholds thresholds{random() % 2 == 0, static_cast<uint16_t>(spread), {}, 0};
         if (random() % 8 == 0)
           thresholds.value = random() % 2 == 0 ? 0 : 65535;
         for (auto& entry : thresholds.table)
-          entry = static_cast<std::uint16_t>(random() % (static_cast<unsigned>(spread) + 1));
+          entry = static_cast<uint16_t>(random() % (static_cast<unsigned>(spread) + 1));
         thresholds.shift = std::array{9U, 13U, 3U, 15U, 16U, 137U, 0U}[random() % 7];
-        const std::uint32_t iterations = random() % 4;
+        const uint32_t iterations = random() % 4;
         Pixels expected = input;
         naive_smooth(expected, static_cast<int>(size.width), static_cast<int>(size.height),
                      static_cast<int>(reach), static_cast<int>(iterations), thresholds);
         for (const simd::Level level : simd::supported_levels()) {
           Pixels output = input;
-          Pixels buffers(std::size_t{size.width} * SpatialModerateKernels::row_buffers);
+          Pixels buffers(size_t{size.width} * SpatialModerateKernels::row_buffers);
           const SmoothingWindow window{output.data(), size.width, size.height,
                                        reach,         iterations, buffers.data()};
           const auto& kernels = simd::kernels<SpatialModerateKernels>(level);
@@ -111,18 +111,18 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
 /// The kernels divide in single precision for windows up to 7 x 7. One low and some high pixels in
 /// a 7 x 7 window of holes: their mean is just below a whole number.
 TEST(SpatialModerateKernels, MeansAreCutAtEveryCount) {
-  constexpr std::size_t width = 7 + 7;
+  constexpr size_t width = 7 + 7;
   for (int count = 1; count <= 49; ++count) {
     for (const int high : {2, 3, 255, 4096, 65535}) {
       Pixels input(width * 7, 0);
-      for (std::size_t i = 0; i < static_cast<std::size_t>(count); ++i) {
-        const std::size_t place = (i + 24) % 49; // the centre of the first window comes first
-        input[place / 7 * width + place % 7] = static_cast<std::uint16_t>(high);
+      for (size_t i = 0; i < static_cast<size_t>(count); ++i) {
+        const size_t place = (i + 24) % 49; // the centre of the first window comes first
+        input[place / 7 * width + place % 7] = static_cast<uint16_t>(high);
       }
-      input[3 * width + 3] = static_cast<std::uint16_t>(high - 1);
+      input[3 * width + 3] = static_cast<uint16_t>(high - 1);
       const int mean = (count * high - 1) / count;
       for (const simd::Level level : simd::supported_levels()) {
-        for (const std::uint16_t threshold : {std::uint16_t{2}, std::uint16_t{65535}}) {
+        for (const uint16_t threshold : {uint16_t{2}, uint16_t{65535}}) {
           Pixels output = input;
           Pixels buffers(width * SpatialModerateKernels::row_buffers);
           simd::kernels<SpatialModerateKernels>(level).fixed(
@@ -135,8 +135,8 @@ TEST(SpatialModerateKernels, MeansAreCutAtEveryCount) {
 }
 
 struct Params {
-  std::uint8_t radius = 5, magnitude = 1;
-  std::uint16_t disp_diff = 160;
+  uint8_t radius = 5, magnitude = 1;
+  uint16_t disp_diff = 160;
 };
 
 struct Model : DepthAdaptiveModel<Params> {
@@ -145,9 +145,9 @@ struct Model : DepthAdaptiveModel<Params> {
     const int disp_diff = 1 + static_cast<int>(random() % (random() % 3 == 0 ? 10000 : 200));
     const int radius = std::array{0, 1, 2, 3, 4, 5, 6, 7, 7, 5, -1, -249, -65531}[random() % 13];
     if (magnitude != anchor.magnitude || disp_diff != anchor.disp_diff ||
-        static_cast<std::uint16_t>(radius) != anchor.radius) {
-      anchor = {static_cast<std::uint8_t>(radius), static_cast<std::uint8_t>(magnitude),
-                static_cast<std::uint16_t>(disp_diff)};
+        static_cast<uint16_t>(radius) != anchor.radius) {
+      anchor = {static_cast<uint8_t>(radius), static_cast<uint8_t>(magnitude),
+                static_cast<uint16_t>(disp_diff)};
       changed = true;
     }
     return {std::to_string(magnitude), std::to_string(disp_diff), std::to_string(radius)};

@@ -13,7 +13,7 @@ namespace simd = filter_processor::simd;
 using filter_processor::TemporalKernels;
 using namespace test;
 
-std::uint16_t naive_blend(std::uint16_t p, std::uint16_t c, float diff_scale, float weight) {
+uint16_t naive_blend(uint16_t p, uint16_t c, float diff_scale, float weight) {
   if (c == 0 || p == 0)
     return c;
   const float previous = p;
@@ -25,45 +25,45 @@ std::uint16_t naive_blend(std::uint16_t p, std::uint16_t c, float diff_scale, fl
   const float previous_part = previous * previous_weight;
   const float current_part = current * weight;
   const float sum = previous_part + current_part;
-  return static_cast<std::uint16_t>(static_cast<std::uint32_t>(std::fmax(sum, 0.0F)) & 0xffff);
+  return static_cast<uint16_t>(static_cast<uint32_t>(std::fmax(sum, 0.0F)) & 0xffff);
 }
 
 /// The whole filter, frame by frame.
 struct NaiveFilter {
   float diff_scale = 0.1F, weight = 0.4F;
-  std::uint32_t width = 0, height = 0;
+  uint32_t width = 0, height = 0;
   Pixels history;
 
-  Pixels process(std::uint32_t new_width, std::uint32_t new_height, Pixels pixels) {
+  Pixels process(uint32_t new_width, uint32_t new_height, Pixels pixels) {
     if (history.empty() || width != new_width || height != new_height)
       history.assign(pixels.size(), 0);
     width = new_width;
     height = new_height;
-    for (std::size_t i = 0; i < pixels.size(); ++i)
+    for (size_t i = 0; i < pixels.size(); ++i)
       history[i] = pixels[i] = naive_blend(history[i], pixels[i], diff_scale, weight);
     return pixels;
   }
 };
 
 /// A pixel about as far from `other` as the scales' limits lie, or any.
-std::uint16_t related_pixel(std::uint16_t other, std::mt19937& random) {
+uint16_t related_pixel(uint16_t other, std::mt19937& random) {
   if (random() % 8 == 0)
-    return static_cast<std::uint16_t>(random());
+    return static_cast<uint16_t>(random());
   const double factor = std::uniform_real_distribution<double>(0.4, 1.6)(random);
-  return static_cast<std::uint16_t>(std::min(65535.0, other * factor));
+  return static_cast<uint16_t>(std::min(65535.0, other * factor));
 }
 
-Pixels random_pixels(std::size_t count, std::mt19937& random) {
+Pixels random_pixels(size_t count, std::mt19937& random) {
   Pixels pixels(count);
   for (auto& pixel : pixels)
-    pixel = random() % 10 == 0 ? std::uint16_t{0} : static_cast<std::uint16_t>(random());
+    pixel = random() % 10 == 0 ? uint16_t{0} : static_cast<uint16_t>(random());
   return pixels;
 }
 
 void expect_equal_at_every_level(const Pixels& current, const Pixels& previous, float diff_scale,
                                  float weight) {
   Pixels expected(current.size());
-  for (std::size_t i = 0; i < current.size(); ++i)
+  for (size_t i = 0; i < current.size(); ++i)
     expected[i] = naive_blend(previous[i], current[i], diff_scale, weight);
   for (const simd::Level level : simd::supported_levels()) {
     Pixels output = current;
@@ -78,10 +78,10 @@ void expect_equal_at_every_level(const Pixels& current, const Pixels& previous, 
 TEST(TemporalKernels, EveryLevelEqualsTheNaiveForm) {
   std::mt19937 random(7);
   std::uniform_real_distribution<float> parameter(0.1F, 1.0F);
-  for (std::size_t count = 0; count < 300; ++count) {
+  for (size_t count = 0; count < 300; ++count) {
     const Pixels previous = random_pixels(count, random);
     Pixels current(count);
-    for (std::size_t i = 0; i < count; ++i)
+    for (size_t i = 0; i < count; ++i)
       current[i] = related_pixel(previous[i], random);
     expect_equal_at_every_level(current, previous, parameter(random), parameter(random));
   }
@@ -90,12 +90,12 @@ TEST(TemporalKernels, EveryLevelEqualsTheNaiveForm) {
 TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
   // All current values near the limit and near the previous one, at both ends of all ranges.
   for (const int value : {1, 2, 10, 11, 999, 1000, 4095, 32768, 59577, 65534, 65535}) {
-    const auto p = static_cast<std::uint16_t>(value);
+    const auto p = static_cast<uint16_t>(value);
     for (const float diff_scale : {0.1F, 0.13F, 0.55F, 1.0F}) {
       Pixels current;
       for (const double centre : {p * 1.0, p * (1.0 + diff_scale), p / (1.0 + diff_scale)})
         for (int offset = -40; offset <= 40; ++offset)
-          current.push_back(static_cast<std::uint16_t>(std::lround(centre) + offset));
+          current.push_back(static_cast<uint16_t>(std::lround(centre) + offset));
       for (const float weight : {0.1F, 0.3F, 0.4F, 0.7F, 1.0F})
         expect_equal_at_every_level(current, Pixels(current.size(), p), diff_scale, weight);
     }
@@ -105,7 +105,7 @@ TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
 TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
   const NoLeftovers no_leftovers;
   struct Size {
-    std::uint32_t width, height;
+    uint32_t width, height;
   };
   constexpr Size sizes[] = {{37, 5}, {5, 37}, {16, 4}, {1, 1}, {0, 3}};
   const char* texts[] = {"0.1", "0.25x", " 1", "0.0999999999", "0.05", "1.01", "nan", "1e99", ""};
@@ -136,14 +136,14 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
     } else if (action == 3) {
       size = sizes[random() % std::size(sizes)];
     }
-    scene.resize(std::size_t{size.width} * size.height, 500);
+    scene.resize(size_t{size.width} * size.height, 500);
     for (auto& pixel : scene)
       pixel = related_pixel(pixel == 0 ? 3000 : pixel, random);
     const Frame input = make_frame(size.width, size.height, scene);
     if (action == 4) { // a buffer that is too short leaves the history alone
       const Pixels shorter(2);
       const Frame refused = make_frame(3, 1, {1, 2, 3});
-      gx_frame_update_data(refused.get(), reinterpret_cast<const std::uint8_t*>(shorter.data()), 4,
+      gx_frame_update_data(refused.get(), reinterpret_cast<const uint8_t*>(shorter.data()), 4,
                            nullptr);
       EXPECT_EQ(filter.process(refused.get()), nullptr);
     }
@@ -158,7 +158,7 @@ TEST(TemporalFilter, ReportsMissingMemoryForItsHistoryAndStartsAnew) {
   REQUIRE_ALLOCATION_FAULTS();
   Filter filter("TemporalFilter");
   ErrorSlot error;
-  const auto process = [&](std::uint16_t pixel) {
+  const auto process = [&](uint16_t pixel) {
     return pixels_of(filter.process(make_frame(8, 1, Pixels(8, pixel)), error).get())[0];
   };
   EXPECT_EQ(process(1000), 1000);

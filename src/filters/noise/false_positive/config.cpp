@@ -22,17 +22,17 @@ static_assert(offsetof(Config, pattern_ambiguity) == 160);
 static_assert(offsetof(Config, ground_plane) == 231);
 static_assert(offsetof(Config, left_band) == 270);
 
-std::uint16_t scaled(std::uint16_t value, float factor) {
+uint16_t scaled(uint16_t value, float factor) {
   return low_16_bits(static_cast<float>(value) * factor);
 }
 
 } // namespace
 
 FalsePositiveConfig zero_config() {
-  return std::bit_cast<Config>(std::array<std::uint8_t, sizeof(Config)>{});
+  return std::bit_cast<Config>(std::array<uint8_t, sizeof(Config)>{});
 }
 
-FalsePositiveConfig read_config(const std::uint8_t* bytes) {
+FalsePositiveConfig read_config(const uint8_t* bytes) {
   Config config;
   std::memcpy(&config, bytes, sizeof config);
   return config;
@@ -46,8 +46,8 @@ const char* find_config_fault(const FalsePositiveConfig& config) {
   return nullptr;
 }
 
-std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& anchor,
-                                                std::uint16_t width, std::uint16_t height) {
+std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& anchor, uint16_t width,
+                                                uint16_t height) {
   constexpr float smallest_factor = 0.00001F;
   const float x = static_cast<float>(width) / static_cast<float>(anchor.width);
   const float y = static_cast<float>(height) / static_cast<float>(anchor.height);
@@ -71,14 +71,14 @@ std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& ancho
   return config;
 }
 
-std::size_t ConfigParameter::byte_count() const {
+size_t ConfigParameter::byte_count() const {
   switch (kind) {
   case Kind::enable:
-    return sizeof(std::uint8_t);
+    return sizeof(uint8_t);
   case Kind::ratio:
     return sizeof(float);
   default:
-    return sizeof(std::uint16_t);
+    return sizeof(uint16_t);
   }
 }
 

@@ -21,10 +21,10 @@ struct RoiRatios {
 
 /// Depth that bleeds along object edges: long horizontal runs of one depth value.
 struct EdgeBleedSettings {
-  std::uint8_t enabled = 0;
-  std::uint16_t min_run_length = 40; ///< pixels, for the reference width
-  std::uint16_t cleared_ends = 0;    ///< pixels cleared at each end of a run; 0: the whole run
-  std::uint16_t max_depth = 10000;
+  uint8_t enabled = 0;
+  uint16_t min_run_length = 40; ///< pixels, for the reference width
+  uint16_t cleared_ends = 0;    ///< pixels cleared at each end of a run; 0: the whole run
+  uint16_t max_depth = 10000;
   RoiRatios roi;
   float flat_limit = 0.98F; ///< largest share of equal depths among a region's horizontal joins
 };
@@ -33,9 +33,9 @@ struct EdgeBleedSettings {
 struct TextureSparsitySettings {
   static constexpr int step_count = 4;
 
-  std::uint8_t enabled = 0;
-  std::uint16_t max_size = 1000; ///< pixels, for the reference size
-  std::uint16_t max_depth = 6000;
+  uint8_t enabled = 0;
+  uint16_t max_size = 1000; ///< pixels, for the reference size
+  uint16_t max_depth = 6000;
   RoiRatios roi;
   float left_band = 0.15F; ///< regions in this band count whatever the region of interest
   float max_width = 0.3F;
@@ -50,22 +50,22 @@ struct TextureSparsitySettings {
 struct PatternAmbiguitySettings {
   static constexpr int band_count = 20;
 
-  std::uint8_t enabled = 0;
-  std::uint16_t max_size = 3000; ///< pixels, for the reference size
-  std::uint16_t max_depth = 4000;
-  std::uint16_t max_support_depth = 15000;
+  uint8_t enabled = 0;
+  uint16_t max_size = 3000; ///< pixels, for the reference size
+  uint16_t max_depth = 4000;
+  uint16_t max_support_depth = 15000;
   RoiRatios roi;
   float depth_tolerance = 0.15F; ///< of the ratio of an island's depth to that of its support
   float reach = 0.25F;           ///< how far support is looked for
   /// Smallest smoothness of a candidate, for each horizontal band of the image.
-  std::uint16_t min_smoothness[band_count] = {50, 50, 50, 50, 50, 50, 50, 50, 50, 50,
-                                              50, 50, 50, 50, 50, 50, 50, 50, 50, 50};
+  uint16_t min_smoothness[band_count] = {50, 50, 50, 50, 50, 50, 50, 50, 50, 50,
+                                         50, 50, 50, 50, 50, 50, 50, 50, 50, 50};
 };
 
 /// Depth below the ground plane. Camera values are in pixels of the reference size.
 struct GroundPlaneSettings {
-  std::uint8_t enabled = 0;
-  std::uint16_t max_size = 625; ///< pixels, for the reference size
+  uint8_t enabled = 0;
+  uint16_t max_size = 625; ///< pixels, for the reference size
   float min_y = 0.5F;
   float fx = 415.0F;
   float fy = 415.0F;
@@ -79,8 +79,8 @@ struct GroundPlaneSettings {
 
 /// Small regions at the left edge of the image.
 struct LeftBandSettings {
-  std::uint8_t enabled = 0;
-  std::uint16_t max_size = 500; ///< pixels, for the reference size
+  uint8_t enabled = 0;
+  uint16_t max_size = 500; ///< pixels, for the reference size
   float min_x = 0.0F;
   float max_x = 0.1F;
   float min_y = 0.4F;
@@ -90,16 +90,16 @@ struct LeftBandSettings {
 struct FalsePositiveConfig {
   static constexpr int depth_bin_count = 20;
 
-  std::uint16_t width = 848; ///< the reference size in pixels, never 0
-  std::uint16_t height = 480;
-  std::uint16_t invalid_depth = 0;
-  std::uint16_t small_region_size = 80; ///< pixels, for the reference size
-  std::uint16_t depth_bin_width = 500;  ///< never 0
+  uint16_t width = 848; ///< the reference size in pixels, never 0
+  uint16_t height = 480;
+  uint16_t invalid_depth = 0;
+  uint16_t small_region_size = 80; ///< pixels, for the reference size
+  uint16_t depth_bin_width = 500;  ///< never 0
   /// Largest depth difference between neighbours of one region, for each depth bin.
-  std::uint16_t join_thresholds[depth_bin_count] = {
-      30, 30, 30, 35, 40, 45, 65, 80, 100, 110, 135, 160, 200, 240, 280, 320, 365, 410, 460, 515};
-  std::uint8_t turned = 0;        ///< whether the detectors see a turned image
-  std::uint8_t quarter_turns = 0; ///< clockwise, 1 to 3
+  uint16_t join_thresholds[depth_bin_count] = {30,  30,  30,  35,  40,  45,  65,  80,  100, 110,
+                                               135, 160, 200, 240, 280, 320, 365, 410, 460, 515};
+  uint8_t turned = 0;        ///< whether the detectors see a turned image
+  uint8_t quarter_turns = 0; ///< clockwise, 1 to 3
   EdgeBleedSettings edge_bleed;
   TextureSparsitySettings texture_sparsity;
   PatternAmbiguitySettings pattern_ambiguity;
@@ -107,7 +107,7 @@ struct FalsePositiveConfig {
   LeftBandSettings left_band;
 
   /// Largest difference between a pixel of this depth and a neighbour that joins its region.
-  std::uint16_t join_threshold(std::uint16_t depth) const {
+  uint16_t join_threshold(uint16_t depth) const {
     const int bin = depth / depth_bin_width;
     return join_thresholds[bin < depth_bin_count ? bin : depth_bin_count - 1];
   }
@@ -119,25 +119,25 @@ struct FalsePositiveConfig {
 FalsePositiveConfig zero_config();
 
 /// The record in the bytes of a configuration blob, which start at `bytes`.
-FalsePositiveConfig read_config(const std::uint8_t* bytes);
+FalsePositiveConfig read_config(const uint8_t* bytes);
 
 /// Why a record cannot be used, as a constant text; null if it can.
 const char* find_config_fault(const FalsePositiveConfig& config);
 
 /// The record with its sizes in pixels brought from its reference size to `width` x `height`.
 /// Nothing for a size of which the reference size is too large a multiple.
-std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& anchor,
-                                                std::uint16_t width, std::uint16_t height);
+std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& anchor, uint16_t width,
+                                                uint16_t height);
 
 /// One of the fields that hosts set by parameter strings, in schema order.
 struct ConfigParameter {
-  enum class Kind { enable, ratio, size }; // of std::uint8_t, float and std::uint16_t
+  enum class Kind { enable, ratio, size }; // of uint8_t, float and uint16_t
 
   const char* key;
   Kind kind;
-  std::size_t offset; ///< bytes from the start of the record
+  size_t offset; ///< bytes from the start of the record
 
-  std::size_t byte_count() const;
+  size_t byte_count() const;
 };
 
 constexpr int config_parameter_count = 19;

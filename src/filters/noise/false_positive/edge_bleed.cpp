@@ -7,27 +7,27 @@ namespace filter_processor {
 namespace {
 
 struct IndexRange {
-  std::uint32_t begin, end;
+  uint32_t begin, end;
 };
 
 /// The whole numbers of 0 ... count - 1 that are not below trunc(first) and are below `limit`;
 /// none if either is NaN.
-IndexRange index_range(float first, float limit, std::uint32_t count) {
+IndexRange index_range(float first, float limit, uint32_t count) {
   const auto top = static_cast<float>(count);
   if (!(limit > 0.0F) || !(first < top))
     return {0, 0};
-  return {static_cast<std::uint32_t>(std::max(first, 0.0F)),
-          static_cast<std::uint32_t>(std::ceil(std::min(limit, top)))};
+  return {static_cast<uint32_t>(std::max(first, 0.0F)),
+          static_cast<uint32_t>(std::ceil(std::min(limit, top)))};
 }
 
 class RowCleaner {
  public:
   RowCleaner(const EdgeBleedSettings& settings, IndexRange columns)
-      : columns_(columns), min_length_(std::max<std::uint32_t>(settings.min_run_length, 1)),
+      : columns_(columns), min_length_(std::max<uint32_t>(settings.min_run_length, 1)),
         ends_(settings.cleared_ends), max_depth_(settings.max_depth) {}
 
-  void clean(std::uint16_t* row) const {
-    std::uint32_t start = end_of_run(row, row[0], columns_.begin);
+  void clean(uint16_t* row) const {
+    uint32_t start = end_of_run(row, row[0], columns_.begin);
     if (start == columns_.end)
       return;
     if (start >= min_length_ && bleeds(row[0]))
@@ -37,10 +37,10 @@ class RowCleaner {
   }
 
  private:
-  bool bleeds(std::uint16_t value) const { return value != 0 && value <= max_depth_; }
+  bool bleeds(uint16_t value) const { return value != 0 && value <= max_depth_; }
 
   /// The first column from `x` on that does not continue a run of `value`.
-  std::uint32_t end_of_run(const std::uint16_t* row, std::uint16_t value, std::uint32_t x) const {
+  uint32_t end_of_run(const uint16_t* row, uint16_t value, uint32_t x) const {
     while (x < columns_.end && row[x] == value && value != 0)
       ++x;
     return x;
@@ -49,38 +49,38 @@ class RowCleaner {
   /// Runs are tested at the pixel that a long enough one starting at `start` would just reach:
   /// nothing before the beginning of that pixel's own run can be long enough. Returns where to go
   /// on.
-  std::uint32_t clean_next_run(std::uint16_t* row, std::uint32_t start) const {
-    const std::uint32_t probe = start + min_length_ - 1;
-    const std::uint16_t value = row[probe];
+  uint32_t clean_next_run(uint16_t* row, uint32_t start) const {
+    const uint32_t probe = start + min_length_ - 1;
+    const uint16_t value = row[probe];
     if (!bleeds(value))
       return probe + 1;
-    std::uint32_t first = probe;
+    uint32_t first = probe;
     while (first > start && row[first - 1] == value)
       --first;
     if (first > start)
       return first;
-    const std::uint32_t end = end_of_run(row, value, probe);
+    const uint32_t end = end_of_run(row, value, probe);
     if (end < columns_.end)
       clear(row, first, end);
     return end;
   }
 
-  void clear(std::uint16_t* row, std::uint32_t first, std::uint32_t end) const {
-    const std::uint32_t length = end - first;
-    const std::uint32_t count = ends_ == 0 ? length : std::min(ends_, length);
-    std::fill_n(row + first, count, std::uint16_t{0});
-    std::fill_n(row + end - count, count, std::uint16_t{0});
+  void clear(uint16_t* row, uint32_t first, uint32_t end) const {
+    const uint32_t length = end - first;
+    const uint32_t count = ends_ == 0 ? length : std::min(ends_, length);
+    std::fill_n(row + first, count, uint16_t{0});
+    std::fill_n(row + end - count, count, uint16_t{0});
   }
 
   IndexRange columns_;
-  std::uint32_t min_length_; // a run has at least one pixel, whatever the setting
-  std::uint32_t ends_;
-  std::uint16_t max_depth_;
+  uint32_t min_length_; // a run has at least one pixel, whatever the setting
+  uint32_t ends_;
+  uint16_t max_depth_;
 };
 
 } // namespace
 
-void remove_edge_bleed(std::uint16_t* image, std::uint32_t width, std::uint32_t height,
+void remove_edge_bleed(uint16_t* image, uint32_t width, uint32_t height,
                        const EdgeBleedSettings& settings) {
   const auto w = static_cast<float>(width);
   const auto h = static_cast<float>(height);
@@ -90,8 +90,8 @@ void remove_edge_bleed(std::uint16_t* image, std::uint32_t width, std::uint32_t 
   if (columns.begin >= columns.end)
     return;
   const RowCleaner cleaner(settings, columns);
-  for (std::uint32_t y = rows.begin; y < rows.end; ++y)
-    cleaner.clean(image + std::size_t{y} * width);
+  for (uint32_t y = rows.begin; y < rows.end; ++y)
+    cleaner.clean(image + size_t{y} * width);
 }
 
 } // namespace filter_processor

@@ -11,7 +11,7 @@ namespace filter_processor {
 ///
 /// A row's first run counts from column 0 to where the value of column 0 ends inside the region of
 /// interest, whatever lies between. A run that reaches the end of the region of interest is kept.
-void remove_edge_bleed(std::uint16_t* image, std::uint32_t width, std::uint32_t height,
+void remove_edge_bleed(uint16_t* image, uint32_t width, uint32_t height,
                        const EdgeBleedSettings& settings);
 
 } // namespace filter_processor

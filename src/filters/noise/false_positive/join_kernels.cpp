@@ -6,26 +6,26 @@ namespace filter_processor {
 namespace {
 
 using simd::Lanes;
-using Pixel = std::uint16_t;
-using State = std::uint8_t;
+using Pixel = uint16_t;
+using State = uint8_t;
 
 constexpr Pixel bit(int position) {
   return static_cast<Pixel>(1U << position);
 }
 
 /// Depths less 32768, so that signed comparisons order them: SSE2 and AVX2 have no others.
-template <std::size_t Bytes>
-using Ordered = Lanes<std::int16_t, Bytes>;
+template <size_t Bytes>
+using Ordered = Lanes<int16_t, Bytes>;
 
 constexpr Pixel order_offset = 0x8000;
 
-template <std::size_t Bytes>
+template <size_t Bytes>
 Ordered<Bytes> order(Lanes<Pixel, Bytes> depths) {
   return (Ordered<Bytes>)(depths ^ order_offset);
 }
 
 /// The thresholds with all their numbers in every lane.
-template <std::size_t Bytes>
+template <size_t Bytes>
 class ThresholdLanes {
  public:
   using Depths = Lanes<Pixel, Bytes>;
@@ -33,7 +33,7 @@ class ThresholdLanes {
   explicit ThresholdLanes(const JoinThresholds& thresholds)
       : first_(simd::broadcast<Depths>(thresholds.first)), steps_(thresholds.steps),
         invalid_depth_(simd::broadcast<Depths>(thresholds.invalid_depth)) {
-    for (std::uint32_t i = 0; i < steps_; ++i) {
+    for (uint32_t i = 0; i < steps_; ++i) {
       const auto before = static_cast<Pixel>(thresholds.depth[i] - 1);
       before_[i] = order<Bytes>(simd::broadcast<Depths>(before));
       rise_[i] = simd::broadcast<Depths>(thresholds.rise[i]);
@@ -43,7 +43,7 @@ class ThresholdLanes {
   Depths of(Depths depth) const {
     const Ordered<Bytes> ordered = order<Bytes>(depth);
     Depths threshold = first_;
-    for (std::uint32_t i = 0; i < steps_; ++i)
+    for (uint32_t i = 0; i < steps_; ++i)
       threshold += (Depths)(ordered > before_[i]) & rise_[i];
     return threshold;
   }
@@ -52,14 +52,14 @@ class ThresholdLanes {
 
  private:
   Depths first_;
-  std::uint32_t steps_;
+  uint32_t steps_;
   Depths invalid_depth_;
   Ordered<Bytes> before_[JoinThresholds::max_steps];
   Depths rise_[JoinThresholds::max_steps];
 };
 
 /// What the neighbours of some pixels must be to join them.
-template <std::size_t Bytes>
+template <size_t Bytes>
 struct JoinRange {
   using Depths = Lanes<Pixel, Bytes>;
 
@@ -90,9 +90,9 @@ struct Row {
 };
 
 /// The pixels from `x` on; `left` and `right` are the distances to their neighbours.
-template <std::size_t Bytes>
-void find_at(const Row& row, std::uint32_t x, std::uint32_t left, std::uint32_t right,
-             Pixel present, const ThresholdLanes<Bytes>& thresholds, State* states) {
+template <size_t Bytes>
+void find_at(const Row& row, uint32_t x, uint32_t left, uint32_t right, Pixel present,
+             const ThresholdLanes<Bytes>& thresholds, State* states) {
   using Depths = Lanes<Pixel, Bytes>;
   using Packed = Lanes<State, Bytes / 2>;
   const Pixel* depth = row.depth + x;
@@ -109,29 +109,29 @@ class StateFinder {
  public:
   explicit StateFinder(const JoinThresholds& thresholds) : wide_(thresholds), single_(thresholds) {}
 
-  void find_row(const Row& row, std::uint32_t width, State* states) const {
-    constexpr std::uint32_t lanes = wide_bytes / sizeof(Pixel);
-    const std::uint32_t last = width - 1;
+  void find_row(const Row& row, uint32_t width, State* states) const {
+    constexpr uint32_t lanes = wide_bytes / sizeof(Pixel);
+    const uint32_t last = width - 1;
     find_end(row, 0, width, states);
     find_end(row, last, width, states);
     if (last <= lanes) {
-      for (std::uint32_t x = 1; x < last; ++x)
+      for (uint32_t x = 1; x < last; ++x)
         find_at(row, x, 1, 1, row.present, single_, states);
       return;
     }
-    for (std::uint32_t x = 1; x < last - lanes; x += lanes)
+    for (uint32_t x = 1; x < last - lanes; x += lanes)
       find_at(row, x, 1, 1, row.present, wide_, states);
     find_at(row, last - lanes, 1, 1, row.present, wide_, states);
   }
 
  private:
-  static constexpr std::size_t wide_bytes = simd::vector_bytes;
-  static constexpr std::size_t single_bytes = sizeof(Pixel);
+  static constexpr size_t wide_bytes = simd::vector_bytes;
+  static constexpr size_t single_bytes = sizeof(Pixel);
 
   /// The first or last column.
-  void find_end(const Row& row, std::uint32_t x, std::uint32_t width, State* states) const {
-    const std::uint32_t left = x > 0 ? 1 : 0;
-    const std::uint32_t right = x + 1 < width ? 1 : 0;
+  void find_end(const Row& row, uint32_t x, uint32_t width, State* states) const {
+    const uint32_t left = x > 0 ? 1 : 0;
+    const uint32_t right = x + 1 < width ? 1 : 0;
     const unsigned absent =
         (left == 0 ? bit(state_bit::left) : 0U) | (right == 0 ? bit(state_bit::right) : 0U);
     find_at(row, x, left, right, static_cast<Pixel>(row.present & ~absent), single_, states);
@@ -141,11 +141,11 @@ class StateFinder {
   ThresholdLanes<single_bytes> single_;
 };
 
-void find_states(const Pixel* image, std::uint32_t width, std::uint32_t height,
+void find_states(const Pixel* image, uint32_t width, uint32_t height,
                  const JoinThresholds& thresholds, State* states) {
   const StateFinder finder(thresholds);
-  for (std::uint32_t y = 0; y < height; ++y) {
-    const std::size_t first = std::size_t{y} * width;
+  for (uint32_t y = 0; y < height; ++y) {
+    const size_t first = size_t{y} * width;
     const Pixel* depth = image + first;
     const bool has_above = y > 0;
     const bool has_below = y + 1 < height;

@@ -8,24 +8,24 @@ namespace {
 
 /// One side of a candidate's bounding box, and the lines that leave the candidate there.
 struct Side {
-  std::ptrdiff_t first;   ///< index of the side's first pixel
-  std::ptrdiff_t along;   ///< to the next pixel of the side
-  std::ptrdiff_t outward; ///< to the next pixel of a line
-  std::uint32_t lines;    ///< pixels of the side
-  std::uint32_t room;     ///< pixels from the side to the edge of the image, itself included
-  std::uint32_t reach;    ///< pixels of a line, the one that it starts from included
+  ptrdiff_t first;   ///< index of the side's first pixel
+  ptrdiff_t along;   ///< to the next pixel of the side
+  ptrdiff_t outward; ///< to the next pixel of a line
+  uint32_t lines;    ///< pixels of the side
+  uint32_t room;     ///< pixels from the side to the edge of the image, itself included
+  uint32_t reach;    ///< pixels of a line, the one that it starts from included
 };
 
 /// The whole part of `length`, limited to 0 ... `limit`; 0 for NaN.
-std::uint32_t limited(float length, std::uint32_t limit) {
+uint32_t limited(float length, uint32_t limit) {
   if (!(length > 0.0F))
     return 0;
-  return static_cast<std::uint32_t>(std::min(length, static_cast<float>(limit)));
+  return static_cast<uint32_t>(std::min(length, static_cast<float>(limit)));
 }
 
 class SupportSearch {
  public:
-  SupportSearch(const std::uint16_t* image, const RegionMap& map,
+  SupportSearch(const uint16_t* image, const RegionMap& map,
                 const PatternAmbiguitySettings& settings)
       : image_(image), map_(map), max_depth_(settings.max_support_depth),
         max_size_(settings.max_size), lowest_ratio_(1.0F - settings.depth_tolerance),
@@ -34,12 +34,12 @@ class SupportSearch {
         reach_y_(limited(static_cast<float>(map.height) * settings.reach, map.height)) {}
 
   bool finds_for(const PatternCandidate& candidate) const {
-    const std::ptrdiff_t width = map_.width;
-    const std::ptrdiff_t top_left = candidate.y_min * width + candidate.x_min;
-    const std::ptrdiff_t bottom_left = candidate.y_max * width + candidate.x_min;
-    const std::ptrdiff_t top_right = candidate.y_min * width + candidate.x_max;
-    const std::uint32_t columns = candidate.x_max - candidate.x_min + 1;
-    const std::uint32_t rows = candidate.y_max - candidate.y_min + 1;
+    const ptrdiff_t width = map_.width;
+    const ptrdiff_t top_left = candidate.y_min * width + candidate.x_min;
+    const ptrdiff_t bottom_left = candidate.y_max * width + candidate.x_min;
+    const ptrdiff_t top_right = candidate.y_min * width + candidate.x_max;
+    const uint32_t columns = candidate.x_max - candidate.x_min + 1;
+    const uint32_t rows = candidate.y_max - candidate.y_min + 1;
     const Side sides[] = {
         {bottom_left, 1, width, columns, map_.height - candidate.y_max, reach_y_},
         {top_left, width, -1, rows, candidate.x_min + 1, reach_x_},
@@ -51,10 +51,10 @@ class SupportSearch {
   }
 
  private:
-  bool finds_beyond(const Side& side, std::uint32_t own) const {
-    for (std::uint32_t line = 0; line < side.lines; ++line) {
-      std::ptrdiff_t start = side.first + side.along * line;
-      std::uint32_t room = side.room;
+  bool finds_beyond(const Side& side, uint32_t own) const {
+    for (uint32_t line = 0; line < side.lines; ++line) {
+      ptrdiff_t start = side.first + side.along * line;
+      uint32_t room = side.room;
       // A region is connected: every row and column of its box holds one of its pixels.
       for (; map_.labels[start] != own; start -= side.outward)
         ++room;
@@ -65,10 +65,9 @@ class SupportSearch {
   }
 
   /// The first pixel of a large region decides.
-  bool line_confirms(std::ptrdiff_t start, std::ptrdiff_t outward, std::uint32_t length,
-                     std::uint32_t own) const {
-    for (std::uint32_t n = 0; n < length; ++n) {
-      const std::ptrdiff_t place = start + outward * n;
+  bool line_confirms(ptrdiff_t start, ptrdiff_t outward, uint32_t length, uint32_t own) const {
+    for (uint32_t n = 0; n < length; ++n) {
+      const ptrdiff_t place = start + outward * n;
       if (!can_support(place, own))
         continue;
       const float ratio = static_cast<float>(image_[start]) / static_cast<float>(image_[place]);
@@ -77,25 +76,25 @@ class SupportSearch {
     return false;
   }
 
-  bool can_support(std::ptrdiff_t place, std::uint32_t own) const {
-    const std::uint32_t label = map_.labels[place];
+  bool can_support(ptrdiff_t place, uint32_t own) const {
+    const uint32_t label = map_.labels[place];
     return label >= RegionMap::first_label && label != own && image_[place] != 0 &&
            image_[place] <= max_depth_ && map_.sizes[label] > max_size_;
   }
 
-  const std::uint16_t* image_;
+  const uint16_t* image_;
   const RegionMap& map_;
-  std::uint16_t max_depth_;
-  std::uint16_t max_size_;
+  uint16_t max_depth_;
+  uint16_t max_size_;
   float lowest_ratio_;
   float highest_ratio_;
-  std::uint32_t reach_x_;
-  std::uint32_t reach_y_;
+  uint32_t reach_x_;
+  uint32_t reach_y_;
 };
 
 } // namespace
 
-void mark_unsupported_patterns(const std::uint16_t* image, const RegionMap& map,
+void mark_unsupported_patterns(const uint16_t* image, const RegionMap& map,
                                const PatternAmbiguitySettings& settings,
                                const std::vector<PatternCandidate>& candidates) {
   const SupportSearch support(image, map, settings);

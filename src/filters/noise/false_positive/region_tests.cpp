@@ -7,7 +7,7 @@ namespace {
 
 // Products with ratios are single precision: hosts tune the ratios against exactly these roundings.
 
-float real(std::uint64_t value) {
+float real(uint64_t value) {
   return static_cast<float>(value);
 }
 
@@ -63,8 +63,8 @@ bool lies_below_ground(const RegionStatistics& region, const GroundPlaneSettings
       !(real(region.y_min) > real(image.height) * settings.min_y))
     return false;
   const float z = real(region.mean_depth());
-  const float v = real(std::uint64_t{region.y_max} + region.y_min) * 0.5F - settings.cy;
-  const float u = real(std::uint64_t{region.x_max} + region.x_min) * 0.5F - settings.cx;
+  const float v = real(uint64_t{region.y_max} + region.y_min) * 0.5F - settings.cy;
+  const float u = real(uint64_t{region.x_max} + region.x_min) * 0.5F - settings.cx;
   const float height = (v * z / settings.fy) * settings.normal_y +
                        (u * z / settings.fx) * settings.normal_x + z * settings.normal_z +
                        settings.offset;
@@ -107,11 +107,11 @@ bool is_pattern_candidate(const RegionStatistics& region, const PatternAmbiguity
   if (settings.enabled == 0 || !lies_in(region, settings.roi, image) ||
       region.mean_depth() >= settings.max_depth || region.pixels >= settings.max_size)
     return false;
-  constexpr std::uint32_t bands = PatternAmbiguitySettings::band_count;
+  constexpr uint32_t bands = PatternAmbiguitySettings::band_count;
   // Heights that are no multiple of the band count leave rows below the last band: they belong to
   // it.
-  const std::uint32_t band_height = std::max(image.height / bands, 1U);
-  const std::uint32_t band = std::min(region.y_max / band_height, bands - 1);
+  const uint32_t band_height = std::max(image.height / bands, 1U);
+  const uint32_t band = std::min(region.y_max / band_height, bands - 1);
   return smoothness(region) > settings.min_smoothness[band];
 }
 

@@ -18,7 +18,7 @@ void timed(double& milliseconds, Step step) {
   milliseconds = platform::performance_milliseconds() - start;
 }
 
-bool can_run(std::uint32_t width, std::uint32_t height, const FalsePositiveConfig& config,
+bool can_run(uint32_t width, uint32_t height, const FalsePositiveConfig& config,
              const FalsePositiveWorkspace* workspace) {
   if (workspace == nullptr) {
     std::cout << "Handle is not exist! Exiting function." << std::endl;
@@ -36,9 +36,9 @@ bool can_run(std::uint32_t width, std::uint32_t height, const FalsePositiveConfi
 }
 
 /// Everything from the regions on, which sees the image turned.
-void clear_false_regions(std::uint16_t* image, const RegionMap& map,
-                         const FalsePositiveConfig& config, FalsePositiveWorkspace& workspace) {
-  std::uint32_t label_count = 0;
+void clear_false_regions(uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
+                         FalsePositiveWorkspace& workspace) {
+  uint32_t label_count = 0;
   timed(workspace.times.regions,
         [&] { label_count = find_regions(image, map, config, workspace.region_scratch()); });
   if (config.pattern_ambiguity.enabled != 0) {
@@ -49,14 +49,14 @@ void clear_false_regions(std::uint16_t* image, const RegionMap& map,
   timed(workspace.times.final_pass, [&] { clear_marked_regions(image, map, label_count); });
 }
 
-void clear_false_regions_turned(std::uint16_t* image, std::uint32_t width, std::uint32_t height,
+void clear_false_regions_turned(uint16_t* image, uint32_t width, uint32_t height,
                                 const FalsePositiveConfig& config,
                                 FalsePositiveWorkspace& workspace) {
   constexpr unsigned full_turn = 4;
   const unsigned turns = config.quarter_turns;
-  std::uint16_t* turned = workspace.turned_image.get();
-  std::uint32_t turned_width = width;
-  std::uint32_t turned_height = height;
+  uint16_t* turned = workspace.turned_image.get();
+  uint32_t turned_width = width;
+  uint32_t turned_height = height;
   if (turns % 2 != 0)
     std::swap(turned_width, turned_height);
 
@@ -68,7 +68,7 @@ void clear_false_regions_turned(std::uint16_t* image, std::uint32_t width, std::
 
 } // namespace
 
-int remove_false_positives(std::uint16_t* image, std::uint32_t width, std::uint32_t height,
+int remove_false_positives(uint16_t* image, uint32_t width, uint32_t height,
                            const FalsePositiveConfig& config, FalsePositiveWorkspace* workspace) {
   if (!can_run(width, height, config, workspace))
     return -1;

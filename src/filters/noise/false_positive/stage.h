@@ -11,7 +11,7 @@ namespace filter_processor {
 /// the record enables, in their order. Returns 0; or -1, and leaves the image unfinished, without a
 /// workspace, for a size other than the record's or for a turn by none of one to three quarters.
 /// The first two are reported on standard output. May throw std::bad_alloc.
-int remove_false_positives(std::uint16_t* image, std::uint32_t width, std::uint32_t height,
+int remove_false_positives(uint16_t* image, uint32_t width, uint32_t height,
                            const FalsePositiveConfig& config, FalsePositiveWorkspace* workspace);
 
 } // namespace filter_processor

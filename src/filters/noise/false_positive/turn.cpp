@@ -8,10 +8,10 @@ namespace {
 
 /// Where the pixel of column x and row y goes: first + x * right + y * down.
 struct Destination {
-  std::ptrdiff_t first, right, down;
+  ptrdiff_t first, right, down;
 };
 
-Destination destination(std::ptrdiff_t width, std::ptrdiff_t height, unsigned quarter_turns) {
+Destination destination(ptrdiff_t width, ptrdiff_t height, unsigned quarter_turns) {
   switch (quarter_turns) {
   case 1:
     return {height - 1, height, -1};
@@ -24,16 +24,16 @@ Destination destination(std::ptrdiff_t width, std::ptrdiff_t height, unsigned qu
 
 } // namespace
 
-void turn_image(const std::uint16_t* from, std::uint32_t width, std::uint32_t height,
-                unsigned quarter_turns, std::uint16_t* to) {
-  constexpr std::uint32_t block = 32; // rows: their ends stay in the cache from column to column
+void turn_image(const uint16_t* from, uint32_t width, uint32_t height, unsigned quarter_turns,
+                uint16_t* to) {
+  constexpr uint32_t block = 32; // rows: their ends stay in the cache from column to column
   const Destination place = destination(width, height, quarter_turns);
-  for (std::uint32_t top = 0; top < height; top += block) {
-    const std::uint32_t bottom = std::min(height - top, block) + top;
-    for (std::uint32_t x = 0; x < width; ++x) {
-      const std::ptrdiff_t column = place.first + std::ptrdiff_t{x} * place.right;
-      for (std::uint32_t y = top; y < bottom; ++y)
-        to[column + std::ptrdiff_t{y} * place.down] = from[std::size_t{y} * width + x];
+  for (uint32_t top = 0; top < height; top += block) {
+    const uint32_t bottom = std::min(height - top, block) + top;
+    for (uint32_t x = 0; x < width; ++x) {
+      const ptrdiff_t column = place.first + ptrdiff_t{x} * place.right;
+      for (uint32_t y = top; y < bottom; ++y)
+        to[column + ptrdiff_t{y} * place.down] = from[size_t{y} * width + x];
     }
   }
 }

@@ -14,11 +14,11 @@ namespace {
 
 /// Every run writes what it reads, so the buffers start with whatever the memory holds.
 template <typename T>
-void allocate(std::unique_ptr<T[]>& buffer, std::size_t count) {
+void allocate(std::unique_ptr<T[]>& buffer, size_t count) {
   buffer = std::make_unique_for_overwrite<T[]>(count);
 }
 
-void allocate_all(FalsePositiveWorkspace& workspace, std::size_t pixels, std::size_t longest_row) {
+void allocate_all(FalsePositiveWorkspace& workspace, size_t pixels, size_t longest_row) {
   if (pixels > RegionMap::max_pixels)
     throw std::length_error("too many pixels");
   allocate(workspace.turned_image, pixels);
@@ -44,7 +44,7 @@ bool succeeds(Body body) {
 
 } // namespace
 
-RegionMap FalsePositiveWorkspace::region_map(std::uint32_t width, std::uint32_t height) const {
+RegionMap FalsePositiveWorkspace::region_map(uint32_t width, uint32_t height) const {
   return {width, height, labels.get(), region_sizes.get(), removal_marks.get()};
 }
 
@@ -52,16 +52,15 @@ RegionScratch FalsePositiveWorkspace::region_scratch() {
   return {growth_states.get() + state_slack, growth_places.get(), candidates};
 }
 
-std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint16_t width,
-                                                                      std::uint16_t height,
-                                                                      std::uint16_t other_width,
-                                                                      std::uint16_t other_height) {
+std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(uint16_t width,
+                                                                      uint16_t height,
+                                                                      uint16_t other_width,
+                                                                      uint16_t other_height) {
   const double start = platform::performance_milliseconds();
   std::unique_ptr<FalsePositiveWorkspace> workspace;
   const bool complete = succeeds([&] {
     workspace = std::make_unique<FalsePositiveWorkspace>();
-    const auto pixels =
-        std::max(std::size_t{width} * height, std::size_t{other_width} * other_height);
+    const auto pixels = std::max(size_t{width} * height, size_t{other_width} * other_height);
     allocate_all(*workspace, pixels, std::max({width, height, other_width, other_height}));
   });
   if (!complete)
@@ -70,15 +69,15 @@ std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint1
   return workspace;
 }
 
-bool could_allocate_workspace(std::uint16_t width, std::uint16_t height) {
+bool could_allocate_workspace(uint16_t width, uint16_t height) {
   // Plain calls of operator new: compilers may leave out a new-expression whose memory is not used.
   struct Free {
     void operator()(void* memory) const { ::operator delete(memory); }
   };
-  return succeeds([pixels = std::size_t{width} * height] {
-    constexpr std::size_t bytes_per_pixel[] = {4, 4, 6, 2, 4};
+  return succeeds([pixels = size_t{width} * height] {
+    constexpr size_t bytes_per_pixel[] = {4, 4, 6, 2, 4};
     std::unique_ptr<void, Free> buffers[std::size(bytes_per_pixel)];
-    for (std::size_t i = 0; i < std::size(buffers); ++i)
+    for (size_t i = 0; i < std::size(buffers); ++i)
       buffers[i].reset(::operator new(bytes_per_pixel[i] * pixels));
   });
 }

@@ -23,34 +23,34 @@ struct FalsePositiveTimes {
 
 /// What the detection stage needs besides the image; its contents mean nothing between two frames.
 struct FalsePositiveWorkspace {
-  std::unique_ptr<std::uint16_t[]> turned_image;
-  std::unique_ptr<std::uint8_t[]> growth_states;
-  std::unique_ptr<std::uint32_t[]> growth_places;
-  std::unique_ptr<std::uint32_t[]> labels;
-  std::unique_ptr<std::uint32_t[]> region_sizes;
-  std::unique_ptr<std::uint8_t[]> removal_marks;
+  std::unique_ptr<uint16_t[]> turned_image;
+  std::unique_ptr<uint8_t[]> growth_states;
+  std::unique_ptr<uint32_t[]> growth_places;
+  std::unique_ptr<uint32_t[]> labels;
+  std::unique_ptr<uint32_t[]> region_sizes;
+  std::unique_ptr<uint8_t[]> removal_marks;
   std::vector<PatternCandidate> candidates; ///< keeps its capacity from frame to frame
-  std::size_t state_slack = 0;              ///< growth states before the first pixel's one
+  size_t state_slack = 0;                   ///< growth states before the first pixel's one
   FalsePositiveTimes times;
 
   /// The buffers as the region stage takes them, for an image of `width` x `height` pixels, which
   /// the workspace must have been made for.
-  RegionMap region_map(std::uint32_t width, std::uint32_t height) const;
+  RegionMap region_map(uint32_t width, uint32_t height) const;
   RegionScratch region_scratch();
 };
 
 /// A workspace for images of either size, turned or not; sizes are in pixels. Null, and a line on
 /// the standard error stream, when there is not enough memory or an image has more than
 /// RegionMap::max_pixels.
-std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(std::uint16_t width,
-                                                                      std::uint16_t height,
-                                                                      std::uint16_t other_width,
-                                                                      std::uint16_t other_height);
+std::unique_ptr<FalsePositiveWorkspace> make_false_positive_workspace(uint16_t width,
+                                                                      uint16_t height,
+                                                                      uint16_t other_width,
+                                                                      uint16_t other_height);
 
 /// Whether the memory could be had that hosts know a record of this size to take: five buffers of
 /// 4, 4, 6, 2 and 4 bytes for each pixel. For sizes beyond RegionMap::max_pixels, which get no
 /// workspace but have to be refused all the same where memory is short. Keeps and touches none of
 /// it. False is reported as above.
-bool could_allocate_workspace(std::uint16_t width, std::uint16_t height);
+bool could_allocate_workspace(uint16_t width, uint16_t height);
 
 } // namespace filter_processor
