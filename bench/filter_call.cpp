@@ -27,10 +27,9 @@ std::string parameter_text(const std::string& parameter, Size size) {
 }
 
 gx_priv_filter_context* create(const std::string& filter) {
-  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i)
     if (gx_get_filter_name(static_cast<int32_t>(i), nullptr) == filter)
       return gx_create_filter(i, nullptr);
-  }
   throw std::runtime_error("no filter " + filter);
 }
 

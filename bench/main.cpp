@@ -23,10 +23,9 @@ void copy_pixels(benchmark::State& state, Size size) {
 /// As the operating system calls the processor, or "unknown".
 std::string processor() {
   std::ifstream info("/proc/cpuinfo");
-  for (std::string line; std::getline(info, line);) {
+  for (std::string line; std::getline(info, line);)
     if (line.starts_with("model name"))
       return line.substr(line.find(':') + 2);
-  }
   return "unknown";
 }
 

@@ -28,10 +28,9 @@ void lookup(Pixels& pixels, Size) {
 }
 
 void clear_between(Pixels& pixels, Size) {
-  for (Pixel& pixel : pixels) {
+  for (Pixel& pixel : pixels)
     if (pixel >= 1000 && pixel <= 1500)
       pixel = 0;
-  }
 }
 
 /// Nearest neighbour in 16.16 fixed point.
@@ -47,10 +46,9 @@ void resize(const Pixels& from, Size size, Pixels& to) {
 }
 
 void fill_top(Pixels& pixels, Size size) {
-  for (size_t i = size.width; i < pixels.size(); ++i) {
+  for (size_t i = size.width; i < pixels.size(); ++i)
     if (pixels[i] == 0)
       pixels[i] = pixels[i - size.width];
-  }
 }
 
 /// From the neighbour above, below or to the left whose valid value comes first by `before`.
@@ -61,10 +59,9 @@ void fill_extreme(Pixels& pixels, Size size, Before before) {
       Pixel* const pixel = &pixels[size_t{y} * size.width + x];
       if (*pixel != 0)
         continue;
-      for (const Pixel* neighbour : {pixel - size.width, pixel + size.width, pixel - 1}) {
+      for (const Pixel* neighbour : {pixel - size.width, pixel + size.width, pixel - 1})
         if (*neighbour != 0 && (*pixel == 0 || before(*neighbour, *pixel)))
           *pixel = *neighbour;
-      }
     }
   }
 }
@@ -184,22 +181,27 @@ void add(const char* form, Run run) {
 /// Forms that work in place.
 template <typename Form>
 void add_form(const char* name, Form form, Scene scene = noisy_scene) {
-  add(name, [=](benchmark::State& state, Size size) {
-    measure_with_copy(state, cached(scene, size), [&](Pixels& pixels) { form(pixels, size); });
-  });
+  add(
+      name,
+      [=](benchmark::State& state, Size size) {
+        measure_with_copy(
+            state, cached(scene, size), [&](Pixels& pixels) { form(pixels, size); });
+      });
 }
 
 /// Forms that write another frame, `factor` times as wide and high, than they read.
 template <typename Form>
 void add_copying_form(const char* name, uint32_t factor, Form form) {
-  add(name, [=](benchmark::State& state, Size size) {
-    const Pixels& from = cached(noisy_scene, size);
-    Pixels to(size_t{factor} * factor * size.pixels());
-    for (auto _ : state) {
-      form(from, size, to);
-      benchmark::ClobberMemory();
-    }
-  });
+  add(
+      name,
+      [=](benchmark::State& state, Size size) {
+        const Pixels& from = cached(noisy_scene, size);
+        Pixels to(size_t{factor} * factor * size.pixels());
+        for (auto _ : state) {
+          form(from, size, to);
+          benchmark::ClobberMemory();
+        }
+      });
 }
 
 } // namespace
@@ -211,8 +213,8 @@ void register_naive_forms() {
   add_copying_form("resize_same", 1, resize<1>);
   add_copying_form("resize_double", 2, resize<2>);
   add_form("fill_top", fill_top);
-  add_form("fill_nearest",
-           [](Pixels& pixels, Size size) { fill_extreme(pixels, size, std::less<>()); });
+  add_form(
+      "fill_nearest", [](Pixels& pixels, Size size) { fill_extreme(pixels, size, std::less<>()); });
   add_form("fill_farthest",
            [](Pixels& pixels, Size size) { fill_extreme(pixels, size, std::greater<>()); });
   add_copying_form("median_3x3", 1, median<1>);

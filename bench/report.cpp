@@ -90,10 +90,9 @@ class Tables {
   /// At the highest level that was measured.
   std::optional<double> best(const std::string& name) const {
     std::optional<double> found;
-    for (const char* level : levels) {
+    for (const char* level : levels)
       if (const auto ns = time(name, level))
         found = ns;
-    }
     return found;
   }
 

@@ -36,13 +36,11 @@ gx_error* create_error(gx_status status, const char* message, const char* functi
 } // namespace
 
 void store_error(gx_error** error, const char* function, const Failure& failure) noexcept {
-  if (error == nullptr) {
+  if (error == nullptr)
     return;
-  }
   *error = create_error(GX_STATUS_ERROR, failure.message, function, failure.args, failure.type);
-  if (*error == nullptr) {
+  if (*error == nullptr)
     *error = &memory_exhausted;
-  }
 }
 
 } // namespace gexton
@@ -75,7 +73,6 @@ gx_exception_type gx_error_get_exception_type(const gx_error* error) {
 }
 
 void gx_delete_error(gx_error* error) {
-  if (error != nullptr && error != &memory_exhausted) {
+  if (error != nullptr && error != &memory_exhausted)
     live_handles<gx_error>.release(error);
-  }
 }

@@ -24,9 +24,8 @@ class FaultPlan {
   void fail_function(const char* function, uint64_t n) {
     const std::lock_guard lock(mutex_);
     function_.fill('\0');
-    if (function != nullptr) {
+    if (function != nullptr)
       std::strncpy(function_.data(), function, function_.size() - 1);
-    }
     every_call_of_function_ = n == 0;
     function_calls_until_fault_ = n;
     update_armed();
@@ -71,9 +70,8 @@ std::atomic<const char*> last_fault{""};
 
 bool fault_due(const char* function) noexcept {
   call_count.fetch_add(1, std::memory_order_relaxed);
-  if (!plan.armed() || !plan.take(function)) {
+  if (!plan.armed() || !plan.take(function))
     return false;
-  }
   fault_count.fetch_add(1, std::memory_order_relaxed);
   last_fault.store(function, std::memory_order_relaxed);
   return true;

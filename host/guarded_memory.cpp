@@ -40,9 +40,8 @@ uint8_t* allocate_guarded(size_t size, size_t alignment) {
   const Pages pages(size);
   void* const start =
       mmap(nullptr, pages.accessible + pages.page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (start == MAP_FAILED) {
+  if (start == MAP_FAILED)
     throw std::bad_alloc();
-  }
   if (mprotect(start, pages.accessible, PROT_READ | PROT_WRITE) != 0) {
     munmap(start, pages.accessible + pages.page);
     throw std::bad_alloc();

@@ -92,9 +92,8 @@ class Reference {
     return *this;
   }
   ~Reference() {
-    if (handle_ != nullptr) {
+    if (handle_ != nullptr)
       live_handles<T>.release(handle_);
-    }
   }
 
   /// Hands the reference to the caller: how a new reference leaves through the C interface.

@@ -51,11 +51,9 @@ class IdleBuffers {
   /// Null where no idle buffer has this size. Prefers the newest, which caches may still hold.
   uint8_t* take(uint32_t size) {
     const std::lock_guard lock(mutex_);
-    for (size_t i = count_; i-- > 0;) {
-      if (buffers_[i].size == size) {
+    for (size_t i = count_; i-- > 0;)
+      if (buffers_[i].size == size)
         return remove(i);
-      }
-    }
     return nullptr;
   }
 
@@ -65,18 +63,16 @@ class IdleBuffers {
       return;
     }
     const std::lock_guard lock(mutex_);
-    while (count_ == buffers_.size() || total_bytes_ + size > max_bytes) {
+    while (count_ == buffers_.size() || total_bytes_ + size > max_bytes)
       deallocate(remove(0));
-    }
     buffers_[count_++] = {bytes, size};
     total_bytes_ += size;
   }
 
   void clear() {
     const std::lock_guard lock(mutex_);
-    while (count_ > 0) {
+    while (count_ > 0)
       deallocate(remove(count_ - 1));
-    }
   }
 
  private:
@@ -106,12 +102,10 @@ IdleBuffers idle_buffers;
 std::atomic<bool> guards_new_buffers{false};
 
 uint8_t* acquire(uint32_t size, bool guarded) {
-  if (size == 0) {
+  if (size == 0)
     return nullptr;
-  }
-  if (guarded) {
+  if (guarded)
     return allocate_guarded(size, static_cast<size_t>(alignment));
-  }
   uint8_t* const recycled = recycles ? idle_buffers.take(size) : nullptr;
   return recycled != nullptr ? recycled : allocate(size);
 }
@@ -124,13 +118,12 @@ PixelBuffer::PixelBuffer(uint32_t size, bool guarded)
     : bytes_(acquire(size, guarded), Recycle{size, guarded}) {}
 
 void PixelBuffer::Recycle::operator()(uint8_t* bytes) const noexcept {
-  if (guarded) {
+  if (guarded)
     free_guarded(bytes, size, static_cast<size_t>(alignment));
-  } else if (recycles) {
+  else if (recycles)
     idle_buffers.put(bytes, size);
-  } else {
+  else
     deallocate(bytes);
-  }
 }
 
 } // namespace gexton

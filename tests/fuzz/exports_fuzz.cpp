@@ -137,10 +137,9 @@ void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
 Pixels read_pixels_after(Input& input, Size size, Pixels& previous) {
   if (previous.size() == size.pixels() && input.one_in(2)) {
     const uint32_t step = 1 + input.byte();
-    for (size_t i = 0; i < previous.size(); ++i) {
+    for (size_t i = 0; i < previous.size(); ++i)
       if (previous[i] != 0)
         previous[i] = static_cast<uint16_t>(previous[i] + i * step % 15 - 7);
-    }
   } else {
     previous = read_pixels(input, size);
   }
@@ -327,10 +326,13 @@ class Twins {
     const auto slot = input.pick(Slot::empty, Slot::none, Slot::holding_an_error);
     std::string errors[2];
     for (size_t i = 0; i < 2; ++i) {
-      errors[i] = call(slot, [&](gx_error** error) -> gx_frame* {
-                    one(*instances_[i], error);
-                    return nullptr;
-                  }).error;
+      errors[i] = call(
+                      slot,
+                      [&](gx_error** error) -> gx_frame* {
+                        one(*instances_[i], error);
+                        return nullptr;
+                      })
+                      .error;
     }
     require(errors[0] == errors[1], "two instances report the same");
   }

@@ -153,11 +153,10 @@ inline naive::Record read_record(Input& input) {
   }
   for (unsigned changes = input.below(12); changes > 0; --changes) {
     const size_t offset = input.number<uint16_t>() % (record.bytes.size() - 3);
-    if (input.one_in(2)) {
+    if (input.one_in(2))
       record.f32(offset, input.pick(0.0F, 1.0F, 0.5F, 0.1F, -1.0F, 2.0F, 1e9F, NAN, INFINITY));
-    } else {
+    else
       record.u16(offset, input.number<uint16_t>());
-    }
   }
   // Vast records take gigabytes, or are refused where there are none.
   if (size_t{record.u16(0)} * record.u16(2) > 65536)

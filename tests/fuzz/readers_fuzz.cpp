@@ -46,11 +46,9 @@ Bytes encode_pgm(const Image& image) {
 
 Bytes encode_bin(const Image& image) {
   Bytes header;
-  for (const uint32_t side : {image.size.height, image.size.width}) {
-    for (unsigned shift = 0; shift < 32; shift += 8) {
+  for (const uint32_t side : {image.size.height, image.size.width})
+    for (unsigned shift = 0; shift < 32; shift += 8)
       header.push_back(static_cast<uint8_t>(side >> shift & 0xff));
-    }
-  }
   return encode_raw(image, header, false);
 }
 
@@ -73,9 +71,8 @@ void check_image(const Result<Image>& image) {
 void read_any_picture(Input& input) {
   const char* name = input.pick("a.png", "a.PGM", "a.raw", "a.bin", "a", "a.txt", ".png");
   std::optional<FrameSize> size;
-  if (input.byte() % 2 == 0) {
+  if (input.byte() % 2 == 0)
     size = {input.number<uint16_t>(), input.number<uint16_t>()};
-  }
   check_image(decode_image(name, input.take_all(), size));
 }
 
@@ -86,9 +83,8 @@ void check_camera(const Camera& camera, const Image& image) {
   require(camera.depth_unit > 0 && camera.intrinsic.fx > 0 && camera.intrinsic.fy > 0,
           "lengths are positive");
   require(camera.d2d.bitSize >= 8 && camera.d2d.bitSize <= 16, "bits of a 16-bit code");
-  if (const Failure failure = check_codes(image, camera)) {
+  if (const Failure failure = check_codes(image, camera))
     check_error(*failure);
-  }
   const auto profile = make_profile(image.size, camera);
   require(bool(profile), "a camera's facts make a profile");
   const auto frame = make_frame(image, 7, **profile, camera);
@@ -104,21 +100,18 @@ void read_facts(Input& input) {
   const size_t own_length = input.number<uint16_t>();
   const auto facts = parse_camera_facts(input.take(own_length));
   const auto overrides = parse_camera_facts(input.take_all());
-  if (!facts) {
+  if (!facts)
     return check_error(facts.error());
-  }
   require(merge_facts(*facts, CameraFacts::object()) == *facts, "nothing overrides nothing");
   const CameraFacts merged = overrides ? merge_facts(*facts, *overrides) : *facts;
   const auto raw_size = raw_frame_size(merged);
-  if (!raw_size) {
+  if (!raw_size)
     check_error(raw_size.error());
-  } else if (*raw_size) {
+  else if (*raw_size)
     require(!check_size((*raw_size)->width, (*raw_size)->height), "a size is within the limits");
-  }
   const auto camera = make_camera(merged, image.size);
-  if (!camera) {
+  if (!camera)
     return check_error(camera.error());
-  }
   check_camera(*camera, image);
 }
 
@@ -137,14 +130,12 @@ std::string take_text(std::string& rest) {
 }
 
 void check_request(const Result<FilterRequest>& request, const std::vector<Parameter>& schema) {
-  if (!request) {
+  if (!request)
     return check_error(request.error());
-  }
   require(request->record.empty() || request->values.empty(), "parameters or a record");
   const auto values = complete_values(*request, schema);
-  if (!values) {
+  if (!values)
     return check_error(values.error());
-  }
   require(values->size() == schema.size(), "a value for each parameter");
   for (const auto& [key, value] : request->values) {
     const Parameter* parameter = find_parameter(schema, key);
@@ -180,9 +171,8 @@ void read_filter_request(const std::string& text) {
   if (request && request->record.empty() && !record_like) {
     require(!request->name.empty() && trim(request->name) == request->name, "a request has a name");
     std::string again = request->name + ":";
-    for (const auto& [key, value] : request->values) {
+    for (const auto& [key, value] : request->values)
       again += key + "=" + value + ",";
-    }
     const auto repeated = parse_filter_request(again);
     require(repeated && repeated->name == request->name && repeated->values == request->values,
             "a request reads the same when it is put together again");
@@ -191,19 +181,16 @@ void read_filter_request(const std::string& text) {
 
 void read_chain_text(const std::string& text) {
   const auto chain = parse_chain(text);
-  if (!chain) {
+  if (!chain)
     return check_error(chain.error());
-  }
-  for (const FilterRequest& request : *chain) {
+  for (const FilterRequest& request : *chain)
     check_request(request, {});
-  }
 }
 
 void compare_names(std::string text) {
   std::array<std::string, 3> names;
-  for (std::string& name : names) {
+  for (std::string& name : names)
     name = take_text(text);
-  }
   for (const std::string& a : names) {
     for (const std::string& b : names) {
       require(natural_less(a, b) + natural_less(b, a) == (a != b), "of two names one is less");

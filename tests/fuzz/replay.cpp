@@ -11,10 +11,9 @@
 
 int main(int argc, char** argv) {
   std::set<std::filesystem::path> files;
-  for (int i = 1; i < argc; ++i) {
+  for (int i = 1; i < argc; ++i)
     for (const auto& entry : std::filesystem::directory_iterator(argv[i]))
       files.insert(entry.path());
-  }
   LLVMFuzzerInitialize(&argc, &argv);
   for (const std::filesystem::path& path : files) {
     std::cerr << path.filename().string() << '\n';

@@ -82,9 +82,8 @@ class HostCalls : public ::testing::TestWithParam<FilterCase> {
 
   Filter make_filter() const {
     Filter filter(GetParam().filter);
-    if (!GetParam().values.empty()) {
+    if (!GetParam().values.empty())
       EXPECT_EQ(filter.update(GetParam().values), "");
-    }
     return filter;
   }
 };
@@ -184,9 +183,8 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
       EXPECT_EQ(filter.process(make_set({color.get()}).get()), nullptr);
       EXPECT_NE(filter.update({}), "");
       filter.update(refused);
-      if (!stores_always) {
+      if (!stores_always)
         EXPECT_EQ(filter.update(values), "");
-      }
     }));
     // A host may also configure from within its functions: the lock is recursive.
     EXPECT_EQ(filter.update(changed), "");

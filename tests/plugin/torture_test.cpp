@@ -75,10 +75,9 @@ struct Path {
   bool takes_blob = false;
 
   Look prepare(Instance& instance) const {
-    for (const Step step : steps) {
+    for (const Step step : steps)
       if (step != nullptr)
         (instance.*step)();
-    }
     return look(instance.look);
   }
 };
@@ -174,11 +173,10 @@ void TortureTest::torture(const Path& path, Fault fault) {
   // A filter that blends frames has taken one in once its pixels are blended. Only putting them
   // into a set can fail after that: to make it, to push, and to give two references back.
   const bool tells = is_set() && expected.seen != expected.unseen;
-  if (is_of_host(fault)) {
+  if (is_of_host(fault))
     EXPECT_EQ(seen_, tells ? 4 : 0);
-  } else {
+  else
     EXPECT_EQ(seen_ > 0, tells);
-  }
 }
 
 /// Processes the frame at the end of the path with one fault, and the frames after it without.
@@ -312,10 +310,9 @@ TEST_P(TortureTest, DeliversANewFrameOfTheInputsType) {
 /// What a new instance makes of the frame at the end of the path of that name.
 std::string outcome_of(const char* path, const FilterCase& filter_case) {
   Instance instance(filter_case, InputKind::depth_frame);
-  for (const Path& each : paths) {
+  for (const Path& each : paths)
     if (std::string(each.name) == path)
       return instance.outcome(instance.make(each.prepare(instance)));
-  }
   ADD_FAILURE() << "no path " << path;
   return "";
 }

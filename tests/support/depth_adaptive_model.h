@@ -126,9 +126,8 @@ void compare_sequences(const char* filter_name, Model model, unsigned seed) {
   int compared = 0;
   for (int i = 0; i < 3000; ++i) {
     const auto dice = random() % 10;
-    if (dice < 2) {
+    if (dice < 2)
       EXPECT_EQ(filter.update_to(model.random_update(random)), "");
-    }
     if (dice == 3) {
       filter.reset();
       model.reset();

@@ -104,10 +104,9 @@ inline const FilterFacts& facts_of_filter(const std::string& filter) {
       {"NoiseRemovalFilter", true, true, "2 256 32 16"},
       {"LutNoiseRemovalFilter", true, true, "2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 2 192 32 16"},
   };
-  for (const FilterFacts& each : all) {
+  for (const FilterFacts& each : all)
     if (each.filter == filter)
       return each;
-  }
   throw std::out_of_range("no facts of " + filter);
 }
 

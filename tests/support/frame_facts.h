@@ -31,10 +31,9 @@ inline std::string facts_of(gx_frame* frame) {
   }
   if (size > 0)
     facts.append(reinterpret_cast<const char*>(gx_frame_get_data(frame, nullptr)), size);
-  if (type == GX_FRAME_SET) {
+  if (type == GX_FRAME_SET)
     for (uint32_t i = 0; i < gexton_frameset_get_count(frame, nullptr); ++i)
       facts += facts_of(Frame{gexton_frameset_get_frame(frame, i, nullptr)}.get());
-  }
   return facts;
 }
 

@@ -94,10 +94,9 @@ inline Pixels pixels_of(const gx_frame* frame) {
 class Filter {
  public:
   explicit Filter(const std::string& name) {
-    for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
+    for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i)
       if (gx_get_filter_name(static_cast<int32_t>(i), nullptr) == name)
         context_.reset(gx_create_filter(i, nullptr));
-    }
   }
 
   /// The error's text, "" when the values were accepted.

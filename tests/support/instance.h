@@ -160,9 +160,8 @@ class Instance {
   }
 
   void update_to(const Values& values) {
-    if (!values.empty()) {
+    if (!values.empty())
       EXPECT_EQ(filter_.update(values), "");
-    }
   }
 
   Filter& filter() { return filter_; }

@@ -48,9 +48,8 @@ Function real(const char* name) {
 gx_priv_filter_context* create_real() {
   const auto name_of = real<decltype(&gx_get_filter_name)>("gx_get_filter_name");
   uint64_t index = 0;
-  while (name_of(static_cast<int32_t>(index), nullptr) != filter_name()) {
+  while (name_of(static_cast<int32_t>(index), nullptr) != filter_name())
     ++index;
-  }
   return real<decltype(&gx_create_filter)>("gx_create_filter")(index, nullptr);
 }
 
@@ -98,9 +97,8 @@ void spoil_input(gx_frame* frame) {
              gx_frame_get_type(frame, nullptr) == GX_FRAME_SET) {
     for (uint32_t i = gexton_frameset_get_count(frame, nullptr); i-- > 0;) {
       gx_frame* const member = gexton_frameset_get_frame(frame, i, nullptr);
-      if (gx_frame_get_type(member, nullptr) == GX_FRAME_COLOR) {
+      if (gx_frame_get_type(member, nullptr) == GX_FRAME_COLOR)
         gx_frame_get_data(member, nullptr)[0] ^= 1;
-      }
       gx_delete_frame(member, nullptr);
     }
   } else if (fault_is("crashes") && is_depth() && gx_frame_get_index(frame, nullptr) == 7) {
@@ -123,9 +121,8 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
     gx_frame* const depth = gx_frame_get_type(output, nullptr) == GX_FRAME_SET
                                 ? gx_frameset_get_depth_frame(output, nullptr)
                                 : gexton_frame_add_reference(output, nullptr);
-    if (uint8_t* const pixels = gx_frame_get_data(depth, nullptr)) { // a call that may fail, too
+    if (uint8_t* const pixels = gx_frame_get_data(depth, nullptr)) // a call that may fail, too
       std::fill_n(pixels, gx_frame_get_data_size(depth, nullptr), uint8_t{0});
-    }
     gx_delete_frame(depth, nullptr);
     blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
@@ -161,9 +158,8 @@ gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
   } else if (error_is(error, "invalid frame data size error")) {
     if (fault_is("reads beyond a short frame")) {
       const volatile uint8_t* data = gx_frame_get_data(frame, nullptr);
-      if (data != nullptr) { // a read there would be noticed without guards as well
+      if (data != nullptr) // a read there would be noticed without guards as well
         static_cast<void>(data[2 * width_times_height(frame) - 1]);
-      }
     } else if (fault_is("takes short frames")) {
       forget(error);
       return gx_create_frame_from_other_frame(frame, true, nullptr);
@@ -181,30 +177,24 @@ std::string replaced(std::string text, std::string_view what, std::string_view w
 } // namespace
 
 uint64_t gx_get_filter_count(gx_error**) {
-  if (fault_is("throws when asked for its filters")) {
+  if (fault_is("throws when asked for its filters"))
     throw std::runtime_error("none\ntoday");
-  }
-  if (fault_is("claims filters without number")) {
+  if (fault_is("claims filters without number"))
     return std::numeric_limits<uint64_t>::max();
-  }
   return fault_is("offers nothing") ? 0 : 1;
 }
 
 const char* gx_get_filter_name(int32_t index, gx_error** error) {
   static const std::string other_place = filter_name();
   static int calls = 0;
-  if (fault_is("writes a slot that is not its") && error != nullptr) {
+  if (fault_is("writes a slot that is not its") && error != nullptr)
     *error = nullptr;
-  }
-  if (fault_is("has names that move") && index == 0 && ++calls % 2 == 0) {
+  if (fault_is("has names that move") && index == 0 && ++calls % 2 == 0)
     return other_place.c_str();
-  }
-  if (fault_is("has no name")) {
+  if (fault_is("has no name"))
     return nullptr;
-  }
-  if (index == 0 && fault_is("goes by another name")) {
+  if (index == 0 && fault_is("goes by another name"))
     return "OtherName";
-  }
   return index == 0 || fault_is("names everything") ? filter_name().c_str() : "UnknownFilter";
 }
 
@@ -215,9 +205,8 @@ const char* gx_get_commit_hash() {
 gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
   static int instances = 0;
   const uint64_t seen = fault_is("cuts the index") ? static_cast<uint32_t>(index) : index;
-  if (seen != 0) {
+  if (seen != 0)
     return nullptr;
-  }
   auto* const filter = new gx_priv_filter{create_real(), ++instances};
   const bool strange = fault_is("has a reset of its own");
   return new gx_priv_filter_context{
@@ -233,9 +222,8 @@ gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
 
 void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
   if (context != nullptr) {
-    if (context->filter->doomed) {
+    if (context->filter->doomed)
       std::abort();
-    }
     context->filter->real->destroy(context->filter->real);
     delete context->filter;
     delete context;
@@ -243,12 +231,10 @@ void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
 }
 
 const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
-  if (filter == nullptr && fault_is("crashes on null")) {
+  if (filter == nullptr && fault_is("crashes on null"))
     std::abort();
-  }
-  if (filter == nullptr) {
+  if (filter == nullptr)
     return nullptr;
-  }
   static const std::string text = filter->real->get_config_schema(filter->real->filter);
   static const std::string spoiled =
       fault_is("has a short line in the schema") ? text + "\nmore, float, 0, 1, 1, 1"
@@ -264,17 +250,14 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
 void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,
                                   gx_error** error) {
   if (filter == nullptr) {
-    if (fault_is("crashes on updates of null")) {
+    if (fault_is("crashes on updates of null"))
       std::abort();
-    }
     return;
   }
-  if (fault_is("exits")) {
+  if (fault_is("exits"))
     _exit(0);
-  }
-  if (fault_is("throws what is no exception")) {
+  if (fault_is("throws what is no exception"))
     throw 7;
-  }
   if (argc == 2 && fault_is("has bounds of ten digits")) {
     const long long weight = std::atoll(argv[1]);
     if (weight < 1 || weight > std::numeric_limits<int32_t>::max()) {
@@ -283,9 +266,8 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
     }
     argv[1] = "0.4"; // whatever was asked for
   }
-  if (error == nullptr && fault_is("relies on a slot")) {
+  if (error == nullptr && fault_is("relies on a slot"))
     std::abort();
-  }
   filter->real->update_config(filter->real->filter, argc, argv, error);
   if (argc == 2 && std::string_view(argv[1]) == "1" && fault_is("refuses a maximum")) {
     refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
@@ -308,9 +290,8 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
 
 void gx_priv_filter_set_config_data(gx_priv_filter* filter, const uint8_t* data, uint64_t size,
                                     gx_error** error) {
-  if (filter == nullptr) {
+  if (filter == nullptr)
     return;
-  }
   if (size == 291 && fault_is("has a strange opinion of records")) {
     refuse("too long", "record", "size", 0, error);
     return;
@@ -319,13 +300,11 @@ void gx_priv_filter_set_config_data(gx_priv_filter* filter, const uint8_t* data,
 }
 
 gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame, gx_error** error) {
-  if (filter == nullptr) {
+  if (filter == nullptr)
     return nullptr;
-  }
   if (frame == nullptr) {
-    if (fault_is("complains about null")) {
+    if (fault_is("complains about null"))
       refuse("null", "process", "frame", 4, error);
-    }
     return nullptr;
   }
   filter->doomed = fault_is("crashes at its end") && gx_video_frame_get_width(frame, nullptr) == 64;
@@ -335,14 +314,12 @@ gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame, gx_err
 }
 
 void gx_priv_filter_reset(gx_priv_filter* filter) {
-  if (filter == nullptr) {
+  if (filter == nullptr)
     return;
-  }
   while (fault_is("hangs")) {
     alarm(100); // ends what nobody else does
     pause();
   }
-  if (!fault_is("resets nothing")) {
+  if (!fault_is("resets nothing"))
     filter->real->reset(filter->real->filter);
-  }
 }

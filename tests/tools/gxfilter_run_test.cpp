@@ -91,9 +91,8 @@ TEST_F(GxfilterProgram, FillsHolesFromAbove) {
   EXPECT_EQ(count_files("filled"), 6U);
   for (const char* name : {"frame_0000.png", "frame_0001.png", "frame_0002.png"}) {
     Image expected = picture(std::string("scene/") + name);
-    for (size_t i = 120; i < expected.pixels.size(); ++i) {
+    for (size_t i = 120; i < expected.pixels.size(); ++i)
       expected.pixels[i] = expected.pixels[i] != 0 ? expected.pixels[i] : expected.pixels[i - 120];
-    }
     EXPECT_EQ(picture(std::string("filled/") + name), expected) << name;
   }
 }
@@ -187,9 +186,8 @@ class GxfilterWithProbe : public GxfilterProgram {
   void SetUp() override {
     GxfilterProgram::SetUp();
     fs::create_directory(directory_ / "recording");
-    for (const char* name : {"f9.png", "f10.png", "f11.png", "f100.png"}) {
+    for (const char* name : {"f9.png", "f10.png", "f11.png", "f100.png"})
       save(std::string("recording/") + name, Image{{16, 2}, std::vector<uint16_t>(32, 99)});
-    }
   }
 
   Outcome probe(const std::string& arguments) const {
@@ -257,9 +255,8 @@ TEST_F(GxfilterWithProbe, StopsWhereAFilterFails) {
   const Outcome outcome = probe("recording --filter ProbeFilter --filter FailingFilter");
   EXPECT_EQ(outcome.status, 4);
   for (const char* text :
-       {"f11.png", "FailingFilter", "probe message", "probe::process", "probe args"}) {
+       {"f11.png", "FailingFilter", "probe message", "probe::process", "probe args"})
     EXPECT_NE(outcome.err.find(text), std::string::npos) << outcome.err;
-  }
   EXPECT_EQ(count_files("results"), 2U);
   EXPECT_EQ(outcome.out.find("LEAK"), std::string::npos);
   const Outcome silent = probe("recording --filter SilentFilter");

@@ -97,9 +97,8 @@ TEST(Readers, RefuseHeadersThatLie) {
   for (const char* header :
        {"P5 65536 1 65535 ", "P5 65535 65535 65535 ", "P5 4294967297 1 65535 ", "P5 0 1 65535 ",
         "P5 99999999999999999999 1 65535 ", "P5 -1 1 65535 ", "P5 1 1 255 x", "P5 1 1 65536 xx",
-        "P5 1 1 xx", "P51 1 65535 xx", "P2 1 1 65535 xx", "P5 # endless"}) {
+        "P5 1 1 xx", "P51 1 65535 xx", "P2 1 1 65535 xx", "P5 # endless"})
     EXPECT_FALSE(pgm(header)) << header;
-  }
   // 2^31 x 2^31 pixels, whose byte count wraps to the eight bytes there are; and a huge honest one.
   EXPECT_FALSE(decode_bin(Bytes{0, 0, 0, 0x80, 0, 0, 0, 0x80, 1, 2, 3, 4, 5, 6, 7, 8}));
   EXPECT_FALSE(decode_bin(Bytes{0xff, 0xff, 0, 0, 0xff, 0xff, 0, 0, 1, 2}));
@@ -132,9 +131,8 @@ TEST(Readers, ChooseByExtensionAndThenByContent) {
 TEST(FrameSizes, ParseStrictly) {
   EXPECT_EQ(parse_size("640x480"), (FrameSize{640, 480}));
   for (const char* text : {"", "640", "640x", "x480", "640x480 ", "0x480", "-1x4", "70000x1",
-                           "65535x65535", "640X480", "99999999999x1"}) {
+                           "65535x65535", "640X480", "99999999999x1"})
     EXPECT_FALSE(parse_size(text)) << text;
-  }
 }
 
 TEST(Schema, ReadsIrregularSpacingAndCommasInDescriptions) {
@@ -192,9 +190,8 @@ TEST(FilterRequests, ComeFromChainFiles) {
   for (const char* json :
        {"", "{}", "[3]", "[{}]", R"([{"filter": 3}])", "[", R"([{"filter": "A", "params": [1]}])",
         R"([{"filter": "A", "x": 1}])", R"([{"filter": "A", "params": {"x": null}}])",
-        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])"}) {
+        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])"})
     EXPECT_FALSE(parse_chain(json)) << json;
-  }
 }
 
 TEST(CameraFactsMerging, LetsOptionsWinFieldByField) {
@@ -284,9 +281,8 @@ TEST(Scene, IsTheSameOnEveryMachine) {
   settings.inset = settings.fringe = 2;
   settings.corner = 9;
   uint64_t sum = 0xcbf29ce484222325; // FNV-1a
-  for (const uint16_t pixel : render_scene(settings, 7).pixels) {
+  for (const uint16_t pixel : render_scene(settings, 7).pixels)
     sum = (sum ^ pixel) * 0x100000001b3;
-  }
   EXPECT_EQ(sum, 6587342931022281921U);
 }
 
@@ -352,9 +348,8 @@ TEST(Scene, GetsTheFaultsThatAreAskedFor) {
   settings.seed = 2; // without the faults above, only the pixels that drop out depend on it
   const Image other = render_scene(settings, 0);
   int dropped = 0;
-  for (size_t i = 0; i < base.pixels.size(); ++i) {
+  for (size_t i = 0; i < base.pixels.size(); ++i)
     dropped += base.pixels[i] == 0 && other.pixels[i] != 0;
-  }
   EXPECT_NEAR(dropped, 0.002 * 320 * 200, 40);
 
   settings = clean;
@@ -428,9 +423,8 @@ TEST(Canvas, DrawsWithinItself) {
 
 TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   FrameView ramp{{{512, 512}, std::vector<uint16_t>(size_t{512} * 512)}, GX_PIXEL_DEPTH, 2.0F};
-  for (size_t i = 0; i < ramp.image.pixels.size(); ++i) {
+  for (size_t i = 0; i < ramp.image.pixels.size(); ++i)
     ramp.image.pixels[i] = static_cast<uint16_t>(1000 + i % 512);
-  }
   const auto range = typical_range(ramp);
   ASSERT_TRUE(range);
   EXPECT_NEAR(range->low, 2010, 4);
@@ -445,9 +439,8 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   std::string ink; // in the columns below the panels
   for (uint32_t x = 0; x < picture.size.width; ++x) {
     bool inked = false;
-    for (uint32_t y = 42 + 512 + 5; y < picture.size.height; ++y) {
+    for (uint32_t y = 42 + 512 + 5; y < picture.size.height; ++y)
       inked |= color_at(picture, x, y) != color_at(picture, 0, 0);
-    }
     ink += inked ? '#' : ' ';
   }
   EXPECT_TRUE(std::regex_match(ink, std::regex(" *#\\S.*?\\S {30,40}\\S.*?\\S {30,40}\\S.*")))
@@ -464,10 +457,8 @@ TEST(Preview, ShowsAPartOfTheFrame) {
   ASSERT_TRUE(crop);
   EXPECT_EQ((std::array{crop->width, crop->height, crop->x, crop->y}),
             (std::array{2U, 3U, 4U, 5U}));
-  for (const char* text :
-       {"", "2x3", "2x3+4", "2x3+4+", "2x3+4+5x", "2x3-4+5", "0x3+4+5", "+4+5"}) {
+  for (const char* text : {"", "2x3", "2x3+4", "2x3+4+", "2x3+4+5x", "2x3-4+5", "0x3+4+5", "+4+5"})
     EXPECT_FALSE(parse_crop(text)) << text;
-  }
   const FrameView frame{{{3, 2}, {1, 2, 3, 4, 5, 6}}, GX_PIXEL_DISPARITY, 2.0F};
   const std::pair<Rectangle, Image> cases[] = {
       {{1, 0, 2, 1}, {{2, 1}, {2, 3}}},
@@ -521,9 +512,8 @@ TEST(Statistics, CountPerFrame) {
   const FrameView after{{{2, 1}, {5, 5}}, GX_PIXEL_DEPTH, 1.0F};
   const FrameView resized{{{1, 1}, {5}}, GX_PIXEL_DEPTH, 1.0F};
   EXPECT_LT(statistics.changed_pixels(), 0);
-  for (int i = 1; i <= 20; ++i) {
+  for (int i = 1; i <= 20; ++i)
     statistics.add(i, before, i == 20 ? resized : after);
-  }
   EXPECT_EQ(format_table({statistics}),
             "filter  frames  median ms     p95 ms   changed px  valid before  valid after\n"
             "F           20     10.000     19.000          1.0           1.0          1.9\n"

@@ -25,9 +25,8 @@ Outcome validate(const std::string& arguments, const std::string& environment = 
   std::FILE* const pipe = popen(command.c_str(), "r");
   Outcome outcome{-1, ""};
   std::array<char, 4096> bytes;
-  while (const size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe)) {
+  while (const size_t count = std::fread(bytes.data(), 1, bytes.size(), pipe))
     outcome.out.append(bytes.data(), count);
-  }
   const int status = pclose(pipe);
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;

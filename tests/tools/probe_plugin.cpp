@@ -78,9 +78,8 @@ gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
 void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
   // The host must have given everything back before it lets its last filter go.
   const gexton_live_handles live = gexton_get_live_handles();
-  if (live.frames + live.stream_profiles + live.errors + gexton_get_excess_releases() != 0) {
+  if (live.frames + live.stream_profiles + live.errors + gexton_get_excess_releases() != 0)
     std::printf("LEAK\n");
-  }
   delete context->filter;
   delete context;
 }
@@ -95,9 +94,8 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
                                   gx_error** error) {
   std::vector<int> values;
   values.reserve(static_cast<size_t>(argc));
-  for (int32_t i = 0; i < argc; ++i) {
+  for (int32_t i = 0; i < argc; ++i)
     values.push_back(std::atoi(argv[i]));
-  }
   if (argc == 2 && values[1] > 5) {
     reject("params out of range", "probe::update", "second", error);
     return;
@@ -116,9 +114,8 @@ void gx_priv_filter_set_config_data(gx_priv_filter* filter, const uint8_t*, uint
 }
 
 gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame, gx_error** error) {
-  if (filter->kind == Kind::silent) {
+  if (filter->kind == Kind::silent)
     return nullptr;
-  }
   if (filter->kind == Kind::failing && gx_frame_get_index(frame, nullptr) == 2) {
     reject("probe message", "probe::process", "probe args", error);
     return nullptr;

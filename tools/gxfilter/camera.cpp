@@ -21,16 +21,14 @@ class FactReader {
  public:
   FactReader(const nlohmann::json& facts, std::string prefix)
       : facts_(facts), prefix_(std::move(prefix)) {
-    if (!facts.is_object()) {
+    if (!facts.is_object())
       fail("", "must be an object");
-    }
   }
 
   double number(const char* key, double default_value, double min, double max) {
     const nlohmann::json* value = find(key);
-    if (value == nullptr) {
+    if (value == nullptr)
       return default_value;
-    }
     const double number = value->is_boolean()  ? (value->get<bool>() ? 1.0 : 0.0)
                           : value->is_number() ? value->get<double>()
                                                : std::nan("");
@@ -53,43 +51,36 @@ class FactReader {
 
   gx_pixel_type pixel_type(const char* key) {
     const nlohmann::json* value = find(key);
-    if (value == nullptr || *value == "depth") {
+    if (value == nullptr || *value == "depth")
       return GX_PIXEL_DEPTH;
-    }
-    if (*value == "disparity") {
+    if (*value == "disparity")
       return GX_PIXEL_DISPARITY;
-    }
-    if (*value != "tof") {
+    if (*value != "tof")
       fail(key, "must be \"depth\", \"disparity\" or \"tof\"");
-    }
     return GX_PIXEL_TOF_DEPTH;
   }
 
   // The value under `key`, null where there is none; every key that is asked for counts as known.
   const nlohmann::json* find(const char* key) {
     known_.insert(key);
-    if (!facts_.is_object()) {
+    if (!facts_.is_object())
       return nullptr;
-    }
     const auto found = facts_.find(key);
     return found == facts_.end() ? nullptr : &*found;
   }
 
   // The first thing that was wrong, or a key that nobody asked for.
   Failure failure() {
-    for (const auto& [key, value] : facts_.items()) {
-      if (!known_.contains(key)) {
+    for (const auto& [key, value] : facts_.items())
+      if (!known_.contains(key))
         fail(key, "is not a camera fact");
-      }
-    }
     return failure_;
   }
 
  private:
   void fail(const std::string& key, const std::string& reason) {
-    if (!failure_) {
+    if (!failure_)
       failure_ = Error{fmt::format("camera facts: {}{} {}", prefix_, key, reason)};
-    }
   }
 
   const nlohmann::json& facts_;
@@ -135,21 +126,18 @@ gx_camera_intrinsic read_intrinsic(FactReader& reader, FrameSize size) {
 
 Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json) {
   auto facts = nlohmann::json::parse(json.begin(), json.end(), nullptr, false);
-  if (!facts.is_object()) {
+  if (!facts.is_object())
     return Error{"not a JSON object of camera facts"};
-  }
   return facts;
 }
 
 Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
-  if (!bytes) {
+  if (!bytes)
     return bytes.error();
-  }
   auto facts = parse_camera_facts(*bytes);
-  if (!facts) {
+  if (!facts)
     return Error{fmt::format("{}: {}", path.string(), facts.error().message)};
-  }
   return facts;
 }
 
@@ -163,30 +151,25 @@ std::filesystem::path find_camera_file(const std::filesystem::path& input) {
     replaced.replace_extension(".json");
     candidates = {input.string() + ".json", replaced, input.parent_path() / "camera.json"};
   }
-  for (const auto& candidate : candidates) {
-    if (std::filesystem::is_regular_file(candidate, code)) {
+  for (const auto& candidate : candidates)
+    if (std::filesystem::is_regular_file(candidate, code))
       return candidate;
-    }
-  }
   return {};
 }
 
 CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides) {
   constexpr std::pair<const char*, const char*> repeated[] = {
       {"baseline", "baseline"}, {"fx", "fx"}, {"bit_size", "bitSize"}};
-  for (const auto& [fact, field] : repeated) {
-    if (overrides.contains(fact) && facts.contains("d2d") && facts["d2d"].is_object()) {
+  for (const auto& [fact, field] : repeated)
+    if (overrides.contains(fact) && facts.contains("d2d") && facts["d2d"].is_object())
       facts["d2d"].erase(field);
-    }
-  }
   facts.merge_patch(overrides);
   return facts;
 }
 
 Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts) {
-  if (!facts.contains("width") || !facts.contains("height")) {
+  if (!facts.contains("width") || !facts.contains("height"))
     return std::optional<FrameSize>();
-  }
   for (const char* side : {"width", "height"}) {
     if (!facts[side].is_number_integer() || facts[side].get<int64_t>() < 1 ||
         facts[side].get<int64_t>() > max_side) {
@@ -195,9 +178,8 @@ Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts) {
     }
   }
   const FrameSize size{facts["width"].get<uint32_t>(), facts["height"].get<uint32_t>()};
-  if (auto failure = check_size(size.width, size.height)) {
+  if (auto failure = check_size(size.width, size.height))
     return *failure;
-  }
   return std::optional(size);
 }
 
@@ -211,32 +193,27 @@ Result<Camera> make_camera(const CameraFacts& facts, FrameSize size) {
   camera.pixel_type = reader.pixel_type("pixel_type");
   camera.bit_size = reader.whole<uint8_t>("bit_size", 16, 8, 16);
   const double baseline = reader.number("baseline", 50, 0, any_positive);
-  if (reader.find("disparity_offset") != nullptr) {
+  if (reader.find("disparity_offset") != nullptr)
     camera.disparity_offset = reader.whole<int64_t>("disparity_offset", 0, int32_min, int32_max);
-  }
   const nlohmann::json* d2d = reader.find("d2d");
   const nlohmann::json none = nlohmann::json::object();
   FactReader d2d_reader(d2d != nullptr ? *d2d : none, "d2d.");
   camera.d2d =
       read_d2d(d2d_reader, baseline, static_cast<double>(camera.intrinsic.fx), camera.bit_size);
-  if (auto failure = reader.failure()) {
+  if (auto failure = reader.failure())
     return *failure;
-  }
-  if (auto failure = d2d_reader.failure()) {
+  if (auto failure = d2d_reader.failure())
     return *failure;
-  }
   return camera;
 }
 
 Failure check_codes(const Image& image, const Camera& camera) {
   const unsigned bits = std::min(camera.bit_size, camera.d2d.bitSize);
-  if (camera.pixel_type != GX_PIXEL_DISPARITY || bits >= 16) {
+  if (camera.pixel_type != GX_PIXEL_DISPARITY || bits >= 16)
     return std::nullopt;
-  }
   const auto largest = std::ranges::max_element(image.pixels);
-  if (*largest >> bits == 0) {
+  if (*largest >> bits == 0)
     return std::nullopt;
-  }
   const auto position = static_cast<uint64_t>(largest - image.pixels.begin());
   return Error{fmt::format("disparity code {} at ({}, {}) has more than {} bits", *largest,
                            position % image.size.width, position / image.size.width, bits)};

@@ -15,9 +15,8 @@ uint8_t to_sample(double value) {
 // Value of the polynomial with these coefficients, lowest power first.
 double polynomial(const std::array<double, 6>& coefficients, double x) {
   double value = 0;
-  for (size_t i = coefficients.size(); i-- > 0;) {
+  for (size_t i = coefficients.size(); i-- > 0;)
     value = value * x + coefficients[i];
-  }
   return value;
 }
 
@@ -36,11 +35,9 @@ void Canvas::set(uint32_t x, uint32_t y, Color color) {
 }
 
 void Canvas::fill(Rectangle area, Color color) {
-  for (uint32_t y = area.y; y < area.y + area.height; ++y) {
-    for (uint32_t x = area.x; x < area.x + area.width; ++x) {
+  for (uint32_t y = area.y; y < area.y + area.height; ++y)
+    for (uint32_t x = area.x; x < area.x + area.width; ++x)
       set(x, y, color);
-    }
-  }
 }
 
 void Canvas::frame(Rectangle area, Color color) {
@@ -54,11 +51,9 @@ void Canvas::text(uint32_t x, uint32_t y, uint32_t scale, Color color, std::stri
   for (const char character : text) {
     const auto& columns = glyph(character);
     for (uint32_t column = 0; column < glyph_width; ++column) {
-      for (uint32_t row = 0; row < glyph_height; ++row) {
-        if ((columns[column] >> row & 1) != 0) {
+      for (uint32_t row = 0; row < glyph_height; ++row)
+        if ((columns[column] >> row & 1) != 0)
           fill({x + column * scale, y + row * scale, scale, scale}, color);
-        }
-      }
     }
     x += glyph_advance * scale;
   }

@@ -33,9 +33,8 @@ void tell_line(int pipe, const std::string& line) {
   const std::string bytes = line + "\n";
   for (size_t sent = 0; sent < bytes.size();) {
     const ssize_t count = write(pipe, bytes.data() + sent, bytes.size() - sent);
-    if (count < 0 && errno != EINTR) {
+    if (count < 0 && errno != EINTR)
       _exit(1); // the parent is gone
-    }
     sent += count > 0 ? static_cast<size_t>(count) : 0;
   }
 }
@@ -43,9 +42,8 @@ void tell_line(int pipe, const std::string& line) {
 // A child that hangs must not outlive its parent, who may have died before this was asked for.
 void die_with(pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (getppid() != parent) {
+  if (getppid() != parent)
     _exit(1);
-  }
 }
 
 void prepare_child() {
@@ -86,13 +84,12 @@ class LineSplitter {
     size_t begin = 0;
     for (size_t end; (end = text_.find('\n', begin)) != std::string::npos; begin = end + 1) {
       const std::string line = text_.substr(begin, end - begin);
-      if (line == farewell) {
+      if (line == farewell)
         complete_ = true;
-      } else if (line.starts_with(thrown)) {
+      else if (line.starts_with(thrown))
         exception_ = line;
-      } else {
+      else
         on_line_(line);
-      }
     }
     text_.erase(0, begin);
   }
@@ -113,18 +110,15 @@ bool receive(int pipe, LineSplitter& lines, std::chrono::seconds patience) {
   for (;;) {
     pollfd waiting{pipe, POLLIN, 0};
     const int ready = poll(&waiting, 1, static_cast<int>(patience.count()) * 1000);
-    if (ready == 0) {
+    if (ready == 0)
       return false;
-    }
     const ssize_t count = ready > 0 ? read(pipe, bytes.data(), bytes.size()) : -1;
-    if (count == 0) {
+    if (count == 0)
       return true;
-    }
-    if (count > 0) {
+    if (count > 0)
       lines.add(bytes.data(), static_cast<size_t>(count));
-    } else if (errno != EINTR) {
+    else if (errno != EINTR)
       fail("the pipe from a child process");
-    }
   }
 }
 
@@ -181,9 +175,8 @@ class Child {
 ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
                       const LineReceiver& on_line, std::chrono::seconds patience) {
   std::array<int, 2> ends{};
-  if (pipe(ends.data()) != 0) {
+  if (pipe(ends.data()) != 0)
     fail("a pipe");
-  }
   std::fflush(nullptr); // or the child would print what is still buffered once more
   const pid_t parent = getpid();
   const pid_t process = fork();

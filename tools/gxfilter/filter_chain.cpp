@@ -13,9 +13,8 @@ Error usage_error(std::string message) {
 }
 
 Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
-  if (!entry.is_object() || !entry.contains("filter") || !entry["filter"].is_string()) {
+  if (!entry.is_object() || !entry.contains("filter") || !entry["filter"].is_string())
     return usage_error("each entry of a chain needs \"filter\" with a name");
-  }
   FilterRequest request;
   for (const auto& [key, value] : entry.items()) {
     if (key == "filter") {
@@ -24,9 +23,8 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
       request.record = value.get<std::string>();
     } else if (key == "params" && value.is_object()) {
       for (const auto& [name, parameter] : value.items()) {
-        if (parameter.is_structured() || parameter.is_null()) {
+        if (parameter.is_structured() || parameter.is_null())
           return usage_error(fmt::format("parameter '{}' needs a plain value", name));
-        }
         request.values[name] = parameter.is_string()    ? parameter.get<std::string>()
                                : parameter.is_boolean() ? (parameter.get<bool>() ? "1" : "0")
                                                         : parameter.dump();
@@ -35,9 +33,8 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
       return usage_error(fmt::format("unexpected '{}' in an entry of a chain", key));
     }
   }
-  if (!request.record.empty() && !request.values.empty()) {
+  if (!request.record.empty() && !request.values.empty())
     return usage_error(fmt::format("{}: parameters and a record exclude each other", request.name));
-  }
   return request;
 }
 
@@ -51,9 +48,8 @@ std::string helpful_lines(const FilterRequest& request, const std::vector<Parame
     const bool helps = rejected_known
                            ? parameter.name == rejected
                            : request.values.empty() || request.values.contains(parameter.name);
-    if (helps) {
+    if (helps)
       lines += "\n  " + parameter.line;
-    }
   }
   return lines;
 }
@@ -62,30 +58,25 @@ Failure configure(Filter& filter, const FilterRequest& request, std::vector<std:
   ErrorSlot slot;
   if (!request.record.empty()) {
     const auto record = read_file(request.record);
-    if (!record) {
+    if (!record)
       return usage_error(record.error().message);
-    }
     filter.set_config_data(*record, slot);
   } else {
     const auto values = complete_values(request, filter.schema());
-    if (!values) {
+    if (!values)
       return values.error();
-    }
     for (const auto& [key, value] : request.values) {
       const std::string doubt = doubt_about(*find_parameter(filter.schema(), key), value);
-      if (!doubt.empty()) {
+      if (!doubt.empty())
         notes.push_back(fmt::format("{}: {}: {}", filter.name(), key, doubt));
-      }
     }
-    if (filter.schema().empty()) {
+    if (filter.schema().empty())
       filter.reset();
-    } else {
+    else
       filter.update_config(*values, slot);
-    }
   }
-  if (!slot) {
+  if (!slot)
     return std::nullopt;
-  }
   return usage_error(fmt::format("{} rejects its configuration: {}{}", filter.name(), slot.text(),
                                  helpful_lines(request, filter.schema(), slot.args())));
 }
@@ -96,9 +87,8 @@ Result<FilterRequest> parse_filter_request(const std::string& text) {
   FilterRequest request;
   const size_t colon = text.find(':');
   request.name = trim(text.substr(0, colon));
-  if (request.name.empty()) {
+  if (request.name.empty())
     return usage_error(fmt::format("no filter name in '{}'", text));
-  }
   std::string_view rest = colon == std::string::npos
                               ? std::string_view()
                               : trim(std::string_view(text).substr(colon + 1));
@@ -112,27 +102,23 @@ Result<FilterRequest> parse_filter_request(const std::string& text) {
     rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
     const size_t equals = pair.find('=');
     const std::string key(trim(pair.substr(0, equals)));
-    if (equals == std::string_view::npos || key.empty()) {
+    if (equals == std::string_view::npos || key.empty())
       return usage_error(fmt::format("'{}' in '{}' is not key=value", pair, text));
-    }
-    if (!request.values.emplace(key, trim(pair.substr(equals + 1))).second) {
+    if (!request.values.emplace(key, trim(pair.substr(equals + 1))).second)
       return usage_error(fmt::format("'{}' is given twice in '{}'", key, text));
-    }
   }
   return request;
 }
 
 Result<std::vector<FilterRequest>> parse_chain(std::string_view json) {
   const auto chain = nlohmann::json::parse(json, nullptr, false);
-  if (!chain.is_array()) {
+  if (!chain.is_array())
     return usage_error("not a JSON list of filters");
-  }
   std::vector<FilterRequest> requests;
   for (const auto& entry : chain) {
     auto request = parse_chain_entry(entry);
-    if (!request) {
+    if (!request)
       return request.error();
-    }
     requests.push_back(std::move(*request));
   }
   return requests;
@@ -140,13 +126,11 @@ Result<std::vector<FilterRequest>> parse_chain(std::string_view json) {
 
 Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
-  if (!bytes) {
+  if (!bytes)
     return usage_error(bytes.error().message);
-  }
   auto requests = parse_chain({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
-  if (!requests) {
+  if (!requests)
     return usage_error(fmt::format("{}: {}", path.string(), requests.error().message));
-  }
   return requests;
 }
 
@@ -171,9 +155,8 @@ Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,
                            const FilterRequest& request, std::vector<std::string>& notes) {
   auto filter = Filter::create(plugin, request.name);
   if (filter) {
-    if (auto failure = configure(*filter, request, notes)) {
+    if (auto failure = configure(*filter, request, notes))
       return *failure;
-    }
   }
   return filter;
 }

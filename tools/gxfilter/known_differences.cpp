@@ -91,9 +91,8 @@ int find_known_difference(const std::string& filter, const std::string& check,
   int index = 0;
   for (const KnownDifference& known : table) {
     if (filter == known.filter && check == known.check && matches(known.doing, doing) &&
-        matches(known.came, came)) {
+        matches(known.came, came))
       return index;
-    }
     ++index;
   }
   return -1;

@@ -29,27 +29,23 @@ void print_table(const std::vector<Parameter>& schema) {
   std::vector<std::string> lines(schema.size());
   for (const Column& column : columns) {
     size_t width = std::string_view(column.title).size();
-    for (const Parameter& parameter : schema) {
+    for (const Parameter& parameter : schema)
       width = std::max(width, (parameter.*column.field).size());
-    }
     title_line += fmt::format("{:<{}}  ", column.title, width);
-    for (size_t i = 0; i < schema.size(); ++i) {
+    for (size_t i = 0; i < schema.size(); ++i)
       lines[i] += fmt::format("{:<{}}  ", schema[i].*column.field, width);
-    }
   }
   fmt::print("{}\n", title_line.substr(0, title_line.find_last_not_of(' ') + 1));
-  for (const std::string& line : lines) {
+  for (const std::string& line : lines)
     fmt::print("{}\n", line.substr(0, line.find_last_not_of(' ') + 1));
-  }
 }
 
 void print_json(const std::string& name, const std::vector<Parameter>& schema) {
   nlohmann::ordered_json parameters = nlohmann::ordered_json::array();
   for (const Parameter& parameter : schema) {
     nlohmann::ordered_json entry;
-    for (const Column& column : columns) {
+    for (const Column& column : columns)
       entry[column.title] = parameter.*column.field;
-    }
     parameters.push_back(std::move(entry));
   }
   const nlohmann::ordered_json result{{"filter", name}, {"parameters", std::move(parameters)}};
@@ -60,13 +56,11 @@ void print_json(const std::string& name, const std::vector<Parameter>& schema) {
 
 ExitStatus list_filters(const ListOptions& options) {
   const auto plugin = load_plugin(options.plugin);
-  if (!plugin) {
+  if (!plugin)
     return report(plugin.error());
-  }
   const auto names = (*plugin)->filter_names();
-  if (!names) {
+  if (!names)
     return report({"the plug-in " + names.error().message, names.error().status});
-  }
   if (options.json) {
     const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
                                         {"commit", (*plugin)->commit()},
@@ -74,28 +68,24 @@ ExitStatus list_filters(const ListOptions& options) {
     fmt::print("{}\n", result.dump(2));
     return ExitStatus::ok;
   }
-  for (size_t i = 0; i < names->size(); ++i) {
+  for (size_t i = 0; i < names->size(); ++i)
     fmt::print("{:>2}  {}\n", i, (*names)[i]);
-  }
   return ExitStatus::ok;
 }
 
 ExitStatus describe_filter(const DescribeOptions& options) {
   const auto plugin = load_plugin(options.plugin);
-  if (!plugin) {
+  if (!plugin)
     return report(plugin.error());
-  }
   const auto filter = Filter::create(*plugin, options.filter);
-  if (!filter) {
+  if (!filter)
     return report(filter.error());
-  }
-  if (options.json) {
+  if (options.json)
     print_json(filter->name(), filter->schema());
-  } else if (filter->schema().empty()) {
+  else if (filter->schema().empty())
     fmt::print("{} has no parameters\n", filter->name());
-  } else {
+  else
     print_table(filter->schema());
-  }
   return ExitStatus::ok;
 }
 

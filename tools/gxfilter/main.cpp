@@ -242,15 +242,12 @@ ExitStatus run_program(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? ExitStatus::ok : ExitStatus::usage;
   }
-  if (app.got_subcommand("list")) {
+  if (app.got_subcommand("list"))
     return list_filters(list);
-  }
-  if (app.got_subcommand("describe")) {
+  if (app.got_subcommand("describe"))
     return describe_filter(describe);
-  }
-  if (app.got_subcommand("validate")) {
+  if (app.got_subcommand("validate"))
     return validate_plugin(validate);
-  }
   return app.got_subcommand("run") ? run_filters(run) : synthesize(synth);
 }
 

@@ -31,9 +31,8 @@ std::filesystem::path Plugin::default_path() {
   const auto prefix = executable.parent_path().parent_path();
   for (const char* directory : {GXFILTER_LIBRARY_DIRECTORY, "lib", "lib/" GXFILTER_MULTIARCH}) {
     auto candidate = prefix / directory / name;
-    if (!code && std::filesystem::exists(candidate, code)) {
+    if (!code && std::filesystem::exists(candidate, code))
       return candidate;
-    }
     code.clear();
   }
   return name;
@@ -75,13 +74,11 @@ std::string Plugin::commit() const {
 Result<std::vector<std::string>> Plugin::filter_names() const {
   constexpr uint64_t most_filters = 10'000;
   const uint64_t count = functions_.get_filter_count(nullptr);
-  if (count > most_filters) {
+  if (count > most_filters)
     return Error{fmt::format("claims to have {} filters", count), ExitStatus::other};
-  }
   std::vector<std::string> names(count);
-  for (size_t i = 0; i < names.size(); ++i) {
+  for (size_t i = 0; i < names.size(); ++i)
     names[i] = text_or_empty(functions_.get_filter_name(static_cast<int32_t>(i), nullptr));
-  }
   return names;
 }
 
@@ -92,18 +89,15 @@ Error unknown_filter(const std::string& name, const std::vector<std::string>& na
 
 Result<Filter> Filter::create(std::shared_ptr<const Plugin> plugin, const std::string& name) {
   const auto names = plugin->filter_names();
-  if (!names) {
+  if (!names)
     return Error{"the plug-in " + names.error().message, names.error().status};
-  }
   const auto found = std::ranges::find(*names, name);
-  if (found == names->end()) {
+  if (found == names->end())
     return unknown_filter(name, *names);
-  }
   const auto index = static_cast<uint64_t>(found - names->begin());
   gx_priv_filter_context* context = plugin->functions().create_filter(index, nullptr);
-  if (context == nullptr) {
+  if (context == nullptr)
     return Error{fmt::format("{} can't be created", name), ExitStatus::other};
-  }
   return Filter(std::move(plugin), context, name);
 }
 
@@ -119,9 +113,8 @@ Filter::~Filter() = default;
 void Filter::update_config(const std::vector<std::string>& values, ErrorSlot& slot) {
   std::vector<const char*> texts;
   texts.reserve(values.size());
-  for (const std::string& value : values) {
+  for (const std::string& value : values)
     texts.push_back(value.c_str());
-  }
   plugin_->functions().update_config(context_->filter, static_cast<int32_t>(texts.size()),
                                      texts.data(), slot.receive());
 }

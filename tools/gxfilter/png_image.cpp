@@ -49,9 +49,8 @@ void on_warning(png_structp, png_const_charp) {}
 
 void read_bytes(png_structp png, png_bytep destination, size_t count) {
   auto& session = *static_cast<PngSession*>(png_get_io_ptr(png));
-  if (count > session.input.size()) {
+  if (count > session.input.size())
     png_error(png, "truncated PNG");
-  }
   std::memcpy(destination, session.input.data(), count);
   session.input = session.input.subspan(count);
 }
@@ -64,17 +63,15 @@ void write_bytes(png_structp png, png_bytep source, size_t count) {
   } catch (const std::bad_alloc&) {
     stored = false;
   }
-  if (!stored) {
+  if (!stored)
     png_error(png, "out of memory");
-  }
 }
 
 void flush_nothing(png_structp) {}
 
 bool read_header(PngReader& reader) {
-  if (setjmp(png_jmpbuf(reader.png))) {
+  if (setjmp(png_jmpbuf(reader.png)))
     return false;
-  }
   png_set_user_limits(reader.png, max_side, max_side);
   png_set_chunk_malloc_max(reader.png, png_alloc_size_t{1} << 24);
   png_set_read_fn(reader.png, &reader, read_bytes);
@@ -83,12 +80,10 @@ bool read_header(PngReader& reader) {
 }
 
 bool read_rows(PngReader& reader) {
-  if (setjmp(png_jmpbuf(reader.png))) {
+  if (setjmp(png_jmpbuf(reader.png)))
     return false;
-  }
-  if constexpr (std::endian::native == std::endian::little) {
+  if constexpr (std::endian::native == std::endian::little)
     png_set_swap(reader.png);
-  }
   png_set_interlace_handling(reader.png);
   png_read_update_info(reader.png, reader.info);
   png_read_image(reader.png, reader.rows.data());
@@ -97,9 +92,8 @@ bool read_rows(PngReader& reader) {
 }
 
 bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_type) {
-  if (setjmp(png_jmpbuf(writer.png))) {
+  if (setjmp(png_jmpbuf(writer.png)))
     return false;
-  }
   png_set_write_fn(writer.png, &writer, write_bytes, flush_nothing);
   // Noisy depth gains little from the slower levels; flat colours do.
   png_set_compression_level(writer.png, color_type == PNG_COLOR_TYPE_PALETTE ? 9 : 3);
@@ -110,9 +104,8 @@ bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_t
                  static_cast<int>(writer.palette.size()));
   }
   png_write_info(writer.png, writer.info);
-  if (bit_depth == 16 && std::endian::native == std::endian::little) {
+  if (bit_depth == 16 && std::endian::native == std::endian::little)
     png_set_swap(writer.png);
-  }
   png_write_image(writer.png, writer.rows.data());
   png_write_end(writer.png, nullptr);
   return true;
@@ -120,18 +113,16 @@ bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_t
 
 std::vector<png_bytep> row_pointers(uint8_t* first, size_t row_bytes, uint32_t height) {
   std::vector<png_bytep> rows(height);
-  for (size_t y = 0; y < height; ++y) {
+  for (size_t y = 0; y < height; ++y)
     rows[y] = first + y * row_bytes;
-  }
   return rows;
 }
 
 Failure check_header(const PngReader& reader, size_t file_size) {
   const uint64_t width = png_get_image_width(reader.png, reader.info);
   const uint64_t height = png_get_image_height(reader.png, reader.info);
-  if (auto failure = check_size(width, height)) {
+  if (auto failure = check_size(width, height))
     return failure;
-  }
   const int bits = png_get_bit_depth(reader.png, reader.info);
   const bool grey = png_get_color_type(reader.png, reader.info) == PNG_COLOR_TYPE_GRAY;
   if (!grey || bits != 16) {
@@ -163,12 +154,10 @@ std::optional<IndexedImage> index_colors(const RgbImage& image) {
     const std::array color{image.samples[i], image.samples[i + 1], image.samples[i + 2]};
     const auto [found, is_new] =
         known.try_emplace(color, static_cast<uint8_t>(result.palette.size()));
-    if (is_new && result.palette.size() == most_colors) {
+    if (is_new && result.palette.size() == most_colors)
       return std::nullopt;
-    }
-    if (is_new) {
+    if (is_new)
       result.palette.push_back({color[0], color[1], color[2]});
-    }
     result.indices.push_back(found->second);
   }
   return result;
@@ -181,14 +170,12 @@ Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size
   writer.palette = std::move(palette);
   writer.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &writer, on_error, on_warning);
   writer.info = writer.png != nullptr ? png_create_info_struct(writer.png) : nullptr;
-  if (writer.info == nullptr) {
+  if (writer.info == nullptr)
     return Error{"out of memory", ExitStatus::other};
-  }
   // The writer only reads through these pointers.
   writer.rows = row_pointers(const_cast<uint8_t*>(samples), row_bytes, size.height);
-  if (!write_picture(writer, size, bit_depth, color_type)) {
+  if (!write_picture(writer, size, bit_depth, color_type))
     return Error{writer.message, ExitStatus::other};
-  }
   return std::move(writer.output);
 }
 
@@ -199,30 +186,25 @@ bool is_png(std::span<const uint8_t> bytes) {
 }
 
 Result<Image> decode_png(std::span<const uint8_t> bytes) {
-  if (!is_png(bytes)) {
+  if (!is_png(bytes))
     return Error{"not a PNG"};
-  }
   PngReader reader;
   reader.input = bytes;
   reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);
   reader.info = reader.png != nullptr ? png_create_info_struct(reader.png) : nullptr;
-  if (reader.info == nullptr) {
+  if (reader.info == nullptr)
     return Error{"out of memory", ExitStatus::other};
-  }
-  if (!read_header(reader)) {
+  if (!read_header(reader))
     return Error{reader.message};
-  }
-  if (auto failure = check_header(reader, bytes.size())) {
+  if (auto failure = check_header(reader, bytes.size()))
     return *failure;
-  }
   const FrameSize size{png_get_image_width(reader.png, reader.info),
                        png_get_image_height(reader.png, reader.info)};
   Image image{size, std::vector<uint16_t>(size.pixel_count())};
   reader.rows = row_pointers(reinterpret_cast<uint8_t*>(image.pixels.data()),
                              size_t{size.width} * 2, size.height);
-  if (!read_rows(reader)) {
+  if (!read_rows(reader))
     return Error{reader.message};
-  }
   return image;
 }
 

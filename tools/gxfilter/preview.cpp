@@ -134,9 +134,8 @@ void draw_caption(Canvas& canvas, uint32_t y, uint32_t right, const std::string&
   canvas.text(x, y, text_scale, muted, "no data");
   x += text_width("no data", text_scale) + 3 * glyph_advance * text_scale;
   for (const auto& [text, color] : {std::pair(title, bright), std::pair(caption, muted)}) {
-    if (x + text_width(text, text_scale) > right) {
+    if (x + text_width(text, text_scale) > right)
       return;
-    }
     canvas.text(x, y, text_scale, color, text);
     x += text_width(text, text_scale) + 3 * glyph_advance * text_scale;
   }
@@ -148,9 +147,8 @@ std::optional<ValueRange> typical_range(const FrameView& frame) {
   std::vector<uint16_t> valid;
   std::ranges::copy_if(frame.image.pixels, std::back_inserter(valid),
                        [](uint16_t pixel) { return pixel != 0; });
-  if (valid.empty()) {
+  if (valid.empty())
     return std::nullopt;
-  }
   const auto cut = static_cast<ptrdiff_t>(valid.size() / 100);
   std::nth_element(valid.begin(), valid.begin() + cut, valid.end());
   const uint16_t low = valid[static_cast<size_t>(cut)];
@@ -163,15 +161,13 @@ std::optional<ValueRange> typical_range(const FrameView& frame) {
 std::optional<Rectangle> parse_crop(const std::string& text) {
   const size_t plus = text.find('+');
   const auto size = parse_size(text.substr(0, plus));
-  if (!size || plus == std::string::npos) {
+  if (!size || plus == std::string::npos)
     return std::nullopt;
-  }
   Rectangle crop{0, 0, size->width, size->height};
   const char* end = text.data() + text.size();
   const auto [after_x, x_error] = std::from_chars(text.data() + plus + 1, end, crop.x);
-  if (x_error != std::errc{} || after_x == end || *after_x != '+') {
+  if (x_error != std::errc{} || after_x == end || *after_x != '+')
     return std::nullopt;
-  }
   const auto [after_y, y_error] = std::from_chars(after_x + 1, end, crop.y);
   return y_error == std::errc{} && after_y == end ? std::optional(crop) : std::nullopt;
 }
@@ -190,15 +186,12 @@ FrameView cropped(const FrameView& frame, Rectangle part) {
 }
 
 void PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after) {
-  if (!before_range_) {
+  if (!before_range_)
     before_range_ = typical_range(before);
-  }
-  if (!after_range_) {
+  if (!after_range_)
     after_range_ = typical_range(after);
-  }
-  if (holds_codes(before) != holds_codes(after)) {
+  if (holds_codes(before) != holds_codes(after))
     return;
-  }
   if (before_range_ && after_range_) {
     before_range_ = ValueRange{std::min(before_range_->low, after_range_->low),
                                std::max(before_range_->high, after_range_->high)};
@@ -223,9 +216,8 @@ RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
   draw_pixels(canvas, right, after, after_range);
   draw_title(canvas, left, "before", before);
   draw_title(canvas, right, "after", after);
-  if (!shared_legend) {
+  if (!shared_legend)
     draw_legend(canvas, left, before_range, holds_codes(before));
-  }
   draw_legend(canvas, right, after_range, holds_codes(after));
   draw_caption(canvas, size.height - caption_height + (caption_height - line_height) / 2 - 4,
                size.width - margin, title, caption_);

@@ -21,9 +21,8 @@ ProgressBar::~ProgressBar() {
 void ProgressBar::advance() {
   ++done_;
   const auto now = std::chrono::steady_clock::now();
-  if (!terminal_ || (done_ < total_ && now - last_drawn_ < std::chrono::milliseconds(50))) {
+  if (!terminal_ || (done_ < total_ && now - last_drawn_ < std::chrono::milliseconds(50)))
     return;
-  }
   last_drawn_ = now;
   constexpr size_t width = 40;
   const size_t filled = width * done_ / total_;

@@ -37,9 +37,8 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
     const fs::path& path = it->path();
     std::error_code type_error;
     if (!it->is_regular_file(type_error) ||
-        (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0)) {
+        (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0))
       continue;
-    }
     if (has_image_extension(path)) {
       pictures.push_back(path);
       kinds.insert(path.extension().string());
@@ -47,12 +46,10 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
       recording.ignored.push_back(path);
     }
   }
-  if (code) {
+  if (code)
     return Error{fmt::format("{}: {}", directory.string(), code.message())};
-  }
-  if (pictures.empty()) {
+  if (pictures.empty())
     return Error{fmt::format("{}: no depth images in this directory", directory.string())};
-  }
   if (kinds.size() > 1) {
     return Error{fmt::format("{}: files of several kinds ({}); choose the recording with --match, "
                              "such as --match '*{}'",
@@ -75,12 +72,10 @@ bool natural_less(const std::string& left, const std::string& right) {
     if (is_digit(a.front()) && is_digit(b.front())) {
       const std::string_view number_a = take_number(a);
       const std::string_view number_b = take_number(b);
-      if (number_a.size() != number_b.size()) {
+      if (number_a.size() != number_b.size())
         return number_a.size() < number_b.size();
-      }
-      if (number_a != number_b) {
+      if (number_a != number_b)
         return number_a < number_b;
-      }
     } else if (a.front() != b.front()) {
       return a.front() < b.front();
     } else {
@@ -96,11 +91,10 @@ Result<Recording> find_frames(const std::vector<fs::path>& inputs, const std::st
   Recording recording;
   for (const fs::path& input : inputs) {
     std::error_code code;
-    if (!fs::is_directory(input, code)) {
+    if (!fs::is_directory(input, code))
       recording.frames.push_back(input);
-    } else if (auto failure = add_directory(input, pattern, recording)) {
+    else if (auto failure = add_directory(input, pattern, recording))
       return *failure;
-    }
   }
   return recording;
 }

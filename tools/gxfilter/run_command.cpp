@@ -21,46 +21,39 @@ Result<std::vector<Filter>> make_chain(const RunOptions& options) {
   std::vector<FilterRequest> requests;
   if (!options.chain.empty()) {
     auto chain = read_chain(options.chain);
-    if (!chain) {
+    if (!chain)
       return chain.error();
-    }
     requests = std::move(*chain);
   }
   for (const std::string& text : options.filters) {
     auto request = parse_filter_request(text);
-    if (!request) {
+    if (!request)
       return request.error();
-    }
     requests.push_back(std::move(*request));
   }
-  if (requests.empty()) {
+  if (requests.empty())
     return Error{"no filter is given (--filter or --chain)", ExitStatus::usage};
-  }
   const auto plugin = load_plugin(options.plugin);
-  if (!plugin) {
+  if (!plugin)
     return plugin.error();
-  }
   std::vector<Filter> filters;
   std::vector<std::string> notes;
   for (const FilterRequest& request : requests) {
     auto filter = make_filter(*plugin, request, notes);
-    if (!filter) {
+    if (!filter)
       return filter.error();
-    }
     filters.push_back(std::move(*filter));
   }
-  for (const std::string& text : notes) {
+  for (const std::string& text : notes)
     note(text);
-  }
   return filters;
 }
 
 Result<CameraFacts> gather_facts(const RunOptions& options) {
   const fs::path path =
       options.camera_file.empty() ? find_camera_file(options.inputs.front()) : options.camera_file;
-  if (path.empty()) {
+  if (path.empty())
     return options.facts;
-  }
   auto facts = read_camera_file(path);
   return facts ? merge_facts(std::move(*facts), options.facts) : facts;
 }
@@ -72,24 +65,20 @@ class Runner {
          std::optional<Rectangle> crop)
       : filters_(std::move(filters)), facts_(std::move(facts)), raw_size_(raw_size), crop_(crop),
         painter_(caption(filters_)) {
-    for (const Filter& filter : filters_) {
+    for (const Filter& filter : filters_)
       statistics_.emplace_back(filter.name());
-    }
   }
 
   // Reads, filters and writes one frame. Nothing is written for a frame that fails.
   Failure run(const fs::path& input, const fs::path& output, bool preview) {
     const auto image = read_image(input, raw_size_);
-    if (!image) {
+    if (!image)
       return image.error();
-    }
-    if (auto failure = begin_frame(*image)) {
+    if (auto failure = begin_frame(*image))
       return Error{fmt::format("{}: {}", input.string(), failure->message), failure->status};
-    }
     auto frame = make_frame(*image, index_++, *profile_, camera_);
-    if (!frame) {
+    if (!frame)
       return frame.error();
-    }
     const auto before = view_frame(**frame);
     auto after = before ? filter_frame(std::move(*frame), *before) : before;
     if (!after) {
@@ -104,9 +93,8 @@ class Runner {
  private:
   static std::string caption(const std::vector<Filter>& filters) {
     std::string names;
-    for (const Filter& filter : filters) {
+    for (const Filter& filter : filters)
       names += (names.empty() ? "" : " > ") + filter.name();
-    }
     return names;
   }
 
@@ -115,13 +103,11 @@ class Runner {
   Failure begin_frame(const Image& image) {
     if (!profile_) {
       const auto camera = make_camera(facts_, image.size);
-      if (!camera) {
+      if (!camera)
         return camera.error();
-      }
       auto profile = make_profile(image.size, *camera);
-      if (!profile) {
+      if (!profile)
         return profile.error();
-      }
       camera_ = *camera;
       size_ = image.size;
       profile_ = std::move(*profile);
@@ -146,9 +132,8 @@ class Runner {
                      ExitStatus::processing};
       }
       auto result = view_frame(*filtered);
-      if (!result) {
+      if (!result)
         return result;
-      }
       statistics_[i].add(elapsed.count(), view, *result);
       view = std::move(*result);
       frame = std::move(filtered);
@@ -159,19 +144,16 @@ class Runner {
   Failure write_results(const fs::path& output, const FrameView& before, const FrameView& after,
                         bool preview) {
     const auto bytes = encode_png(after.image);
-    if (!bytes) {
+    if (!bytes)
       return bytes.error();
-    }
-    if (auto failure = write_file(output, *bytes); failure || !preview) {
+    if (auto failure = write_file(output, *bytes); failure || !preview)
       return failure;
-    }
     const std::string stem = output.stem().string();
     const auto picture =
         encode_png(crop_ ? painter_.paint(cropped(before, *crop_), cropped(after, *crop_), stem)
                          : painter_.paint(before, after, stem));
-    if (!picture) {
+    if (!picture)
       return picture.error();
-    }
     return write_file(output.parent_path() / (stem + "_preview.png"), *picture);
   }
 
@@ -189,9 +171,8 @@ class Runner {
 
 Result<std::optional<FrameSize>> choose_raw_size(const RunOptions& options,
                                                  const CameraFacts& facts) {
-  if (options.raw_size.empty()) {
+  if (options.raw_size.empty())
     return raw_frame_size(facts);
-  }
   const auto size = parse_size(options.raw_size);
   if (!size) {
     return Error{fmt::format("--size {}: not WIDTHxHEIGHT within the limits", options.raw_size),
@@ -204,25 +185,20 @@ Result<std::optional<FrameSize>> choose_raw_size(const RunOptions& options,
 
 ExitStatus run_filters(const RunOptions& options) {
   auto chain = make_chain(options);
-  if (!chain) {
+  if (!chain)
     return report(chain.error());
-  }
   const auto recording = find_frames(options.inputs, options.match);
-  if (!recording) {
+  if (!recording)
     return report(recording.error());
-  }
   const auto outputs = output_paths(recording->frames, options.output);
-  if (!outputs) {
+  if (!outputs)
     return report(outputs.error());
-  }
   auto facts = gather_facts(options);
-  if (!facts) {
+  if (!facts)
     return report(facts.error());
-  }
   const auto raw_size = choose_raw_size(options, *facts);
-  if (!raw_size) {
+  if (!raw_size)
     return report(raw_size.error());
-  }
   std::error_code code;
   fs::create_directories(options.output, code);
   if (code) {

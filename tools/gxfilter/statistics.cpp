@@ -15,9 +15,8 @@ uint64_t count_valid(const FrameView& frame) {
 
 uint64_t count_changed(const std::vector<uint16_t>& before, const std::vector<uint16_t>& after) {
   uint64_t changed = 0;
-  for (size_t i = 0; i < before.size(); ++i) {
+  for (size_t i = 0; i < before.size(); ++i)
     changed += before[i] != after[i] ? 1U : 0U;
-  }
   return changed;
 }
 
@@ -34,9 +33,8 @@ void FilterStatistics::add(double milliseconds, const FrameView& before, const F
 }
 
 double FilterStatistics::quantile(double share) const {
-  if (milliseconds_.empty()) {
+  if (milliseconds_.empty())
     return 0;
-  }
   std::vector<double> sorted = milliseconds_;
   std::ranges::sort(sorted);
   const double rank = std::ceil(share * static_cast<double>(sorted.size()));
@@ -53,9 +51,8 @@ double FilterStatistics::per_frame(uint64_t count, size_t frames) {
 
 std::string format_table(const std::vector<FilterStatistics>& statistics) {
   size_t name_width = 6;
-  for (const FilterStatistics& filter : statistics) {
+  for (const FilterStatistics& filter : statistics)
     name_width = std::max(name_width, filter.filter().size());
-  }
   std::string table =
       fmt::format("{:<{}} {:>7} {:>10} {:>10} {:>12} {:>13} {:>12}\n", "filter", name_width,
                   "frames", "median ms", "p95 ms", "changed px", "valid before", "valid after");

@@ -26,9 +26,8 @@ class Random {
   double normal() {
     constexpr double scale = 1.7320508075688772;
     double sum = 0;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 4; ++i)
       sum += uniform();
-    }
     return (sum - 2.0) * scale;
   }
 
@@ -67,9 +66,8 @@ double steps(Ray ray) {
   for (const Step& step : flight) {
     const double x = ray.u * step.depth;
     const double y = ray.v * step.depth;
-    if (x > step.left && x < step.left + 700 && y > step.top) {
+    if (x > step.left && x < step.left + 700 && y > step.top)
       return step.depth;
-    }
   }
   return no_hit;
 }
@@ -153,9 +151,8 @@ class SceneRenderer {
       for (size_t x = 1; x < width_; ++x) {
         const double near = line[x - 1];
         const double far = line[x];
-        if (near < far * 1.08 || random_.uniform() >= settings_.bleed) {
+        if (near < far * 1.08 || random_.uniform() >= settings_.bleed)
           continue;
-        }
         const auto length = std::min<size_t>(1 + random_.bits() % 4, width_ - x);
         for (size_t i = 0; i < length; ++i) {
           const double share = static_cast<double>(i + 1) / static_cast<double>(length + 1);
@@ -173,9 +170,8 @@ class SceneRenderer {
       double leftmost_match = no_hit;
       for (size_t x = width_; x-- > 0;) {
         const double match = static_cast<double>(x) - row(y)[x];
-        if (match > leftmost_match + 0.75) {
+        if (match > leftmost_match + 0.75)
           row(y)[x] = 0;
-        }
         leftmost_match = std::min(leftmost_match, match);
       }
     }
@@ -205,17 +201,15 @@ class SceneRenderer {
   // On some rows an object's border runs out into the background for tens of pixels, all of the
   // same disparity.
   void run_borders_out() {
-    if (settings_.streaks == 0) {
+    if (settings_.streaks == 0)
       return;
-    }
     for (size_t y = 0; y < height_; ++y) {
       double* line = row(y);
       for (size_t x = 1; x < width_; ++x) {
         const double near = line[x - 1];
         const double far = line[x];
-        if (far == 0 || near < far * 1.15 || random_.uniform() >= settings_.streaks) {
+        if (far == 0 || near < far * 1.15 || random_.uniform() >= settings_.streaks)
           continue;
-        }
         const double length = random_.uniform(0.08, 0.2) * static_cast<double>(width_);
         const auto end = std::min(x + static_cast<size_t>(length), width_);
         std::fill(line + x, line + end, near);
@@ -235,9 +229,8 @@ class SceneRenderer {
       for (size_t x = clamp(centre_x - radius_x, width_); x < right; ++x) {
         const double dx = (static_cast<double>(x) - centre_x) / radius_x;
         const double dy = (static_cast<double>(y) - centre_y) / radius_y;
-        if (dx * dx + dy * dy <= 1.0) {
+        if (dx * dx + dy * dy <= 1.0)
           row(y)[x] = disparity;
-        }
       }
     }
   }
@@ -283,11 +276,10 @@ class SceneRenderer {
             in_corner
                 ? radius - std::sqrt((radius - dx) * (radius - dx) + (radius - dy) * (radius - dy))
                 : std::min(dx, dy);
-        if (dx < 0 || dy < 0) {
+        if (dx < 0 || dy < 0)
           row(y)[x] = 0;
-        } else if (depth_inside < settings_.fringe) {
+        else if (depth_inside < settings_.fringe)
           row(y)[x] = to_disparity(random_.uniform(600, 4500));
-        }
       }
     }
   }
@@ -309,9 +301,8 @@ class SceneRenderer {
   }
 
   double code_of(double measured) const {
-    if (measured == 0) {
+    if (measured == 0)
       return 0;
-    }
     // Pack mode 1 counts half pixels down from a fixed disparity, pack mode 2 pixels up from zero.
     return settings_.pack_mode == 1 ? (328.375 - measured) * 128.0 : measured * 256.0;
   }
@@ -357,9 +348,8 @@ CameraFacts scene_facts(const SceneSettings& settings) {
                          {"invalidDisp", 0},
                          {"dispIntPlace", 8},
                          {"isDualCamera", 1}}}};
-  if (settings.disparity_offset != 0) {
+  if (settings.disparity_offset != 0)
     facts["disparity_offset"] = settings.disparity_offset;
-  }
   return facts;
 }
 

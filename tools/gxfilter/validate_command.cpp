@@ -41,15 +41,12 @@ FilterReport make_report(const std::string& name, std::vector<Finding> findings)
   FilterReport report{name, std::move(findings), {}};
   const auto table = known_differences();
   for (size_t i = 0; i < table.size(); ++i) {
-    if (name != table[i].filter) {
+    if (name != table[i].filter)
       continue;
-    }
     DifferenceReport difference{&table[i], "", 0};
-    for (const Finding& finding : report.findings) {
-      if (finding.difference == static_cast<int>(i) && difference.count++ == 0) {
+    for (const Finding& finding : report.findings)
+      if (finding.difference == static_cast<int>(i) && difference.count++ == 0)
         difference.example = finding.sentence;
-      }
-    }
     report.differences.push_back(std::move(difference));
   }
   return report;
@@ -90,9 +87,8 @@ void print_differences(const FilterReport& report) {
 void print_filter(const FilterReport& report, bool verbose) {
   std::string line = plural(report.findings.size(), "check");
   const auto mention = [&line](size_t count, const std::string& text) {
-    if (count != 0) {
+    if (count != 0)
       line += ", " + text;
-    }
   };
   mention(report.count(Outcome::failed), fmt::format("{} FAILED", report.count(Outcome::failed)));
   mention(report.differences_shown(), plural(report.differences_shown(), "known difference"));
@@ -101,11 +97,9 @@ void print_filter(const FilterReport& report, bool verbose) {
   mention(report.count(Outcome::skipped),
           fmt::format("{} skipped", report.count(Outcome::skipped)));
   fmt::print("{}: {}\n", report.name.empty() ? "the plug-in" : report.name, line);
-  for (const Finding& finding : report.findings) {
-    if (verbose || finding.outcome == Outcome::failed) {
+  for (const Finding& finding : report.findings)
+    if (verbose || finding.outcome == Outcome::failed)
       fmt::print("  {:<7}  {}: {}\n", title(finding.outcome), finding.check, finding.sentence);
-    }
-  }
   print_differences(report);
 }
 
@@ -133,9 +127,8 @@ void print_summary(const Totals& totals) {
   fmt::print("{}, {}: {} failed, {}", plural(totals.filters, "filter"),
              plural(totals.checks, "check"), totals.failed,
              plural(totals.known, "known difference"));
-  if (totals.gone != 0) {
+  if (totals.gone != 0)
     fmt::print(", {} gone", plural(totals.gone, "known difference"));
-  }
   fmt::print("{}\n", totals.skipped != 0 ? fmt::format(", {} skipped", totals.skipped) : "");
 }
 
@@ -152,17 +145,14 @@ void print_json(const Plugin& plugin, const Listing& listing,
       std::ranges::transform(outcome, outcome.begin(),
                              [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
       Json check{{"check", finding.check}, {"outcome", outcome}, {"text", finding.sentence}};
-      if (finding.outcome == Outcome::known) {
+      if (finding.outcome == Outcome::known)
         check["why"] = known_differences()[static_cast<size_t>(finding.difference)].why;
-      }
       checks.push_back(std::move(check));
     }
     Json gone = Json::array();
-    for (const DifferenceReport& difference : report.differences) {
-      if (difference.count == 0) {
+    for (const DifferenceReport& difference : report.differences)
+      if (difference.count == 0)
         gone.push_back(difference.difference->why);
-      }
-    }
     filters.push_back({{"filter", report.name.empty() ? Json(nullptr) : Json(report.name)},
                        {"checks", std::move(checks)},
                        {"known_differences_gone", std::move(gone)}});
@@ -186,9 +176,8 @@ void print_json(const Plugin& plugin, const Listing& listing,
 Checks filter_checks() {
   Checks all;
   for (const Checks& some :
-       {contract_checks(), parameter_checks(), frame_checks(), failure_checks()}) {
+       {contract_checks(), parameter_checks(), frame_checks(), failure_checks()})
     all.insert(all.end(), some.begin(), some.end());
-  }
   return all;
 }
 
@@ -196,9 +185,8 @@ Checks filter_checks() {
 
 ExitStatus validate_plugin(const ValidateOptions& options) {
   const auto plugin = load_plugin(options.plugin);
-  if (!plugin) {
+  if (!plugin)
     return report(plugin.error());
-  }
   const std::chrono::seconds time_limit(options.time_limit);
   const Listing listing = list_filters(**plugin, time_limit);
   if (!listing.problem.empty()) {
@@ -207,27 +195,22 @@ ExitStatus validate_plugin(const ValidateOptions& options) {
                    ExitStatus::nonconforming});
   }
   if (!options.filter.empty() &&
-      std::ranges::find(listing.filters, options.filter) == listing.filters.end()) {
+      std::ranges::find(listing.filters, options.filter) == listing.filters.end())
     return report(unknown_filter(options.filter, listing.filters));
-  }
   std::vector<FilterReport> reports;
   const auto add = [&](const Subject& subject, const Checks& checks) {
     reports.push_back(make_report(subject.filter, run_apart(subject, checks, time_limit)));
-    if (!options.json) {
+    if (!options.json)
       print_filter(reports.back(), options.verbose);
-    }
   };
   add({*plugin, 0, ""}, registry_checks());
-  for (size_t i = 0; i < listing.filters.size(); ++i) {
-    if (options.filter.empty() || options.filter == listing.filters[i]) {
+  for (size_t i = 0; i < listing.filters.size(); ++i)
+    if (options.filter.empty() || options.filter == listing.filters[i])
       add({*plugin, i, listing.filters[i]}, filter_checks());
-    }
-  }
-  if (options.json) {
+  if (options.json)
     print_json(**plugin, listing, reports);
-  } else {
+  else
     print_summary(Totals(reports));
-  }
   return Totals(reports).failed == 0 ? ExitStatus::ok : ExitStatus::nonconforming;
 }
 

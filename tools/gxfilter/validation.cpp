@@ -6,9 +6,8 @@ namespace gxfilter::validation {
 
 Filter Subject::make_filter() const {
   auto result = Filter::create(plugin, filter);
-  if (!result) {
+  if (!result)
     throw Unable(result.error().message);
-  }
   return std::move(*result);
 }
 

@@ -23,9 +23,8 @@ using ContextHandle = std::unique_ptr<gx_priv_filter_context, ContextDestroyer>;
 ContextHandle create(const Subject& subject, gx_error** slot = nullptr) {
   const auto& functions = subject.functions();
   ContextHandle context(functions.create_filter(subject.index, slot), {functions.context_destroy});
-  if (context == nullptr) {
+  if (context == nullptr)
     throw Unable(fmt::format("creating filter {} gave null", subject.index));
-  }
   return context;
 }
 
@@ -56,9 +55,8 @@ void check_record(const Subject& subject, Findings& findings) {
 }
 
 std::string same_text(const char* first, const char* second) {
-  if (first == second) {
+  if (first == second)
     return "the same pointer";
-  }
   return first != nullptr && second != nullptr && std::string_view(first) == second
              ? "another pointer to an equal text"
              : "another text";
@@ -82,9 +80,8 @@ void check_schema_pointer(const Subject& subject, Findings& findings) {
 std::optional<double> number(const std::string& text) {
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc{} || end != text.data() + text.size()) {
+  if (error != std::errc{} || end != text.data() + text.size())
     return std::nullopt;
-  }
   return value;
 }
 

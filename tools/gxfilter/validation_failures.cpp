@@ -60,9 +60,8 @@ class FaultInput {
 
   // The pixels that such an input gave; none where the depth frame is missing.
   [[nodiscard]] std::vector<uint8_t> pixels_of(gx_frame& output) const {
-    if (set_ == nullptr) {
+    if (set_ == nullptr)
       return FrameState(output).pixels();
-    }
     const FrameHandle member = depth_member(output);
     return member != nullptr ? FrameState(*member).pixels() : std::vector<uint8_t>{};
   }
@@ -84,16 +83,14 @@ class FaultLoop {
     for (calls_ = 0; calls_ < most_calls; ++calls_) {
       const LiveHandles before;
       std::string problem = fail_call(calls_ + 1);
-      if (problem.empty() && before.left_over() != nothing_left) {
+      if (problem.empty() && before.left_over() != nothing_left)
         problem = before.left_over();
-      }
       if (!problem.empty()) {
         return fmt::format("host call {} ({}) made to fail: {}", calls_ + 1,
                            gexton_get_last_fault(), problem);
       }
-      if (spared_) {
+      if (spared_)
         return {};
-      }
     }
     return fmt::format("still calling the host after {} calls", most_calls);
   }
@@ -107,9 +104,8 @@ class FaultLoop {
 
   [[nodiscard]] Filter warmed_filter() const {
     Filter filter = make_configured(case_.subject, case_.setting);
-    if (case_.second_frame) {
+    if (case_.second_frame)
       process(filter, Input(case_.kind, usual_size, 1));
-    }
     return filter;
   }
 
@@ -119,12 +115,10 @@ class FaultLoop {
     Filter filter = warmed_filter();
     ErrorSlot slot;
     FrameHandle output;
-    for (int i = 0; i < times; ++i) {
+    for (int i = 0; i < times; ++i)
       output = filter.process(input.frame(), slot);
-    }
-    if (output == nullptr) {
+    if (output == nullptr)
       throw Unable("without a failure: no frame and " + describe(slot.get()));
-    }
     return input.pixels_of(*output);
   }
 
@@ -150,9 +144,8 @@ class FaultLoop {
     }
     const std::string came = describe(output.get(), &input.frame(), slot.get());
     std::string problem = failure_problem(came, slot, function, trace);
-    if (problem.empty() && next_frame_problem_.empty()) {
+    if (problem.empty() && next_frame_problem_.empty())
       try_next_frame(filter, input, function);
-    }
     return problem;
   }
 
@@ -166,12 +159,10 @@ class FaultLoop {
     const std::string expected =
         "no frame and " +
         describe_error("injected fault", function, "gexton", GX_EXCEPTION_TYPE_UNKNOWN);
-    if (came != expected) {
+    if (came != expected)
       return fmt::format("{}, expected {}", came, expected);
-    }
-    if (const std::string trace = trace_of(*slot.get()); printed != trace) {
+    if (const std::string trace = trace_of(*slot.get()); printed != trace)
       return fmt::format("printed \"{}\", expected the three lines \"{}\"", printed, trace);
-    }
     return {};
   }
 
@@ -221,11 +212,9 @@ void try_host_failures(const FaultCase& fault_case, Findings& findings) {
 void check_host_failures(const Subject& subject, Findings& findings) {
   for (const Setting& setting : working_settings(subject)) {
     for (const PixelKind& kind : pixel_kinds) {
-      for (const bool second_frame : {false, true}) {
-        for (const bool frame_set : {false, true}) {
+      for (const bool second_frame : {false, true})
+        for (const bool frame_set : {false, true})
           try_host_failures({subject, setting, kind, second_frame, frame_set}, findings);
-        }
-      }
     }
   }
 }
@@ -261,9 +250,8 @@ void check_destruction(const Subject& subject, Findings& findings) {
   findings.doing("destroying an instance that saw frames of three kinds");
   {
     Filter filter = make_configured(subject, working_settings(subject).front());
-    for (const PixelKind& kind : pixel_kinds) {
+    for (const PixelKind& kind : pixel_kinds)
       process(filter, Input(kind));
-    }
   }
   findings.expect(nothing_left, before.left_over());
   findings.doing("destroying an instance that never saw a frame");

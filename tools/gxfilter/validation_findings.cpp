@@ -17,13 +17,12 @@ void Findings::doing(std::string text) {
 }
 
 void Findings::expect(const std::string& expected, const std::string& came) {
-  if (came == expected) {
+  if (came == expected)
     add(Outcome::passed, came);
-  } else if (const int known = find_known_difference(filter_, check_, doing_, came); known >= 0) {
+  else if (const int known = find_known_difference(filter_, check_, doing_, came); known >= 0)
     add(Outcome::known, came, known);
-  } else {
+  else
     add(Outcome::failed, fmt::format("{}, expected {}", came, expected));
-  }
 }
 
 void Findings::pass(const std::string& what) {

@@ -48,9 +48,8 @@ std::string size_problem(const gx_frame& frame) {
   const uint64_t width = gx_video_frame_get_width(&frame, nullptr);
   const uint64_t height = gx_video_frame_get_height(&frame, nullptr);
   const uint64_t size = gx_frame_get_data_size(&frame, nullptr);
-  if (width == 0 || height == 0 || size != width * height * 2) {
+  if (width == 0 || height == 0 || size != width * height * 2)
     return fmt::format("{} bytes for a profile of {}x{}", size, width, height);
-  }
   return {};
 }
 
@@ -141,20 +140,17 @@ void check_frame_sets(const Subject& subject, Findings& findings) {
 // The pixels that these frames give one after the other.
 std::vector<FrameState> results(Filter& filter, PixelKind kind, uint32_t frames) {
   std::vector<FrameState> states;
-  for (uint32_t number = 0; number < frames; ++number) {
+  for (uint32_t number = 0; number < frames; ++number)
     states.emplace_back(*process(filter, Input(kind, usual_size, number)));
-  }
   return states;
 }
 
 void expect_same_results(Findings& findings, const std::vector<FrameState>& expected,
                          const std::vector<FrameState>& came) {
   std::string text = "the same pixels";
-  for (size_t i = expected.size(); i-- > 0;) {
-    if (!came[i].same_pixels(expected[i])) {
+  for (size_t i = expected.size(); i-- > 0;)
+    if (!came[i].same_pixels(expected[i]))
       text = fmt::format("other pixels in frame {}", i + 1);
-    }
-  }
   findings.expect("the same pixels", text);
 }
 
@@ -167,9 +163,8 @@ void try_repetition(const Case& current) {
 
   current.doing("reset and the same parameters, then these frames");
   first.reset();
-  if (const std::string came = update(first, current.setting.values); came != no_error) {
+  if (const std::string came = update(first, current.setting.values); came != no_error)
     throw Unable(fmt::format("after reset, the parameters were refused with {}", came));
-  }
   expect_same_results(current.findings, expected, results(first, current.kind, 3));
 }
 
@@ -192,9 +187,8 @@ std::vector<std::vector<std::string>> disturbing_values(Filter probe) {
     const Parameter& parameter = schema[i];
     auto more = all.front();
     more[i] = parameter.min == parameter.default_value ? parameter.max : parameter.min;
-    if (update(probe, more) == no_error) {
+    if (update(probe, more) == no_error)
       all.front() = more;
-    }
     for (const std::string& bound : {parameter.min, parameter.max}) {
       all.push_back(defaults);
       all.back()[i] = bound;
@@ -212,9 +206,8 @@ std::vector<std::vector<uint8_t>> pixels_of_results(Filter& filter, PixelKind ki
     FrameHandle output = filter.process(input.frame(), slot);
     pixels.push_back(output != nullptr && output.get() != input.get() ? FrameState(*output).pixels()
                                                                       : std::vector<uint8_t>{});
-    if (output.get() == input.get()) {
+    if (output.get() == input.get())
       static_cast<void>(output.release());
-    }
   }
   return pixels;
 }
@@ -253,24 +246,21 @@ class ResetCheck {
     std::string came = same;
     for (const auto& values : disturbing_values(case_.subject.make_filter())) {
       Filter filter = case_.subject.make_filter();
-      if (update(filter, values) != no_error) {
+      if (update(filter, values) != no_error)
         continue;
-      }
       const auto before = pixels_of_results(filter, case_.kind);
-      if (before == expected_) {
+      if (before == expected_)
         continue;
-      }
       ++disturbed;
       filter.reset();
       const std::string after = compare(pixels_of_results(filter, case_.kind), before);
       // What is known already must not hide what is not.
       came = came == same || came == otherwise_text_ ? (after == same ? came : after) : came;
     }
-    if (disturbed == 0) {
+    if (disturbed == 0)
       findings.skip("no parameters were found that change these frames");
-    } else {
+    else
       findings.expect(same, came);
-    }
   }
 
  private:
@@ -278,15 +268,12 @@ class ResetCheck {
 
   [[nodiscard]] std::string compare(const std::vector<std::vector<uint8_t>>& came,
                                     const std::vector<std::vector<uint8_t>>& before) const {
-    if (came == expected_) {
+    if (came == expected_)
       return same;
-    }
-    if (!otherwise_.empty() && came == otherwise_) {
+    if (!otherwise_.empty() && came == otherwise_)
       return otherwise_text_;
-    }
-    if (came == before) {
+    if (came == before)
       return "the pixels of before";
-    }
     const size_t number = came[0] == expected_[0] ? 1 : 0;
     return came[number].empty() ? fmt::format("no frame {}", number + 1)
                                 : fmt::format("other pixels in frame {}", number + 1);
@@ -333,9 +320,8 @@ void check_refusals(const Subject& subject, Findings& findings) {
     ErrorSlot slot;
     FrameHandle output = filter.process(*frame, slot);
     findings.expect(refusal, describe(output.get(), frame, slot.get()));
-    if (output.get() == frame) {
+    if (output.get() == frame)
       static_cast<void>(output.release());
-    }
   }
   findings.doing("a null frame");
   MarkedSlot slot;
@@ -362,9 +348,8 @@ void try_short_frames(const Case& current) {
     ErrorSlot slot;
     const FrameHandle output = filter.process(input.frame(), slot);
     std::string came = describe(output.get(), input.get(), slot.get());
-    if (output != nullptr && FrameState(*output).same_pixels(FrameState(input.frame()))) {
+    if (output != nullptr && FrameState(*output).same_pixels(FrameState(input.frame())))
       came = "a copy of the frame and " + describe(slot.get());
-    }
     current.findings.expect(refusal, came);
   }
 }

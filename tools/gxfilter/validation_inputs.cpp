@@ -13,9 +13,8 @@ namespace {
 
 template <class T>
 T required(Result<T> result, const char* what) {
-  if (!result) {
+  if (!result)
     throw Unable(fmt::format("the host can't make {}: {}", what, result.error().message));
-  }
   return std::move(*result);
 }
 
@@ -33,9 +32,8 @@ Image scene_image(const SceneSettings& settings, FrameSize size, uint32_t number
   Image image{size, {}};
   for (uint32_t y = 0; y < size.height; ++y) {
     const uint16_t* row = &scene.pixels[size_t{y % scene.size.height} * scene.size.width];
-    for (uint32_t x = 0; x < size.width; ++x) {
+    for (uint32_t x = 0; x < size.width; ++x)
       image.pixels.push_back(row[x % scene.size.width]);
-    }
   }
   return image;
 }
@@ -49,11 +47,10 @@ Input::Input(PixelKind kind, FrameSize size, uint32_t number, gx_frame_type type
   const Camera camera = camera_of(kind, scene, size);
   const ProfileHandle profile = required(make_profile(size, camera), "a stream profile");
   const Image image = scene_image(scene, size, number);
-  if (type == GX_FRAME_DEPTH) {
+  if (type == GX_FRAME_DEPTH)
     frame_ = required(make_frame(image, number, *profile, camera), "a frame");
-  } else {
+  else
     frame_.reset(gexton_create_video_frame(type, profile.get(), image.pixels.data(), nullptr));
-  }
   second_reference_.reset(gexton_frame_add_reference(frame_.get(), nullptr));
 }
 
@@ -63,12 +60,10 @@ void Input::shorten(uint32_t bytes) const {
 
 FrameHandle make_set(const std::vector<gx_frame*>& members) {
   FrameHandle set(gexton_create_frameset(nullptr));
-  if (!set) {
+  if (!set)
     throw Unable("the host can't make a frame set");
-  }
-  for (gx_frame* member : members) {
+  for (gx_frame* member : members)
     gx_frameset_push_frame(set.get(), member, nullptr);
-  }
   return set;
 }
 
@@ -121,11 +116,9 @@ FrameState::FrameState(const gx_frame& frame) {
 
 std::string FrameState::changes_to(const FrameState& later) const {
   std::vector<std::string> changed;
-  for (size_t i = 0; i < std::min(parts_.size(), later.parts_.size()); ++i) {
-    if (parts_[i].bytes != later.parts_[i].bytes) {
+  for (size_t i = 0; i < std::min(parts_.size(), later.parts_.size()); ++i)
+    if (parts_[i].bytes != later.parts_[i].bytes)
       changed.emplace_back(parts_[i].name);
-    }
-  }
   return changed.empty() ? unchanged : fmt::format("changed {}", fmt::join(changed, ", "));
 }
 

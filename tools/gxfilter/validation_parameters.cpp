@@ -99,9 +99,8 @@ class BoundsCheck {
         FrameHandle output = filter.process(input.frame(), slot);
         const bool is_new = output != nullptr && output.get() != input.get();
         pixels.push_back(is_new ? FrameState(*output).pixels() : std::vector<uint8_t>{});
-        if (!is_new) {
+        if (!is_new)
           static_cast<void>(output.release());
-        }
       }
     }
     return pixels;
@@ -127,15 +126,13 @@ void check_counts(const Subject& subject, Findings& findings) {
   values.emplace_back("1");
   std::vector<const char*> texts;
   texts.reserve(values.size());
-  for (const std::string& value : values) {
+  for (const std::string& value : values)
     texts.push_back(value.c_str());
-  }
   const auto count = static_cast<int32_t>(filter.schema().size());
   const gx_priv_filter_context& context = filter.context();
   for (const int32_t wrong : std::set<int32_t>{-1, 0, count - 1, count + 1}) {
-    if (wrong == count) {
+    if (wrong == count)
       continue;
-    }
     findings.doing(fmt::format("{} string{} instead of {}", wrong, wrong == 1 ? "" : "s", count));
     ErrorSlot slot;
     context.update_config(context.filter, wrong, wrong > 0 ? texts.data() : nullptr,

@@ -19,16 +19,14 @@ std::string describe_error(const std::string& message, const std::string& functi
                            const std::string& args, gx_exception_type type, gx_status status) {
   std::string text = fmt::format("the error \"{}\" in {}({}), type {}", message, function, args,
                                  static_cast<int>(type));
-  if (status != GX_STATUS_ERROR) {
+  if (status != GX_STATUS_ERROR)
     text += fmt::format(", status {}", static_cast<int>(status));
-  }
   return text;
 }
 
 std::string describe(const gx_error* error) {
-  if (error == nullptr) {
+  if (error == nullptr)
     return no_error;
-  }
   return describe_error(message_of(error), text_or_null(gx_error_get_function(error)),
                         text_or_null(gx_error_get_args(error)), gx_error_get_exception_type(error),
                         gx_error_get_status(error));
@@ -44,15 +42,13 @@ gx_error* MarkedSlot::mark() {
 }
 
 MarkedSlot::~MarkedSlot() {
-  if (error_ != mark() && error_ != nullptr) {
+  if (error_ != mark() && error_ != nullptr)
     gx_delete_error(error_);
-  }
 }
 
 std::string MarkedSlot::state() const {
-  if (error_ == mark()) {
+  if (error_ == mark())
     return "untouched";
-  }
   return error_ == nullptr ? "overwritten with null" : "overwritten with " + describe(error_);
 }
 
@@ -75,17 +71,15 @@ std::string LiveHandles::left_over() const {
   compare(live_.frames, now.frames, "frame(s)");
   compare(live_.stream_profiles, now.stream_profiles, "stream profile(s)");
   compare(live_.errors, now.errors, "error(s)");
-  if (const uint64_t excess = gexton_get_excess_releases() - excess_releases_; excess != 0) {
+  if (const uint64_t excess = gexton_get_excess_releases() - excess_releases_; excess != 0)
     found.push_back(fmt::format("{} release(s) of a handle that was not held", excess));
-  }
   return found.empty() ? nothing_left : fmt::format("{}", fmt::join(found, ", "));
 }
 
 std::string describe(const gx_frame* output, const gx_frame* input, const gx_error* error) {
   std::string text = "no frame";
-  if (output != nullptr) {
+  if (output != nullptr)
     text = output == input ? "the input itself" : "a new frame";
-  }
   return text + " and " + describe(error);
 }
 

@@ -88,9 +88,8 @@ Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit) {
         listing.filters = told["filters"].get<std::vector<std::string>>();
       },
       time_limit);
-  if (!end.complete) {
+  if (!end.complete)
     listing.problem = end.description;
-  }
   return listing;
 }
 
@@ -100,15 +99,13 @@ std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
   for (size_t first = 0; first < checks.size();) {
     ChildRun child(subject, checks, first);
     const ChildEnd end = child.run(findings, time_limit);
-    if (end.complete) {
+    if (end.complete)
       break;
-    }
     findings.push_back({checks[child.index()].name, Outcome::failed,
                         fmt::format("{}: {}", child.doing(), end.description), -1});
     first = child.index() + 1;
-    for (; end.timed_out && first < checks.size(); ++first) {
+    for (; end.timed_out && first < checks.size(); ++first)
       findings.push_back({checks[first].name, Outcome::skipped, "after the one that hung", -1});
-    }
   }
   return findings;
 }

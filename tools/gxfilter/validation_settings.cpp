@@ -9,9 +9,8 @@ namespace gxfilter::validation {
 std::vector<std::string> default_values(const std::vector<Parameter>& schema) {
   std::vector<std::string> values;
   values.reserve(schema.size());
-  for (const Parameter& parameter : schema) {
+  for (const Parameter& parameter : schema)
     values.push_back(parameter.default_value);
-  }
   return values;
 }
 
@@ -49,26 +48,21 @@ std::vector<Override> overrides(FrameSize size) {
 
 void set_value(const Filter& filter, std::vector<std::string>& values, const char* name,
                const std::string& value) {
-  for (size_t i = 0; i < values.size(); ++i) {
-    if (filter.schema()[i].name == name) {
+  for (size_t i = 0; i < values.size(); ++i)
+    if (filter.schema()[i].name == name)
       values[i] = value;
-    }
-  }
 }
 
 std::vector<Setting> settings_of(const Filter& filter, FrameSize size) {
   std::vector<Setting> settings{{"default parameters", default_values(filter.schema())}};
   for (const Override& override : overrides(size)) {
-    if (filter.name() != override.filter) {
+    if (filter.name() != override.filter)
       continue;
-    }
     Setting setting{override.label, settings.front().values};
-    for (const auto& [name, value] : override.values) {
+    for (const auto& [name, value] : override.values)
       set_value(filter, setting.values, name, value);
-    }
-    if (!override.beside_defaults) {
+    if (!override.beside_defaults)
       settings.clear();
-    }
     settings.push_back(std::move(setting));
   }
   return settings;
@@ -82,9 +76,8 @@ std::string update(Filter& filter, const std::vector<std::string>& values) {
 
 Filter make_configured(const Subject& subject, const Setting& setting) {
   Filter filter = subject.make_filter();
-  if (const std::string came = update(filter, setting.values); came != no_error) {
+  if (const std::string came = update(filter, setting.values); came != no_error)
     throw Unable(fmt::format("{} were refused with {}", setting.label, came));
-  }
   return filter;
 }
 
@@ -97,16 +90,14 @@ std::vector<Setting> working_settings(const Subject& subject) {
     const Input input(kind);
     ErrorSlot slot;
     FrameHandle output = filter.process(input.frame(), slot);
-    if (output.get() == input.get()) {
+    if (output.get() == input.get())
       static_cast<void>(output.release());
-    }
     const bool refused =
         output == nullptr && slot &&
         gx_error_get_exception_type(slot.get()) == GX_EXCEPTION_TYPE_INVALID_VALUE &&
         gx_error_get_status(slot.get()) == GX_STATUS_ERROR;
-    if (!refused) {
+    if (!refused)
       return settings;
-    }
     reason = describe(slot.get());
   }
   throw Inapplicable(

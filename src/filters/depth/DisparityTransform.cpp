@@ -33,11 +33,10 @@ void DisparityTransform::convert(ProcessingFrame& call, gx_format format, FrameS
 }
 
 void DisparityTransform::fill_table(ProcessingFrame& call, DisparityTable& table) {
-  if (d2d_parameters.isDualCamera != 0) {
+  if (d2d_parameters.isDualCamera != 0)
     stereo_camera_init_lookup_table(call, table);
-  } else {
+  else
     mono_camera_init_lookup_table(call, table);
-  }
 }
 
 void DisparityTransform::stereo_camera_init_lookup_table(ProcessingFrame& call,

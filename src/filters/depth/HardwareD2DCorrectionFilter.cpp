@@ -63,10 +63,9 @@ void clear_range(Pixels pixels, float value_scale, Reached reached, Passed passe
 
 template <typename Invalid>
 void clear_each(Pixels pixels, float value_scale, Invalid invalid) {
-  for (size_t i = 0; i < pixels.count; ++i) {
+  for (size_t i = 0; i < pixels.count; ++i)
     if (invalid(scaled(pixels.data[i], value_scale)))
       pixels.data[i] = 0;
-  }
 }
 
 /// Clears depths from `low` to `high`, which may be anything.
@@ -76,7 +75,8 @@ void clear_near(Pixels pixels, float value_scale, double low, double high) {
         pixels, value_scale, [=](double depth) { return depth >= low; },
         [=](double depth) { return !(depth <= high); });
   } else {
-    clear_each(pixels, value_scale, [=](double depth) { return low <= depth && depth <= high; });
+    clear_each(
+        pixels, value_scale, [=](double depth) { return low <= depth && depth <= high; });
   }
 }
 
@@ -90,7 +90,8 @@ void clear_equal(Pixels pixels, float value_scale, uint16_t low_bits) {
           [=](double depth) { return depth >= invalid + 1; });
     }
   } else {
-    clear_each(pixels, value_scale, [=](double depth) { return low_16_bits(depth) == low_bits; });
+    clear_each(
+        pixels, value_scale, [=](double depth) { return low_16_bits(depth) == low_bits; });
   }
 }
 

@@ -102,11 +102,10 @@ void OpenNIDisparityTransform::fill_table(ProcessingFrame& /*call*/, DisparityTa
 }
 
 void OpenNIDisparityTransform::convert(ProcessingFrame& call, gx_format format, FrameSize size) {
-  if (resampling_.resample_enabled) {
+  if (resampling_.resample_enabled)
     convert_resampled(call, format, size);
-  } else {
+  else
     convert_same_size(call, simd::kernels<DisparityLookupKernels>().whole);
-  }
 }
 
 void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_format format,

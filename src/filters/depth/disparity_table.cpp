@@ -58,10 +58,9 @@ void fill_mono(const D2DParameters& camera, const DepthOutput& output, Disparity
   const double k = camera.zpd / (double{camera.baseline} * camera.fx);
   const double units = double{camera.unit} * double{output.value_scale} * camera.zpd;
   const uint32_t count = std::min(disparity_code_count(camera.bitSize), 65535U);
-  for (uint32_t code = 0; code < count; ++code) {
+  for (uint32_t code = 0; code < count; ++code)
     if (!skipped(code))
       table[code] = range.entry(units / ((double{camera.dispOffset} + decode(code)) * k + 1.0));
-  }
 }
 
 } // namespace

@@ -17,10 +17,9 @@ void clear_values(Pixel* pixels, size_t count, Pixel first, Pixel last) {
     const V own = simd::load<V>(pixels + i);
     simd::store(pixels + i, static_cast<V>(own - first) <= range ? V{} : own);
   }
-  for (; i < count; ++i) {
+  for (; i < count; ++i)
     if (static_cast<Pixel>(pixels[i] - first) <= range)
       pixels[i] = 0;
-  }
 }
 
 } // namespace

@@ -105,9 +105,8 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
   SpeckleParams& params = current_filter_params;
   params = anchor;
   if (info.width == 0 || info.height == 0 || info.width > largest_side ||
-      info.height > largest_side) {
+      info.height > largest_side)
     return call.fail_traced(bad_size);
-  }
   const bool anchor_size = info.width == anchor.width && info.height == anchor.height;
   if (!anchor_size && info.depth_flag == GX_PIXEL_DEPTH && info.bxf <= 0)
     return call.fail_traced({"invalid params", operation, "frame_info.bxf"});
@@ -167,13 +166,11 @@ void SpeckleFilter::print(const char* title, const SpeckleParams& params) const 
   std::cout << title << std::endl
             << "width:    " << params.width << "\n"
             << "height:   " << params.height << "\n";
-  for (size_t i = 0; i < limit_count(); ++i) {
-    if (kind_.tiled) {
+  for (size_t i = 0; i < limit_count(); ++i)
+    if (kind_.tiled)
       std::cout << "max_lut_" << i << ": " << params.max_sizes[i] << "\n";
-    } else {
+    else
       std::cout << "max_size: " << params.max_sizes[i] << "\n";
-    }
-  }
   std::cout << "min_diff: " << params.min_diff << std::endl;
 }
 

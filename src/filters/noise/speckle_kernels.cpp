@@ -43,10 +43,9 @@ constexpr int32_t full_default_limit = 480;
 /// Null where the frame is worked on in full.
 const HalfSize* half_size(uint32_t width, uint32_t height, bool single) {
   const size_t count = single ? sizeof half_sizes / sizeof half_sizes[0] : tiled_half_sizes;
-  for (size_t i = 0; i < count; ++i) {
+  for (size_t i = 0; i < count; ++i)
     if (width == half_sizes[i].width || height == half_sizes[i].height)
       return &half_sizes[i];
-  }
   return nullptr;
 }
 
@@ -83,10 +82,9 @@ struct Limit {
   bool removes_single_pixels() const {
     if (table == nullptr)
       return single > 0;
-    for (size_t i = 0; i < size_t{tiles_x} * tiles_y; ++i) {
+    for (size_t i = 0; i < size_t{tiles_x} * tiles_y; ++i)
       if (table[i] == 0)
         return false;
-    }
     return true;
   }
 
@@ -272,11 +270,10 @@ class Speckles {
     read_no_row();
     for (uint32_t y = 0; y <= grid_.rows; ++y) {
       next_row();
-      if (y < grid_.rows) {
+      if (y < grid_.rows)
         read_row(y);
-      } else {
+      else
         read_no_row();
-      }
       join_row();
       join_rows();
       if (y == 0)
@@ -298,13 +295,11 @@ class Speckles {
 
   void remove(const Limit& limit) {
     measure_regions(limit);
-    for (uint32_t y = 0; y < grid_.rows; ++y) {
-      if (grid_.step == 1) {
+    for (uint32_t y = 0; y < grid_.rows; ++y)
+      if (grid_.step == 1)
         clear_row(y);
-      } else {
+      else
         repair_blocks(y);
-      }
-    }
   }
 
   /// Takes the place of find_regions and remove.
@@ -472,12 +467,11 @@ class Speckles {
   Pixel* frame_row(uint32_t y) const { return depth_ + size_t{frame_position(y)} * width_; }
 
   void gather(const Pixel* from, Pixel* to) const {
-    if (grid_.step == 1) {
+    if (grid_.step == 1)
       __builtin_memcpy(to, from, grid_.columns * sizeof(Pixel));
-    } else {
+    else
       for (size_t x = 0; x < grid_.columns; ++x)
         to[x] = from[2 * x + 1];
-    }
   }
 
   void next_row() {
@@ -611,9 +605,10 @@ class Speckles {
       const uint64_t reached = stops ^ (stops - (current_.starts[word] | unlinked));
       unlinked = (reached & ~links & joined) >> (word_bits - 1);
       const uint64_t first_links = links & reached;
-      for_each_bit(first_links, [&](unsigned bit) { // the run is a region of its own so far
-        parents_[current_.run_at(word, bit)] = parents_[above_.run_at(word, bit)];
-      });
+      for_each_bit(
+          first_links, [&](unsigned bit) { // the run is a region of its own so far
+            parents_[current_.run_at(word, bit)] = parents_[above_.run_at(word, bit)];
+          });
       for_each_bit(links & ~first_links, [&](unsigned bit) {
         unite(above_.run_at(word, bit), current_.run_at(word, bit));
       });
@@ -627,11 +622,13 @@ class Speckles {
 
   void collect_row_edges() {
     for (size_t word = 0; word < grid_.words(); ++word) {
-      for_each_bit(current_.one_way[word], [&](unsigned bit) {
-        const size_t x = word * word_bits + bit;
-        const uint32_t run = current_.run_at(word, bit);
-        add_edge(run, current_.threshold[x], run + 1, current_.threshold[x + 1]);
-      });
+      for_each_bit(
+          current_.one_way[word],
+          [&](unsigned bit) {
+            const size_t x = word * word_bits + bit;
+            const uint32_t run = current_.run_at(word, bit);
+            add_edge(run, current_.threshold[x], run + 1, current_.threshold[x + 1]);
+          });
     }
   }
 
@@ -649,11 +646,10 @@ class Speckles {
       return;
     a = root_of(a);
     b = root_of(b);
-    if (a < b) {
+    if (a < b)
       parents_[b] = a;
-    } else {
+    else
       parents_[a] = b;
-    }
   }
 
   /// Of two pixels between which one step only is allowed, the one with the larger threshold makes
@@ -878,11 +874,10 @@ int32_t remove_speckles(void* work_buffer, Pixel* depth, const Pixel* tile_table
                                   : Limit::of_tiles(tile_table, width, height, tiles_x, tiles_y);
   Speckles speckles(grid, rules, depth, width, static_cast<uint8_t*>(work_buffer));
   // What is removed early is found again by its value, which must be one.
-  if (speckles.find_regions(limit.removes_single_pixels() && rules.any_invalid != 0)) {
+  if (speckles.find_regions(limit.removes_single_pixels() && rules.any_invalid != 0))
     speckles.remove(limit);
-  } else {
+  else
     speckles.grow_and_remove(limit);
-  }
   return 0;
 }
 

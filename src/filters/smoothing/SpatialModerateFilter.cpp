@@ -79,11 +79,10 @@ void SpatialModerateFilter::smooth(uint16_t* pixels) {
                                current_filter_params.magnitude,
                                row_buffers_.data()};
   const auto& kernels = simd::kernels<SpatialModerateKernels>();
-  if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY) {
+  if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY)
     kernels.fixed(window, current_filter_params.disp_diff);
-  } else {
+  else
     kernels.table(window, depth_diff_lut.entries.data(), depth_diff_lut.shift);
-  }
 }
 
 void SpatialModerateFilter::print_filter_params() {

@@ -24,10 +24,9 @@ void fill_from_top(Pixel* pixels, uint32_t width, uint32_t height) {
       simd::store(current + i, own == 0 ? simd::load<V>(above + i) : own);
     }
   }
-  for (; i < count; ++i) {
+  for (; i < count; ++i)
     if (current[i] == 0)
       current[i] = above[i];
-  }
 }
 
 // `minimum` and `maximum` are one algorithm on keys: 0 is a hole, and the larger key wins. An order

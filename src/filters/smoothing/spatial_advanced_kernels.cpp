@@ -226,10 +226,9 @@ struct Strip {
       }
       for (; x + group_size <= width; x += group_size)
         gather_group(first + x, width, x, v);
-      for (; x < width; ++x) {
+      for (; x < width; ++x)
         for (size_t i = 0; i < lanes; ++i)
           column(x, v)[i] = first[i * width + x];
-      }
     }
   }
 
@@ -246,10 +245,9 @@ struct Strip {
       }
       for (; x + group_size <= width; x += group_size)
         scatter_group(first + x, width, x, v);
-      for (; x < width; ++x) {
+      for (; x < width; ++x)
         for (size_t i = 0; i < lanes; ++i)
           first[i * width + x] = column(x, v)[i];
-      }
     }
   }
 
@@ -354,11 +352,10 @@ void smooth_blocks(const PixelGrid& image, size_t y, Pixel radius, const Limits&
     walk<Walks<V>>(strip, width - 1, width - 1, -1, radius, limits);
     strip.scatter();
   }
-  if constexpr (Vectors > 1) {
+  if constexpr (Vectors > 1)
     smooth_blocks<Walks, Bytes, 1>(image, y, radius, limits, columns);
-  } else if constexpr (Bytes > group_bytes) {
+  else if constexpr (Bytes > group_bytes)
     smooth_blocks<Walks, Bytes / 2, 1>(image, y, radius, limits, columns);
-  }
 }
 
 template <typename Limits>
@@ -366,11 +363,10 @@ void smooth_rows(const PixelGrid& image, const Limits& limits, Pixel radius, Pix
   if (image.width <= 2)
     return;
   // The count is raised before it is compared, so that a radius of 1 fills nothing either.
-  if (radius <= 1) {
+  if (radius <= 1)
     smooth_blocks<Walk, simd::vector_bytes, 2>(image, 0, radius, limits, strip);
-  } else {
+  else
     smooth_blocks<FillingWalk, simd::vector_bytes, 2>(image, 0, radius, limits, strip);
-  }
 }
 
 // Along rows, a difference equal to the threshold passes: the limit is one above.

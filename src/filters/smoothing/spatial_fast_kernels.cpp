@@ -244,7 +244,8 @@ struct SortedRow {
 template <typename V>
 void sort_row(const Pixel* pixels, size_t count, SortedRow& sorted) {
   for_each_vector<V>(
-      count, [&](size_t x) __attribute__((always_inline)) {
+      count,
+      [&](size_t x) __attribute__((always_inline)) {
         V window[5];
         load_sorted<2>(pixels + x, window);
         for (size_t i = 0; i < 5; ++i)
@@ -297,14 +298,13 @@ template <size_t Radius, size_t Bytes>
 void filter_columns(const Image& image, size_t first, size_t count) {
   using V = Lanes<Ordered, Bytes>;
   constexpr size_t shortest = 4 * sizeof(Ordered); // no kernel filters fewer columns than four
-  if (count >= simd::lane_count<V>) {
+  if (count >= simd::lane_count<V>)
     if constexpr (Radius == 1)
       filter_columns_3x3<V>(image, first, count);
     else
       filter_columns_5x5<V>(image, first, count);
-  } else if constexpr (Bytes > shortest) {
+  else if constexpr (Bytes > shortest)
     filter_columns<Radius, (Bytes > 16 ? 16 : shortest)>(image, first, count);
-  }
 }
 
 /// The median of an odd number of values, without their order: of any half of them and two more,

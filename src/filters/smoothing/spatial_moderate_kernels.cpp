@@ -305,15 +305,14 @@ void smooth_window(const SmoothingWindow& window, const Threshold& threshold) {
   if (window.reach == 0 || window.width <= 2 * window.reach)
     return;
   const int largest = threshold.largest();
-  if (window.reach == 1 && largest <= narrow_threshold(1)) {
+  if (window.reach == 1 && largest <= narrow_threshold(1))
     smooth<1>(window, threshold);
-  } else if (window.reach == 2 && largest <= narrow_threshold(2)) {
+  else if (window.reach == 2 && largest <= narrow_threshold(2))
     smooth<2>(window, threshold);
-  } else if (window.reach == 3 && largest <= narrow_threshold(3)) {
+  else if (window.reach == 3 && largest <= narrow_threshold(3))
     smooth<3>(window, threshold);
-  } else {
+  else
     smooth<0>(window, threshold);
-  }
 }
 
 void smooth_fixed(const SmoothingWindow& window, Pixel threshold) {

@@ -69,13 +69,12 @@ struct Model {
     double d = 0;
     double depth = 0;
     if (stereo) {
-      if (mode == 2) {
+      if (mode == 2)
         d = i / s;
-      } else if (mode == 3) {
+      else if (mode == 3)
         d = i / std::pow(2.0, r.bitSize - 10);
-      } else {
+      else
         d = 200.375 - (2 * i) / s + 128.0 - static_cast<double>(r.minDisparity);
-      }
       if (std::fabs(d - static_cast<double>(r.invalidDisp)) < 0.0001 || i >= 65532)
         return 0;
       if (!(0 < d && d < (mode == 3 ? 1024 : 256)))
@@ -89,11 +88,10 @@ struct Model {
           (mode == 4 && i >= 65532))
         return 0;
       const int low = static_cast<int>(i) & 0x3fff;
-      if (mode == 2) {
+      if (mode == 2)
         d = (low >= 8192 ? low - 16384 : low) / s;
-      } else {
+      else
         d = mode == 1 ? 200.375 - (2 * i) / s : i / s;
-      }
       const double k = r.zpd / (static_cast<double>(r.baseline) * r.fx);
       depth = static_cast<double>(r.unit) * static_cast<double>(value_scale) * r.zpd /
               ((static_cast<double>(r.dispOffset) + d) * k + 1.0);
@@ -186,10 +184,9 @@ class DisparityFilters : public ::testing::TestWithParam<bool> {
     return open_ni() ? "OpenNIDisparityTransform" : "DisparityTransform";
   }
   static std::vector<const char*> values(std::vector<const char*> depth_range) {
-    if (open_ni()) {
+    if (open_ni())
       for (const char* rest : {"0", "0", "1", "0", "0", "0", "0"})
         depth_range.push_back(rest);
-    }
     return depth_range;
   }
 };
@@ -333,9 +330,8 @@ TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
   const Frame input = all_codes(test::stereo_record()).make();
   ErrorSlot error;
   for (const char* height : {"4", "65535"}) {
-    if (height[0] == '6') {
+    if (height[0] == '6')
       EXPECT_EQ(update("65535", height, "1"), ""); // more bytes than a frame can count
-    }
     EXPECT_EQ(filter.process(input, error), nullptr);
     EXPECT_EQ(error.text(), "Frame sampling process error | "
                             "OpenNIDisparityTransform::filter_process | frameType | 4");
@@ -421,10 +417,9 @@ TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
 TEST(DisparityLookupKernels, EveryLevelMapsEveryCount) {
   test::Random random(5);
   Pixels table(65536), codes(75);
-  for (auto* pixels : {&table, &codes}) {
+  for (auto* pixels : {&table, &codes})
     for (auto& pixel : *pixels)
       pixel = static_cast<uint16_t>(random());
-  }
   for (size_t count = 0; count <= codes.size(); ++count) {
     Pixels whole(codes.size(), 9), shifted(codes.size(), 9);
     for (size_t i = 0; i < count; ++i) {

@@ -52,10 +52,9 @@ struct Model {
     const bool banded = input.bits == 12 || input.bits == 14;
     if (banded && std::fabs(input.scale - last_scale) >= 1e-6f) {
       tolerance = 12.8f;
-      for (const float step : {6.4f, 3.2f, 1.6f, 0.8f, 0.4f}) {
+      for (const float step : {6.4f, 3.2f, 1.6f, 0.8f, 0.4f})
         if (step >= input.scale && (input.bits == 14 || step > 1.0f))
           tolerance = step;
-      }
       last_scale = input.scale;
     }
     for (auto& pixel : pixels) {
@@ -121,10 +120,9 @@ TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
        {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}}) {
     for (const simd::Level level : simd::supported_levels()) {
       Pixels expected = all, output = all;
-      for (auto& pixel : expected) {
+      for (auto& pixel : expected)
         if (pixel >= range.first && pixel <= range.last)
           pixel = 0;
-      }
       simd::kernels<filter_processor::InvalidDepthKernels>(level).clear_between(
           output.data(), output.size(), range.first, range.last);
       EXPECT_EQ(output, expected) << simd::level_name(level) << range.first;

@@ -42,11 +42,10 @@ Pixels naive_strips(const Pixels& input, Int width, Int height, const Strips& st
       left = std::min(left, strips.limit_x - first);
       right = std::min(right, last - (width - strips.limit_x));
     }
-    for (Int x = 0; x < width; ++x) {
+    for (Int x = 0; x < width; ++x)
       if ((first != -1 && first < strips.limit_x && x >= first && x < first + left) ||
           (last > width - strips.limit_x && x <= last && x > last - right))
         output[at(x, y)] = 0;
-    }
   }
   for (Int x = 0; x < width; ++x) {
     Int top = -1;
@@ -57,11 +56,10 @@ Pixels naive_strips(const Pixels& input, Int width, Int height, const Strips& st
         bottom = y;
       }
     }
-    for (Int y = 0; y < height && top != -1; ++y) {
+    for (Int y = 0; y < height && top != -1; ++y)
       if ((y >= top && y < top + strips.margin_y && y < strips.limit_y) ||
           (y <= bottom && y > bottom - strips.margin_y && y > height - strips.limit_y))
         output[at(x, y)] = 0;
-    }
   }
   return output;
 }
@@ -204,11 +202,10 @@ class Model {
 
 std::string update(Filter& filter, bool mgc, const Values& v) {
   std::vector<Int> values = {v.margin_x, v.margin_y, v.limit_x, v.limit_y, v.width, v.height};
-  if (mgc) {
+  if (mgc)
     values.insert(values.begin(), {v.left, v.right, v.radius});
-  } else {
+  else
     values.insert(values.begin() + 4, v.vertical);
-  }
   std::vector<std::string> texts;
   texts.reserve(values.size());
   for (const Int value : values)

@@ -97,10 +97,9 @@ class Stage {
     regions();
     for (const auto& candidate : candidates_)
       judge(candidate);
-    for (size_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i)
       if (labels_[i] >= 2 && marks_[labels_[i] - 2] >= 2)
         image_[i] = 0;
-    }
     return r_.u8(50) != 0 ? turn(4 - r_.u8(51)) : 0;
   }
 
@@ -140,10 +139,9 @@ class Stage {
   void clear_run(int start, int end, int y) {
     const int ends = static_cast<int>(r_.u16(55));
     ++(ends == 0 || 2 * ends >= end - start ? fired_.bleeding_run : fired_.partial_run);
-    for (int x = start; x < end; ++x) {
+    for (int x = start; x < end; ++x)
       if (ends == 0 || x < start + ends || x >= end - ends)
         image_[at(x, y)] = 0;
-    }
   }
 
   int turn(int code) {
@@ -169,11 +167,10 @@ class Stage {
         const auto i = at(x, y);
         if (image_[i] == r_.u16(4))
           continue;
-        if (labels_[i] == 0) {
+        if (labels_[i] == 0)
           grow(x, y);
-        } else if (small_[labels_[i] - 2] != 0) {
+        else if (small_[labels_[i] - 2] != 0)
           remove(i);
-        }
       }
     }
   }
@@ -249,11 +246,10 @@ class Stage {
       return;
     }
     sizes_[own] = static_cast<uint32_t>(g.n);
-    if (sparse_texture(g) || flat_bleed(g) || ground_plane(g) || left_band(g)) {
+    if (sparse_texture(g) || flat_bleed(g) || ground_plane(g) || left_band(g))
       marks_[seed] = own;
-    } else if (candidate(g)) {
+    else if (candidate(g))
       candidates_.push_back({own, g.x0, g.x1, g.y0, g.y1});
-    }
   }
 
   bool in_roi(const Region& g, size_t offset) const {
@@ -351,10 +347,9 @@ class Stage {
     }
     ++fired_.unsupported;
     for (int y = c.y0; y <= c.y1; ++y) {
-      for (int x = c.x0; x <= c.x1; ++x) {
+      for (int x = c.x0; x <= c.x1; ++x)
         if (labels_[at(x, y)] == c.label)
           marks_[at(x, y)] = c.label;
-      }
     }
   }
 

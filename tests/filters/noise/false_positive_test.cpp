@@ -101,10 +101,9 @@ Record random_record(int width, int height, Random& random) {
   r.u16(4, pick<int>(random, {0, 0, 0, 1000}));
   r.u16(6, dice(random, 12));
   r.u16(8, pick<int>(random, {1, 100, 499, 500, 4000, 65535}));
-  if (dice(random, 3) == 0) {
+  if (dice(random, 3) == 0)
     for (size_t bin = 0; bin < 20; ++bin)
       r.u16(10 + 2 * bin, dice(random, 4) == 0 ? dice(random, 65536) : dice(random, 80));
-  }
   r.u16(53, dice(random, 12));
   r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
   r.u16(57, pick<int>(random, {200, 999, 1000, 10000, 10000}));
@@ -146,10 +145,9 @@ Record hostile_record(int width, int height, Random& random) {
   for (const size_t offset :
        {59U,  63U,  67U,  71U,  75U,  84U,  88U,  92U,  96U,  100U, 104U, 108U,
         112U, 128U, 144U, 167U, 171U, 175U, 179U, 183U, 187U, 234U, 238U, 242U,
-        246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U}) {
+        246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U})
     if (dice(random, 12) == 0)
       r.f32(offset, pick(random, std::vector<float>(std::begin(wild), std::end(wild))));
-  }
   if (r.u16(8) == 0)
     r.u16(8, 1);
   return r;
@@ -244,10 +242,9 @@ struct Scene {
   Pixels pixels = Pixels(naive::place(0, scene_height, scene_width), 0);
 
   Scene& flat(Box box, int depth) {
-    for (int y = box.y; y < box.y + box.height; ++y) {
+    for (int y = box.y; y < box.y + box.height; ++y)
       for (int x = box.x; x < box.x + box.width; ++x)
         pixels[naive::place(x, y, scene_width)] = static_cast<uint16_t>(depth);
-    }
     return *this;
   }
 };

@@ -32,10 +32,9 @@ class NaiveSpeckles {
 
   void run() {
     const int step = choose_sampling();
-    for (int y = step - 1; y < height_; y += step) {
+    for (int y = step - 1; y < height_; y += step)
       for (int x = step - 1; x < width_; x += step)
         visit(x, y, step);
-    }
   }
 
  private:
@@ -53,10 +52,9 @@ class NaiveSpeckles {
     } defaults[] = {
         {1280, 1280, 1920}, {640, 640, 480}, {320, 320, 120}, {160, 160, 30}, {424, 266, 120}};
     int fallback = 0;
-    for (const auto& each : defaults) {
+    for (const auto& each : defaults)
       if (fallback == 0 && is(each.width, each.height))
         fallback = each.size;
-    }
     const int size = fallback > 0 ? task_.max_size >> 2 : task_.max_size;
     max_size_ = size > 0 ? size : fallback > 0 ? fallback : 480;
     return fallback > 0 ? 2 : 1;
@@ -90,11 +88,10 @@ class NaiveSpeckles {
       label = is_speckle_.size();
       is_speckle_.push_back(grow(x, y, step) <= limit(x, y));
     }
-    if (is_speckle_[label]) {
+    if (is_speckle_[label])
       clear(x, y, step);
-    } else if (step == 2) {
+    else if (step == 2)
       repair(x, y, value);
-    }
   }
 
   int grow(int seed_x, int seed_y, int step) {
@@ -124,17 +121,15 @@ class NaiveSpeckles {
 
   /// The pixel or its whole block.
   void clear(int x, int y, int step) {
-    for (int dy = 0; dy < step; ++dy) {
+    for (int dy = 0; dy < step; ++dy)
       for (int dx = 0; dx < step; ++dx)
         pixel(x - dx, y - dy) = static_cast<uint16_t>(task_.invalid_value);
-    }
   }
 
   void repair(int x, int y, int value) {
-    for (uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)}) {
+    for (uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)})
       if (std::abs(*companion - value) > threshold(value))
         *companion = static_cast<uint16_t>(value);
-    }
   }
 
   const SpeckleTask& task_;

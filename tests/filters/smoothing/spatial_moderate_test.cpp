@@ -94,11 +94,10 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
           const SmoothingWindow window{output.data(), size.width, size.height,
                                        reach,         iterations, buffers.data()};
           const auto& kernels = simd::kernels<SpatialModerateKernels>(level);
-          if (thresholds.fixed) {
+          if (thresholds.fixed)
             kernels.fixed(window, thresholds.value);
-          } else {
+          else
             kernels.table(window, thresholds.table.data(), thresholds.shift);
-          }
           ASSERT_EQ(output, expected)
               << simd::level_name(level) << " " << size.width << "x" << size.height << " reach "
               << reach << " spread " << spread << (thresholds.fixed ? " fixed" : " table");

@@ -98,10 +98,9 @@ void mark_unsupported_patterns(const uint16_t* image, const RegionMap& map,
                                const PatternAmbiguitySettings& settings,
                                const std::vector<PatternCandidate>& candidates) {
   const SupportSearch support(image, map, settings);
-  for (const PatternCandidate& candidate : candidates) {
+  for (const PatternCandidate& candidate : candidates)
     if (!support.finds_for(candidate))
       map.marks[candidate.label] = 1;
-  }
 }
 
 } // namespace filter_processor

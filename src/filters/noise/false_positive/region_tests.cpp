@@ -27,12 +27,11 @@ bool climbs_ladder(const RegionStatistics& region, const TextureSparsitySettings
     side_contact = 1.0F - real(region.invalid - region.invalid_above) /
                               real(region.boundaries - region.invalid_above);
   }
-  for (int step = 0; step < TextureSparsitySettings::step_count; ++step) {
+  for (int step = 0; step < TextureSparsitySettings::step_count; ++step)
     if (real(settings.max_size) * settings.size_fraction[step] > real(region.pixels) &&
         strong_steps > settings.min_strong_steps[step] &&
         settings.max_side_contact[step] > side_contact)
       return true;
-  }
   return false;
 }
 

@@ -88,14 +88,12 @@ class RegionFinder {
   uint32_t run() {
     constexpr uint32_t group = sizeof(uint64_t);
     uint32_t i = 0;
-    for (; i + group <= pixel_count_; i += group) {
+    for (; i + group <= pixel_count_; i += group)
       while (const uint64_t todo = find_work(i))
         visit(i + static_cast<uint32_t>(std::countr_zero(todo)) / 8);
-    }
-    for (; i < pixel_count_; ++i) {
+    for (; i < pixel_count_; ++i)
       if (work_mask & (scratch_.growth_states[i] ^ done))
         visit(i);
-    }
     return next_label_;
   }
 
@@ -122,11 +120,10 @@ class RegionFinder {
   }
 
   void visit(uint32_t i) {
-    if ((scratch_.growth_states[i] & claimed) == 0) {
+    if ((scratch_.growth_states[i] & claimed) == 0)
       add_region(i);
-    } else {
+    else
       remove(i);
-    }
   }
 
   void add_region(uint32_t seed) {
@@ -305,10 +302,9 @@ void clear_marked_regions(uint16_t* image, const RegionMap& map, uint32_t label_
   if (std::count(marks, marks + label_count, uint8_t{1}) == 0)
     return;
   const size_t pixels = size_t{map.width} * map.height;
-  for (size_t i = 0; i < pixels; ++i) {
+  for (size_t i = 0; i < pixels; ++i)
     if (map.marks[map.labels[i]] != 0)
       image[i] = 0;
-  }
 }
 
 } // namespace filter_processor
