@@ -10,7 +10,7 @@
 #include <unordered_set>
 #include <utility>
 
-/// Reference-counted objects behind the opaque handles of the C interface.
+// Reference-counted objects behind the opaque handles of the C interface.
 namespace gexton {
 
 /// Base of every object that a handle points to. The creator holds the first reference.

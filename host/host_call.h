@@ -8,8 +8,8 @@
 #include <new>
 #include <type_traits>
 
-/// What the body of every exported function runs through: the barrier that turns exceptions into
-/// error objects, the fault check and the null check.
+// What the body of every exported function runs through: the barrier that turns exceptions into
+// error objects, the fault check and the null check.
 namespace gexton {
 
 /// Why a call fails; thrown inside the library only. The texts are literals.

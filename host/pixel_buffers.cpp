@@ -21,7 +21,7 @@
 namespace gexton {
 namespace {
 
-// A cache line, and the widest vector register.
+/// A cache line, and the widest vector register.
 constexpr std::align_val_t alignment{64};
 
 // The checker finds a use after release only where the memory really is released.

@@ -11,7 +11,7 @@ namespace {
 
 using ProfileReference = Reference<gx_stream_profile>;
 
-// Intrinsics hold sizes in 16 bits; no camera comes near the bound.
+/// Intrinsics hold sizes in 16 bits; no camera comes near the bound.
 int16_t intrinsic_size(uint32_t size) {
   return static_cast<int16_t>(std::min<uint32_t>(size, INT16_MAX));
 }

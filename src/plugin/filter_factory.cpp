@@ -32,7 +32,7 @@ constexpr Entry entry() {
           []() -> std::shared_ptr<IPrivFilter> { return std::make_shared<Filter>(); }};
 }
 
-// By index, which hosts use.
+/// By index, which hosts use.
 constexpr Entry entries[] = {
     entry<DisparityTransform>(),          // 0
     entry<HoleFillingFilter>(),           // 1

@@ -10,12 +10,12 @@
 
 #include "simd/level.h"
 
-/// Fixed-width lanes for kernel sources, which are compiled once for each level.
-///
-/// Everything stands in a namespace named after the level, so that no two levels share a symbol: a
-/// copy that the linker merged could run wide instructions on a processor without them. For the
-/// same reason kernel sources keep their functions in an unnamed namespace and call no
-/// standard-library template (std::min, std::vector, ...), whose code may be emitted out of line.
+// Fixed-width lanes for kernel sources, which are compiled once for each level.
+//
+// Everything stands in a namespace named after the level, so that no two levels share a symbol: a
+// copy that the linker merged could run wide instructions on a processor without them. For the
+// same reason kernel sources keep their functions in an unnamed namespace and call no
+// standard-library template (std::min, std::vector, ...), whose code may be emitted out of line.
 namespace filter_processor::simd {
 inline namespace FILTER_PROCESSOR_LEVEL {
 

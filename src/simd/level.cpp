@@ -36,7 +36,7 @@ Level best_level() {
   return has_avx2() ? Level::avx2 : Level::baseline;
 }
 
-// Set once while the library is loaded, before any filter can exist.
+/// Set once while the library is loaded, before any filter can exist.
 const Level best = best_level();
 std::atomic<Level> active{best};
 

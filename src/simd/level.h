@@ -2,10 +2,10 @@
 
 #include <span>
 
-/// The instruction levels that kernels are compiled for, and the choice among them.
-///
-/// Every kernel family is a struct of function pointers with one table for each level; a filter
-/// asks for the table with `simd::kernels<Family>()`. All levels give bit-identical results.
+// The instruction levels that kernels are compiled for, and the choice among them.
+//
+// Every kernel family is a struct of function pointers with one table for each level; a filter
+// asks for the table with `simd::kernels<Family>()`. All levels give bit-identical results.
 namespace filter_processor::simd {
 
 /// In ascending order of capability. `baseline` is what every processor of the family has: SSE2 on

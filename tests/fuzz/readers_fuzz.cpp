@@ -52,7 +52,7 @@ Bytes encode_bin(const Image& image) {
   return encode_raw(image, header, false);
 }
 
-// A picture that was read is the same again after each way through a file.
+/// A picture that was read is the same again after each way through a file.
 void check_image(const Result<Image>& image) {
   if (!image) {
     check_error(image.error());
@@ -121,7 +121,7 @@ std::string text_of(std::span<const uint8_t> bytes) {
   return {bytes.begin(), bytes.end()};
 }
 
-// The next text up to a zero byte, which ends it.
+/// The next text up to a zero byte, which ends it.
 std::string take_text(std::string& rest) {
   const size_t length = std::min(rest.find('\0'), rest.size());
   std::string text = rest.substr(0, length);

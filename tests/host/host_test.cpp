@@ -356,8 +356,8 @@ TEST_F(Host, FunctionsSucceedFailOnPurposeAndRefuseNull) {
   check("gx_delete_stream_profile", delete_profile, profile);
 }
 
-// Threads share the lists of what is alive, the idle buffers and the faults, though no object. The
-// thread sanitizer sees more of it.
+/// Threads share the lists of what is alive, the idle buffers and the faults, though no object. The
+/// thread sanitizer sees more of it.
 TEST_F(Host, ServesThreadsThatShareNoObject) {
   constexpr int count = 4;
   const uint64_t most_frames = gexton_get_live_handles().frames + count;

@@ -113,7 +113,7 @@ TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
 /// Nobody may read it.
 const char* const unreadable = reinterpret_cast<const char*>(8);
 
-// That each bound holds, and that a refusal changes nothing, `gxfilter validate` checks.
+/// That each bound holds, and that a refusal changes nothing, `gxfilter validate` checks.
 TEST(Updates, RefuseValuesBeyondTheirTypeAndReadNoFurther) {
   for (const std::string name :
        {"NoiseRemovalFilter", "LutNoiseRemovalFilter", "EdgeNoiseRemovalFilter",

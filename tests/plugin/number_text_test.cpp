@@ -53,7 +53,7 @@ void expect_as_c_library(const std::string& text) {
             outcome_of([&] { return std::stof(text); }));
 }
 
-// But for numbers like 0x1p-140, of which stof cuts nothing off and which are too small here.
+/// But for numbers like 0x1p-140, of which stof cuts nothing off and which are too small here.
 TEST(NumberText, IsReadAsByTheCLibrary) {
   std::istringstream texts(
       "| |-|+|+-5|--5|- 5| \t\n\v\f\r12|007|+7|-0|12abc|2147483647|2147483648|-2147483648|"

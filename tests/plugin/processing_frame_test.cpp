@@ -49,8 +49,8 @@ std::string calls_of(const char* filter_name, const Frame& frame, const Frame& b
   }
 }
 
-// As a first frame, and after one of another size: then what tells that the stream is another one
-// is asked for first.
+/// As a first frame, and after one of another size: then what tells that the stream is another one
+/// is asked for first.
 TEST(ProcessingFrame, AsksTheHostInTheOrderOfTheTable) {
   std::ostringstream expected;
   expected << std::ifstream(TEST_FILES "/plugin/host_calls.txt").rdbuf();

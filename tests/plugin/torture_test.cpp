@@ -139,8 +139,8 @@ class TortureTest : public ::testing::TestWithParam<CaseAndKind> {
   void check_next(Instance& instance, const Look& look, const std::string& culprit,
                   const Reference& expected);
 
-  // Of one path: how many faults came after the filter had taken the frame in, and how many cost
-  // it its table.
+  /// Of one path: how many faults came after the filter had taken the frame in, and how many cost
+  /// it its table.
   int seen_ = 0;
   int tables_lost_ = 0;
 };
@@ -317,7 +317,7 @@ std::string outcome_of(const char* path, const FilterCase& filter_case) {
   return "";
 }
 
-// Or else the paths would be less different than they look.
+/// Or else the paths would be less different than they look.
 TEST(TorturePaths, UpdatesAndBlobsTell) {
   for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);

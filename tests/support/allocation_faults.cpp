@@ -71,7 +71,7 @@ void* operator new(size_t size) {
 void* operator new(size_t size, std::align_val_t alignment) {
   return allocate(size, static_cast<size_t>(alignment));
 }
-// The default one would do, but checkers bring one that does not come here.
+/// The default one would do, but checkers bring one that does not come here.
 void* operator new[](size_t size) {
   return allocate(size, 1);
 }

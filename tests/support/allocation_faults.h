@@ -7,12 +7,12 @@ namespace test {
 /// Not where Clang's thread sanitizer brings allocation operators that can't be replaced.
 bool can_fail_allocations();
 
-/// For the first line of a test that needs allocations to fail.
+// For the first line of a test that needs allocations to fail.
 #define REQUIRE_ALLOCATION_FAULTS()                                                                \
   if (!test::can_fail_allocations())                                                               \
   GTEST_SKIP() << "no allocation can be made to fail"
 
-/// Makes the n-th allocation of this thread from now on throw std::bad_alloc, once; 0 switches off.
+// Makes the n-th allocation of this thread from now on throw std::bad_alloc, once; 0 switches off.
 void fail_nth_allocation(uint64_t n);
 
 /// The same, but that all allocations from the n-th on throw until this is switched off with 0.

@@ -138,7 +138,7 @@ class Instance {
     return output != nullptr ? facts_of(output.get()) : error.text();
   }
 
-  // Steps of a history; none of them may fail.
+  /// Steps of a history; none of them may fail.
   void pass() { outcome(make(look)); }
   void configure() { update_to(filter_case_.values); }
   void update() { update_to(other_values(filter_case_, false)); }

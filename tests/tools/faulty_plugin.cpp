@@ -61,7 +61,7 @@ void refuse(const std::string& message, const std::string& function, const char*
   }
 }
 
-// Puts an error with other words in place of the one in the slot.
+/// Puts an error with other words in place of the one in the slot.
 void reword(const char* args, int type, gx_error** error) {
   gx_error* const old = *error;
   refuse(gx_error_get_message(old), gx_error_get_function(old), args, type, error);
@@ -81,8 +81,8 @@ uint32_t width_times_height(const gx_frame* frame) {
   return gx_video_frame_get_width(frame, nullptr) * gx_video_frame_get_height(frame, nullptr);
 }
 
-// Faults of what goes in, before the real filter sees it. Without a fault no host call is made
-// here: it would meet the failures that are meant for the filter.
+/// Faults of what goes in, before the real filter sees it. Without a fault no host call is made
+/// here: it would meet the failures that are meant for the filter.
 void spoil_input(gx_frame* frame) {
   const auto is_depth = [frame] { return gx_frame_get_type(frame, nullptr) == GX_FRAME_DEPTH; };
   if (fault_is("writes the input") && is_depth()) {
@@ -108,7 +108,7 @@ void spoil_input(gx_frame* frame) {
 
 bool blanks_next_frame = false;
 
-// Faults of what comes out.
+/// Faults of what comes out.
 gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& filter) {
   if (fault_is("leaks a frame")) {
     gexton_frame_add_reference(output, nullptr);
@@ -140,7 +140,7 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
   return output;
 }
 
-// Faults of a call that the real filter failed.
+/// Faults of a call that the real filter failed.
 gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
   const bool host_failed = error_is(error, "injected fault");
   if (host_failed && fault_is("ignores host errors")) {
@@ -168,7 +168,7 @@ gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
   return nullptr;
 }
 
-// The text with the first occurrence replaced, if there is one.
+/// The text with the first occurrence replaced, if there is one.
 std::string replaced(std::string text, std::string_view what, std::string_view with) {
   const size_t found = text.find(what);
   return found != std::string::npos ? text.replace(found, what.size(), with) : text;

@@ -36,7 +36,7 @@ class GxfilterProgram : public testing::Test {
     return text.str();
   }
 
-  // Runs the program with these shell words in the test's own directory.
+  /// Runs the program with these shell words in the test's own directory.
   Outcome run(const std::string& arguments) const {
     const std::string command = "cd '" + directory_.string() + "' && '" GXFILTER_PROGRAM "' " +
                                 arguments + " >out.txt 2>err.txt";
@@ -59,7 +59,7 @@ class GxfilterProgram : public testing::Test {
     std::ofstream(directory_ / path) << text;
   }
 
-  // The names of the pictures in a directory; empty where there is no such directory.
+  /// The names of the pictures in a directory; empty where there is no such directory.
   size_t count_files(const std::string& path) const {
     return fs::exists(directory_ / path)
                ? static_cast<size_t>(std::distance(fs::directory_iterator(directory_ / path), {}))
@@ -180,7 +180,7 @@ TEST_F(GxfilterProgram, ReadsHeaderlessFramesBesideACameraFile) {
 
 constexpr const char* with_probe = " --plugin '" GXFILTER_PROBE_PLUGIN "' ";
 
-// Frames of 16 x 2 pixels, enough for everything that the probe writes.
+/// Frames of 16 x 2 pixels, enough for everything that the probe writes.
 class GxfilterWithProbe : public GxfilterProgram {
  protected:
   void SetUp() override {

@@ -47,7 +47,7 @@ Bytes with_pixels(Bytes header, const Image& image, bool big_endian) {
   return header;
 }
 
-// A well-formed file of each format with the same picture in it, and its reader.
+/// A well-formed file of each format with the same picture in it, and its reader.
 struct Format {
   const char* name;
   Bytes file;
@@ -325,7 +325,7 @@ TEST(Scene, AgreesInDepthAndDisparity) {
   }
 }
 
-// Runs of one value that the frame without faults does not have there.
+/// Runs of one value that the frame without faults does not have there.
 size_t longest_new_run(const Image& image, const Image& base) {
   size_t longest = 0;
   for (size_t i = 1, run = 1; i < image.pixels.size(); ++i) {
@@ -473,7 +473,7 @@ TEST(Preview, ShowsAPartOfTheFrame) {
   }
 }
 
-// As libpng reads the file.
+/// As libpng reads the file.
 std::vector<uint8_t> decoded_rgb(const Bytes& file) {
   png_image header{};
   header.version = PNG_IMAGE_VERSION;

@@ -18,7 +18,7 @@ struct Outcome {
   std::string out;
 };
 
-// Runs `gxfilter validate` with these shell words, with what it says on both streams.
+/// Runs `gxfilter validate` with these shell words, with what it says on both streams.
 Outcome validate(const std::string& arguments, const std::string& environment = "") {
   const std::string command =
       environment + " '" GXFILTER_PROGRAM "' validate " + arguments + " 2>&1";
@@ -193,7 +193,7 @@ TEST(Validate, FindsNoFaultWhereThereIsNone) {
   }
 }
 
-// A child that lives on keeps the stream open that is read here.
+/// A child that lives on keeps the stream open that is read here.
 TEST(Validate, TakesAHungCheckAlongWhenItIsKilled) {
   const auto begin = std::chrono::steady_clock::now();
   validate("--plugin '" GXFILTER_FAULTY_PLUGIN "'",
@@ -201,7 +201,7 @@ TEST(Validate, TakesAHungCheckAlongWhenItIsKilled) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
-// Filters whose reset is known to set values of its own, too.
+/// Filters whose reset is known to set values of its own, too.
 TEST(Validate, FindsThatResetDoesNothing) {
   for (const char* filter :
        {"EdgeNoiseRemovalFilter", "LutNoiseRemovalFilter", "MgcNoiseRemovalFilter"}) {

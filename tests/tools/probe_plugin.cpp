@@ -33,7 +33,7 @@ void reject(const char* message, const char* function, const char* args, gx_erro
       gx_create_error(GX_STATUS_ERROR, message, function, args, GX_EXCEPTION_TYPE_INVALID_VALUE);
 }
 
-// What the filter learned about the frame and itself, one number for each pixel.
+/// What the filter learned about the frame and itself, one number for each pixel.
 std::vector<int> observations(const gx_priv_filter& filter, const gx_frame* frame) {
   gx_stream_profile* profile = gx_frame_get_stream_profile(frame, nullptr);
   const gx_camera_intrinsic intrinsic = gx_video_stream_profile_get_intrinsic(profile, nullptr);

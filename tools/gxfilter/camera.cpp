@@ -16,7 +16,7 @@ constexpr double any_positive = std::numeric_limits<float>::max();
 constexpr double int32_min = std::numeric_limits<int32_t>::min();
 constexpr double int32_max = std::numeric_limits<int32_t>::max();
 
-// Reads the facts of one JSON object, each once, and remembers the first thing that is wrong.
+/// Reads the facts of one JSON object, each once, and remembers the first thing that is wrong.
 class FactReader {
  public:
   FactReader(const nlohmann::json& facts, std::string prefix)
@@ -60,7 +60,7 @@ class FactReader {
     return GX_PIXEL_TOF_DEPTH;
   }
 
-  // The value under `key`, null where there is none; every key that is asked for counts as known.
+  /// The value under `key`, null where there is none; every key that is asked for counts as known.
   const nlohmann::json* find(const char* key) {
     known_.insert(key);
     if (!facts_.is_object())
@@ -69,7 +69,7 @@ class FactReader {
     return found == facts_.end() ? nullptr : &*found;
   }
 
-  // The first thing that was wrong, or a key that nobody asked for.
+  /// The first thing that was wrong, or a key that nobody asked for.
   Failure failure() {
     for (const auto& [key, value] : facts_.items())
       if (!known_.contains(key))

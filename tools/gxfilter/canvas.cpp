@@ -12,7 +12,7 @@ uint8_t to_sample(double value) {
   return static_cast<uint8_t>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0));
 }
 
-// Value of the polynomial with these coefficients, lowest power first.
+/// Value of the polynomial with these coefficients, lowest power first.
 double polynomial(const std::array<double, 6>& coefficients, double x) {
   double value = 0;
   for (size_t i = coefficients.size(); i-- > 0;)

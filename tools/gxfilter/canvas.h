@@ -23,9 +23,9 @@ class Canvas {
 
   void set(uint32_t x, uint32_t y, Color color);
   void fill(Rectangle area, Color color);
-  // A line of one pixel around the area.
+  /// A line of one pixel around the area.
   void frame(Rectangle area, Color color);
-  // Each dot of the font is `scale` pixels wide and high; (x, y) is the text's upper left corner.
+  /// Each dot of the font is `scale` pixels wide and high; (x, y) is the text's upper left corner.
   void text(uint32_t x, uint32_t y, uint32_t scale, Color color, std::string_view text);
 
   [[nodiscard]] RgbImage take() { return std::move(image_); }
@@ -36,7 +36,7 @@ class Canvas {
 
 [[nodiscard]] uint32_t text_width(std::string_view text, uint32_t scale);
 
-// The turbo colour map: dark blue at 0 over green to dark red at 1.
+/// The turbo colour map: dark blue at 0 over green to dark red at 1.
 [[nodiscard]] Color turbo(double position);
 
 } // namespace gxfilter

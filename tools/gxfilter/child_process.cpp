@@ -20,9 +20,9 @@
 namespace gxfilter {
 namespace {
 
-// Told last, so that a child that ends early by itself is noticed.
+/// Told last, so that a child that ends early by itself is noticed.
 constexpr const char* farewell = "end";
-// Told last by a child whose work threw; what was thrown follows.
+/// Told last by a child whose work threw; what was thrown follows.
 constexpr std::string_view thrown = "threw ";
 
 [[noreturn]] void fail(const char* what) {
@@ -39,7 +39,7 @@ void tell_line(int pipe, const std::string& line) {
   }
 }
 
-// A child that hangs must not outlive its parent, who may have died before this was asked for.
+/// A child that hangs must not outlive its parent, who may have died before this was asked for.
 void die_with(pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent)
@@ -56,9 +56,9 @@ void prepare_child() {
   }
 }
 
-// Nothing leaves this function: neither an exception, which would run the destructors of the
-// parent's objects a second time, nor a return, as what the parent registered to run at its exit is
-// not the child's to run.
+/// Nothing leaves this function: neither an exception, which would run the destructors of the
+/// parent's objects a second time, nor a return, as what the parent registered to run at its exit is
+/// not the child's to run.
 [[noreturn]] void run_child(int pipe, const std::function<void(const LineReceiver& tell)>& work) {
   std::string last_line = farewell;
   try {
@@ -74,7 +74,7 @@ void prepare_child() {
   _exit(0);
 }
 
-// Takes whole lines out of what arrives in pieces.
+/// Takes whole lines out of what arrives in pieces.
 class LineSplitter {
  public:
   explicit LineSplitter(const LineReceiver& on_line) : on_line_(on_line) {}
@@ -94,7 +94,7 @@ class LineSplitter {
     text_.erase(0, begin);
   }
   [[nodiscard]] bool complete() const { return complete_; }
-  // What the child said of an exception, or nothing.
+  /// What the child said of an exception, or nothing.
   [[nodiscard]] const std::string& exception() const { return exception_; }
 
  private:
@@ -104,7 +104,7 @@ class LineSplitter {
   bool complete_ = false;
 };
 
-// Reads until the child closes its end; false when it kept silent for too long.
+/// Reads until the child closes its end; false when it kept silent for too long.
 bool receive(int pipe, LineSplitter& lines, std::chrono::seconds patience) {
   std::array<char, 4096> bytes{};
   for (;;) {
@@ -130,8 +130,8 @@ std::string describe_end(int status) {
   return fmt::format("ended the program with status {}", WEXITSTATUS(status));
 }
 
-// The child and the pipe from it. A child that nobody waited for, because whoever receives its
-// lines threw, is killed and waited for.
+/// The child and the pipe from it. A child that nobody waited for, because whoever receives its
+/// lines threw, is killed and waited for.
 class Child {
  public:
   Child(pid_t process, int pipe) : process_(process), pipe_(pipe) {}

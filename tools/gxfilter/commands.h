@@ -54,7 +54,7 @@ struct ValidateOptions {
   bool json = false;
   uint32_t time_limit = 60; // seconds for a single item
 };
-// Checks a plug-in against what hosts rely on; `nonconforming` where anything fails.
+/// Checks a plug-in against what hosts rely on; `nonconforming` where anything fails.
 [[nodiscard]] ExitStatus validate_plugin(const ValidateOptions& options);
 
 } // namespace gxfilter

@@ -38,8 +38,8 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
   return request;
 }
 
-// The lines that help to mend a rejection: the rejected parameter's; where the filter names none,
-// those of the parameters that the user named; failing that, all.
+/// The lines that help to mend a rejection: the rejected parameter's; where the filter names none,
+/// those of the parameters that the user named; failing that, all.
 std::string helpful_lines(const FilterRequest& request, const std::vector<Parameter>& schema,
                           const std::string& rejected) {
   std::string lines;

@@ -20,7 +20,7 @@ struct ProfileDeleter {
 };
 using ProfileHandle = std::unique_ptr<gx_stream_profile, ProfileDeleter>;
 
-// The slot that a host call writes its error to; owns what is in it.
+/// The slot that a host call writes its error to; owns what is in it.
 class ErrorSlot {
  public:
   ErrorSlot() = default;
@@ -28,7 +28,7 @@ class ErrorSlot {
   ErrorSlot& operator=(const ErrorSlot&) = delete;
   ~ErrorSlot() { clear(); }
 
-  // For the next call; an error that is still held is given back first.
+  /// For the next call; an error that is still held is given back first.
   gx_error** receive() {
     clear();
     return &error_;
@@ -36,9 +36,9 @@ class ErrorSlot {
   explicit operator bool() const { return error_ != nullptr; }
   [[nodiscard]] const gx_error* get() const { return error_; }
 
-  // Texts of the held error; only while there is one.
+  /// Texts of the held error; only while there is one.
   [[nodiscard]] std::string args() const { return gx_error_get_args(error_); }
-  // "message (in function, args)"
+  /// "message (in function, args)"
   [[nodiscard]] std::string text() const;
 
  private:
@@ -47,22 +47,22 @@ class ErrorSlot {
   gx_error* error_ = nullptr;
 };
 
-// A profile that carries the camera's intrinsics and disparity record.
+/// A profile that carries the camera's intrinsics and disparity record.
 [[nodiscard]] Result<ProfileHandle> make_profile(FrameSize size, const Camera& camera);
 
-// A depth frame with the image's pixels, its number in the recording and the camera's facts.
+/// A depth frame with the image's pixels, its number in the recording and the camera's facts.
 [[nodiscard]] Result<FrameHandle> make_frame(const Image& image, uint64_t index,
                                              gx_stream_profile& profile, const Camera& camera);
 
-// What a frame's pixels are and mean.
+/// What a frame's pixels are and mean.
 struct FrameView {
   Image image;
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
   float value_scale = 1; // millimetres for one unit
 };
 
-// A copy of the frame's pixels with their meaning; an error (status `processing`) where the frame
-// holds fewer pixels than its size says.
+/// A copy of the frame's pixels with their meaning; an error (status `processing`) where the frame
+/// holds fewer pixels than its size says.
 [[nodiscard]] Result<FrameView> view_frame(const gx_frame& frame);
 
 } // namespace gxfilter

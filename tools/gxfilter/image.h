@@ -18,7 +18,7 @@ struct FrameSize {
   [[nodiscard]] uint64_t pixel_count() const { return uint64_t{width} * height; }
 };
 
-// Row-major, without gaps; 0 is the invalid value.
+/// Row-major, without gaps; 0 is the invalid value.
 struct Image {
   FrameSize size;
   std::vector<uint16_t> pixels;
@@ -29,11 +29,11 @@ struct Image {
 inline constexpr uint32_t max_side = 65535;
 inline constexpr uint64_t max_pixels = uint64_t{256} << 20;
 
-// Refuses empty sizes and sizes beyond the limits. Sides come as 64-bit numbers so that a reader
-// can hand over what a hostile header says.
+/// Refuses empty sizes and sizes beyond the limits. Sides come as 64-bit numbers so that a reader
+/// can hand over what a hostile header says.
 [[nodiscard]] Failure check_size(uint64_t width, uint64_t height);
 
-// "640x480"; null for anything else and for a size beyond the limits.
+/// "640x480"; null for anything else and for a size beyond the limits.
 [[nodiscard]] std::optional<FrameSize> parse_size(const std::string& text);
 
 } // namespace gxfilter

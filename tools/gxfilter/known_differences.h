@@ -17,7 +17,7 @@ struct KnownDifference {
 
 [[nodiscard]] std::span<const KnownDifference> known_differences();
 
-// The index in the table of what explains this outcome, or -1.
+/// The index in the table of what explains this outcome, or -1.
 [[nodiscard]] int find_known_difference(const std::string& filter, const std::string& check,
                                         const std::string& doing, const std::string& came);
 

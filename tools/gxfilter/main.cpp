@@ -37,7 +37,7 @@ void add_describe_command(CLI::App& app, DescribeOptions& options) {
   command->add_flag("--json", options.json, "Print JSON");
 }
 
-// Options that state one camera fact each; what is given goes into `facts`.
+/// Options that state one camera fact each; what is given goes into `facts`.
 void add_camera_options(CLI::App& command, CameraFacts& facts) {
   struct FactOption {
     const char* option;

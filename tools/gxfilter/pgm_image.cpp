@@ -9,12 +9,12 @@ bool is_blank(uint8_t byte) {
   return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
-// Walks over the header's numbers, blanks and comments.
+/// Walks over the header's numbers, blanks and comments.
 class HeaderReader {
  public:
   explicit HeaderReader(std::span<const uint8_t> bytes) : rest_(bytes) {}
 
-  // The next decimal number, null where there is none or it is beyond any sensible header.
+  /// The next decimal number, null where there is none or it is beyond any sensible header.
   std::optional<uint32_t> number() {
     if (rest_.empty() || !(is_blank(rest_.front()) || rest_.front() == '#'))
       return std::nullopt;
@@ -28,7 +28,7 @@ class HeaderReader {
     return digits == 0 || value >= limit ? std::nullopt : std::optional(value);
   }
 
-  // The pixels start after the one blank that ends the header; null without it.
+  /// The pixels start after the one blank that ends the header; null without it.
   std::optional<std::span<const uint8_t>> pixels() const {
     if (rest_.empty() || !is_blank(rest_.front()))
       return std::nullopt;

@@ -11,22 +11,22 @@
 
 namespace gxfilter {
 
-// A loaded library with its functions resolved; unloaded when the last user goes.
+/// A loaded library with its functions resolved; unloaded when the last user goes.
 class Plugin {
  public:
-  // Fails with status `other` where the library or one of its functions is missing.
+  /// Fails with status `other` where the library or one of its functions is missing.
   static Result<std::shared_ptr<const Plugin>> load(const std::filesystem::path& path);
 
-  // The library that belongs to this executable, in a build tree as in an installed tree; just its
-  // name where none is found, for the loader to look up.
+  /// The library that belongs to this executable, in a build tree as in an installed tree; just its
+  /// name where none is found, for the loader to look up.
   static std::filesystem::path default_path();
 
-  // Texts that are null come out empty. Fails where the plug-in claims more filters than any has.
+  /// Texts that are null come out empty. Fails where the plug-in claims more filters than any has.
   [[nodiscard]] Result<std::vector<std::string>> filter_names() const;
   [[nodiscard]] std::string commit() const;
   [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
-  // The exported functions themselves, for calls that a well-meaning host doesn't make.
+  /// The exported functions themselves, for calls that a well-meaning host doesn't make.
   struct Functions {
     decltype(&gx_get_filter_count) get_filter_count;
     decltype(&gx_get_filter_name) get_filter_name;
@@ -51,13 +51,13 @@ class Plugin {
   Functions functions_{};
 };
 
-// What to tell a user who asks for a filter that the plug-in does not have.
+/// What to tell a user who asks for a filter that the plug-in does not have.
 [[nodiscard]] Error unknown_filter(const std::string& name, const std::vector<std::string>& names);
 
-// One filter instance. Not for several threads at once.
+/// One filter instance. Not for several threads at once.
 class Filter {
  public:
-  // By class name; an unknown one is a usage error that lists the names.
+  /// By class name; an unknown one is a usage error that lists the names.
   static Result<Filter> create(std::shared_ptr<const Plugin> plugin, const std::string& name);
 
   Filter(Filter&&) = default;
@@ -67,16 +67,16 @@ class Filter {
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] const std::vector<Parameter>& schema() const { return schema_; }
 
-  // Values in schema order; a rejection is left in `slot`.
+  /// Values in schema order; a rejection is left in `slot`.
   void update_config(const std::vector<std::string>& values, ErrorSlot& slot);
   void set_config_data(std::span<const uint8_t> record, ErrorSlot& slot);
   void reset();
 
-  // The record that belongs to this instance.
+  /// The record that belongs to this instance.
   [[nodiscard]] const gx_priv_filter_context& context() const { return *context_; }
 
-  // The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
-  // together.
+  /// The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
+  /// together.
   FrameHandle process(gx_frame& frame, ErrorSlot& slot);
 
  private:

@@ -13,8 +13,8 @@
 namespace gxfilter {
 namespace {
 
-// libpng reports errors by longjmp, which must not cross a frame with destructors: each step that
-// calls it is a function of its own with plain locals, and everything that owns memory lives here.
+/// libpng reports errors by longjmp, which must not cross a frame with destructors: each step that
+/// calls it is a function of its own with plain locals, and everything that owns memory lives here.
 struct PngSession {
   png_structp png = nullptr;
   png_infop info = nullptr;
@@ -38,7 +38,7 @@ struct PngWriter : PngSession {
   ~PngWriter() { png_destroy_write_struct(&png, &info); }
 };
 
-// The message is copied within the reserved room: nothing here may throw.
+/// The message is copied within the reserved room: nothing here may throw.
 void on_error(png_structp png, png_const_charp text) {
   auto& session = *static_cast<PngSession*>(png_get_error_ptr(png));
   session.message.assign(text, strnlen(text, 127));
@@ -138,13 +138,13 @@ Failure check_header(const PngReader& reader, size_t file_size) {
   return std::nullopt;
 }
 
-// A picture as indices into its colours.
+/// A picture as indices into its colours.
 struct IndexedImage {
   std::vector<uint8_t> indices;
   std::vector<png_color> palette;
 };
 
-// Null for a picture of too many colours.
+/// Null for a picture of too many colours.
 std::optional<IndexedImage> index_colors(const RgbImage& image) {
   constexpr size_t most_colors = 256;
   std::map<std::array<uint8_t, 3>, uint8_t> known;

@@ -33,14 +33,14 @@ bool holds_codes(const FrameView& frame) {
   return frame.pixel_type == GX_PIXEL_DISPARITY;
 }
 
-// What one unit of a pixel is on the legend. A scale that no camera can have must not break the
-// picture.
+/// What one unit of a pixel is on the legend. A scale that no camera can have must not break the
+/// picture.
 double legend_scale(const FrameView& frame) {
   const auto scale = static_cast<double>(frame.value_scale);
   return holds_codes(frame) || !std::isfinite(scale) || scale <= 0 ? 1.0 : scale;
 }
 
-// Near is warm for both kinds of pixels: small depths and large disparities.
+/// Near is warm for both kinds of pixels: small depths and large disparities.
 Color color_of(double value, ValueRange range, bool codes) {
   // So few shades that the picture can be stored with a palette.
   constexpr double shades = 200;
@@ -50,7 +50,7 @@ Color color_of(double value, ValueRange range, bool codes) {
   return turbo(0.07 + 0.88 * (codes ? position : 1.0 - position));
 }
 
-// The step of 1, 2 or 5 times a power of ten that cuts the range into about `count` parts.
+/// The step of 1, 2 or 5 times a power of ten that cuts the range into about `count` parts.
 double tick_step(ValueRange range, double count) {
   const double wanted = (range.high - range.low) / count;
   const double power = std::pow(10.0, std::floor(std::log10(wanted)));
@@ -85,7 +85,7 @@ void draw_pixels(Canvas& canvas, Rectangle panel, const FrameView& frame, ValueR
   canvas.frame(panel, line_color);
 }
 
-// The panel's name on its left and the share of valid pixels on its right.
+/// The panel's name on its left and the share of valid pixels on its right.
 void draw_title(Canvas& canvas, Rectangle panel, const std::string& name, const FrameView& frame) {
   const uint32_t y = panel.y - title_height + 4;
   canvas.text(panel.x, y, text_scale, bright, name);
@@ -124,7 +124,7 @@ void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) 
   }
 }
 
-// The mark for pixels without data, then the frame's name and, where there is room, the caption.
+/// The mark for pixels without data, then the frame's name and, where there is room, the caption.
 void draw_caption(Canvas& canvas, uint32_t y, uint32_t right, const std::string& title,
                   const std::string& caption) {
   const Rectangle mark{margin, y, 13, 13};

@@ -9,28 +9,28 @@
 
 namespace gxfilter {
 
-// What colours stand for, in millimetres or, for disparity pixels, in codes.
+/// What colours stand for, in millimetres or, for disparity pixels, in codes.
 struct ValueRange {
   double low = 0;
   double high = 1;
 };
 
-// The range that holds the valid pixels but for one in a hundred at either end, so that speckles
-// don't dull the picture; null without valid pixels.
+/// The range that holds the valid pixels but for one in a hundred at either end, so that speckles
+/// don't dull the picture; null without valid pixels.
 [[nodiscard]] std::optional<ValueRange> typical_range(const FrameView& frame);
 
-// "320x240+10+20", a size and its upper left corner; null for anything else.
+/// "320x240+10+20", a size and its upper left corner; null for anything else.
 [[nodiscard]] std::optional<Rectangle> parse_crop(const std::string& text);
 
-// The part of a frame, moved and cut where it leaves the frame.
+/// The part of a frame, moved and cut where it leaves the frame.
 [[nodiscard]] FrameView cropped(const FrameView& frame, Rectangle part);
 
-// Draws the previews of one recording. The colour ranges are fixed by its first frame with valid
-// pixels, so that colours can be compared along the recording; both sides share one range (and
-// legend) unless one holds disparity codes and the other depth.
+/// Draws the previews of one recording. The colour ranges are fixed by its first frame with valid
+/// pixels, so that colours can be compared along the recording; both sides share one range (and
+/// legend) unless one holds disparity codes and the other depth.
 class PreviewPainter {
  public:
-  // `caption` stands under every picture; `title` names the frame.
+  /// `caption` stands under every picture; `title` names the frame.
   explicit PreviewPainter(std::string caption) : caption_(std::move(caption)) {}
 
   [[nodiscard]] RgbImage paint(const FrameView& before, const FrameView& after,

@@ -6,8 +6,8 @@
 
 namespace gxfilter {
 
-// Draws nothing unless standard output is a terminal, and then at most some twenty times a second.
-// The bar's line is wiped at the end.
+/// Draws nothing unless standard output is a terminal, and then at most some twenty times a second.
+/// The bar's line is wiped at the end.
 class ProgressBar {
  public:
   explicit ProgressBar(size_t total);

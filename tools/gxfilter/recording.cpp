@@ -19,7 +19,7 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// Cuts the run of digits at the front off `text` and returns it without leading zeros.
+/// Cuts the run of digits at the front off `text` and returns it without leading zeros.
 std::string_view take_number(std::string_view& text) {
   const size_t length =
       static_cast<size_t>(std::ranges::find_if_not(text, is_digit) - text.begin());

@@ -5,11 +5,11 @@
 
 namespace gxfilter {
 
-// Prints the error and returns its exit status.
+/// Prints the error and returns its exit status.
 ExitStatus report(const Error& error);
 void note(const std::string& text);
 
-// The plug-in at `path`, the default one where that is empty.
+/// The plug-in at `path`, the default one where that is empty.
 [[nodiscard]] Result<std::shared_ptr<const Plugin>> load_plugin(const std::filesystem::path& path);
 
 } // namespace gxfilter

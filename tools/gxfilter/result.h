@@ -8,7 +8,7 @@
 
 namespace gxfilter {
 
-// The program's exit statuses, as its help documents them.
+/// The program's exit statuses, as its help documents them.
 enum class ExitStatus : int {
   ok = 0,
   other = 1,
@@ -23,10 +23,10 @@ struct Error {
   ExitStatus status = ExitStatus::input;
 };
 
-// The outcome of an operation that yields nothing: an error or success.
+/// The outcome of an operation that yields nothing: an error or success.
 using Failure = std::optional<Error>;
 
-// A value or the error that took its place.
+/// A value or the error that took its place.
 template <class T>
 class [[nodiscard]] Result {
  public:
@@ -35,13 +35,13 @@ class [[nodiscard]] Result {
 
   explicit operator bool() const { return std::holds_alternative<T>(outcome_); }
 
-  // The value; only on success.
+  /// The value; only on success.
   T& operator*() { return *std::get_if<T>(&outcome_); }
   const T& operator*() const { return *std::get_if<T>(&outcome_); }
   T* operator->() { return std::get_if<T>(&outcome_); }
   const T* operator->() const { return std::get_if<T>(&outcome_); }
 
-  // The error; only on failure.
+  /// The error; only on failure.
   Error& error() { return *std::get_if<Error>(&outcome_); }
   const Error& error() const { return *std::get_if<Error>(&outcome_); }
 

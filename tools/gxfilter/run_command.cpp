@@ -58,7 +58,7 @@ Result<CameraFacts> gather_facts(const RunOptions& options) {
   return facts ? merge_facts(std::move(*facts), options.facts) : facts;
 }
 
-// Takes the frames of a recording through the filters, one after the other.
+/// Takes the frames of a recording through the filters, one after the other.
 class Runner {
  public:
   Runner(std::vector<Filter> filters, CameraFacts facts, std::optional<FrameSize> raw_size,
@@ -69,7 +69,7 @@ class Runner {
       statistics_.emplace_back(filter.name());
   }
 
-  // Reads, filters and writes one frame. Nothing is written for a frame that fails.
+  /// Reads, filters and writes one frame. Nothing is written for a frame that fails.
   Failure run(const fs::path& input, const fs::path& output, bool preview) {
     const auto image = read_image(input, raw_size_);
     if (!image)
@@ -98,8 +98,8 @@ class Runner {
     return names;
   }
 
-  // The first frame sets the size and, with it, the camera's defaults and the stream profile that
-  // all frames share.
+  /// The first frame sets the size and, with it, the camera's defaults and the stream profile that
+  /// all frames share.
   Failure begin_frame(const Image& image) {
     if (!profile_) {
       const auto camera = make_camera(facts_, image.size);

@@ -9,7 +9,7 @@
 namespace gxfilter {
 namespace {
 
-// Cuts the text up to the separator off `text`, and the separator too.
+/// Cuts the text up to the separator off `text`, and the separator too.
 std::string_view take_until(std::string_view& text, char separator) {
   const size_t length = text.find(separator);
   const std::string_view taken = text.substr(0, length);

@@ -7,7 +7,7 @@
 namespace gxfilter {
 namespace {
 
-// SplitMix64: small, and unlike the standard distributions the same everywhere.
+/// SplitMix64: small, and unlike the standard distributions the same everywhere.
 class Random {
  public:
   explicit Random(uint64_t seed) : state_(seed) {}
@@ -22,7 +22,7 @@ class Random {
   double uniform() { return static_cast<double>(bits() >> 11) * 0x1p-53; }
   double uniform(double low, double high) { return low + (high - low) * uniform(); }
 
-  // Nearly normal with mean 0 and standard deviation 1: the scaled sum of four uniform numbers.
+  /// Nearly normal with mean 0 and standard deviation 1: the scaled sum of four uniform numbers.
   double normal() {
     constexpr double scale = 1.7320508075688772;
     double sum = 0;
@@ -37,7 +37,7 @@ class Random {
 
 constexpr double no_hit = 1e30; // beyond anything in the scene
 
-// Depths in millimetres along the ray (u, v, 1); x points right and y down.
+/// Depths in millimetres along the ray (u, v, 1); x points right and y down.
 struct Ray {
   double u;
   double v;
@@ -93,13 +93,13 @@ double ball(Ray ray, double centre_x) {
   return discriminant > 0 ? (b - std::sqrt(discriminant)) / a : no_hit;
 }
 
-// To and fro between -1 and 1.
+/// To and fro between -1 and 1.
 double sweep(uint32_t frame, uint32_t period) {
   const double phase = static_cast<double>(frame % period) / static_cast<double>(period);
   return phase < 0.5 ? 4.0 * phase - 1.0 : 3.0 - 4.0 * phase;
 }
 
-// One frame on its way from true disparities (pixels, 0 without data) to codes.
+/// One frame on its way from true disparities (pixels, 0 without data) to codes.
 class SceneRenderer {
  public:
   SceneRenderer(const SceneSettings& settings, uint32_t frame)
@@ -125,7 +125,7 @@ class SceneRenderer {
   double to_disparity(double depth) const {
     return focal_length_ * static_cast<double>(settings_.baseline) / depth;
   }
-  // The mean side of the frame relative to 640 x 480, so that patches keep their share of it.
+  /// The mean side of the frame relative to 640 x 480, so that patches keep their share of it.
   double relative_scale() const {
     return std::sqrt(static_cast<double>(settings_.size.pixel_count()) / (640.0 * 480.0));
   }
@@ -144,7 +144,7 @@ class SceneRenderer {
     }
   }
 
-  // On some rows an object's border runs out into the background over up to four pixels.
+  /// On some rows an object's border runs out into the background over up to four pixels.
   void smear_borders() {
     for (size_t y = 0; y < height_; ++y) {
       double* line = row(y);
@@ -163,8 +163,8 @@ class SceneRenderer {
     }
   }
 
-  // What the second camera can't see has no disparity: a pixel whose match lies behind the match of
-  // a pixel further right.
+  /// What the second camera can't see has no disparity: a pixel whose match lies behind the match of
+  /// a pixel further right.
   void drop_occluded() {
     for (size_t y = 0; y < height_; ++y) {
       double leftmost_match = no_hit;
@@ -177,8 +177,8 @@ class SceneRenderer {
     }
   }
 
-  // Phantoms are mismatches of repeated patterns: smooth, in front of everything, and parted from
-  // it by pixels without data.
+  /// Phantoms are mismatches of repeated patterns: smooth, in front of everything, and parted from
+  /// it by pixels without data.
   void float_phantoms() {
     for (uint32_t i = 0; i < settings_.phantoms; ++i) {
       const double x = random_.uniform(0, static_cast<double>(width_));
@@ -198,8 +198,8 @@ class SceneRenderer {
     }
   }
 
-  // On some rows an object's border runs out into the background for tens of pixels, all of the
-  // same disparity.
+  /// On some rows an object's border runs out into the background for tens of pixels, all of the
+  /// same disparity.
   void run_borders_out() {
     if (settings_.streaks == 0)
       return;
@@ -235,7 +235,7 @@ class SceneRenderer {
     }
   }
 
-  // Holes belong to the scene: they drift and breathe, but are the same ones in every frame.
+  /// Holes belong to the scene: they drift and breathe, but are the same ones in every frame.
   void punch_holes() {
     Random scene(settings_.seed);
     for (uint32_t i = 0; i < settings_.holes; ++i) {
@@ -247,7 +247,7 @@ class SceneRenderer {
     }
   }
 
-  // Speckles are mismatches: new ones in every frame.
+  /// Speckles are mismatches: new ones in every frame.
   void scatter_speckles() {
     for (uint32_t i = 0; i < settings_.speckles; ++i) {
       const double x = random_.uniform(0, static_cast<double>(width_));
@@ -260,8 +260,8 @@ class SceneRenderer {
     }
   }
 
-  // The valid area ends at the inset. Along its outline, and outside its rounded corners, depth is
-  // false.
+  /// The valid area ends at the inset. Along its outline, and outside its rounded corners, depth is
+  /// false.
   void spoil_outline() {
     const auto from_side = [this](size_t at, size_t sides) {
       return static_cast<double>(std::min(at, sides - 1 - at)) - settings_.inset;
@@ -307,7 +307,7 @@ class SceneRenderer {
     return settings_.pack_mode == 1 ? (328.375 - measured) * 128.0 : measured * 256.0;
   }
 
-  // A camera that makes depth itself adds the offset to every pixel, with or without disparity.
+  /// A camera that makes depth itself adds the offset to every pixel, with or without disparity.
   double depth_of(double measured) const {
     const double disparity = measured + settings_.disparity_offset;
     // The formula is its own inverse.

@@ -26,11 +26,11 @@ struct SceneSettings {
   uint32_t disparity_offset = 0; // that the camera takes off every disparity, pixels
 };
 
-// The facts of the scene's camera, as a camera file holds them.
+/// The facts of the scene's camera, as a camera file holds them.
 [[nodiscard]] CameraFacts scene_facts(const SceneSettings& settings);
 
-// The frame of that number. The board and the ball move by a pixel or two from frame to frame.
-// Equal settings give equal frames on every machine: only correctly rounded arithmetic is used.
+/// The frame of that number. The board and the ball move by a pixel or two from frame to frame.
+/// Equal settings give equal frames on every machine: only correctly rounded arithmetic is used.
 [[nodiscard]] Image render_scene(const SceneSettings& settings, uint32_t frame);
 
 } // namespace gxfilter

@@ -14,8 +14,8 @@ namespace {
 
 using namespace validation;
 
-// A known difference of a filter and how often it showed. One that did not show at all is told too:
-// somebody may have "corrected" what hosts rely on.
+/// A known difference of a filter and how often it showed. One that did not show at all is told too:
+/// somebody may have "corrected" what hosts rely on.
 struct DifferenceReport {
   const KnownDifference* difference;
   std::string example; // the first sentence

@@ -9,7 +9,7 @@
 
 namespace gxfilter::validation {
 
-// What is being checked.
+/// What is being checked.
 struct Subject {
   std::shared_ptr<const Plugin> plugin;
   uint64_t index = 0; // of the filter, below
@@ -17,7 +17,7 @@ struct Subject {
 
   [[nodiscard]] const Plugin::Functions& functions() const { return plugin->functions(); }
 
-  // A new instance. Throws Unable.
+  /// A new instance. Throws Unable.
   [[nodiscard]] Filter make_filter() const;
 };
 
@@ -28,18 +28,18 @@ struct Check {
 
 using Checks = std::vector<Check>;
 
-// Of the plug-in as a whole: its list of filters, and requests that it must refuse.
+/// Of the plug-in as a whole: its list of filters, and requests that it must refuse.
 [[nodiscard]] Checks registry_checks();
-// Of each filter: the context record, the schema text and null handles.
+/// Of each filter: the context record, the schema text and null handles.
 [[nodiscard]] Checks contract_checks();
-// Parameters: defaults, bounds, wrong counts, configuration records.
+/// Parameters: defaults, bounds, wrong counts, configuration records.
 [[nodiscard]] Checks parameter_checks();
-// Frames: new frames and sets, refusals, short and small frames, reset.
+/// Frames: new frames and sets, refusals, short and small frames, reset.
 [[nodiscard]] Checks frame_checks();
-// Host calls that fail, a missing error slot, and what destruction gives back.
+/// Host calls that fail, a missing error slot, and what destruction gives back.
 [[nodiscard]] Checks failure_checks();
 
-// After the check, the host's live handles must be what they were before.
+/// After the check, the host's live handles must be what they were before.
 void run_check(const Subject& subject, const Check& check, Findings& findings);
 
 } // namespace gxfilter::validation

@@ -12,7 +12,7 @@
 namespace gxfilter::validation {
 namespace {
 
-// What is printed on standard output from here on; it must be a file.
+/// What is printed on standard output from here on; it must be a file.
 class PrintedText {
  public:
   PrintedText() : start_(flushed_end()) {}
@@ -34,7 +34,7 @@ class PrintedText {
   off_t start_;
 };
 
-// The three lines that a filter prints for a host's error.
+/// The three lines that a filter prints for a host's error.
 std::string trace_of(const gx_error& error) {
   return fmt::format("gx_error was raised: \n\tcall: {}({})\n\tmessage: {}\n\terror type: {}\n",
                      gx_error_get_function(&error), gx_error_get_args(&error),
@@ -50,7 +50,7 @@ struct FaultCase {
   bool frame_set;
 };
 
-// What goes in: a depth frame, alone or in a set.
+/// What goes in: a depth frame, alone or in a set.
 class FaultInput {
  public:
   FaultInput(PixelKind kind, bool in_a_set)
@@ -58,7 +58,7 @@ class FaultInput {
 
   [[nodiscard]] gx_frame& frame() const { return set_ != nullptr ? *set_ : depth_.frame(); }
 
-  // The pixels that such an input gave; none where the depth frame is missing.
+  /// The pixels that such an input gave; none where the depth frame is missing.
   [[nodiscard]] std::vector<uint8_t> pixels_of(gx_frame& output) const {
     if (set_ == nullptr)
       return FrameState(output).pixels();
@@ -71,12 +71,12 @@ class FaultInput {
   FrameHandle set_;
 };
 
-// Makes one host call fail after the other until a frame meets no failure.
+/// Makes one host call fail after the other until a frame meets no failure.
 class FaultLoop {
  public:
   explicit FaultLoop(const FaultCase& fault_case) : case_(fault_case) {}
 
-  // What went wrong, or nothing; a loop that went well has made `calls()` calls fail.
+  /// What went wrong, or nothing; a loop that went well has made `calls()` calls fail.
   std::string run() {
     expected_ = undisturbed_pixels(1);
     expected_after_ = undisturbed_pixels(2);
@@ -96,7 +96,7 @@ class FaultLoop {
   }
 
   [[nodiscard]] uint64_t calls() const { return calls_; }
-  // What was wrong with the frame after the first failure that left something behind, or nothing.
+  /// What was wrong with the frame after the first failure that left something behind, or nothing.
   [[nodiscard]] const std::string& next_frame_problem() const { return next_frame_problem_; }
 
  private:
@@ -109,7 +109,7 @@ class FaultLoop {
     return filter;
   }
 
-  // What the input gives when it comes so many times.
+  /// What the input gives when it comes so many times.
   [[nodiscard]] std::vector<uint8_t> undisturbed_pixels(int times) const {
     const FaultInput input(case_.kind, case_.frame_set);
     Filter filter = warmed_filter();
@@ -149,7 +149,7 @@ class FaultLoop {
     return problem;
   }
 
-  // Nothing is lost when giving a reference back is reported to have failed.
+  /// Nothing is lost when giving a reference back is reported to have failed.
   static bool may_fail_unnoticed(const std::string& function) {
     return function == "gx_delete_frame" || function == "gx_delete_stream_profile";
   }
@@ -166,7 +166,7 @@ class FaultLoop {
     return {};
   }
 
-  // A filter that keeps frames may have seen the one that failed, or not.
+  /// A filter that keeps frames may have seen the one that failed, or not.
   void try_next_frame(Filter& filter, const FaultInput& input, const std::string& function) {
     ErrorSlot slot;
     const FrameHandle output = filter.process(input.frame(), slot);

@@ -21,20 +21,20 @@ struct Finding {
   int difference = -1; // index in the table of known differences, of a known one
 };
 
-// Why a check can't go on: what it relies on has failed. Caught by whoever runs the check.
+/// Why a check can't go on: what it relies on has failed. Caught by whoever runs the check.
 class Unable : public std::runtime_error {
  public:
   using runtime_error::runtime_error;
 };
 
-// Why a check has nothing to ask of this filter. Caught by whoever runs the check.
+/// Why a check has nothing to ask of this filter. Caught by whoever runs the check.
 class Inapplicable : public std::runtime_error {
  public:
   using runtime_error::runtime_error;
 };
 
-// Collects the findings of one filter's checks. Each item is announced before it is tried, so that
-// a crash can be told with what was being done.
+/// Collects the findings of one filter's checks. Each item is announced before it is tried, so that
+/// a crash can be told with what was being done.
 class Findings {
  public:
   struct Listener {
@@ -46,18 +46,18 @@ class Findings {
 
   void begin_check(const std::string& name);
 
-  // What is done now.
+  /// What is done now.
   void doing(std::string text);
 
-  // What had to come of it and what came: equal texts pass.
+  /// What had to come of it and what came: equal texts pass.
   void expect(const std::string& expected, const std::string& came);
   void expect(bool satisfied, const std::string& expected, const std::string& came) {
     expect(expected, satisfied ? expected : came);
   }
 
-  // There was nothing to expect but that it ends.
+  /// There was nothing to expect but that it ends.
   void survived() { pass("survived"); }
-  // What is no comparison of two texts.
+  /// What is no comparison of two texts.
   void pass(const std::string& what);
   void fail(const std::string& what);
   void skip(const std::string& why);

@@ -14,7 +14,7 @@ std::string process_function(const Subject& subject) {
   return subject.filter + "::filter_process";
 }
 
-// One setting of the filter with one kind of pixels.
+/// One setting of the filter with one kind of pixels.
 struct Case {
   const Subject& subject;
   Findings& findings;
@@ -27,7 +27,7 @@ struct Case {
   [[nodiscard]] Filter make_filter() const { return make_configured(subject, setting); }
 };
 
-// A case that can't go on does not keep the others from being tried.
+/// A case that can't go on does not keep the others from being tried.
 void for_each_case(const Subject& subject, Findings& findings, void (*check)(const Case&)) {
   for (const Setting& setting : working_settings(subject)) {
     for (const PixelKind& kind : pixel_kinds) {
@@ -137,7 +137,7 @@ void check_frame_sets(const Subject& subject, Findings& findings) {
 
 // ---- the same again ----
 
-// The pixels that these frames give one after the other.
+/// The pixels that these frames give one after the other.
 std::vector<FrameState> results(Filter& filter, PixelKind kind, uint32_t frames) {
   std::vector<FrameState> states;
   for (uint32_t number = 0; number < frames; ++number)
@@ -174,11 +174,11 @@ void check_repetition(const Subject& subject, Findings& findings) {
 
 // ---- reset alone ----
 
-// Margins and limits scale with the frame: in small ones they vanish and tell nothing.
+/// Margins and limits scale with the frame: in small ones they vanish and tell nothing.
 constexpr FrameSize roomy_size{320, 200};
 
-// Parameters that may change what comes out: all at those bounds that are not their defaults, as
-// far as they are accepted together, and each alone at both of its bounds.
+/// Parameters that may change what comes out: all at those bounds that are not their defaults, as
+/// far as they are accepted together, and each alone at both of its bounds.
 std::vector<std::vector<std::string>> disturbing_values(Filter probe) {
   const auto& schema = probe.schema();
   const auto defaults = default_values(schema);
@@ -197,7 +197,7 @@ std::vector<std::vector<std::string>> disturbing_values(Filter probe) {
   return all;
 }
 
-// The pixels of these frames, none where there is no frame.
+/// The pixels of these frames, none where there is no frame.
 std::vector<std::vector<uint8_t>> pixels_of_results(Filter& filter, PixelKind kind) {
   std::vector<std::vector<uint8_t>> pixels;
   for (uint32_t number = 0; number < 2; ++number) {
@@ -212,7 +212,7 @@ std::vector<std::vector<uint8_t>> pixels_of_results(Filter& filter, PixelKind ki
   return pixels;
 }
 
-// What reset sets in place of the schema's default, where that is known.
+/// What reset sets in place of the schema's default, where that is known.
 struct ResetValue {
   const char* filter;
   const char* parameter;
@@ -358,8 +358,8 @@ void check_short_frames(const Subject& subject, Findings& findings) {
   for_each_case(subject, findings, try_short_frames);
 }
 
-// Sizes at which kernels that work in groups of pixels go astray. Where the height is a multiple of
-// 32, guarded buffers end exactly with the last pixel.
+/// Sizes at which kernels that work in groups of pixels go astray. Where the height is a multiple of
+/// 32, guarded buffers end exactly with the last pixel.
 constexpr FrameSize odd_sizes[] = {{0, 0},   {0, 4},  {4, 0},  {1, 1},   {2, 2},   {5, 3},
                                    {1, 32},  {2, 32}, {3, 32}, {7, 32},  {15, 32}, {17, 64},
                                    {33, 32}, {64, 1}, {64, 2}, {640, 1}, {65, 64}};

@@ -26,7 +26,7 @@ Camera camera_of(PixelKind kind, const SceneSettings& scene, FrameSize size) {
   return camera;
 }
 
-// The scene, repeated or cut to the size.
+/// The scene, repeated or cut to the size.
 Image scene_image(const SceneSettings& settings, FrameSize size, uint32_t number) {
   const Image scene = render_scene(settings, number);
   Image image{size, {}};

@@ -16,11 +16,11 @@ inline constexpr PixelKind pixel_kinds[] = {{"depth", GX_PIXEL_DEPTH},
                                             {"disparity", GX_PIXEL_DISPARITY},
                                             {"time-of-flight", GX_PIXEL_TOF_DEPTH}};
 
-// Rows of whole cache lines, so that guarded buffers end exactly where the pixels do.
+/// Rows of whole cache lines, so that guarded buffers end exactly where the pixels do.
 inline constexpr FrameSize usual_size{64, 40};
 
-// A frame of a generated scene, with all that filters ask of a camera. Two references are held, so
-// that a filter that gives back one that is not its own can be told from one that does not.
+/// A frame of a generated scene, with all that filters ask of a camera. Two references are held, so
+/// that a filter that gives back one that is not its own can be told from one that does not.
 class Input {
  public:
   Input(PixelKind kind, FrameSize size = usual_size, uint32_t number = 0,
@@ -29,7 +29,7 @@ class Input {
   [[nodiscard]] gx_frame& frame() const { return *frame_; }
   [[nodiscard]] gx_frame* get() const { return frame_.get(); }
 
-  // Cuts the pixel buffer to so many bytes; the profile keeps its size.
+  /// Cuts the pixel buffer to so many bytes; the profile keeps its size.
   void shorten(uint32_t bytes) const;
 
  private:
@@ -37,16 +37,16 @@ class Input {
   FrameHandle second_reference_;
 };
 
-// A frame set that holds these frames. Throws Unable.
+/// A frame set that holds these frames. Throws Unable.
 [[nodiscard]] FrameHandle make_set(const std::vector<gx_frame*>& members);
 [[nodiscard]] FrameHandle depth_member(const gx_frame& set);
 
-// Everything about a depth frame that the host tells.
+/// Everything about a depth frame that the host tells.
 class FrameState {
  public:
   explicit FrameState(const gx_frame& frame);
 
-  // "unchanged", or the names of what differs.
+  /// "unchanged", or the names of what differs.
   [[nodiscard]] std::string changes_to(const FrameState& later) const;
   [[nodiscard]] const std::vector<uint8_t>& pixels() const { return parts_.front().bytes; }
   [[nodiscard]] bool same_pixels(const FrameState& other) const {

@@ -14,7 +14,7 @@ std::string update_function(const Subject& subject) {
   return subject.filter + "::update_filter_config";
 }
 
-// "no error", or an error as a filter reports what it refuses: type 4, status 1, these names.
+/// "no error", or an error as a filter reports what it refuses: type 4, status 1, these names.
 void expect_refusal_or_none(Findings& findings, const std::string& function,
                             const std::string& args, const gx_error* error) {
   const std::string came = describe(error);
@@ -48,7 +48,7 @@ class BoundsCheck {
   }
 
  private:
-  // Whole numbers must not get an exponent, which filters don't read.
+  /// Whole numbers must not get an exponent, which filters don't read.
   static std::string beyond(const Parameter& parameter, const std::string& bound, double step) {
     const double value = std::strtod(bound.c_str(), nullptr) + step;
     return parameter.type == "float" ? fmt::format("{:.9g}", value) : fmt::format("{:.0f}", value);
@@ -59,7 +59,7 @@ class BoundsCheck {
     findings_.expect(no_error, update(filter_, defaults_));
   }
 
-  // Tries the value with all others at their defaults.
+  /// Tries the value with all others at their defaults.
   std::string try_value(size_t i, const std::string& value, const std::string& what,
                         ErrorSlot& slot) {
     findings_.doing(fmt::format("{} = {}, {}", filter_.schema()[i].name, value, what));
@@ -74,7 +74,7 @@ class BoundsCheck {
     findings_.expect(no_error, try_value(i, value, what, slot));
   }
 
-  // Some filters word their refusals in their own way: the message is not compared.
+  /// Some filters word their refusals in their own way: the message is not compared.
   void refuse(size_t i, const std::string& value, const std::string& what) {
     ErrorSlot slot;
     const std::string came = try_value(i, value, what, slot);
@@ -89,7 +89,7 @@ class BoundsCheck {
     findings_.expect(pixels_of(filter) == expected_, "those of before", "other frames");
   }
 
-  // The pixels that frames of all kinds give one after the other; none where there is no frame.
+  /// The pixels that frames of all kinds give one after the other; none where there is no frame.
   static std::vector<std::vector<uint8_t>> pixels_of(Filter& filter) {
     std::vector<std::vector<uint8_t>> pixels;
     for (const PixelKind& kind : pixel_kinds) {

@@ -10,7 +10,7 @@ namespace gxfilter::validation {
 
 inline constexpr const char* no_error = "no error";
 
-// 'the error "message" in function(args), type 4', or "no error" for null.
+/// 'the error "message" in function(args), type 4', or "no error" for null.
 [[nodiscard]] std::string describe(const gx_error* error);
 [[nodiscard]] std::string describe_error(const std::string& message, const std::string& function,
                                          const std::string& args,
@@ -18,7 +18,7 @@ inline constexpr const char* no_error = "no error";
                                          gx_status status = GX_STATUS_ERROR);
 [[nodiscard]] std::string message_of(const gx_error* error);
 
-// An error slot in which a mark tells whether it was written. Owns what is written.
+/// An error slot in which a mark tells whether it was written. Owns what is written.
 class MarkedSlot {
  public:
   MarkedSlot() = default;
@@ -27,7 +27,7 @@ class MarkedSlot {
   ~MarkedSlot();
 
   gx_error** receive() { return &error_; }
-  // "untouched" or what became of it.
+  /// "untouched" or what became of it.
   [[nodiscard]] std::string state() const;
 
  private:
@@ -36,11 +36,11 @@ class MarkedSlot {
   gx_error* error_ = mark();
 };
 
-// The host's objects that are alive.
+/// The host's objects that are alive.
 class LiveHandles {
  public:
   LiveHandles();
-  // "nothing left over", or what is alive now that was not then, and releases too many since then.
+  /// "nothing left over", or what is alive now that was not then, and releases too many since then.
   [[nodiscard]] std::string left_over() const;
 
  private:
@@ -49,7 +49,7 @@ class LiveHandles {
 };
 inline constexpr const char* nothing_left = "nothing left over";
 
-// What a call of process gave: "a new frame", "no frame and the error ...", and so on.
+/// What a call of process gave: "a new frame", "no frame and the error ...", and so on.
 [[nodiscard]] std::string describe(const gx_frame* output, const gx_frame* input,
                                    const gx_error* error);
 

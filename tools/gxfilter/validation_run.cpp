@@ -11,12 +11,12 @@ namespace {
 
 using Json = nlohmann::json;
 
-// One line, whatever bytes the plug-in's texts hold.
+/// One line, whatever bytes the plug-in's texts hold.
 std::string to_line(const Json& json) {
   return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
-// One child: it runs checks from `first` on, and this keeps what it tells.
+/// One child: it runs checks from `first` on, and this keeps what it tells.
 class ChildRun {
  public:
   ChildRun(const Subject& subject, const Checks& checks, size_t first)
@@ -27,7 +27,7 @@ class ChildRun {
                         [&](const std::string& line) { receive(line, findings); }, time_limit);
   }
 
-  // Of the check that was begun last.
+  /// Of the check that was begun last.
   [[nodiscard]] size_t index() const { return index_; }
   [[nodiscard]] const std::string& doing() const { return doing_; }
 

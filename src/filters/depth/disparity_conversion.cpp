@@ -83,7 +83,7 @@ void DisparityConversion::read_disparity_offset(ProcessingFrame& call) {
     metadata_disparity_offset = static_cast<float>(offset);
 }
 
-// The offset of a frame enters the table when it is built for another reason, and only then.
+/// The offset of a frame enters the table when it is built for another reason, and only then.
 void DisparityConversion::follow_record(ProcessingFrame& call, const D2DParameters& record) {
   if (same_record(record, d2d_parameters) && !params_changed)
     return;

@@ -19,8 +19,8 @@ struct UpperBits {
   }
 };
 
-// Four pixels share one load and one store: what bounds the loop is the number of memory accesses,
-// and the table needs one for each pixel anyway.
+/// Four pixels share one load and one store: what bounds the loop is the number of memory accesses,
+/// and the table needs one for each pixel anyway.
 template <typename Code>
 void map(const Pixel* codes, Pixel* depths, size_t count, const Pixel* table) {
   size_t i = 0;

@@ -2,7 +2,7 @@
 
 namespace filter_processor {
 
-// The bounds and the default of min_diff differ from the schema's on purpose.
+/// The bounds and the default of min_diff differ from the schema's on purpose.
 constinit const SpeckleFilter::Kind LutNoiseRemovalFilter::kind = {
     .class_name = class_name,
     .kernel_error = "lut noise removal filter error",

@@ -178,7 +178,7 @@ struct Edge {
   uint32_t to;
 };
 
-/// What growth knows of a pixel, one byte for each. 0: invalid, or taken by a region.
+// What growth knows of a pixel, one byte for each. 0: invalid, or taken by a region.
 namespace growth {
 constexpr unsigned from_left = 0; ///< the bit that says that this neighbour may expand to the pixel
 constexpr unsigned from_right = 1;

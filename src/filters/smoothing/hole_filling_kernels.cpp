@@ -44,7 +44,7 @@ struct MaximumOrder {
 };
 
 struct MinimumOrder {
-  // Negated: 0 stays a hole, and 65535 becomes one, which comes back as 0.
+  /// Negated: 0 stays a hole, and 65535 becomes one, which comes back as 0.
   template <typename V>
   [[gnu::always_inline]] static V key(V pixel) {
     return pixel == 65535 ? V{} : static_cast<V>(V{} - pixel);

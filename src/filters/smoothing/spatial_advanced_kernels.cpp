@@ -252,8 +252,8 @@ struct Strip {
   }
 
  private:
-  // Rows are copied a cache line at a time: where rows lie a multiple of 4 KiB apart, the lines of
-  // all rows compete for a few places in the cache, and none would stay for a second visit.
+  /// Rows are copied a cache line at a time: where rows lie a multiple of 4 KiB apart, the lines of
+  /// all rows compete for a few places in the cache, and none would stay for a second visit.
   static constexpr size_t tile_bytes = 64;
   static constexpr size_t tile_width = tile_bytes / sizeof(Pixel);
 

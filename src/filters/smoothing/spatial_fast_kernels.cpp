@@ -10,8 +10,8 @@ namespace {
 using Pixel = uint16_t;
 using simd::Lanes;
 
-// SSE2 has the minimum and maximum of signed 16-bit lanes only: there medians are found among
-// pixels less 32768, which have the same order.
+/// SSE2 has the minimum and maximum of signed 16-bit lanes only: there medians are found among
+/// pixels less 32768, which have the same order.
 constexpr bool order_is_signed = simd::this_level == simd::Level::baseline;
 using Ordered = std::conditional_t<order_is_signed, int16_t, uint16_t>;
 
@@ -203,8 +203,8 @@ template <typename V, typename Step>
   step(last);
 }
 
-// Row windows of three are cheap to sort: within four output rows they stay in registers, and what
-// the next four need again is sorted again.
+/// Row windows of three are cheap to sort: within four output rows they stay in registers, and what
+/// the next four need again is sorted again.
 template <typename V>
 void filter_columns_3x3(const Image& image, size_t first, size_t count) {
   for (size_t y = 0; y < image.height; y += 4) {

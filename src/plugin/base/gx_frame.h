@@ -42,7 +42,7 @@ class Frame : public std::enable_shared_from_this<Frame> {
   virtual uint8_t* get_data() const;
   virtual uint32_t get_data_size() const;
 
-  // The same a second time, in slots of their own.
+  /// The same a second time, in slots of their own.
   virtual gx_format format() const { return get_format(); }
   virtual uint64_t index() const { return get_index(); }
   virtual uint8_t* data() const { return get_data(); }

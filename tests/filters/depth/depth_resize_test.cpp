@@ -87,7 +87,7 @@ TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
   }
 }
 
-// A filter's host hands out zero pixels, and would hide what is left out.
+/// A filter's host hands out zero pixels, and would hide what is left out.
 TEST(NearestSampler, ClearsWhatItDoesNotSample) {
   const Pixels source{1, 2, 3, 4};
   for (const simd::Level level : simd::supported_levels()) {

@@ -40,7 +40,7 @@ struct TextureSparsitySettings {
   float left_band = 0.15F; ///< regions in this band count whatever the region of interest
   float max_width = 0.3F;
   float max_height = 0.3F;
-  // The smaller a region is, the weaker the evidence that it needs.
+  /// The smaller a region is, the weaker the evidence that it needs.
   float size_fraction[step_count] = {0.12F, 0.24F, 0.48F, 0.72F};
   float min_strong_steps[step_count] = {0.1F, 0.3F, 0.5F, 0.75F};
   float max_side_contact[step_count] = {1.0F, 1.0F, 1.0F, 0.92F};

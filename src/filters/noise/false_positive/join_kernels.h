@@ -6,9 +6,9 @@
 
 namespace filter_processor {
 
-/// The bits of a pixel's state while regions grow, by their numbers: whether it is taken, because
-/// it is invalid or belongs to a region; to which of its four neighbours its region may spread,
-/// unless they are taken; and whether its region turned out to be small.
+// The bits of a pixel's state while regions grow, by their numbers: whether it is taken, because
+// it is invalid or belongs to a region; to which of its four neighbours its region may spread,
+// unless they are taken; and whether its region turned out to be small.
 namespace state_bit {
 
 constexpr int claimed = 0;
