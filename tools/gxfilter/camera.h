@@ -29,31 +29,32 @@ struct Camera {
 ///   pixel_type         "depth", "disparity" or "tof" ("depth")
 ///   bit_size           8 to 16 (16)
 ///   disparity_offset   whole number (none)
-///   d2d                object with the fields of D2DParameters; baseline, fx and bitSize follow the
+///   d2d                object with the fields of D2DParameters; baseline, fx and bitSize follow
+///   the
 ///                      facts above, the rest is a stereo rig with pack mode 2 whose code 0 is
 ///                      invalid
 using CameraFacts = nlohmann::json;
 
-[[nodiscard]] Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);
-[[nodiscard]] Result<CameraFacts> read_camera_file(const std::filesystem::path& path);
+Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);
+Result<CameraFacts> read_camera_file(const std::filesystem::path& path);
 
 /// The file that belongs to an input: camera.json in a directory; INPUT.json, then the input's name
 /// with .json in place of its extension, then camera.json beside a file. Empty where there is none.
-[[nodiscard]] std::filesystem::path find_camera_file(const std::filesystem::path& input);
+std::filesystem::path find_camera_file(const std::filesystem::path& input);
 
 /// `facts` with everything that `overrides` says instead, also inside d2d, whose baseline, fx and
 /// bitSize give way to a new baseline, fx or bit_size.
-[[nodiscard]] CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides);
+CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides);
 
 /// The size of headerless frames, null where the facts don't tell both sides.
-[[nodiscard]] Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts);
+Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts);
 
 /// Checks every fact; unknown keys, wrong types and values out of range are errors that name the
 /// key.
-[[nodiscard]] Result<Camera> make_camera(const CameraFacts& facts, FrameSize size);
+Result<Camera> make_camera(const CameraFacts& facts, FrameSize size);
 
 /// Null where every disparity code fits the camera's bit size, as filters that look codes up rely
 /// on.
-[[nodiscard]] Failure check_codes(const Image& image, const Camera& camera);
+Failure check_codes(const Image& image, const Camera& camera);
 
 } // namespace gxfilter

@@ -28,15 +28,15 @@ class Canvas {
   /// Each dot of the font is `scale` pixels wide and high; (x, y) is the text's upper left corner.
   void text(uint32_t x, uint32_t y, uint32_t scale, Color color, std::string_view text);
 
-  [[nodiscard]] RgbImage take() { return std::move(image_); }
+  RgbImage take() { return std::move(image_); }
 
  private:
   RgbImage image_;
 };
 
-[[nodiscard]] uint32_t text_width(std::string_view text, uint32_t scale);
+uint32_t text_width(std::string_view text, uint32_t scale);
 
 /// The turbo colour map: dark blue at 0 over green to dark red at 1.
-[[nodiscard]] Color turbo(double position);
+Color turbo(double position);
 
 } // namespace gxfilter

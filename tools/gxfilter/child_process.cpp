@@ -57,8 +57,8 @@ void prepare_child() {
 }
 
 /// Nothing leaves this function: neither an exception, which would run the destructors of the
-/// parent's objects a second time, nor a return, as what the parent registered to run at its exit is
-/// not the child's to run.
+/// parent's objects a second time, nor a return, as what the parent registered to run at its exit
+/// is not the child's to run.
 [[noreturn]] void run_child(int pipe, const std::function<void(const LineReceiver& tell)>& work) {
   std::string last_line = farewell;
   try {
@@ -93,9 +93,9 @@ class LineSplitter {
     }
     text_.erase(0, begin);
   }
-  [[nodiscard]] bool complete() const { return complete_; }
+  bool complete() const { return complete_; }
   /// What the child said of an exception, or nothing.
-  [[nodiscard]] const std::string& exception() const { return exception_; }
+  const std::string& exception() const { return exception_; }
 
  private:
   const LineReceiver& on_line_;

@@ -19,7 +19,7 @@ using LineReceiver = std::function<void(const std::string& line)>;
 /// it tells goes to `on_line` at once. A child that tells nothing for `patience` is killed, as it
 /// is when `on_line` throws or this process dies. Exceptions of `work` end the child. Throws
 /// std::system_error where no child can be made.
-[[nodiscard]] ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
-                                    const LineReceiver& on_line, std::chrono::seconds patience);
+ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
+                      const LineReceiver& on_line, std::chrono::seconds patience);
 
 } // namespace gxfilter

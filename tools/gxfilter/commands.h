@@ -16,14 +16,14 @@ struct ListOptions {
   std::filesystem::path plugin; // empty: the one beside the executable, here and below
   bool json = false;
 };
-[[nodiscard]] ExitStatus list_filters(const ListOptions& options);
+ExitStatus list_filters(const ListOptions& options);
 
 struct DescribeOptions {
   std::filesystem::path plugin;
   std::string filter;
   bool json = false;
 };
-[[nodiscard]] ExitStatus describe_filter(const DescribeOptions& options);
+ExitStatus describe_filter(const DescribeOptions& options);
 
 struct RunOptions {
   std::filesystem::path plugin;
@@ -38,14 +38,14 @@ struct RunOptions {
   std::filesystem::path camera_file;         // empty: the one beside the first input, if any
   CameraFacts facts = CameraFacts::object(); // what options say; wins over the file
 };
-[[nodiscard]] ExitStatus run_filters(const RunOptions& options);
+ExitStatus run_filters(const RunOptions& options);
 
 struct SynthOptions {
   std::filesystem::path output;
   uint32_t frames = 30;
   SceneSettings scene;
 };
-[[nodiscard]] ExitStatus synthesize(const SynthOptions& options);
+ExitStatus synthesize(const SynthOptions& options);
 
 struct ValidateOptions {
   std::filesystem::path plugin;
@@ -55,6 +55,6 @@ struct ValidateOptions {
   uint32_t time_limit = 60; // seconds for a single item
 };
 /// Checks a plug-in against what hosts rely on; `nonconforming` where anything fails.
-[[nodiscard]] ExitStatus validate_plugin(const ValidateOptions& options);
+ExitStatus validate_plugin(const ValidateOptions& options);
 
 } // namespace gxfilter

@@ -18,20 +18,19 @@ struct FilterRequest {
 };
 
 /// "NAME", "NAME:key=value,key=value" or "NAME:@FILE" (a configuration record).
-[[nodiscard]] Result<FilterRequest> parse_filter_request(const std::string& text);
+Result<FilterRequest> parse_filter_request(const std::string& text);
 
 /// A JSON list of {"filter": NAME, "params": {key: value}} or {"filter": NAME, "record": FILE}.
-[[nodiscard]] Result<std::vector<FilterRequest>> parse_chain(std::string_view json);
-[[nodiscard]] Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path);
+Result<std::vector<FilterRequest>> parse_chain(std::string_view json);
+Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path);
 
 /// The values for every parameter of the schema in its order. An unknown key is a usage error.
-[[nodiscard]] Result<std::vector<std::string>>
-complete_values(const FilterRequest& request, const std::vector<Parameter>& schema);
+Result<std::vector<std::string>> complete_values(const FilterRequest& request,
+                                                 const std::vector<Parameter>& schema);
 
-/// A filter that is ready for its first frame. A value that the filter rejects is a usage error that
-/// quotes the schema; values that merely look wrong beside the schema are added to `notes`.
-[[nodiscard]] Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,
-                                         const FilterRequest& request,
-                                         std::vector<std::string>& notes);
+/// A filter that is ready for its first frame. A value that the filter rejects is a usage error
+/// that quotes the schema; values that merely look wrong beside the schema are added to `notes`.
+Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,
+                           const FilterRequest& request, std::vector<std::string>& notes);
 
 } // namespace gxfilter

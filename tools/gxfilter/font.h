@@ -13,6 +13,6 @@ inline constexpr uint32_t glyph_advance = 6;
 
 /// The columns of a character from left to right, the lowest bit on top; a blank box for characters
 /// outside printable ASCII.
-[[nodiscard]] const std::array<uint8_t, glyph_width>& glyph(char character);
+const std::array<uint8_t, glyph_width>& glyph(char character);
 
 } // namespace gxfilter

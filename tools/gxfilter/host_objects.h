@@ -34,12 +34,12 @@ class ErrorSlot {
     return &error_;
   }
   explicit operator bool() const { return error_ != nullptr; }
-  [[nodiscard]] const gx_error* get() const { return error_; }
+  const gx_error* get() const { return error_; }
 
   /// Texts of the held error; only while there is one.
-  [[nodiscard]] std::string args() const { return gx_error_get_args(error_); }
+  std::string args() const { return gx_error_get_args(error_); }
   /// "message (in function, args)"
-  [[nodiscard]] std::string text() const;
+  std::string text() const;
 
  private:
   void clear();
@@ -48,11 +48,11 @@ class ErrorSlot {
 };
 
 /// A profile that carries the camera's intrinsics and disparity record.
-[[nodiscard]] Result<ProfileHandle> make_profile(FrameSize size, const Camera& camera);
+Result<ProfileHandle> make_profile(FrameSize size, const Camera& camera);
 
 /// A depth frame with the image's pixels, its number in the recording and the camera's facts.
-[[nodiscard]] Result<FrameHandle> make_frame(const Image& image, uint64_t index,
-                                             gx_stream_profile& profile, const Camera& camera);
+Result<FrameHandle> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
+                               const Camera& camera);
 
 /// What a frame's pixels are and mean.
 struct FrameView {
@@ -63,6 +63,6 @@ struct FrameView {
 
 /// A copy of the frame's pixels with their meaning; an error (status `processing`) where the frame
 /// holds fewer pixels than its size says.
-[[nodiscard]] Result<FrameView> view_frame(const gx_frame& frame);
+Result<FrameView> view_frame(const gx_frame& frame);
 
 } // namespace gxfilter

@@ -15,7 +15,7 @@ struct FrameSize {
   uint32_t height = 0; // pixels
 
   bool operator==(const FrameSize&) const = default;
-  [[nodiscard]] uint64_t pixel_count() const { return uint64_t{width} * height; }
+  uint64_t pixel_count() const { return uint64_t{width} * height; }
 };
 
 /// Row-major, without gaps; 0 is the invalid value.
@@ -31,9 +31,9 @@ inline constexpr uint64_t max_pixels = uint64_t{256} << 20;
 
 /// Refuses empty sizes and sizes beyond the limits. Sides come as 64-bit numbers so that a reader
 /// can hand over what a hostile header says.
-[[nodiscard]] Failure check_size(uint64_t width, uint64_t height);
+Failure check_size(uint64_t width, uint64_t height);
 
 /// "640x480"; null for anything else and for a size beyond the limits.
-[[nodiscard]] std::optional<FrameSize> parse_size(const std::string& text);
+std::optional<FrameSize> parse_size(const std::string& text);
 
 } // namespace gxfilter

@@ -9,20 +9,18 @@
 namespace gxfilter {
 
 /// Whether a file of this name is taken from a directory: .png, .pgm, .raw or .bin in any case.
-[[nodiscard]] bool has_image_extension(const std::filesystem::path& path);
+bool has_image_extension(const std::filesystem::path& path);
 
 /// Decodes by extension, files of other names by their first bytes. `raw_size` is what headerless
 /// files need and others ignore.
-[[nodiscard]] Result<Image> decode_image(const std::filesystem::path& path,
-                                         std::span<const uint8_t> bytes,
-                                         std::optional<FrameSize> raw_size);
+Result<Image> decode_image(const std::filesystem::path& path, std::span<const uint8_t> bytes,
+                           std::optional<FrameSize> raw_size);
 
 /// Errors name the file. Files beyond the largest possible picture are refused unread.
-[[nodiscard]] Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path);
-[[nodiscard]] Result<Image> read_image(const std::filesystem::path& path,
-                                       std::optional<FrameSize> raw_size);
+Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path);
+Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameSize> raw_size);
 
 /// Replaces the file; a failure has status `other` and names the file.
-[[nodiscard]] Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> bytes);
+Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> bytes);
 
 } // namespace gxfilter

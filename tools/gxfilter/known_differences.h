@@ -15,10 +15,10 @@ struct KnownDifference {
   const char* why;
 };
 
-[[nodiscard]] std::span<const KnownDifference> known_differences();
+std::span<const KnownDifference> known_differences();
 
 /// The index in the table of what explains this outcome, or -1.
-[[nodiscard]] int find_known_difference(const std::string& filter, const std::string& check,
-                                        const std::string& doing, const std::string& came);
+int find_known_difference(const std::string& filter, const std::string& check,
+                          const std::string& doing, const std::string& came);
 
 } // namespace gxfilter::validation

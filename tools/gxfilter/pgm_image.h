@@ -7,9 +7,9 @@
 
 namespace gxfilter {
 
-[[nodiscard]] bool is_pgm(std::span<const uint8_t> bytes);
+bool is_pgm(std::span<const uint8_t> bytes);
 
 /// One picture with a maximum value of 256 to 65535 (big-endian samples) and nothing after it.
-[[nodiscard]] Result<Image> decode_pgm(std::span<const uint8_t> bytes);
+Result<Image> decode_pgm(std::span<const uint8_t> bytes);
 
 } // namespace gxfilter

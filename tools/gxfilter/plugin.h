@@ -22,9 +22,9 @@ class Plugin {
   static std::filesystem::path default_path();
 
   /// Texts that are null come out empty. Fails where the plug-in claims more filters than any has.
-  [[nodiscard]] Result<std::vector<std::string>> filter_names() const;
-  [[nodiscard]] std::string commit() const;
-  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+  Result<std::vector<std::string>> filter_names() const;
+  std::string commit() const;
+  const std::filesystem::path& path() const { return path_; }
 
   /// The exported functions themselves, for calls that a well-meaning host doesn't make.
   struct Functions {
@@ -39,7 +39,7 @@ class Plugin {
     decltype(&gx_priv_filter_process) process;
     decltype(&gx_priv_filter_reset) reset;
   };
-  [[nodiscard]] const Functions& functions() const { return functions_; }
+  const Functions& functions() const { return functions_; }
 
  private:
   struct LibraryCloser {
@@ -52,7 +52,7 @@ class Plugin {
 };
 
 /// What to tell a user who asks for a filter that the plug-in does not have.
-[[nodiscard]] Error unknown_filter(const std::string& name, const std::vector<std::string>& names);
+Error unknown_filter(const std::string& name, const std::vector<std::string>& names);
 
 /// One filter instance. Not for several threads at once.
 class Filter {
@@ -64,8 +64,8 @@ class Filter {
   Filter& operator=(Filter&&) = delete;
   ~Filter();
 
-  [[nodiscard]] const std::string& name() const { return name_; }
-  [[nodiscard]] const std::vector<Parameter>& schema() const { return schema_; }
+  const std::string& name() const { return name_; }
+  const std::vector<Parameter>& schema() const { return schema_; }
 
   /// Values in schema order; a rejection is left in `slot`.
   void update_config(const std::vector<std::string>& values, ErrorSlot& slot);
@@ -73,7 +73,7 @@ class Filter {
   void reset();
 
   /// The record that belongs to this instance.
-  [[nodiscard]] const gx_priv_filter_context& context() const { return *context_; }
+  const gx_priv_filter_context& context() const { return *context_; }
 
   /// The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
   /// together.

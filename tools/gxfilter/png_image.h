@@ -13,13 +13,13 @@ struct RgbImage {
   std::vector<uint8_t> samples;
 };
 
-[[nodiscard]] bool is_png(std::span<const uint8_t> bytes);
+bool is_png(std::span<const uint8_t> bytes);
 
 /// Any other colour type or bit depth than 16-bit grey is refused, never converted.
-[[nodiscard]] Result<Image> decode_png(std::span<const uint8_t> bytes);
+Result<Image> decode_png(std::span<const uint8_t> bytes);
 
-[[nodiscard]] Result<std::vector<uint8_t>> encode_png(const Image& image);
+Result<std::vector<uint8_t>> encode_png(const Image& image);
 /// With a palette where there are no more than 256 colours.
-[[nodiscard]] Result<std::vector<uint8_t>> encode_png(const RgbImage& image);
+Result<std::vector<uint8_t>> encode_png(const RgbImage& image);
 
 } // namespace gxfilter

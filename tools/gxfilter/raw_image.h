@@ -8,9 +8,9 @@
 namespace gxfilter {
 
 /// `bytes` must be exactly size.width * size.height * 2 bytes; `size` within the limits.
-[[nodiscard]] Result<Image> decode_raw(std::span<const uint8_t> bytes, FrameSize size);
+Result<Image> decode_raw(std::span<const uint8_t> bytes, FrameSize size);
 
 /// Two little-endian 32-bit numbers, height and width in this order, and then exactly the pixels.
-[[nodiscard]] Result<Image> decode_bin(std::span<const uint8_t> bytes);
+Result<Image> decode_bin(std::span<const uint8_t> bytes);
 
 } // namespace gxfilter

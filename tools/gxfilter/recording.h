@@ -10,7 +10,7 @@
 namespace gxfilter {
 
 /// Orders "frame_9" before "frame_10": runs of digits compare by value.
-[[nodiscard]] bool natural_less(const std::string& left, const std::string& right);
+bool natural_less(const std::string& left, const std::string& right);
 
 struct Recording {
   std::vector<std::filesystem::path> frames;  // as given; those of a directory in natural order
@@ -20,12 +20,12 @@ struct Recording {
 /// Files stand for themselves (a missing one is reported when its turn comes), directories for the
 /// pictures directly in them whose names match `pattern` (shell wildcards; empty: all). A directory
 /// that mixes kinds of pictures needs a pattern: which of them is the recording can't be guessed.
-[[nodiscard]] Result<Recording> find_frames(const std::vector<std::filesystem::path>& inputs,
-                                            const std::string& pattern);
+Result<Recording> find_frames(const std::vector<std::filesystem::path>& inputs,
+                              const std::string& pattern);
 
-/// `directory`/STEM.png for each frame. Two frames with one output, and an output that would replace
-/// an input, are usage errors.
-[[nodiscard]] Result<std::vector<std::filesystem::path>>
+/// `directory`/STEM.png for each frame. Two frames with one output, and an output that would
+/// replace an input, are usage errors.
+Result<std::vector<std::filesystem::path>>
 output_paths(const std::vector<std::filesystem::path>& frames,
              const std::filesystem::path& directory);
 

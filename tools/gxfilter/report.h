@@ -10,6 +10,6 @@ ExitStatus report(const Error& error);
 void note(const std::string& text);
 
 /// The plug-in at `path`, the default one where that is empty.
-[[nodiscard]] Result<std::shared_ptr<const Plugin>> load_plugin(const std::filesystem::path& path);
+Result<std::shared_ptr<const Plugin>> load_plugin(const std::filesystem::path& path);
 
 } // namespace gxfilter

@@ -24,7 +24,10 @@ struct Error {
 };
 
 /// The outcome of an operation that yields nothing: an error or success.
-using Failure = std::optional<Error>;
+class [[nodiscard]] Failure : public std::optional<Error> {
+ public:
+  using std::optional<Error>::optional;
+};
 
 /// A value or the error that took its place.
 template <class T>

@@ -88,7 +88,7 @@ class Runner {
     return write_results(output, *before, *after, preview);
   }
 
-  [[nodiscard]] const std::vector<FilterStatistics>& statistics() const { return statistics_; }
+  const std::vector<FilterStatistics>& statistics() const { return statistics_; }
 
  private:
   static std::string caption(const std::vector<Filter>& filters) {

@@ -18,18 +18,17 @@ struct Parameter {
   std::string line;        // the whole line, trimmed
 };
 
-/// One parameter for each line that is not blank, in order. Blanks around fields don't count; fields
-/// that a short line lacks are empty.
-[[nodiscard]] std::vector<Parameter> parse_schema(std::string_view text);
+/// One parameter for each line that is not blank, in order. Blanks around fields don't count;
+/// fields that a short line lacks are empty.
+std::vector<Parameter> parse_schema(std::string_view text);
 
 /// The parameter of that name, or null.
-[[nodiscard]] const Parameter* find_parameter(const std::vector<Parameter>& schema,
-                                              std::string_view name);
+const Parameter* find_parameter(const std::vector<Parameter>& schema, std::string_view name);
 
 /// Why `value` looks wrong beside the schema (no number, outside the advertised range), or empty.
 /// Filters enforce ranges of their own, so this can only be a hint.
-[[nodiscard]] std::string doubt_about(const Parameter& parameter, const std::string& value);
+std::string doubt_about(const Parameter& parameter, const std::string& value);
 
-[[nodiscard]] std::string_view trim(std::string_view text);
+std::string_view trim(std::string_view text);
 
 } // namespace gxfilter

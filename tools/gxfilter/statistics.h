@@ -14,16 +14,16 @@ class FilterStatistics {
 
   void add(double milliseconds, const FrameView& before, const FrameView& after);
 
-  [[nodiscard]] size_t frames() const { return milliseconds_.size(); }
+  size_t frames() const { return milliseconds_.size(); }
   /// Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.
-  [[nodiscard]] double quantile(double share) const;
+  double quantile(double share) const;
   /// Averages per frame. Changed pixels are those whose value differs, counted only where a frame
   /// kept its size; negative where none did.
-  [[nodiscard]] double changed_pixels() const;
-  [[nodiscard]] double valid_before() const { return per_frame(valid_before_, frames()); }
-  [[nodiscard]] double valid_after() const { return per_frame(valid_after_, frames()); }
+  double changed_pixels() const;
+  double valid_before() const { return per_frame(valid_before_, frames()); }
+  double valid_after() const { return per_frame(valid_after_, frames()); }
 
-  [[nodiscard]] const std::string& filter() const { return filter_; }
+  const std::string& filter() const { return filter_; }
 
  private:
   static double per_frame(uint64_t count, size_t frames);
@@ -37,6 +37,6 @@ class FilterStatistics {
 };
 
 /// The closing table, one line for each filter, ending with a line feed.
-[[nodiscard]] std::string format_table(const std::vector<FilterStatistics>& statistics);
+std::string format_table(const std::vector<FilterStatistics>& statistics);
 
 } // namespace gxfilter

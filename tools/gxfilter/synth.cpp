@@ -163,8 +163,8 @@ class SceneRenderer {
     }
   }
 
-  /// What the second camera can't see has no disparity: a pixel whose match lies behind the match of
-  /// a pixel further right.
+  /// What the second camera can't see has no disparity: a pixel whose match lies behind the match
+  /// of a pixel further right.
   void drop_occluded() {
     for (size_t y = 0; y < height_; ++y) {
       double leftmost_match = no_hit;

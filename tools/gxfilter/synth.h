@@ -27,10 +27,10 @@ struct SceneSettings {
 };
 
 /// The facts of the scene's camera, as a camera file holds them.
-[[nodiscard]] CameraFacts scene_facts(const SceneSettings& settings);
+CameraFacts scene_facts(const SceneSettings& settings);
 
 /// The frame of that number. The board and the ball move by a pixel or two from frame to frame.
 /// Equal settings give equal frames on every machine: only correctly rounded arithmetic is used.
-[[nodiscard]] Image render_scene(const SceneSettings& settings, uint32_t frame);
+Image render_scene(const SceneSettings& settings, uint32_t frame);
 
 } // namespace gxfilter

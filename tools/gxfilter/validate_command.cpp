@@ -14,8 +14,8 @@ namespace {
 
 using namespace validation;
 
-/// A known difference of a filter and how often it showed. One that did not show at all is told too:
-/// somebody may have "corrected" what hosts rely on.
+/// A known difference of a filter and how often it showed. One that did not show at all is told
+/// too: somebody may have "corrected" what hosts rely on.
 struct DifferenceReport {
   const KnownDifference* difference;
   std::string example; // the first sentence
@@ -27,14 +27,14 @@ struct FilterReport {
   std::vector<Finding> findings;
   std::vector<DifferenceReport> differences;
 
-  [[nodiscard]] size_t count(Outcome outcome) const {
+  size_t count(Outcome outcome) const {
     return static_cast<size_t>(std::ranges::count(findings, outcome, &Finding::outcome));
   }
-  [[nodiscard]] size_t differences_shown() const {
+  size_t differences_shown() const {
     return static_cast<size_t>(std::ranges::count_if(
         differences, [](const DifferenceReport& report) { return report.count > 0; }));
   }
-  [[nodiscard]] size_t differences_gone() const { return differences.size() - differences_shown(); }
+  size_t differences_gone() const { return differences.size() - differences_shown(); }
 };
 
 FilterReport make_report(const std::string& name, std::vector<Finding> findings) {

@@ -15,10 +15,10 @@ struct Subject {
   uint64_t index = 0; // of the filter, below
   std::string filter; // empty: the plug-in as a whole
 
-  [[nodiscard]] const Plugin::Functions& functions() const { return plugin->functions(); }
+  const Plugin::Functions& functions() const { return plugin->functions(); }
 
   /// A new instance. Throws Unable.
-  [[nodiscard]] Filter make_filter() const;
+  Filter make_filter() const;
 };
 
 struct Check {
@@ -29,15 +29,15 @@ struct Check {
 using Checks = std::vector<Check>;
 
 /// Of the plug-in as a whole: its list of filters, and requests that it must refuse.
-[[nodiscard]] Checks registry_checks();
+Checks registry_checks();
 /// Of each filter: the context record, the schema text and null handles.
-[[nodiscard]] Checks contract_checks();
+Checks contract_checks();
 /// Parameters: defaults, bounds, wrong counts, configuration records.
-[[nodiscard]] Checks parameter_checks();
+Checks parameter_checks();
 /// Frames: new frames and sets, refusals, short and small frames, reset.
-[[nodiscard]] Checks frame_checks();
+Checks frame_checks();
 /// Host calls that fail, a missing error slot, and what destruction gives back.
-[[nodiscard]] Checks failure_checks();
+Checks failure_checks();
 
 /// After the check, the host's live handles must be what they were before.
 void run_check(const Subject& subject, const Check& check, Findings& findings);

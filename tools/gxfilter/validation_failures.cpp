@@ -17,7 +17,7 @@ class PrintedText {
  public:
   PrintedText() : start_(flushed_end()) {}
 
-  [[nodiscard]] std::string text() const {
+  std::string text() const {
     const off_t end = flushed_end();
     std::string text(static_cast<size_t>(end - start_), '\0');
     const ssize_t got = pread(STDOUT_FILENO, text.data(), text.size(), start_);
@@ -56,10 +56,10 @@ class FaultInput {
   FaultInput(PixelKind kind, bool in_a_set)
       : depth_(kind), set_(in_a_set ? make_set({depth_.get()}) : nullptr) {}
 
-  [[nodiscard]] gx_frame& frame() const { return set_ != nullptr ? *set_ : depth_.frame(); }
+  gx_frame& frame() const { return set_ != nullptr ? *set_ : depth_.frame(); }
 
   /// The pixels that such an input gave; none where the depth frame is missing.
-  [[nodiscard]] std::vector<uint8_t> pixels_of(gx_frame& output) const {
+  std::vector<uint8_t> pixels_of(gx_frame& output) const {
     if (set_ == nullptr)
       return FrameState(output).pixels();
     const FrameHandle member = depth_member(output);
@@ -95,14 +95,14 @@ class FaultLoop {
     return fmt::format("still calling the host after {} calls", most_calls);
   }
 
-  [[nodiscard]] uint64_t calls() const { return calls_; }
+  uint64_t calls() const { return calls_; }
   /// What was wrong with the frame after the first failure that left something behind, or nothing.
-  [[nodiscard]] const std::string& next_frame_problem() const { return next_frame_problem_; }
+  const std::string& next_frame_problem() const { return next_frame_problem_; }
 
  private:
   static constexpr uint64_t most_calls = 1000;
 
-  [[nodiscard]] Filter warmed_filter() const {
+  Filter warmed_filter() const {
     Filter filter = make_configured(case_.subject, case_.setting);
     if (case_.second_frame)
       process(filter, Input(case_.kind, usual_size, 1));
@@ -110,7 +110,7 @@ class FaultLoop {
   }
 
   /// What the input gives when it comes so many times.
-  [[nodiscard]] std::vector<uint8_t> undisturbed_pixels(int times) const {
+  std::vector<uint8_t> undisturbed_pixels(int times) const {
     const FaultInput input(case_.kind, case_.frame_set);
     Filter filter = warmed_filter();
     ErrorSlot slot;

@@ -24,7 +24,7 @@ struct Case {
   void doing(const std::string& what) const {
     findings.doing(fmt::format("{} with {}, {} pixels", what, setting.label, kind.name));
   }
-  [[nodiscard]] Filter make_filter() const { return make_configured(subject, setting); }
+  Filter make_filter() const { return make_configured(subject, setting); }
 };
 
 /// A case that can't go on does not keep the others from being tried.
@@ -266,8 +266,8 @@ class ResetCheck {
  private:
   static constexpr const char* same = "the same pixels";
 
-  [[nodiscard]] std::string compare(const std::vector<std::vector<uint8_t>>& came,
-                                    const std::vector<std::vector<uint8_t>>& before) const {
+  std::string compare(const std::vector<std::vector<uint8_t>>& came,
+                      const std::vector<std::vector<uint8_t>>& before) const {
     if (came == expected_)
       return same;
     if (!otherwise_.empty() && came == otherwise_)
@@ -358,8 +358,8 @@ void check_short_frames(const Subject& subject, Findings& findings) {
   for_each_case(subject, findings, try_short_frames);
 }
 
-/// Sizes at which kernels that work in groups of pixels go astray. Where the height is a multiple of
-/// 32, guarded buffers end exactly with the last pixel.
+/// Sizes at which kernels that work in groups of pixels go astray. Where the height is a multiple
+/// of 32, guarded buffers end exactly with the last pixel.
 constexpr FrameSize odd_sizes[] = {{0, 0},   {0, 4},  {4, 0},  {1, 1},   {2, 2},   {5, 3},
                                    {1, 32},  {2, 32}, {3, 32}, {7, 32},  {15, 32}, {17, 64},
                                    {33, 32}, {64, 1}, {64, 2}, {640, 1}, {65, 64}};

@@ -26,8 +26,8 @@ class Input {
   Input(PixelKind kind, FrameSize size = usual_size, uint32_t number = 0,
         gx_frame_type type = GX_FRAME_DEPTH);
 
-  [[nodiscard]] gx_frame& frame() const { return *frame_; }
-  [[nodiscard]] gx_frame* get() const { return frame_.get(); }
+  gx_frame& frame() const { return *frame_; }
+  gx_frame* get() const { return frame_.get(); }
 
   /// Cuts the pixel buffer to so many bytes; the profile keeps its size.
   void shorten(uint32_t bytes) const;
@@ -38,8 +38,8 @@ class Input {
 };
 
 /// A frame set that holds these frames. Throws Unable.
-[[nodiscard]] FrameHandle make_set(const std::vector<gx_frame*>& members);
-[[nodiscard]] FrameHandle depth_member(const gx_frame& set);
+FrameHandle make_set(const std::vector<gx_frame*>& members);
+FrameHandle depth_member(const gx_frame& set);
 
 /// Everything about a depth frame that the host tells.
 class FrameState {
@@ -47,11 +47,9 @@ class FrameState {
   explicit FrameState(const gx_frame& frame);
 
   /// "unchanged", or the names of what differs.
-  [[nodiscard]] std::string changes_to(const FrameState& later) const;
-  [[nodiscard]] const std::vector<uint8_t>& pixels() const { return parts_.front().bytes; }
-  [[nodiscard]] bool same_pixels(const FrameState& other) const {
-    return pixels() == other.pixels();
-  }
+  std::string changes_to(const FrameState& later) const;
+  const std::vector<uint8_t>& pixels() const { return parts_.front().bytes; }
+  bool same_pixels(const FrameState& other) const { return pixels() == other.pixels(); }
 
  private:
   struct Part {

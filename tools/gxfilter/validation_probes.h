@@ -11,12 +11,12 @@ namespace gxfilter::validation {
 inline constexpr const char* no_error = "no error";
 
 /// 'the error "message" in function(args), type 4', or "no error" for null.
-[[nodiscard]] std::string describe(const gx_error* error);
-[[nodiscard]] std::string describe_error(const std::string& message, const std::string& function,
-                                         const std::string& args,
-                                         gx_exception_type type = GX_EXCEPTION_TYPE_INVALID_VALUE,
-                                         gx_status status = GX_STATUS_ERROR);
-[[nodiscard]] std::string message_of(const gx_error* error);
+std::string describe(const gx_error* error);
+std::string describe_error(const std::string& message, const std::string& function,
+                           const std::string& args,
+                           gx_exception_type type = GX_EXCEPTION_TYPE_INVALID_VALUE,
+                           gx_status status = GX_STATUS_ERROR);
+std::string message_of(const gx_error* error);
 
 /// An error slot in which a mark tells whether it was written. Owns what is written.
 class MarkedSlot {
@@ -28,7 +28,7 @@ class MarkedSlot {
 
   gx_error** receive() { return &error_; }
   /// "untouched" or what became of it.
-  [[nodiscard]] std::string state() const;
+  std::string state() const;
 
  private:
   static gx_error* mark();
@@ -41,7 +41,7 @@ class LiveHandles {
  public:
   LiveHandles();
   /// "nothing left over", or what is alive now that was not then, and releases too many since then.
-  [[nodiscard]] std::string left_over() const;
+  std::string left_over() const;
 
  private:
   gexton_live_handles live_;
@@ -50,7 +50,6 @@ class LiveHandles {
 inline constexpr const char* nothing_left = "nothing left over";
 
 /// What a call of process gave: "a new frame", "no frame and the error ...", and so on.
-[[nodiscard]] std::string describe(const gx_frame* output, const gx_frame* input,
-                                   const gx_error* error);
+std::string describe(const gx_frame* output, const gx_frame* input, const gx_error* error);
 
 } // namespace gxfilter::validation

@@ -28,8 +28,8 @@ class ChildRun {
   }
 
   /// Of the check that was begun last.
-  [[nodiscard]] size_t index() const { return index_; }
-  [[nodiscard]] const std::string& doing() const { return doing_; }
+  size_t index() const { return index_; }
+  const std::string& doing() const { return doing_; }
 
  private:
   void work(const LineReceiver& tell) const {

@@ -13,11 +13,11 @@ struct Listing {
   std::vector<std::string> filters;
   std::string problem; // why there is no list, if there is none
 };
-[[nodiscard]] Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit);
+Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit);
 
 /// All findings of these checks. Checks after one that crashed are still run, checks after one that
 /// hung are skipped. `time_limit` is for each single item.
-[[nodiscard]] std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
-                                             std::chrono::seconds time_limit);
+std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
+                               std::chrono::seconds time_limit);
 
 } // namespace gxfilter::validation

@@ -9,7 +9,7 @@
 
 namespace gxfilter::validation {
 
-[[nodiscard]] std::vector<std::string> default_values(const std::vector<Parameter>& schema);
+std::vector<std::string> default_values(const std::vector<Parameter>& schema);
 
 /// Changes the value of the parameter of that name, if the filter has one.
 void set_value(const Filter& filter, std::vector<std::string>& values, const char* name,
@@ -20,16 +20,16 @@ struct Setting {
   std::string label;
   std::vector<std::string> values;
 };
-[[nodiscard]] std::vector<Setting> settings_of(const Filter& filter, FrameSize size = usual_size);
+std::vector<Setting> settings_of(const Filter& filter, FrameSize size = usual_size);
 
 /// The same. Throws Inapplicable where the filter says that the first of them fit no usual frame.
-[[nodiscard]] std::vector<Setting> working_settings(const Subject& subject);
+std::vector<Setting> working_settings(const Subject& subject);
 
 /// "no error" or the error's description.
 std::string update(Filter& filter, const std::vector<std::string>& values);
 
 /// A new instance with the setting. Throws Unable where that is refused.
-[[nodiscard]] Filter make_configured(const Subject& subject, const Setting& setting);
+Filter make_configured(const Subject& subject, const Setting& setting);
 
 /// The frame that the filter makes of the input. Throws Unable where there is none.
 FrameHandle process(Filter& filter, const Input& input);
