@@ -2,8 +2,6 @@
 
 #include <stdexcept>
 
-#include "gexton_host.h"
-
 namespace bench {
 namespace {
 
@@ -26,35 +24,10 @@ std::string parameter_text(const std::string& parameter, Size size) {
   return parameter.back() == 'H' ? std::to_string(factor * size.height) : parameter;
 }
 
-gx_priv_filter_context* create(const std::string& filter) {
-  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i)
-    if (gx_get_filter_name(static_cast<int32_t>(i), nullptr) == filter)
-      return gx_create_filter(i, nullptr);
-  throw std::runtime_error("no filter " + filter);
-}
-
-void configure(gx_priv_filter_context& context, const Configuration& configuration, Size size) {
-  if (configuration.parameters.empty())
-    return;
-  std::vector<std::string> texts;
-  for (const std::string& parameter : configuration.parameters)
-    texts.push_back(parameter_text(parameter, size));
-  std::vector<const char*> values;
-  values.reserve(texts.size());
-  for (const std::string& text : texts)
-    values.push_back(text.c_str());
-  gx_error* error = nullptr;
-  context.update_config(context.filter, static_cast<int32_t>(values.size()), values.data(), &error);
-  if (error != nullptr) {
-    gx_delete_error(error);
-    throw std::runtime_error(configuration.name() + " refuses its parameters");
-  }
-}
-
 } // namespace
 
 Frame make_frame(Size size, const uint16_t* pixels, gx_pixel_type type) {
-  const std::unique_ptr<gx_stream_profile, Release> profile{
+  const gexton::Profile profile{
       gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, nullptr)};
   const D2DParameters record = stereo_record();
   gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
@@ -66,12 +39,23 @@ Frame make_frame(Size size, const uint16_t* pixels, gx_pixel_type type) {
 }
 
 FilterCall::FilterCall(const Configuration& configuration, Size size)
-    : context_(create(configuration.filter)) {
-  configure(*context_, configuration, size);
+    : filter_(gexton::Filter::create(configuration.filter)) {
+  if (!filter_)
+    throw std::runtime_error("no filter " + configuration.filter);
+  if (configuration.parameters.empty())
+    return;
+  std::vector<std::string> values;
+  for (const std::string& parameter : configuration.parameters)
+    values.push_back(parameter_text(parameter, size));
+  gexton::ErrorSlot error;
+  filter_.update_config(values, error);
+  if (error)
+    throw std::runtime_error(configuration.name() + " refuses its parameters: " + error.text());
 }
 
 bool FilterCall::run(gx_frame* input) {
-  return Frame{context_->process(context_->filter, input, nullptr)} != nullptr;
+  gexton::ErrorSlot error;
+  return filter_.process(*input, error) != nullptr;
 }
 
 } // namespace bench

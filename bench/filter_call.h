@@ -1,19 +1,11 @@
 #pragma once
 
-#include <memory>
-
 #include "configurations.h"
-#include "filter_processor.h"
+#include "gexton_host.hpp"
 
 namespace bench {
 
-struct Release {
-  void operator()(gx_frame* frame) const { gx_delete_frame(frame, nullptr); }
-  void operator()(gx_stream_profile* profile) const { gx_delete_stream_profile(profile, nullptr); }
-  void operator()(gx_priv_filter_context* context) const { context->destroy(context); }
-};
-
-using Frame = std::unique_ptr<gx_frame, Release>;
+using gexton::Frame;
 
 /// A depth or disparity frame of a stereo camera with 16-bit disparities, 8 of these a fraction.
 Frame make_frame(Size size, const uint16_t* pixels, gx_pixel_type type);
@@ -28,7 +20,7 @@ class FilterCall {
   bool run(gx_frame* input);
 
  private:
-  std::unique_ptr<gx_priv_filter_context, Release> context_;
+  gexton::Filter filter_;
 };
 
 } // namespace bench

@@ -2,7 +2,7 @@
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/FilterProcessor)
 
 install(FILES include/filter_processor.h host/gexton_sdk.h host/gexton_host.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+        host/gexton_host.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS FilterProcessor GextonSDK EXPORT FilterProcessorTargets)
 install(EXPORT FilterProcessorTargets NAMESPACE FilterProcessor:: DESTINATION ${package_dir})
 if(FILTER_PROCESSOR_TOOLS)

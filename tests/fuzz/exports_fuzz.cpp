@@ -7,7 +7,6 @@
 #include "fuzz/fuzzing.h"
 #include "simd/level.h"
 #include "support/filter_cases.h"
-#include "support/frame_facts.h"
 #include "support/schema.h"
 
 namespace {
@@ -180,22 +179,22 @@ Frame read_frame(Input& input, Size size, Pixels& previous) {
   case 2:
     return colour();
   case 3:
-    return make_set({});
+    return gexton::make_frame_set({});
   case 4:
-    return make_set({colour().get()});
+    return gexton::make_frame_set({colour().get()});
   case 5:
   case 6:
-    return make_set({colour().get(), depth().get()});
+    return gexton::make_frame_set({colour().get(), depth().get()});
   case 7:
   case 8:
-    return make_set({depth().get()});
+    return gexton::make_frame_set({depth().get()});
   default:
     return depth();
   }
 }
 
-std::string facts(const Frame& frame) {
-  return frame == nullptr ? "" : facts_of(frame.get());
+std::string dump(const Frame& frame) {
+  return frame == nullptr ? "" : gexton::FrameState(*frame).dump();
 }
 
 // ---- calls ----
@@ -216,13 +215,13 @@ Outcome call(Slot kind, Function function) {
   gx_error* before = nullptr;
   if (kind == Slot::holding_an_error) {
     before = gx_create_error(GX_STATUS_ERROR, "old", "", "", GX_EXCEPTION_TYPE_UNKNOWN);
-    *held.out() = before;
+    *held.receive() = before;
   }
   gx_error* error = before;
   Outcome outcome{Frame{function(kind == Slot::none ? nullptr : &error)}, ""};
   if (error != before) {
     require(error != nullptr, "a slot is not emptied");
-    *written.out() = error;
+    *written.receive() = error;
     outcome.error = written.text();
   }
   return outcome;
@@ -231,12 +230,12 @@ Outcome call(Slot kind, Function function) {
 class Twins {
  public:
   Twins(uint64_t index, Level other_level)
-      : index_(index), levels_{supported_levels().back(), other_level} {
-    for (Context& instance : instances_) {
-      instance.reset(gx_create_filter(index, nullptr));
-      require(instance != nullptr, "every filter of the list can be made");
-    }
-    parameters_ = schema_of(*instances_[0]);
+      : index_(index), levels_{supported_levels().back(), other_level},
+        instances_{gexton::Filter(gx_create_filter(index, nullptr)),
+                   gexton::Filter(gx_create_filter(index, nullptr))} {
+    for (const gexton::Filter& instance : instances_)
+      require(bool(instance), "every filter of the list can be made");
+    parameters_ = schema_of(instances_[0]);
   }
 
   void update(Input& input) {
@@ -269,11 +268,9 @@ class Twins {
                                  std::to_string(scale),         std::to_string(left),
                                  std::to_string(right),         std::to_string(top),
                                  std::to_string(bottom)};
-    std::vector<const char*> values;
-    for (const std::string& text : texts)
-      values.push_back(text.c_str());
-    for (const Context& instance : instances_)
-      instance->update_config(instance->filter, 7, values.data(), nullptr);
+    ErrorSlot refusal;
+    for (gexton::Filter& instance : instances_)
+      instance.update_config({std::begin(texts), std::end(texts)}, refusal);
   }
 
   void set_record(Input& input) {
@@ -289,8 +286,8 @@ class Twins {
   }
 
   void reset() {
-    for (const Context& instance : instances_)
-      instance->reset(instance->filter);
+    for (gexton::Filter& instance : instances_)
+      instance.reset();
   }
 
   /// Returns the pixels that it took from the budget.
@@ -303,21 +300,21 @@ class Twins {
   }
 
  private:
-  using Context = std::unique_ptr<gx_priv_filter_context, Release>;
-
   void process_frame(Input& input, Size size) {
     if (index_ == depth_resize && !input.one_in(4))
       fit_resize(input, size);
     const Frame frame = read_frame(input, size, previous_);
-    const std::string before = facts(frame);
+    const std::string before = dump(frame);
     const auto slot = input.pick(Slot::empty, Slot::empty, Slot::none, Slot::holding_an_error);
     const uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
-    const Outcome first = process_at(levels_[0], *instances_[0], frame, slot, failing_call);
-    require(facts(frame) == before, "the input frame stays as it was");
-    const Outcome second = process_at(levels_[1], *instances_[1], frame, slot, failing_call);
-    require(facts(frame) == before, "the input frame stays as it was");
+    const Outcome first =
+        process_at(levels_[0], instances_[0].context(), frame, slot, failing_call);
+    require(dump(frame) == before, "the input frame stays as it was");
+    const Outcome second =
+        process_at(levels_[1], instances_[1].context(), frame, slot, failing_call);
+    require(dump(frame) == before, "the input frame stays as it was");
     require(first.error == second.error, "both levels report the same");
-    require(facts(first.frame) == facts(second.frame), "both levels give the same frame");
+    require(dump(first.frame) == dump(second.frame), "both levels give the same frame");
     check(frame, first, slot);
   }
 
@@ -329,7 +326,7 @@ class Twins {
       errors[i] = call(
                       slot,
                       [&](gx_error** error) -> gx_frame* {
-                        one(*instances_[i], error);
+                        one(instances_[i].context(), error);
                         return nullptr;
                       })
                       .error;
@@ -356,9 +353,9 @@ class Twins {
     }
     require(outcome.error.empty(), "a result comes without an error");
     require(input != nullptr, "nothing comes of nothing");
-    const Frame from = depth_of(input.get());
+    const Frame from = gexton::depth_frame_of(*input);
     require(from != nullptr, "only depth frames and sets with one are filtered");
-    const Frame to = depth_of(outcome.frame.get());
+    const Frame to = gexton::depth_frame_of(*outcome.frame);
     require(to != nullptr, "the result holds a depth frame");
     require(gx_frame_get_type(outcome.frame.get(), nullptr) ==
                 gx_frame_get_type(input.get(), nullptr),
@@ -367,7 +364,7 @@ class Twins {
             "the frame number stays");
     const bool converts = index_ == disparity_transform || index_ == openni_transform;
     if (converts && gx_video_frame_get_pixel_type(from.get(), nullptr) != GX_PIXEL_DISPARITY)
-      require(facts(outcome.frame) == facts(input), "what is no disparity comes back as it was");
+      require(dump(outcome.frame) == dump(input), "what is no disparity comes back as it was");
     if (index_ != depth_resize && index_ != openni_transform)
       require(gx_frame_get_data_size(to.get(), nullptr) ==
                   gx_frame_get_data_size(from.get(), nullptr),
@@ -399,7 +396,7 @@ class Twins {
 
   uint64_t index_;
   Level levels_[2];
-  Context instances_[2];
+  gexton::Filter instances_[2];
   std::vector<SchemaParameter> parameters_;
   Size size_{0, 0}; ///< of the last frame
   Pixels previous_; ///< its pixels
@@ -447,13 +444,9 @@ int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const gexton_live_handles before = gexton_get_live_handles();
+  const gexton::LiveHandles before;
   Input input({data, size});
   run(input);
-  const gexton_live_handles after = gexton_get_live_handles();
-  require(after.frames == before.frames && after.stream_profiles == before.stream_profiles &&
-              after.errors == before.errors,
-          "no handle is left over");
-  require(gexton_get_excess_releases() == 0, "no handle is given back twice");
+  require(before.left_over().empty(), "no handle is left over or given back twice");
   return 0;
 }

@@ -22,10 +22,9 @@ class Pair {
     std::vector<uint8_t> blob(1, input.byte());
     blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
     ErrorSlot error;
-    gx_priv_filter_context& context = *filter_.context();
-    context.set_config_data(context.filter, blob.data(), blob.size(), error.out());
+    filter_.set_config_data(blob.data(), blob.size(), error);
     const bool usable = record.u16(0) != 0 && record.u16(2) != 0 && record.u16(8) != 0;
-    require(error.empty() == usable, "only records without size or bin width are refused");
+    require(!error == usable, "only records without size or bin width are refused");
     if (usable)
       model_.anchor = record;
   }

@@ -45,7 +45,7 @@ class Host : public testing::Test {
   const Profile profile{gexton_create_stream_profile(GX_FORMAT_Y16, 4, 2, nullptr)};
   const Frame frame{
       gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), pixels.data(), nullptr)};
-  const Frame set = test::make_set({frame.get()});
+  const Frame set = gexton::make_frame_set({frame.get()});
   ErrorSlot error;
 };
 
@@ -97,11 +97,11 @@ TEST_F(Host, StreamProfileCopiesAreIndependent) {
 
 TEST_F(Host, FrameSetsShareMembersAndCopiesOwnThem) {
   const Frame color{gx_create_frame(GX_FRAME_COLOR, GX_FORMAT_UNKNOWN, 0, nullptr)};
-  const Frame colors = test::make_set({color.get()});
-  EXPECT_EQ(gx_frameset_get_depth_frame(colors.get(), error.out()), nullptr);
+  const Frame colors = gexton::make_frame_set({color.get()});
+  EXPECT_EQ(gx_frameset_get_depth_frame(colors.get(), error.receive()), nullptr);
   EXPECT_EQ(error.text(), "");
   gx_frameset_push_frame(colors.get(), set.get(), nullptr);
-  gx_frameset_push_frame(set.get(), colors.get(), error.out()); // would close a circle
+  gx_frameset_push_frame(set.get(), colors.get(), error.receive()); // would close a circle
   EXPECT_EQ(error.text(), "invalid argument | gx_frameset_push_frame | frame | 4");
 
   EXPECT_EQ(Frame{gx_frameset_get_depth_frame(set.get(), nullptr)}, frame);
@@ -121,7 +121,7 @@ TEST_F(Host, UpdateDataAcceptsTheFramesOwnBuffer) {
   EXPECT_EQ(gx_frame_get_data(frame.get(), nullptr), own);
   EXPECT_EQ(pixels_of(frame.get()), pixels);
   for (const uint32_t offset : {0U, 6U}) {
-    gx_frame_update_data(frame.get(), own + offset, 17, error.out());
+    gx_frame_update_data(frame.get(), own + offset, 17, error.receive());
     EXPECT_EQ(error.text(), "invalid argument | gx_frame_update_data | size | 4");
   }
   gx_frame_update_data(frame.get(), own + 6, 10, nullptr);
@@ -130,9 +130,9 @@ TEST_F(Host, UpdateDataAcceptsTheFramesOwnBuffer) {
   const std::vector<uint8_t> larger(4098, 0xA5);
   gx_frame_update_data(frame.get(), larger.data(), 4098, nullptr);
   EXPECT_EQ(pixels_of(frame.get()), Pixels(2049, 0xA5A5));
-  gx_frame_update_data(frame.get(), nullptr, 1, error.out());
+  gx_frame_update_data(frame.get(), nullptr, 1, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gx_frame_update_data | data | 4");
-  gx_frame_update_data(frame.get(), nullptr, 0, error.out());
+  gx_frame_update_data(frame.get(), nullptr, 0, error.receive());
   EXPECT_EQ(gx_frame_get_data_size(frame.get(), nullptr), 0U);
   EXPECT_EQ(error.text(), "");
 }
@@ -188,13 +188,14 @@ TEST_F(Host, GuardedBuffersStopWhateverGoesBeyondTheirEnd) {
 
 TEST_F(Host, WhatAFrameLacksIsAnError) {
   const Frame bare{gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 2, nullptr)};
-  EXPECT_EQ(gx_frame_get_stream_profile(bare.get(), error.out()), nullptr);
+  EXPECT_EQ(gx_frame_get_stream_profile(bare.get(), error.receive()), nullptr);
   EXPECT_EQ(error.text(), "");
-  EXPECT_EQ(gx_video_frame_get_height(bare.get(), error.out()), 0U);
+  EXPECT_EQ(gx_video_frame_get_height(bare.get(), error.receive()), 0U);
   EXPECT_EQ(error.text(), "frame has no stream profile | gx_video_frame_get_height | frame | 4");
-  EXPECT_EQ(gx_frame_get_metadata_value(bare.get(), GX_METADATA_DISPARITY_OFFSET, error.out()), 0);
+  EXPECT_EQ(gx_frame_get_metadata_value(bare.get(), GX_METADATA_DISPARITY_OFFSET, error.receive()),
+            0);
   EXPECT_EQ(error.text(), "frame has no such metadata | gx_frame_get_metadata_value | id | 4");
-  gx_frameset_get_depth_frame(bare.get(), error.out());
+  gx_frameset_get_depth_frame(bare.get(), error.receive());
   EXPECT_EQ(error.text(), "not a frame set | gx_frameset_get_depth_frame | frameset | 4");
 }
 
@@ -211,7 +212,8 @@ TEST_F(Host, FramesHoldAsManyBytesAs32BitsCount) {
     const Profile vast{gexton_create_stream_profile(GX_FORMAT_Y16, width, height, nullptr)};
     EXPECT_EQ(gx_video_stream_profile_get_intrinsic(vast.get(), nullptr).width, INT16_MAX);
     test::fail_nth_allocation(height == 1 ? 1 : 0); // the pixels
-    EXPECT_EQ(gexton_create_video_frame(GX_FRAME_DEPTH, vast.get(), nullptr, error.out()), nullptr);
+    EXPECT_EQ(gexton_create_video_frame(GX_FRAME_DEPTH, vast.get(), nullptr, error.receive()),
+              nullptr);
     test::fail_nth_allocation(0);
     EXPECT_EQ(error.text(), expected);
   }
@@ -219,8 +221,8 @@ TEST_F(Host, FramesHoldAsManyBytesAs32BitsCount) {
 
 TEST_F(Host, ErrorsOwnTheirTexts) {
   std::string message = "a message that is too long to live inside a string object";
-  *error.out() = gx_create_error(GX_STATUS_ERROR, message.c_str(), "f", nullptr,
-                                 GX_EXCEPTION_TYPE_INVALID_VALUE);
+  *error.receive() = gx_create_error(GX_STATUS_ERROR, message.c_str(), "f", nullptr,
+                                     GX_EXCEPTION_TYPE_INVALID_VALUE);
   message.assign(message.size(), 'x');
   EXPECT_EQ(error.text(), "a message that is too long to live inside a string object | f |  | 4");
   EXPECT_STREQ(gx_error_get_message(nullptr), "");
@@ -233,12 +235,12 @@ TEST(HostHandles, SecondReleaseIsAnErrorAndCounted) {
   gx_frame* const extra = gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 64, nullptr);
   gexton_frame_add_reference(extra, nullptr);
   for (const char* expected : {"", "", "invalid argument | gx_delete_frame | frame | 4"}) {
-    gx_delete_frame(extra, error.out());
+    gx_delete_frame(extra, error.receive());
     EXPECT_EQ(error.text(), expected);
   }
   gx_stream_profile* const other = gexton_create_stream_profile(GX_FORMAT_Y16, 1, 1, nullptr);
   for (const char* expected : {"", "invalid argument | gx_delete_stream_profile | profile | 4"}) {
-    gx_delete_stream_profile(other, error.out());
+    gx_delete_stream_profile(other, error.receive());
     EXPECT_EQ(error.text(), expected);
   }
   EXPECT_EQ(gexton_get_excess_releases(), excess + 2);
@@ -256,12 +258,12 @@ void Host::check(const char* name, Function function, const Handle& handle,
     ErrorSlot slot;
     const uint64_t calls = gexton_get_call_count();
     if constexpr (std::is_same_v<Result, gx_frame*> || std::is_same_v<Result, gx_stream_profile*>) {
-      const std::unique_ptr<std::remove_pointer_t<Result>, test::Release> created{
-          function(object, arguments..., slot.out())};
+      const std::unique_ptr<std::remove_pointer_t<Result>, gexton::Release> created{
+          function(object, arguments..., slot.receive())};
       EXPECT_EQ(gexton_get_call_count() - calls, 1U);
-      EXPECT_TRUE(created == nullptr || slot.empty());
+      EXPECT_TRUE(created == nullptr || !slot);
     } else {
-      function(object, arguments..., slot.out());
+      function(object, arguments..., slot.receive());
       EXPECT_EQ(gexton_get_call_count() - calls, 1U);
     }
     return slot.text();
@@ -287,21 +289,21 @@ void Host::check(const char* name, Function function, const Handle& handle,
 
 TEST_F(Host, ItsOwnFunctionsRefuseNullToo) {
   const auto id = GX_METADATA_DISPARITY_OFFSET;
-  gexton_frame_add_reference(nullptr, error.out());
+  gexton_frame_add_reference(nullptr, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_frame_add_reference | frame | 4");
-  gexton_frame_set_index(nullptr, 1, error.out());
+  gexton_frame_set_index(nullptr, 1, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_frame_set_index | frame | 4");
-  gexton_frame_set_metadata(nullptr, id, 1, error.out());
+  gexton_frame_set_metadata(nullptr, id, 1, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_frame_set_metadata | frame | 4");
-  gexton_frame_remove_metadata(nullptr, id, error.out());
+  gexton_frame_remove_metadata(nullptr, id, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_frame_remove_metadata | frame | 4");
-  gexton_create_video_frame(GX_FRAME_DEPTH, nullptr, nullptr, error.out());
+  gexton_create_video_frame(GX_FRAME_DEPTH, nullptr, nullptr, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_create_video_frame | profile | 4");
-  gexton_frameset_get_count(nullptr, error.out());
+  gexton_frameset_get_count(nullptr, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_frameset_get_count | frameset | 4");
-  gexton_frameset_get_frame(set.get(), 1, error.out());
+  gexton_frameset_get_frame(set.get(), 1, error.receive());
   EXPECT_EQ(error.text(), "invalid argument | gexton_frameset_get_frame | index | 4");
-  gexton_stream_profile_set_disparity_param(profile.get(), nullptr, error.out());
+  gexton_stream_profile_set_disparity_param(profile.get(), nullptr, error.receive());
   EXPECT_EQ(error.text(),
             "invalid argument | gexton_stream_profile_set_disparity_param | parameters | 4");
 }
@@ -385,8 +387,8 @@ TEST_F(Host, ServesThreadsThatShareNoObject) {
 
 TEST_F(Host, FaultsStrikeTheOrderedCallOnce) {
   const auto fails = [&](auto query) {
-    query(frame.get(), error.out());
-    return !error.empty();
+    query(frame.get(), error.receive());
+    return bool(error);
   };
   gexton_clear_faults();
   gexton_fail_nth_call(3);
@@ -403,7 +405,7 @@ TEST_F(Host, FaultsStrikeTheOrderedCallOnce) {
   EXPECT_EQ(gexton_get_call_count(), 8U);
   EXPECT_EQ(gexton_get_fault_count(), 2U);
   gexton_fail_function("gx_create_frame", 1);
-  EXPECT_EQ(gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 2, error.out()), nullptr);
+  EXPECT_EQ(gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 2, error.receive()), nullptr);
   EXPECT_EQ(error.text(), "injected fault | gx_create_frame | gexton | 0");
 }
 

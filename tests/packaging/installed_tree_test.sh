@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# installed_tree_test.sh BUILD_DIR EXAMPLES_DIR C_COMPILER
-# Installs the build into an empty folder, moves it, and builds and runs the C example against it, once
-# found by CMake and once by pkg-config.
+# installed_tree_test.sh BUILD_DIR EXAMPLES_DIR C_COMPILER CXX_COMPILER
+# Installs the build into an empty folder, moves it, and builds and runs the examples in C and C++
+# against it, once found by CMake and once, in C, by pkg-config.
 set -euo pipefail
-build=$1 examples=$2 compiler=$3
+build=$1 examples=$2 compiler=$3 cxx_compiler=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -12,9 +12,11 @@ mv "$work/staging" "$work/installed" # nothing may remember where it was install
 prefix=$work/installed
 
 cmake -G Ninja -S "$examples" -B "$work/example" -DCMAKE_PREFIX_PATH="$prefix" \
-  -DCMAKE_C_COMPILER="$compiler" >/dev/null
+  -DCMAKE_C_COMPILER="$compiler" -DCMAKE_CXX_COMPILER="$cxx_compiler" \
+  -DCMAKE_CXX_FLAGS='-Wall -Wextra -Werror' >/dev/null
 cmake --build "$work/example" >/dev/null
 "$work/example/minimal_host" | tee "$work/by_cmake"
+"$work/example/minimal_cpp_host" | cmp - "$work/by_cmake"
 
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name filter_processor.pc)")
 export PKG_CONFIG_PATH

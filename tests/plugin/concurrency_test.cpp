@@ -28,7 +28,7 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
     GTEST_SKIP() << "the host serialises the calls on this filter";
   const NoLeftovers no_leftovers;
   Filter filter(GetParam().filter);
-  const auto schema = schema_of(*filter.context());
+  const auto schema = schema_of(filter);
   std::vector<const char*> values[2] = {{}, GetParam().values};
   for (const SchemaParameter& parameter : schema)
     values[0].push_back(parameter.default_value.c_str());
@@ -50,9 +50,8 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
     ErrorSlot error_of_record;
     for (unsigned i = 0; !done; ++i) {
       EXPECT_EQ(filter.update(values[i % 2]), "");
-      filter.context()->set_config_data(filter.context()->filter, record.data(), record.size(),
-                                        error_of_record.out());
-      EXPECT_TRUE(error_of_record.empty());
+      filter.set_config_data(record.data(), record.size(), error_of_record);
+      EXPECT_FALSE(error_of_record);
     }
   };
   std::thread updates[] = {std::thread(update), std::thread(update)};

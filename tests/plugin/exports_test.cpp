@@ -38,7 +38,7 @@ TEST(Context, NoLetterOfASchemaChangesUnseen) {
   uint64_t sum = 0xcbf29ce484222325; // FNV-1a
   for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
     test::Filter filter(gx_get_filter_name(static_cast<int32_t>(i), nullptr));
-    for (const char* at = filter.context()->get_config_schema(filter.context()->filter); *at; ++at)
+    for (const char* at = filter.context().get_config_schema(filter.context().filter); *at; ++at)
       sum = (sum ^ static_cast<unsigned char>(*at)) * 0x100000001b3;
   }
   EXPECT_EQ(sum, 0xc11806adce35e36cU) << "Hosts read these texts and show them.";
@@ -98,11 +98,11 @@ TEST(ExceptionBarrier, ReportsWhatAFilterThrows) {
     const auto expected = [&](const char* where) {
       return each.message + " | " + where + " | " + each.type;
     };
-    context->update_config(context->filter, 1, &value, error.out());
+    context->update_config(context->filter, 1, &value, error.receive());
     EXPECT_EQ(error.text(), expected("gx_priv_filter_update_config | argv"));
-    context->set_config_data(context->filter, nullptr, 0, error.out());
+    context->set_config_data(context->filter, nullptr, 0, error.receive());
     EXPECT_EQ(error.text(), expected("gx_priv_filter_set_config_data | data"));
-    EXPECT_EQ(context->process(context->filter, nullptr, error.out()), nullptr);
+    EXPECT_EQ(context->process(context->filter, nullptr, error.receive()), nullptr);
     EXPECT_EQ(error.text(), expected("gx_priv_filter_process | frame"));
     context->process(context->filter, nullptr, nullptr); // nowhere to report to
     context->reset(context->filter);
@@ -120,7 +120,7 @@ TEST(Updates, RefuseValuesBeyondTheirTypeAndReadNoFurther) {
         "MgcNoiseRemovalFilter", "SpatialModerateFilter", "SpatialAdvancedFilter",
         "SpatialFastFilter", "FalsePositiveFilter", "DepthResize", "TemporalFilter"}) {
     test::Filter filter(name);
-    const auto parameters = test::schema_of(*filter.context());
+    const auto parameters = test::schema_of(filter);
     ASSERT_FALSE(parameters.empty()) << name;
     std::vector<const char*> values(parameters.size(), unreadable);
     for (size_t i = 0; i < values.size() && !parameters[i].name.starts_with("ex_"); ++i) {
@@ -150,7 +150,7 @@ TEST(Updates, HaveTheirOwnBoundsWhereTheSchemaHasOthers) {
                {"DepthResize", 2, "0.1", "0.09"}};
   for (const auto& [name, index, accepted, refused] : cases) {
     test::Filter filter(name);
-    const auto parameters = test::schema_of(*filter.context());
+    const auto parameters = test::schema_of(filter);
     std::vector<const char*> values;
     for (const auto& parameter : parameters)
       values.push_back(parameter.default_value.c_str());

@@ -80,7 +80,7 @@ TEST(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
       testing::internal::CaptureStdout();
       gexton_clear_faults();
       gexton_fail_nth_call(n);
-      ProcessingFrame call("AFilter", frame.get(), error.out());
+      ProcessingFrame call("AFilter", frame.get(), error.receive());
       const bool done = read_frame_info(call, of, info, record);
       gexton_clear_faults();
       testing::internal::GetCapturedStdout();

@@ -102,7 +102,7 @@ TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
       GX_FRAME_DEPTH, profile.get(),
       reinterpret_cast<const uint16_t*>(gx_frame_get_data(depth.get(), nullptr)), nullptr)};
   gx_video_frame_set_pixel_type(shifted.get(), GetParam().pixel_type, nullptr);
-  const Frame set = make_set({shifted.get()});
+  const Frame set = gexton::make_frame_set({shifted.get()});
 
   Filter filter = make_filter();
   std::string calls;
@@ -143,7 +143,7 @@ TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
     return;
   Filter filter = make_filter();
   const Frame input = make_case_frame(GetParam());
-  const auto defaults = schema_of(*filter.context());
+  const auto defaults = schema_of(filter);
   std::vector<const char*> values; // others than in use, in most cases: these are stored
   for (const auto& parameter : defaults)
     values.push_back(parameter.default_value.c_str());
@@ -160,7 +160,7 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
   if (!facts_of_filter(GetParam().filter).locks_itself)
     return;
   Filter filter(GetParam().filter);
-  const auto defaults = schema_of(*filter.context());
+  const auto defaults = schema_of(filter);
   std::vector<const char*> values = GetParam().values;
   for (size_t i = values.size(); i < defaults.size(); ++i)
     values.push_back(defaults[i].default_value.c_str());
@@ -180,7 +180,7 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
     EXPECT_TRUE(ends_soon(thread, [&] {
       EXPECT_EQ(filter.process(nullptr), nullptr);
       EXPECT_EQ(filter.process(color.get()), nullptr);
-      EXPECT_EQ(filter.process(make_set({color.get()}).get()), nullptr);
+      EXPECT_EQ(filter.process(gexton::make_frame_set({color.get()}).get()), nullptr);
       EXPECT_NE(filter.update({}), "");
       filter.update(refused);
       if (!stores_always)

@@ -27,8 +27,8 @@ Step frame(const CameraFrame& frame) {
 
 Step blob(std::vector<uint8_t> bytes) {
   return [bytes](Filter& filter) {
-    filter.context()->set_config_data(filter.context()->filter, bytes.data(), bytes.size(),
-                                      nullptr);
+    ErrorSlot none;
+    filter.set_config_data(bytes.data(), bytes.size(), none);
   };
 }
 
@@ -38,7 +38,7 @@ void reset(Filter& filter) {
 
 void print(Filter& filter) {
   using Handle = std::shared_ptr<filter_processor::IPrivFilter>;
-  (*reinterpret_cast<Handle*>(filter.context()->filter))->print_filter_params();
+  (*reinterpret_cast<Handle*>(filter.context().filter))->print_filter_params();
 }
 
 /// A record whose bytes stand for letters; they are printed as such.

@@ -186,9 +186,9 @@ bool TortureTest::strike(const Path& path, Fault fault, uint64_t n, const Refere
   Instance instance(filter_case(), kind());
   const Look look = path.prepare(instance);
   const Frame input = instance.make(look);
-  const std::string input_facts = facts_of(input.get());
+  const std::string input_facts = gexton::FrameState(*input).dump();
   ErrorSlot error;
-  gx_error** const slot = fault == Fault::unheard_host_call ? nullptr : error.out();
+  gx_error** const slot = fault == Fault::unheard_host_call ? nullptr : error.receive();
 
   Capture standard_output(stdout);
   Capture standard_error(stderr);
@@ -197,9 +197,10 @@ bool TortureTest::strike(const Path& path, Fault fault, uint64_t n, const Refere
   const bool struck = disarm(fault);
   const std::string printed_errors = standard_error.text();
   const std::string printed = standard_output.text();
-  EXPECT_TRUE(facts_of(input.get()) == input_facts);
+  EXPECT_TRUE(gexton::FrameState(*input).dump() == input_facts);
   if (output != nullptr || (!struck && slot != nullptr)) {
-    const std::string outcome = output != nullptr ? facts_of(output.get()) : error.text();
+    const std::string outcome =
+        output != nullptr ? gexton::FrameState(*output).dump() : error.text();
     EXPECT_TRUE(outcome == expected.frame) << legible(outcome);
   }
   if (!struck)
@@ -211,7 +212,7 @@ bool TortureTest::strike(const Path& path, Fault fault, uint64_t n, const Refere
     EXPECT_TRUE(is_set());
     EXPECT_EQ(culprit, "gx_delete_frame");
     EXPECT_EQ(printed, "");
-    EXPECT_TRUE(output == nullptr || error.empty());
+    EXPECT_TRUE(output == nullptr || !error);
   } else if (slot == nullptr) {
     EXPECT_EQ(printed, "");
   } else if (is_of_host(fault)) {
@@ -229,7 +230,7 @@ void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
                                       const Reference& expected) {
   const std::string text = error.text();
   // A refusal stays unreported where the host has no memory for an error.
-  const bool unreported_refusal = text.empty() && !expected.frame.starts_with("type ");
+  const bool unreported_refusal = text.empty() && !is_frame(expected.frame);
   EXPECT_TRUE(unreported_refusal || reports_no_memory(text, fault, filter_case().filter)) << text;
   EXPECT_EQ(printed, text.starts_with("out of memory") ? error.trace()
                      : text == no_memory_by_stage      ? "Handle is not exist! Exiting function.\n"
@@ -244,7 +245,7 @@ void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
 /// The outcome with all pixels that were mapped through a table of zeros; the low bits of shifted
 /// codes go around it.
 std::string with_zero_pixels(std::string outcome, Instance& instance, const Look& look) {
-  const Frame depth = depth_of(instance.make(look).get());
+  const Frame depth = gexton::depth_frame_of(*instance.make(look));
   Pixels pixels = pixels_of(depth.get());
   for (uint16_t& pixel : pixels)
     pixel = look.format == GX_FORMAT_Y12_SHIFTED ? pixel & 0xF : 0;
@@ -301,7 +302,8 @@ TEST_P(TortureTest, DeliversANewFrameOfTheInputsType) {
   const Frame output = instance.filter().process(input, error);
   ASSERT_NE(output, nullptr) << error.text();
   EXPECT_NE(output, input);
-  EXPECT_NE(pixels_of(depth_of(output.get()).get()), pixels_of(depth_of(input.get()).get()))
+  EXPECT_NE(pixels_of(gexton::depth_frame_of(*output).get()),
+            pixels_of(gexton::depth_frame_of(*input).get()))
       << "the case's frame gives the filter nothing to do";
   EXPECT_EQ(gx_frame_get_type(output.get(), nullptr), gx_frame_get_type(input.get(), nullptr));
   EXPECT_EQ(gexton_frameset_get_count(output.get(), nullptr), is_set() ? 1U : 0U);
@@ -361,10 +363,10 @@ TEST(Torture, WithoutMemoryAFilterIsMadeWholeOrNotAtAll) {
       const bool struck = disarm(fault);
       const std::string printed = standard_error.text();
       // A workspace that could not be had is made with the first frame.
-      const bool without_workspace = struck && filter.context() != nullptr;
+      const bool without_workspace = struck && filter;
       EXPECT_EQ(printed, without_workspace ? "Memory allocation failed: std::bad_alloc\n" : "");
       EXPECT_TRUE(!without_workspace || name == "FalsePositiveFilter");
-      if (filter.context() != nullptr) {
+      if (filter) {
         Instance instance(each, InputKind::depth_frame, std::move(filter));
         EXPECT_TRUE(instance.outcome(instance.make(instance.look)) == expected);
       }
@@ -413,12 +415,12 @@ Configured configure(const FilterCase& filter_case, const Configuring& with, Fau
   const NoLeftovers no_leftovers;
   Instance instance(filter_case, InputKind::depth_frame);
   instance.pass();
-  auto* context = instance.filter().context();
+  auto* context = &instance.filter().context();
   Values values = with.values;
   Configured result;
   {
     ErrorSlot error;
-    gx_error** const slot = error.out();
+    gx_error** const slot = error.receive();
     const Capture standard_output(stdout); // of a blob's numbers
     const Capture standard_error(stderr);  // of what there is no memory for
     arm(fault, n);
@@ -521,10 +523,10 @@ TEST(Torture, MissingTextsAreEmptyOnes) {
   for (const FilterCase& each : filter_cases()) {
     SCOPED_TRACE(each.label);
     Filter filter(each.filter);
-    auto* context = filter.context();
+    auto* context = &filter.context();
     const auto update_to = [&](size_t count, const char** values) {
       ErrorSlot error;
-      context->update_config(context->filter, static_cast<int32_t>(count), values, error.out());
+      context->update_config(context->filter, static_cast<int32_t>(count), values, error.receive());
       return error.text();
     };
     Values values = other_values(each, false);
@@ -554,7 +556,8 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
     const Frame output = instance.filter().process(input, error);
     const std::string trace = printed.text();
     frames_have_no_profile = false;
-    const std::string outcome = output != nullptr ? facts_of(output.get()) : error.text();
+    const std::string outcome =
+        output != nullptr ? gexton::FrameState(*output).dump() : error.text();
     EXPECT_TRUE(outcome == expected.frame || needs_profile);
     EXPECT_TRUE(outcome != expected.frame || &path != &paths[0] || !needs_profile);
     if (outcome == expected.frame) {
@@ -581,12 +584,8 @@ std::string pixels_or_error(const FilterCase& filter_case, InputKind kind, const
   ErrorSlot error;
   const Capture printed(stdout);
   const Frame output = instance.filter().process(instance.make(look), error);
-  if (output == nullptr)
-    return error.text();
-  std::string pixels;
-  for (const uint16_t pixel : pixels_of(depth_of(output.get()).get()))
-    append(pixels, pixel);
-  return pixels;
+  return output == nullptr ? error.text()
+                           : gexton::FrameState(*gexton::depth_frame_of(*output)).pixels();
 }
 
 TEST_P(TortureTest, StandsCodesThatNoHeaderLists) {

@@ -12,7 +12,6 @@
 #include "filters/noise/false_positive/config.h"
 #include "support/capture.h"
 #include "support/filter_cases.h"
-#include "support/frame_facts.h"
 
 namespace test {
 
@@ -34,9 +33,14 @@ struct Look {
   auto stream() const { return std::tuple(width, height, format, camera_known); }
 };
 
+/// Whether an outcome is the dump of a frame, rather than an error's text.
+inline bool is_frame(const std::string& outcome) {
+  return outcome.starts_with("pixels: ");
+}
+
 /// The text up to the bytes that nobody wants to read.
-inline std::string legible(const std::string& facts) {
-  return facts.substr(0, facts.find('\n'));
+inline std::string legible(const std::string& dump) {
+  return dump.substr(0, dump.find("\n\n"));
 }
 
 // ---- what filters are told ----
@@ -123,7 +127,7 @@ class Instance {
     if (kind_ == InputKind::depth_frame)
       return frame;
     const Frame color = make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
-    return make_set({color.get(), frame.get()});
+    return gexton::make_frame_set({color.get(), frame.get()});
   }
 
   /// What the filter makes of a frame: the facts of its output, or its error.
@@ -134,8 +138,8 @@ class Instance {
       const Capture refusals(stdout); // are printed
       output = filter_.process(frame, error);
     }
-    EXPECT_NE(output != nullptr, !error.empty());
-    return output != nullptr ? facts_of(output.get()) : error.text();
+    EXPECT_EQ(output == nullptr, bool(error));
+    return output != nullptr ? gexton::FrameState(*output).dump() : error.text();
   }
 
   /// Steps of a history; none of them may fail.
@@ -148,8 +152,7 @@ class Instance {
   void set_blob_to(const std::vector<uint8_t>& blob) {
     ErrorSlot error;
     const Capture numbers(stdout);
-    auto* context = filter_.context();
-    context->set_config_data(context->filter, blob.data(), blob.size(), error.out());
+    filter_.set_config_data(blob.data(), blob.size(), error);
     EXPECT_EQ(error.text(), "");
   }
   /// The camera moves its lenses apart: the profiles that frames have say so from now on.

@@ -1,14 +1,11 @@
 #pragma once
 
-// The parameters of a filter as its schema lists them.
+// The parameters of a filter as its schema lists them, with bounds to calculate with.
 
-#include <array>
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "filter_processor.h"
+#include "gexton_host.hpp"
 
 namespace test {
 
@@ -23,21 +20,11 @@ struct SchemaParameter {
   }
 };
 
-inline std::vector<SchemaParameter> schema_of(const gx_priv_filter_context& context) {
+inline std::vector<SchemaParameter> schema_of(const gexton::Filter& filter) {
   std::vector<SchemaParameter> parameters;
-  const char* line = context.get_config_schema(context.filter);
-  std::array<char, 64> name{}, type{}, value{};
-  SchemaParameter parameter{};
-  while (line != nullptr &&
-         std::sscanf(line, "%63[^,], %63[^,], %lf, %lf, %lf, %63[^,]", name.data(), type.data(),
-                     &parameter.min, &parameter.max, &parameter.step, value.data()) == 6) {
-    parameter.name = name.data();
-    parameter.whole = std::strcmp(type.data(), "float") != 0;
-    parameter.default_value = value.data();
-    parameters.push_back(parameter);
-    line = std::strchr(line, '\n');
-    line += line == nullptr ? 0 : 1;
-  }
+  for (const gexton::Parameter& line : filter.schema())
+    parameters.push_back({line.name, line.type != "float", std::stod(line.min), std::stod(line.max),
+                          std::stod(line.step), line.default_value});
   return parameters;
 }
 

@@ -275,7 +275,7 @@ TEST_P(DisparityFilters, CopyWhatIsNoDisparityWhateverItsBuffer) {
   gx_frame_update_data(depth.get(), bytes, 10, nullptr);
   EXPECT_EQ(test::pixels_of(filter.process(depth, error).get()), (Pixels{0, 1, 2, 3, 4}));
   const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
-  const Frame set = filter.process(test::make_set({color.get(), depth.get()}), error);
+  const Frame set = filter.process(gexton::make_frame_set({color.get(), depth.get()}), error);
   EXPECT_EQ(gexton_frameset_get_count(set.get(), nullptr), 2u) << "the whole set is copied";
 }
 

@@ -32,8 +32,7 @@ std::string set_record(Filter& filter, const Record& record, size_t size = 290) 
   blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
   blob.resize(std::max(size, blob.size()));
   ErrorSlot error;
-  auto* context = filter.context();
-  context->set_config_data(context->filter, blob.data(), size, error.out());
+  filter.set_config_data(blob.data(), size, error);
   return error.text();
 }
 
@@ -336,8 +335,7 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
               "Insufficient data size for filter configuration" + function);
   }
   ErrorSlot error;
-  auto* context = filter.context();
-  context->set_config_data(context->filter, nullptr, 290, error.out());
+  filter.set_config_data(nullptr, 290, error);
   EXPECT_EQ(error.text(), "Filter config data pointer is null" + function);
   for (const size_t offset : {0U, 2U}) {
     Record flat = record;

@@ -129,7 +129,7 @@ TEST(HoleFillingFilter, DeliversTheCopyAndAnErrorInAnUnknownMode) {
   filter_processor::HoleFillingFilter filter(3);
   const Frame input = make_frame(1, 3, {5, 0, 6});
   ErrorSlot error;
-  const Frame output{filter.filter_process(input.get(), error.out())};
+  const Frame output{filter.filter_process(input.get(), error.receive())};
   ASSERT_NE(output, nullptr);
   EXPECT_EQ(pixels_of(output.get()), (Pixels{5, 0, 6}));
   EXPECT_EQ(error.text(), "invalid hole filling mode,please check the parameters | "

@@ -166,7 +166,7 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       }
       ErrorSlot error;
       testing::internal::CaptureStdout();
-      const Frame output{filter.filter_process(input.get(), error.out())};
+      const Frame output{filter.filter_process(input.get(), error.receive())};
       const std::string printed = testing::internal::GetCapturedStdout();
       ASSERT_EQ(error.text(), expected_error) << step;
       ASSERT_EQ(printed, expected_error.empty() ? "" : error.trace());
@@ -184,7 +184,7 @@ TEST(SpatialFastFilter, FailsWithoutAKernelForItsSide) {
   SpatialFastFilter filter(4);
   const Frame input = make_frame(3, 1, {1, 2, 3});
   ErrorSlot error;
-  EXPECT_EQ(filter.filter_process(input.get(), error.out()), nullptr);
+  EXPECT_EQ(filter.filter_process(input.get(), error.receive()), nullptr);
   EXPECT_EQ(error.text(), "spatial fast filter error | SpatialFastFilter::filter_process | "
                           "SpatialFastFilter | 0");
 }

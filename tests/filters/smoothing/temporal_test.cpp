@@ -163,7 +163,7 @@ TEST(TemporalFilter, ReportsMissingMemoryForItsHistoryAndStartsAnew) {
   };
   EXPECT_EQ(process(1000), 1000);
   const Frame larger = make_frame(9, 1, Pixels(9, 1000));
-  gx_error** const slot = error.out();
+  gx_error** const slot = error.receive();
   fail_nth_allocation(1);
   EXPECT_EQ(filter.process(larger.get(), slot), nullptr);
   EXPECT_EQ(error.text(), "bad allocation | gx_priv_filter_process | frame | 0");
