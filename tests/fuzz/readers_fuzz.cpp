@@ -4,19 +4,22 @@
 
 #include <fmt/format.h>
 
-#include "camera.h"
-#include "filter_chain.h"
 #include "fuzz/fuzzing.h"
-#include "host_objects.h"
-#include "image_file.h"
-#include "pgm_image.h"
-#include "png_image.h"
-#include "raw_image.h"
-#include "recording.h"
-#include "schema.h"
+#include "gxfilter/filter_chain.h"
+#include "hosting/host_objects.h"
+#include "hosting/schema.h"
+#include "recordings/camera.h"
+#include "recordings/image_file.h"
+#include "recordings/pgm_image.h"
+#include "recordings/png_image.h"
+#include "recordings/raw_image.h"
+#include "recordings/recording.h"
 
 namespace gxfilter {
 namespace {
+
+using namespace hosting;
+using namespace recordings;
 
 using fuzzing::Input;
 using fuzzing::require;

@@ -7,11 +7,13 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include "image_file.h"
-#include "png_image.h"
+#include "recordings/image_file.h"
+#include "recordings/png_image.h"
 
 namespace gxfilter {
 namespace {
+
+using namespace recordings;
 
 namespace fs = std::filesystem;
 

@@ -11,21 +11,24 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
-#include "camera.h"
-#include "canvas.h"
-#include "filter_chain.h"
-#include "image_file.h"
-#include "pgm_image.h"
-#include "png_image.h"
-#include "preview.h"
-#include "raw_image.h"
-#include "recording.h"
-#include "schema.h"
-#include "statistics.h"
-#include "synth.h"
+#include "gxfilter/canvas.h"
+#include "gxfilter/filter_chain.h"
+#include "gxfilter/preview.h"
+#include "gxfilter/statistics.h"
+#include "hosting/schema.h"
+#include "recordings/camera.h"
+#include "recordings/image_file.h"
+#include "recordings/pgm_image.h"
+#include "recordings/png_image.h"
+#include "recordings/raw_image.h"
+#include "recordings/recording.h"
+#include "recordings/synth.h"
 
 namespace gxfilter {
 namespace {
+
+using namespace hosting;
+using namespace recordings;
 
 using Bytes = std::vector<uint8_t>;
 

@@ -1,11 +1,14 @@
-#include "canvas.h"
+#include "gxfilter/canvas.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "font.h"
+#include "gxfilter/font.h"
 
 namespace gxfilter {
+
+using namespace recordings;
+
 namespace {
 
 uint8_t to_sample(double value) {

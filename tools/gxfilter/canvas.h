@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "png_image.h"
+#include "recordings/png_image.h"
 
 namespace gxfilter {
 
@@ -19,7 +19,7 @@ struct Rectangle {
 
 class Canvas {
  public:
-  Canvas(FrameSize size, Color background);
+  Canvas(recordings::FrameSize size, Color background);
 
   void set(uint32_t x, uint32_t y, Color color);
   void fill(Rectangle area, Color color);
@@ -28,10 +28,10 @@ class Canvas {
   /// Each dot of the font is `scale` pixels wide and high; (x, y) is the text's upper left corner.
   void text(uint32_t x, uint32_t y, uint32_t scale, Color color, std::string_view text);
 
-  RgbImage take() { return std::move(image_); }
+  recordings::RgbImage take() { return std::move(image_); }
 
  private:
-  RgbImage image_;
+  recordings::RgbImage image_;
 };
 
 uint32_t text_width(std::string_view text, uint32_t scale);

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "camera.h"
-#include "preview.h"
-#include "synth.h"
+#include "gxfilter/preview.h"
+#include "recordings/camera.h"
+#include "recordings/synth.h"
 
 namespace gxfilter {
 
@@ -16,14 +16,14 @@ struct ListOptions {
   std::filesystem::path plugin; // empty: the one beside the executable, here and below
   bool json = false;
 };
-ExitStatus list_filters(const ListOptions& options);
+recordings::ExitStatus list_filters(const ListOptions& options);
 
 struct DescribeOptions {
   std::filesystem::path plugin;
   std::string filter;
   bool json = false;
 };
-ExitStatus describe_filter(const DescribeOptions& options);
+recordings::ExitStatus describe_filter(const DescribeOptions& options);
 
 struct RunOptions {
   std::filesystem::path plugin;
@@ -33,19 +33,20 @@ struct RunOptions {
   std::string match;            // wildcards that choose among the files of directories
   std::filesystem::path output; // directory, made when needed
   bool preview = false;
-  std::optional<Rectangle> crop;             // what the previews show; null: whole frames
-  std::string raw_size;                      // "WxH" or empty
-  std::filesystem::path camera_file;         // empty: the one beside the first input, if any
-  CameraFacts facts = CameraFacts::object(); // what options say; wins over the file
+  std::optional<Rectangle> crop;     // what the previews show; null: whole frames
+  std::string raw_size;              // "WxH" or empty
+  std::filesystem::path camera_file; // empty: the one beside the first input, if any
+  recordings::CameraFacts facts =
+      recordings::CameraFacts::object(); // what options say; wins over the file
 };
-ExitStatus run_filters(const RunOptions& options);
+recordings::ExitStatus run_filters(const RunOptions& options);
 
 struct SynthOptions {
   std::filesystem::path output;
   uint32_t frames = 30;
-  SceneSettings scene;
+  recordings::SceneSettings scene;
 };
-ExitStatus synthesize(const SynthOptions& options);
+recordings::ExitStatus synthesize(const SynthOptions& options);
 
 struct ValidateOptions {
   std::filesystem::path plugin;
@@ -55,6 +56,6 @@ struct ValidateOptions {
   uint32_t time_limit = 60; // seconds for a single item
 };
 /// Checks a plug-in against what hosts rely on; `nonconforming` where anything fails.
-ExitStatus validate_plugin(const ValidateOptions& options);
+recordings::ExitStatus validate_plugin(const ValidateOptions& options);
 
 } // namespace gxfilter

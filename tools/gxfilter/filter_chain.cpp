@@ -1,11 +1,15 @@
-#include "filter_chain.h"
+#include "gxfilter/filter_chain.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "image_file.h"
+#include "recordings/image_file.h"
 
 namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
 namespace {
 
 Error usage_error(std::string message) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "plugin.h"
+#include "hosting/plugin.h"
 
 namespace gxfilter {
 
@@ -18,19 +18,20 @@ struct FilterRequest {
 };
 
 /// "NAME", "NAME:key=value,key=value" or "NAME:@FILE" (a configuration record).
-Result<FilterRequest> parse_filter_request(const std::string& text);
+recordings::Result<FilterRequest> parse_filter_request(const std::string& text);
 
 /// A JSON list of {"filter": NAME, "params": {key: value}} or {"filter": NAME, "record": FILE}.
-Result<std::vector<FilterRequest>> parse_chain(std::string_view json);
-Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path);
+recordings::Result<std::vector<FilterRequest>> parse_chain(std::string_view json);
+recordings::Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path);
 
 /// The values for every parameter of the schema in its order. An unknown key is a usage error.
-Result<std::vector<std::string>> complete_values(const FilterRequest& request,
-                                                 const std::vector<Parameter>& schema);
+recordings::Result<std::vector<std::string>>
+complete_values(const FilterRequest& request, const std::vector<hosting::Parameter>& schema);
 
 /// A filter that is ready for its first frame. A value that the filter rejects is a usage error
 /// that quotes the schema; values that merely look wrong beside the schema are added to `notes`.
-Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,
-                           const FilterRequest& request, std::vector<std::string>& notes);
+recordings::Result<hosting::Filter>
+make_filter(const std::shared_ptr<const hosting::Plugin>& plugin, const FilterRequest& request,
+            std::vector<std::string>& notes);
 
 } // namespace gxfilter

@@ -1,4 +1,4 @@
-#include "font.h"
+#include "gxfilter/font.h"
 
 namespace gxfilter {
 namespace {

@@ -2,11 +2,15 @@
 
 #include <fmt/format.h>
 
-#include "commands.h"
-#include "plugin.h"
-#include "report.h"
+#include "gxfilter/commands.h"
+#include "gxfilter/report.h"
+#include "hosting/plugin.h"
 
 namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
 namespace {
 
 struct Column {

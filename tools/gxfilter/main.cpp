@@ -5,13 +5,15 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "commands.h"
-#include "report.h"
-#include "schema.h"
+#include "gxfilter/commands.h"
+#include "gxfilter/report.h"
+#include "hosting/schema.h"
 
 namespace {
 
 using namespace gxfilter;
+using namespace hosting;
+using namespace recordings;
 
 constexpr const char* footer = "Exit status: 0 success; 1 anything not listed here; 2 wrong usage, "
                                "an unknown filter or\nparameter, or a value that the filter "

@@ -1,4 +1,4 @@
-#include "preview.h"
+#include "gxfilter/preview.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,9 +6,13 @@
 
 #include <fmt/format.h>
 
-#include "font.h"
+#include "gxfilter/font.h"
 
 namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
 namespace {
 
 constexpr Color background{22, 24, 29};

@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "canvas.h"
-#include "host_objects.h"
+#include "gxfilter/canvas.h"
+#include "hosting/host_objects.h"
 
 namespace gxfilter {
 
@@ -17,13 +17,13 @@ struct ValueRange {
 
 /// The range that holds the valid pixels but for one in a hundred at either end, so that speckles
 /// don't dull the picture; null without valid pixels.
-std::optional<ValueRange> typical_range(const FrameView& frame);
+std::optional<ValueRange> typical_range(const hosting::FrameView& frame);
 
 /// "320x240+10+20", a size and its upper left corner; null for anything else.
 std::optional<Rectangle> parse_crop(const std::string& text);
 
 /// The part of a frame, moved and cut where it leaves the frame.
-FrameView cropped(const FrameView& frame, Rectangle part);
+hosting::FrameView cropped(const hosting::FrameView& frame, Rectangle part);
 
 /// Draws the previews of one recording. The colour ranges are fixed by its first frame with valid
 /// pixels, so that colours can be compared along the recording; both sides share one range (and
@@ -33,10 +33,11 @@ class PreviewPainter {
   /// `caption` stands under every picture; `title` names the frame.
   explicit PreviewPainter(std::string caption) : caption_(std::move(caption)) {}
 
-  RgbImage paint(const FrameView& before, const FrameView& after, const std::string& title);
+  recordings::RgbImage paint(const hosting::FrameView& before, const hosting::FrameView& after,
+                             const std::string& title);
 
  private:
-  void choose_ranges(const FrameView& before, const FrameView& after);
+  void choose_ranges(const hosting::FrameView& before, const hosting::FrameView& after);
 
   std::string caption_;
   std::optional<ValueRange> before_range_;

@@ -1,4 +1,4 @@
-#include "progress.h"
+#include "gxfilter/progress.h"
 
 #include <cstdio>
 

@@ -1,10 +1,13 @@
-#include "report.h"
+#include "gxfilter/report.h"
 
 #include <cstdio>
 
 #include <fmt/format.h>
 
 namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
 
 ExitStatus report(const Error& error) {
   std::fflush(stdout);

@@ -2,17 +2,21 @@
 
 #include <fmt/format.h>
 
-#include "commands.h"
-#include "filter_chain.h"
-#include "image_file.h"
-#include "png_image.h"
-#include "preview.h"
-#include "progress.h"
-#include "recording.h"
-#include "report.h"
-#include "statistics.h"
+#include "gxfilter/commands.h"
+#include "gxfilter/filter_chain.h"
+#include "gxfilter/preview.h"
+#include "gxfilter/progress.h"
+#include "gxfilter/report.h"
+#include "gxfilter/statistics.h"
+#include "recordings/image_file.h"
+#include "recordings/png_image.h"
+#include "recordings/recording.h"
 
 namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
 namespace {
 
 namespace fs = std::filesystem;

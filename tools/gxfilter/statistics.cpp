@@ -1,4 +1,4 @@
-#include "statistics.h"
+#include "gxfilter/statistics.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,6 +6,9 @@
 #include <fmt/format.h>
 
 namespace gxfilter {
+
+using namespace hosting;
+
 namespace {
 
 uint64_t count_valid(const FrameView& frame) {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host_objects.h"
+#include "hosting/host_objects.h"
 
 namespace gxfilter {
 
@@ -12,7 +12,7 @@ class FilterStatistics {
  public:
   explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
 
-  void add(double milliseconds, const FrameView& before, const FrameView& after);
+  void add(double milliseconds, const hosting::FrameView& before, const hosting::FrameView& after);
 
   size_t frames() const { return milliseconds_.size(); }
   /// Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.

@@ -1,12 +1,15 @@
 #include <fmt/format.h>
 
-#include "commands.h"
-#include "image_file.h"
-#include "png_image.h"
-#include "progress.h"
-#include "report.h"
+#include "gxfilter/commands.h"
+#include "gxfilter/progress.h"
+#include "gxfilter/report.h"
+#include "recordings/image_file.h"
+#include "recordings/png_image.h"
 
 namespace gxfilter {
+
+using namespace recordings;
+
 namespace {
 
 Failure write_scene_frame(const SynthOptions& options, uint32_t frame) {

@@ -4,15 +4,19 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "commands.h"
-#include "known_differences.h"
-#include "report.h"
-#include "validation_run.h"
+#include "conformance/known_differences.h"
+#include "conformance/run.h"
+#include "gxfilter/commands.h"
+#include "gxfilter/report.h"
 
 namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
 namespace {
 
-using namespace validation;
+using namespace conformance;
 
 /// A known difference of a filter and how often it showed. One that did not show at all is told
 /// too: somebody may have "corrected" what hosts rely on.
@@ -188,7 +192,7 @@ ExitStatus validate_plugin(const ValidateOptions& options) {
   if (!plugin)
     return report(plugin.error());
   const std::chrono::seconds time_limit(options.time_limit);
-  const Listing listing = list_filters(**plugin, time_limit);
+  const Listing listing = conformance::list_filters(**plugin, time_limit);
   if (!listing.problem.empty()) {
     return report({fmt::format("{}: asked for its filters, the plug-in {}",
                                (*plugin)->path().string(), listing.problem),

@@ -1,0 +1,222 @@
+#include "recordings/camera.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "recordings/image_file.h"
+
+namespace recordings {
+namespace {
+
+constexpr double any_positive = std::numeric_limits<float>::max();
+constexpr double int32_min = std::numeric_limits<int32_t>::min();
+constexpr double int32_max = std::numeric_limits<int32_t>::max();
+
+/// Reads the facts of one JSON object, each once, and remembers the first thing that is wrong.
+class FactReader {
+ public:
+  FactReader(const nlohmann::json& facts, std::string prefix)
+      : facts_(facts), prefix_(std::move(prefix)) {
+    if (!facts.is_object())
+      fail("", "must be an object");
+  }
+
+  double number(const char* key, double default_value, double min, double max) {
+    const nlohmann::json* value = find(key);
+    if (value == nullptr)
+      return default_value;
+    const double number = value->is_boolean()  ? (value->get<bool>() ? 1.0 : 0.0)
+                          : value->is_number() ? value->get<double>()
+                                               : std::nan("");
+    if (!(number >= min && number <= max)) {
+      fail(key, fmt::format("must be a number from {:g} to {:g}", min, max));
+      return default_value;
+    }
+    return number;
+  }
+
+  template <class Integer>
+  Integer whole(const char* key, Integer default_value, double min, double max) {
+    const double value = number(key, static_cast<double>(default_value), min, max);
+    if (value != std::trunc(value)) {
+      fail(key, "must be a whole number");
+      return default_value;
+    }
+    return static_cast<Integer>(value);
+  }
+
+  gx_pixel_type pixel_type(const char* key) {
+    const nlohmann::json* value = find(key);
+    if (value == nullptr || *value == "depth")
+      return GX_PIXEL_DEPTH;
+    if (*value == "disparity")
+      return GX_PIXEL_DISPARITY;
+    if (*value != "tof")
+      fail(key, "must be \"depth\", \"disparity\" or \"tof\"");
+    return GX_PIXEL_TOF_DEPTH;
+  }
+
+  /// The value under `key`, null where there is none; every key that is asked for counts as known.
+  const nlohmann::json* find(const char* key) {
+    known_.insert(key);
+    if (!facts_.is_object())
+      return nullptr;
+    const auto found = facts_.find(key);
+    return found == facts_.end() ? nullptr : &*found;
+  }
+
+  /// The first thing that was wrong, or a key that nobody asked for.
+  Failure failure() {
+    for (const auto& [key, value] : facts_.items())
+      if (!known_.contains(key))
+        fail(key, "is not a camera fact");
+    return failure_;
+  }
+
+ private:
+  void fail(const std::string& key, const std::string& reason) {
+    if (!failure_)
+      failure_ = Error{fmt::format("camera facts: {}{} {}", prefix_, key, reason)};
+  }
+
+  const nlohmann::json& facts_;
+  std::string prefix_;
+  std::set<std::string> known_;
+  Failure failure_;
+};
+
+D2DParameters read_d2d(FactReader& reader, double baseline, double fx, uint8_t bit_size) {
+  D2DParameters d2d{};
+  d2d.zpd = reader.number("zpd", 0, -any_positive, any_positive);
+  d2d.zpps = reader.number("zpps", 0, -any_positive, any_positive);
+  d2d.baseline = static_cast<float>(reader.number("baseline", baseline, 0, any_positive));
+  d2d.fx = reader.number("fx", fx, 0, any_positive);
+  d2d.bitSize = reader.whole<uint8_t>("bitSize", bit_size, 8, 16);
+  d2d.unit = static_cast<float>(reader.number("unit", 1, 0, any_positive));
+  d2d.minDisparity =
+      static_cast<float>(reader.number("minDisparity", 0, -any_positive, any_positive));
+  d2d.packMode = reader.whole<uint8_t>("packMode", 2, 0, 255);
+  d2d.dispOffset = static_cast<float>(reader.number("dispOffset", 0, -any_positive, any_positive));
+  d2d.invalidDisp = reader.whole<int32_t>("invalidDisp", 0, int32_min, int32_max);
+  d2d.dispIntPlace = reader.whole<int32_t>("dispIntPlace", 8, int32_min, int32_max);
+  d2d.isDualCamera = reader.whole<uint8_t>("isDualCamera", 1, 0, 255);
+  return d2d;
+}
+
+gx_camera_intrinsic read_intrinsic(FactReader& reader, FrameSize size) {
+  const double fx = reader.number("fx", 0.9 * size.width, 1e-3, any_positive);
+  const double fy = reader.number("fy", fx, 1e-3, any_positive);
+  const double cx = reader.number("cx", (size.width - 1.0) / 2, -any_positive, any_positive);
+  const double cy = reader.number("cy", (size.height - 1.0) / 2, -any_positive, any_positive);
+  // The record's size fields are too narrow for the largest frames; the profile has the full size.
+  constexpr uint32_t widest = std::numeric_limits<int16_t>::max();
+  return {static_cast<float>(fx),
+          static_cast<float>(fy),
+          static_cast<float>(cx),
+          static_cast<float>(cy),
+          static_cast<int16_t>(std::min(size.width, widest)),
+          static_cast<int16_t>(std::min(size.height, widest))};
+}
+
+} // namespace
+
+Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json) {
+  auto facts = nlohmann::json::parse(json.begin(), json.end(), nullptr, false);
+  if (!facts.is_object())
+    return Error{"not a JSON object of camera facts"};
+  return facts;
+}
+
+Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
+  const auto bytes = read_file(path);
+  if (!bytes)
+    return bytes.error();
+  auto facts = parse_camera_facts(*bytes);
+  if (!facts)
+    return Error{fmt::format("{}: {}", path.string(), facts.error().message)};
+  return facts;
+}
+
+std::filesystem::path find_camera_file(const std::filesystem::path& input) {
+  std::error_code code;
+  std::vector<std::filesystem::path> candidates;
+  if (std::filesystem::is_directory(input, code)) {
+    candidates = {input / "camera.json"};
+  } else {
+    std::filesystem::path replaced = input;
+    replaced.replace_extension(".json");
+    candidates = {input.string() + ".json", replaced, input.parent_path() / "camera.json"};
+  }
+  for (const auto& candidate : candidates)
+    if (std::filesystem::is_regular_file(candidate, code))
+      return candidate;
+  return {};
+}
+
+CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides) {
+  constexpr std::pair<const char*, const char*> repeated[] = {
+      {"baseline", "baseline"}, {"fx", "fx"}, {"bit_size", "bitSize"}};
+  for (const auto& [fact, field] : repeated)
+    if (overrides.contains(fact) && facts.contains("d2d") && facts["d2d"].is_object())
+      facts["d2d"].erase(field);
+  facts.merge_patch(overrides);
+  return facts;
+}
+
+Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts) {
+  if (!facts.contains("width") || !facts.contains("height"))
+    return std::optional<FrameSize>();
+  for (const char* side : {"width", "height"}) {
+    if (!facts[side].is_number_integer() || facts[side].get<int64_t>() < 1 ||
+        facts[side].get<int64_t>() > max_side) {
+      return Error{
+          fmt::format("camera facts: {} must be a whole number from 1 to {}", side, max_side)};
+    }
+  }
+  const FrameSize size{facts["width"].get<uint32_t>(), facts["height"].get<uint32_t>()};
+  if (auto failure = check_size(size.width, size.height))
+    return *failure;
+  return std::optional(size);
+}
+
+Result<Camera> make_camera(const CameraFacts& facts, FrameSize size) {
+  FactReader reader(facts, "");
+  reader.find("width");
+  reader.find("height");
+  Camera camera;
+  camera.depth_unit = static_cast<float>(reader.number("depth_unit", 1, 1e-6, 1e6));
+  camera.intrinsic = read_intrinsic(reader, size);
+  camera.pixel_type = reader.pixel_type("pixel_type");
+  camera.bit_size = reader.whole<uint8_t>("bit_size", 16, 8, 16);
+  const double baseline = reader.number("baseline", 50, 0, any_positive);
+  if (reader.find("disparity_offset") != nullptr)
+    camera.disparity_offset = reader.whole<int64_t>("disparity_offset", 0, int32_min, int32_max);
+  const nlohmann::json* d2d = reader.find("d2d");
+  const nlohmann::json none = nlohmann::json::object();
+  FactReader d2d_reader(d2d != nullptr ? *d2d : none, "d2d.");
+  camera.d2d =
+      read_d2d(d2d_reader, baseline, static_cast<double>(camera.intrinsic.fx), camera.bit_size);
+  if (auto failure = reader.failure())
+    return *failure;
+  if (auto failure = d2d_reader.failure())
+    return *failure;
+  return camera;
+}
+
+Failure check_codes(const Image& image, const Camera& camera) {
+  const unsigned bits = std::min(camera.bit_size, camera.d2d.bitSize);
+  if (camera.pixel_type != GX_PIXEL_DISPARITY || bits >= 16)
+    return std::nullopt;
+  const auto largest = std::ranges::max_element(image.pixels);
+  if (*largest >> bits == 0)
+    return std::nullopt;
+  const auto position = static_cast<uint64_t>(largest - image.pixels.begin());
+  return Error{fmt::format("disparity code {} at ({}, {}) has more than {} bits", *largest,
+                           position % image.size.width, position / image.size.width, bits)};
+}
+
+} // namespace recordings

@@ -1,0 +1,60 @@
+// What is known about the camera that took a recording.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+
+#include <nlohmann/json.hpp>
+
+#include "gexton_sdk.h"
+#include "recordings/image.h"
+
+namespace recordings {
+
+struct Camera {
+  float depth_unit = 1; // millimetres for one unit of a depth pixel
+  gx_camera_intrinsic intrinsic{};
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  uint8_t bit_size = 16; // significant bits of a pixel
+  D2DParameters d2d{};
+  std::optional<int64_t> disparity_offset; // frame metadata; absent on most cameras
+};
+
+/// Facts are a JSON object with any of these keys; what is missing gets a default:
+///   width, height      size of headerless frames
+///   depth_unit         millimetres per unit (1)
+///   fx, fy, cx, cy     pixels (0.9 * width, fx, the centre)
+///   baseline           millimetres (50)
+///   pixel_type         "depth", "disparity" or "tof" ("depth")
+///   bit_size           8 to 16 (16)
+///   disparity_offset   whole number (none)
+///   d2d                object with the fields of D2DParameters; baseline, fx and bitSize follow
+///   the
+///                      facts above, the rest is a stereo rig with pack mode 2 whose code 0 is
+///                      invalid
+using CameraFacts = nlohmann::json;
+
+Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);
+Result<CameraFacts> read_camera_file(const std::filesystem::path& path);
+
+/// The file that belongs to an input: camera.json in a directory; INPUT.json, then the input's name
+/// with .json in place of its extension, then camera.json beside a file. Empty where there is none.
+std::filesystem::path find_camera_file(const std::filesystem::path& input);
+
+/// `facts` with everything that `overrides` says instead, also inside d2d, whose baseline, fx and
+/// bitSize give way to a new baseline, fx or bit_size.
+CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides);
+
+/// The size of headerless frames, null where the facts don't tell both sides.
+Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts);
+
+/// Checks every fact; unknown keys, wrong types and values out of range are errors that name the
+/// key.
+Result<Camera> make_camera(const CameraFacts& facts, FrameSize size);
+
+/// Null where every disparity code fits the camera's bit size, as filters that look codes up rely
+/// on.
+Failure check_codes(const Image& image, const Camera& camera);
+
+} // namespace recordings

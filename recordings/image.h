@@ -1,0 +1,39 @@
+// A 16-bit picture in memory and the size limits that every reader enforces.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recordings/result.h"
+
+namespace recordings {
+
+struct FrameSize {
+  uint32_t width = 0;  // pixels
+  uint32_t height = 0; // pixels
+
+  bool operator==(const FrameSize&) const = default;
+  uint64_t pixel_count() const { return uint64_t{width} * height; }
+};
+
+/// Row-major, without gaps; 0 is the invalid value.
+struct Image {
+  FrameSize size;
+  std::vector<uint16_t> pixels;
+
+  bool operator==(const Image&) const = default;
+};
+
+inline constexpr uint32_t max_side = 65535;
+inline constexpr uint64_t max_pixels = uint64_t{256} << 20;
+
+/// Refuses empty sizes and sizes beyond the limits. Sides come as 64-bit numbers so that a reader
+/// can hand over what a hostile header says.
+Failure check_size(uint64_t width, uint64_t height);
+
+/// "640x480"; null for anything else and for a size beyond the limits.
+std::optional<FrameSize> parse_size(const std::string& text);
+
+} // namespace recordings

@@ -1,0 +1,88 @@
+#include "recordings/pgm_image.h"
+
+#include <fmt/format.h>
+
+namespace recordings {
+namespace {
+
+bool is_blank(uint8_t byte) {
+  return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+
+/// Walks over the header's numbers, blanks and comments.
+class HeaderReader {
+ public:
+  explicit HeaderReader(std::span<const uint8_t> bytes) : rest_(bytes) {}
+
+  /// The next decimal number, null where there is none or it is beyond any sensible header.
+  std::optional<uint32_t> number() {
+    if (rest_.empty() || !(is_blank(rest_.front()) || rest_.front() == '#'))
+      return std::nullopt;
+    skip_blanks_and_comments();
+    constexpr uint32_t limit = 1'000'000;
+    uint32_t value = 0;
+    size_t digits = 0;
+    while (digits < rest_.size() && rest_[digits] >= '0' && rest_[digits] <= '9' && value < limit)
+      value = value * 10 + (rest_[digits++] - uint32_t{'0'});
+    rest_ = rest_.subspan(digits);
+    return digits == 0 || value >= limit ? std::nullopt : std::optional(value);
+  }
+
+  /// The pixels start after the one blank that ends the header; null without it.
+  std::optional<std::span<const uint8_t>> pixels() const {
+    if (rest_.empty() || !is_blank(rest_.front()))
+      return std::nullopt;
+    return rest_.subspan(1);
+  }
+
+ private:
+  void skip_blanks_and_comments() {
+    size_t i = 0;
+    while (i < rest_.size() && (is_blank(rest_[i]) || rest_[i] == '#')) {
+      if (rest_[i] == '#')
+        while (i < rest_.size() && rest_[i] != '\n' && rest_[i] != '\r')
+          ++i;
+      else
+        ++i;
+    }
+    rest_ = rest_.subspan(i);
+  }
+
+  std::span<const uint8_t> rest_;
+};
+
+} // namespace
+
+bool is_pgm(std::span<const uint8_t> bytes) {
+  return bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] == '5';
+}
+
+Result<Image> decode_pgm(std::span<const uint8_t> bytes) {
+  if (!is_pgm(bytes))
+    return Error{"not a binary PGM (P5)"};
+  HeaderReader header(bytes.subspan(2));
+  const auto width = header.number();
+  const auto height = header.number();
+  const auto maximum = header.number();
+  const auto samples = header.pixels();
+  if (!width || !height || !maximum || !samples)
+    return Error{"damaged or truncated PGM header"};
+  if (auto failure = check_size(*width, *height))
+    return *failure;
+  if (*maximum <= 255 || *maximum > 65535) {
+    return Error{fmt::format(
+        "a PGM with maximum value {}; 16-bit samples (256 to 65535) are needed", *maximum)};
+  }
+  const FrameSize size{*width, *height};
+  if (samples->size() != size.pixel_count() * 2) {
+    return Error{fmt::format("{} PGM: {} bytes of pixels where {}x{} needs {}",
+                             samples->size() < size.pixel_count() * 2 ? "truncated" : "too long",
+                             samples->size(), *width, *height, size.pixel_count() * 2)};
+  }
+  Image image{size, std::vector<uint16_t>(size.pixel_count())};
+  for (size_t i = 0; i < image.pixels.size(); ++i)
+    image.pixels[i] = static_cast<uint16_t>((*samples)[2 * i] << 8 | (*samples)[2 * i + 1]);
+  return image;
+}
+
+} // namespace recordings

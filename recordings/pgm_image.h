@@ -1,0 +1,15 @@
+// Portable grey maps: binary (P5) with 16-bit samples.
+#pragma once
+
+#include <span>
+
+#include "recordings/image.h"
+
+namespace recordings {
+
+bool is_pgm(std::span<const uint8_t> bytes);
+
+/// One picture with a maximum value of 256 to 65535 (big-endian samples) and nothing after it.
+Result<Image> decode_pgm(std::span<const uint8_t> bytes);
+
+} // namespace recordings

@@ -1,0 +1,225 @@
+#include "recordings/png_image.h"
+
+#include <array>
+#include <bit>
+#include <csetjmp>
+#include <cstring>
+#include <map>
+#include <new>
+
+#include <fmt/format.h>
+#include <png.h>
+
+namespace recordings {
+namespace {
+
+/// libpng reports errors by longjmp, which must not cross a frame with destructors: each step that
+/// calls it is a function of its own with plain locals, and everything that owns memory lives here.
+struct PngSession {
+  png_structp png = nullptr;
+  png_infop info = nullptr;
+  std::string message = "damaged PNG";
+  std::span<const uint8_t> input;
+  std::vector<uint8_t> output;
+  std::vector<png_bytep> rows;
+
+  PngSession() { message.reserve(128); }
+  PngSession(const PngSession&) = delete;
+  PngSession& operator=(const PngSession&) = delete;
+};
+
+struct PngReader : PngSession {
+  ~PngReader() { png_destroy_read_struct(&png, &info, nullptr); }
+};
+
+struct PngWriter : PngSession {
+  std::vector<png_color> palette; // for PNG_COLOR_TYPE_PALETTE
+
+  ~PngWriter() { png_destroy_write_struct(&png, &info); }
+};
+
+/// The message is copied within the reserved room: nothing here may throw.
+void on_error(png_structp png, png_const_charp text) {
+  auto& session = *static_cast<PngSession*>(png_get_error_ptr(png));
+  session.message.assign(text, strnlen(text, 127));
+  png_longjmp(png, 1);
+}
+
+void on_warning(png_structp, png_const_charp) {}
+
+void read_bytes(png_structp png, png_bytep destination, size_t count) {
+  auto& session = *static_cast<PngSession*>(png_get_io_ptr(png));
+  if (count > session.input.size())
+    png_error(png, "truncated PNG");
+  std::memcpy(destination, session.input.data(), count);
+  session.input = session.input.subspan(count);
+}
+
+void write_bytes(png_structp png, png_bytep source, size_t count) {
+  auto& output = static_cast<PngSession*>(png_get_io_ptr(png))->output;
+  bool stored = true;
+  try {
+    output.insert(output.end(), source, source + count);
+  } catch (const std::bad_alloc&) {
+    stored = false;
+  }
+  if (!stored)
+    png_error(png, "out of memory");
+}
+
+void flush_nothing(png_structp) {}
+
+bool read_header(PngReader& reader) {
+  if (setjmp(png_jmpbuf(reader.png)))
+    return false;
+  png_set_user_limits(reader.png, max_side, max_side);
+  png_set_chunk_malloc_max(reader.png, png_alloc_size_t{1} << 24);
+  png_set_read_fn(reader.png, &reader, read_bytes);
+  png_read_info(reader.png, reader.info);
+  return true;
+}
+
+bool read_rows(PngReader& reader) {
+  if (setjmp(png_jmpbuf(reader.png)))
+    return false;
+  if constexpr (std::endian::native == std::endian::little)
+    png_set_swap(reader.png);
+  png_set_interlace_handling(reader.png);
+  png_read_update_info(reader.png, reader.info);
+  png_read_image(reader.png, reader.rows.data());
+  png_read_end(reader.png, nullptr);
+  return true;
+}
+
+bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_type) {
+  if (setjmp(png_jmpbuf(writer.png)))
+    return false;
+  png_set_write_fn(writer.png, &writer, write_bytes, flush_nothing);
+  // Noisy depth gains little from the slower levels; flat colours do.
+  png_set_compression_level(writer.png, color_type == PNG_COLOR_TYPE_PALETTE ? 9 : 3);
+  png_set_IHDR(writer.png, writer.info, size.width, size.height, bit_depth, color_type,
+               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (color_type == PNG_COLOR_TYPE_PALETTE) {
+    png_set_PLTE(writer.png, writer.info, writer.palette.data(),
+                 static_cast<int>(writer.palette.size()));
+  }
+  png_write_info(writer.png, writer.info);
+  if (bit_depth == 16 && std::endian::native == std::endian::little)
+    png_set_swap(writer.png);
+  png_write_image(writer.png, writer.rows.data());
+  png_write_end(writer.png, nullptr);
+  return true;
+}
+
+std::vector<png_bytep> row_pointers(uint8_t* first, size_t row_bytes, uint32_t height) {
+  std::vector<png_bytep> rows(height);
+  for (size_t y = 0; y < height; ++y)
+    rows[y] = first + y * row_bytes;
+  return rows;
+}
+
+Failure check_header(const PngReader& reader, size_t file_size) {
+  const uint64_t width = png_get_image_width(reader.png, reader.info);
+  const uint64_t height = png_get_image_height(reader.png, reader.info);
+  if (auto failure = check_size(width, height))
+    return failure;
+  const int bits = png_get_bit_depth(reader.png, reader.info);
+  const bool grey = png_get_color_type(reader.png, reader.info) == PNG_COLOR_TYPE_GRAY;
+  if (!grey || bits != 16) {
+    return Error{fmt::format("a PNG with {}-bit {} samples; 16-bit grey is needed", bits,
+                             grey ? "grey" : "colour")};
+  }
+  // Deflate shrinks at most 1032-fold: a header that promises more can't be honest, and is refused
+  // before memory is set aside for its picture.
+  if (width * height * 2 / 1040 > file_size) {
+    return Error{
+        fmt::format("truncated PNG: {} bytes can't hold {}x{} pixels", file_size, width, height)};
+  }
+  return std::nullopt;
+}
+
+/// A picture as indices into its colours.
+struct IndexedImage {
+  std::vector<uint8_t> indices;
+  std::vector<png_color> palette;
+};
+
+/// Null for a picture of too many colours.
+std::optional<IndexedImage> index_colors(const RgbImage& image) {
+  constexpr size_t most_colors = 256;
+  std::map<std::array<uint8_t, 3>, uint8_t> known;
+  IndexedImage result;
+  result.indices.reserve(image.size.pixel_count());
+  for (size_t i = 0; i + 2 < image.samples.size(); i += 3) {
+    const std::array color{image.samples[i], image.samples[i + 1], image.samples[i + 2]};
+    const auto [found, is_new] =
+        known.try_emplace(color, static_cast<uint8_t>(result.palette.size()));
+    if (is_new && result.palette.size() == most_colors)
+      return std::nullopt;
+    if (is_new)
+      result.palette.push_back({color[0], color[1], color[2]});
+    result.indices.push_back(found->second);
+  }
+  return result;
+}
+
+Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size_t row_bytes,
+                                    int bit_depth, int color_type,
+                                    std::vector<png_color> palette = {}) {
+  PngWriter writer;
+  writer.palette = std::move(palette);
+  writer.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &writer, on_error, on_warning);
+  writer.info = writer.png != nullptr ? png_create_info_struct(writer.png) : nullptr;
+  if (writer.info == nullptr)
+    return Error{"out of memory", ExitStatus::other};
+  // The writer only reads through these pointers.
+  writer.rows = row_pointers(const_cast<uint8_t*>(samples), row_bytes, size.height);
+  if (!write_picture(writer, size, bit_depth, color_type))
+    return Error{writer.message, ExitStatus::other};
+  return std::move(writer.output);
+}
+
+} // namespace
+
+bool is_png(std::span<const uint8_t> bytes) {
+  return bytes.size() >= 8 && png_sig_cmp(bytes.data(), 0, 8) == 0;
+}
+
+Result<Image> decode_png(std::span<const uint8_t> bytes) {
+  if (!is_png(bytes))
+    return Error{"not a PNG"};
+  PngReader reader;
+  reader.input = bytes;
+  reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);
+  reader.info = reader.png != nullptr ? png_create_info_struct(reader.png) : nullptr;
+  if (reader.info == nullptr)
+    return Error{"out of memory", ExitStatus::other};
+  if (!read_header(reader))
+    return Error{reader.message};
+  if (auto failure = check_header(reader, bytes.size()))
+    return *failure;
+  const FrameSize size{png_get_image_width(reader.png, reader.info),
+                       png_get_image_height(reader.png, reader.info)};
+  Image image{size, std::vector<uint16_t>(size.pixel_count())};
+  reader.rows = row_pointers(reinterpret_cast<uint8_t*>(image.pixels.data()),
+                             size_t{size.width} * 2, size.height);
+  if (!read_rows(reader))
+    return Error{reader.message};
+  return image;
+}
+
+Result<std::vector<uint8_t>> encode_png(const Image& image) {
+  return encode(image.size, reinterpret_cast<const uint8_t*>(image.pixels.data()),
+                size_t{image.size.width} * 2, 16, PNG_COLOR_TYPE_GRAY);
+}
+
+Result<std::vector<uint8_t>> encode_png(const RgbImage& image) {
+  if (auto indexed = index_colors(image)) {
+    return encode(image.size, indexed->indices.data(), image.size.width, 8, PNG_COLOR_TYPE_PALETTE,
+                  std::move(indexed->palette));
+  }
+  return encode(image.size, image.samples.data(), size_t{image.size.width} * 3, 8,
+                PNG_COLOR_TYPE_RGB);
+}
+
+} // namespace recordings

@@ -1,0 +1,25 @@
+// PNG: 16-bit grey pictures in and out, RGB pictures out.
+#pragma once
+
+#include <span>
+
+#include "recordings/image.h"
+
+namespace recordings {
+
+/// Three bytes (red, green, blue) for each pixel, row-major, without gaps.
+struct RgbImage {
+  FrameSize size;
+  std::vector<uint8_t> samples;
+};
+
+bool is_png(std::span<const uint8_t> bytes);
+
+/// Any other colour type or bit depth than 16-bit grey is refused, never converted.
+Result<Image> decode_png(std::span<const uint8_t> bytes);
+
+Result<std::vector<uint8_t>> encode_png(const Image& image);
+/// With a palette where there are no more than 256 colours.
+Result<std::vector<uint8_t>> encode_png(const RgbImage& image);
+
+} // namespace recordings

@@ -1,0 +1,127 @@
+#include "recordings/recording.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
+
+#include <fmt/format.h>
+#include <fnmatch.h>
+
+#include "recordings/image_file.h"
+
+namespace recordings {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// Cuts the run of digits at the front off `text` and returns it without leading zeros.
+std::string_view take_number(std::string_view& text) {
+  const size_t length =
+      static_cast<size_t>(std::ranges::find_if_not(text, is_digit) - text.begin());
+  std::string_view number = text.substr(0, length);
+  text.remove_prefix(length);
+  number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+  return number;
+}
+
+Failure add_directory(const fs::path& directory, const std::string& pattern, Recording& recording) {
+  std::error_code code;
+  std::vector<fs::path> pictures;
+  std::set<std::string> kinds;
+  for (fs::directory_iterator it(directory, code), end; !code && it != end; it.increment(code)) {
+    const fs::path& path = it->path();
+    std::error_code type_error;
+    if (!it->is_regular_file(type_error) ||
+        (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0))
+      continue;
+    if (has_image_extension(path)) {
+      pictures.push_back(path);
+      kinds.insert(path.extension().string());
+    } else if (path.extension() != ".json") {
+      recording.ignored.push_back(path);
+    }
+  }
+  if (code)
+    return Error{fmt::format("{}: {}", directory.string(), code.message())};
+  if (pictures.empty())
+    return Error{fmt::format("{}: no depth images in this directory", directory.string())};
+  if (kinds.size() > 1) {
+    return Error{fmt::format("{}: files of several kinds ({}); choose the recording with --match, "
+                             "such as --match '*{}'",
+                             directory.string(), fmt::join(kinds, ", "), *kinds.begin()),
+                 ExitStatus::usage};
+  }
+  std::ranges::sort(pictures, [](const fs::path& left, const fs::path& right) {
+    return natural_less(left.filename().string(), right.filename().string());
+  });
+  recording.frames.insert(recording.frames.end(), pictures.begin(), pictures.end());
+  return std::nullopt;
+}
+
+} // namespace
+
+bool natural_less(const std::string& left, const std::string& right) {
+  std::string_view a = left;
+  std::string_view b = right;
+  while (!a.empty() && !b.empty()) {
+    if (is_digit(a.front()) && is_digit(b.front())) {
+      const std::string_view number_a = take_number(a);
+      const std::string_view number_b = take_number(b);
+      if (number_a.size() != number_b.size())
+        return number_a.size() < number_b.size();
+      if (number_a != number_b)
+        return number_a < number_b;
+    } else if (a.front() != b.front()) {
+      return a.front() < b.front();
+    } else {
+      a.remove_prefix(1);
+      b.remove_prefix(1);
+    }
+  }
+  // Names that differ only in leading zeros still need a fixed order.
+  return a.empty() && b.empty() ? left < right : a.empty();
+}
+
+Result<Recording> find_frames(const std::vector<fs::path>& inputs, const std::string& pattern) {
+  Recording recording;
+  for (const fs::path& input : inputs) {
+    std::error_code code;
+    if (!fs::is_directory(input, code))
+      recording.frames.push_back(input);
+    else if (auto failure = add_directory(input, pattern, recording))
+      return *failure;
+  }
+  return recording;
+}
+
+Result<std::vector<fs::path>> output_paths(const std::vector<fs::path>& frames,
+                                           const fs::path& directory) {
+  std::vector<fs::path> outputs;
+  std::map<fs::path, fs::path> sources;
+  std::set<fs::path> inputs;
+  std::error_code code;
+  for (const fs::path& frame : frames) {
+    inputs.insert(fs::weakly_canonical(frame, code));
+    outputs.push_back(directory / (frame.stem().string() + ".png"));
+    const auto [other, inserted] = sources.emplace(outputs.back(), frame);
+    if (!inserted) {
+      return Error{fmt::format("{} and {} would both write {}", other->second.string(),
+                               frame.string(), outputs.back().string()),
+                   ExitStatus::usage};
+    }
+  }
+  for (const fs::path& output : outputs) {
+    if (inputs.contains(fs::weakly_canonical(output, code))) {
+      return Error{fmt::format("{} would replace an input; choose another --out", output.string()),
+                   ExitStatus::usage};
+    }
+  }
+  return outputs;
+}
+
+} // namespace recordings

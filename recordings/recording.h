@@ -1,0 +1,32 @@
+// Which frames a run reads, in which order, and where each result goes.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "recordings/result.h"
+
+namespace recordings {
+
+/// Orders "frame_9" before "frame_10": runs of digits compare by value.
+bool natural_less(const std::string& left, const std::string& right);
+
+struct Recording {
+  std::vector<std::filesystem::path> frames;  // as given; those of a directory in natural order
+  std::vector<std::filesystem::path> ignored; // files of directories that are no pictures
+};
+
+/// Files stand for themselves (a missing one is reported when its turn comes), directories for the
+/// pictures directly in them whose names match `pattern` (shell wildcards; empty: all). A directory
+/// that mixes kinds of pictures needs a pattern: which of them is the recording can't be guessed.
+Result<Recording> find_frames(const std::vector<std::filesystem::path>& inputs,
+                              const std::string& pattern);
+
+/// `directory`/STEM.png for each frame. Two frames with one output, and an output that would
+/// replace an input, are usage errors.
+Result<std::vector<std::filesystem::path>>
+output_paths(const std::vector<std::filesystem::path>& frames,
+             const std::filesystem::path& directory);
+
+} // namespace recordings

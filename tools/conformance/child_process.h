@@ -1,0 +1,25 @@
+// Work that may crash or hang, done in a child process that tells its results line by line.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace conformance {
+
+struct ChildEnd {
+  bool complete = false;
+  bool timed_out = false;
+  std::string description; // of an end that came too early: "crashed with signal 11 (...)"
+};
+
+using LineReceiver = std::function<void(const std::string& line)>;
+
+/// Runs `work` in a child process, which has a scratch file as its standard output. Each line that
+/// it tells goes to `on_line` at once. A child that tells nothing for `patience` is killed, as it
+/// is when `on_line` throws or this process dies. Exceptions of `work` end the child. Throws
+/// std::system_error where no child can be made.
+ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
+                      const LineReceiver& on_line, std::chrono::seconds patience);
+
+} // namespace conformance

@@ -1,0 +1,63 @@
+// The frames that the checks send through a filter, and everything that can be told about a frame.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "hosting/host_objects.h"
+
+namespace conformance {
+
+struct PixelKind {
+  const char* name;
+  gx_pixel_type type;
+};
+inline constexpr PixelKind pixel_kinds[] = {{"depth", GX_PIXEL_DEPTH},
+                                            {"disparity", GX_PIXEL_DISPARITY},
+                                            {"time-of-flight", GX_PIXEL_TOF_DEPTH}};
+
+/// Rows of whole cache lines, so that guarded buffers end exactly where the pixels do.
+inline constexpr recordings::FrameSize usual_size{64, 40};
+
+/// A frame of a generated scene, with all that filters ask of a camera. Two references are held, so
+/// that a filter that gives back one that is not its own can be told from one that does not.
+class Input {
+ public:
+  Input(PixelKind kind, recordings::FrameSize size = usual_size, uint32_t number = 0,
+        gx_frame_type type = GX_FRAME_DEPTH);
+
+  gx_frame& frame() const { return *frame_; }
+  gx_frame* get() const { return frame_.get(); }
+
+  /// Cuts the pixel buffer to so many bytes; the profile keeps its size.
+  void shorten(uint32_t bytes) const;
+
+ private:
+  hosting::FrameHandle frame_;
+  hosting::FrameHandle second_reference_;
+};
+
+/// A frame set that holds these frames. Throws Unable.
+hosting::FrameHandle make_set(const std::vector<gx_frame*>& members);
+hosting::FrameHandle depth_member(const gx_frame& set);
+
+/// Everything about a depth frame that the host tells.
+class FrameState {
+ public:
+  explicit FrameState(const gx_frame& frame);
+
+  /// "unchanged", or the names of what differs.
+  std::string changes_to(const FrameState& later) const;
+  const std::vector<uint8_t>& pixels() const { return parts_.front().bytes; }
+  bool same_pixels(const FrameState& other) const { return pixels() == other.pixels(); }
+
+ private:
+  struct Part {
+    const char* name;
+    std::vector<uint8_t> bytes;
+  };
+  std::vector<Part> parts_; // the pixels first
+};
+inline constexpr const char* unchanged = "unchanged";
+
+} // namespace conformance

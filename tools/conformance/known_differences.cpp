@@ -1,0 +1,101 @@
+#include "conformance/known_differences.h"
+
+#include <fnmatch.h>
+
+namespace conformance {
+namespace {
+
+constexpr const char* bounds = "parameter bounds";
+constexpr const char* short_frames = "short frames";
+constexpr const char* reset = "reset";
+constexpr const char* silent = "no error";
+constexpr const char* copied = "a copy of the frame and no error";
+constexpr const char* other_pixels = "other pixels in frame *";
+constexpr const char* other_frames = "other frames";
+constexpr const char* as_before = "the pixels of before";
+constexpr const char* kept_parameters = "reset keeps the parameters";
+constexpr const char* passed_on =
+    "frames of this pixel type are passed on as they are, and their pixels not looked at";
+
+constexpr KnownDifference table[] = {
+    {"DisparityTransform", bounds, "* one step *", silent,
+     "an update with a value out of range is dropped without an error"},
+    {"OpenNIDisparityTransform", bounds, "*_depth = *, one step *", silent,
+     "values out of range of the first three parameters are dropped without an error"},
+    {"OpenNIDisparityTransform", bounds, "depth_uint = *, one step *", silent,
+     "values out of range of the first three parameters are dropped without an error"},
+    {"OpenNIDisparityTransform", bounds, "scale = 0.01, its minimum", "the error *(scale), type 4",
+     "scales below 0.1 are refused"},
+    {"OpenNIDisparityTransform", bounds, "?_cut = *, one step *", silent,
+     "the start of the crop is not checked"},
+    {"OpenNIDisparityTransform", bounds, "?_set = *, one step *", silent,
+     "the lengths to blank are not checked"},
+    {"HardwareD2DCorrectionFilter", "parameter counts", "* instead of 0", silent,
+     "the filter takes no parameters and ignores what it is given"},
+    {"DepthResize", bounds, "scale = 0.01, its minimum", "the error *(scale), type 4",
+     "scales below 0.1 are refused"},
+    {"DepthResize", bounds, "ex_* = *, one step *", silent,
+     "the extensions are not checked, but against the frame's size"},
+    {"DepthResize", bounds, "frames after ex_* = *, one step *", other_frames,
+     "extensions out of range are used, where the frame is large enough"},
+    {"SpatialModerateFilter", bounds, "frames after radius = 1, one step below *", other_frames,
+     "a radius below the minimum is used"},
+    {"LutNoiseRemovalFilter", bounds, "frames after max_lut_* = 2001, one step above *",
+     other_frames, "sizes up to 10000 are used"},
+    {"LutNoiseRemovalFilter", bounds, "max_lut_* = 2001, one step above *", silent,
+     "sizes up to 10000 are accepted"},
+    {"LutNoiseRemovalFilter", bounds, "max_lut_* = 0, one step below *",
+     "the error *(max_lut), type 4", "the error names all sixteen sizes by max_lut"},
+    {"EdgeNoiseRemovalFilter", bounds, "height = 801, one step above *", silent,
+     "heights up to 1024 are accepted"},
+    {"MgcNoiseRemovalFilter", bounds, "height = 801, one step above *", silent,
+     "heights up to 1024 are accepted"},
+    {"SpatialModerateFilter", bounds, "radius = 1, one step below *", silent,
+     "the radius has no lower bound"},
+    {"HoleFillingFilter", bounds, "hole_filling_mode = *, one step *", "the error *(argv), type 4",
+     "the error names the argument array"},
+    {"DisparityTransform", short_frames, "*, depth pixels", copied, passed_on},
+    {"DisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"OpenNIDisparityTransform", short_frames, "*, depth pixels", copied, passed_on},
+    {"OpenNIDisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"HardwareD2DCorrectionFilter", short_frames, "*, disparity pixels", copied, passed_on},
+    {"HardwareD2DCorrectionFilter", short_frames, "*, time-of-flight pixels", copied, passed_on},
+    {"DisparityTransform", reset, "*, disparity pixels", as_before, kept_parameters},
+    {"DisparityTransform", "host failures",
+     "the frame after each failure in a first frame*, disparity pixels",
+     "other pixels after gx_* had failed",
+     "a host call that fails while the table is made leaves an empty table for the next frames"},
+    {"OpenNIDisparityTransform", reset, "*, disparity pixels", as_before, kept_parameters},
+    {"EdgeNoiseRemovalFilter", reset, "*", "the pixels of enable_vertical_direction = 1",
+     "reset switches the vertical direction on, which the schema has off"},
+    {"LutNoiseRemovalFilter", reset, "*", "the pixels of min_diff = 192",
+     "reset sets min_diff to 192, for which the schema has 256"},
+    {"FalsePositiveFilter", reset, "*", as_before,
+     "reset restores parameters that are taken over with the next update only"},
+    {"MgcNoiseRemovalFilter", reset, "*", other_pixels,
+     "the chamfer table is made anew when the frame's size changes, and not by reset"},
+};
+
+bool matches(const char* pattern, const std::string& text) {
+  return fnmatch(pattern, text.c_str(), 0) == 0;
+}
+
+} // namespace
+
+std::span<const KnownDifference> known_differences() {
+  return table;
+}
+
+int find_known_difference(const std::string& filter, const std::string& check,
+                          const std::string& doing, const std::string& came) {
+  int index = 0;
+  for (const KnownDifference& known : table) {
+    if (filter == known.filter && check == known.check && matches(known.doing, doing) &&
+        matches(known.came, came))
+      return index;
+    ++index;
+  }
+  return -1;
+}
+
+} // namespace conformance

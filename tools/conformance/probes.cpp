@@ -1,0 +1,86 @@
+#include "conformance/probes.h"
+
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace conformance {
+namespace {
+
+std::string text_or_null(const char* text) {
+  return text != nullptr ? text : "(null)";
+}
+
+} // namespace
+
+// ---- errors ----
+
+std::string describe_error(const std::string& message, const std::string& function,
+                           const std::string& args, gx_exception_type type, gx_status status) {
+  std::string text = fmt::format("the error \"{}\" in {}({}), type {}", message, function, args,
+                                 static_cast<int>(type));
+  if (status != GX_STATUS_ERROR)
+    text += fmt::format(", status {}", static_cast<int>(status));
+  return text;
+}
+
+std::string describe(const gx_error* error) {
+  if (error == nullptr)
+    return no_error;
+  return describe_error(message_of(error), text_or_null(gx_error_get_function(error)),
+                        text_or_null(gx_error_get_args(error)), gx_error_get_exception_type(error),
+                        gx_error_get_status(error));
+}
+
+std::string message_of(const gx_error* error) {
+  return error != nullptr ? text_or_null(gx_error_get_message(error)) : "";
+}
+
+gx_error* MarkedSlot::mark() {
+  static char place = 0;
+  return reinterpret_cast<gx_error*>(&place);
+}
+
+MarkedSlot::~MarkedSlot() {
+  if (error_ != mark() && error_ != nullptr)
+    gx_delete_error(error_);
+}
+
+std::string MarkedSlot::state() const {
+  if (error_ == mark())
+    return "untouched";
+  return error_ == nullptr ? "overwritten with null" : "overwritten with " + describe(error_);
+}
+
+// ---- live handles ----
+
+LiveHandles::LiveHandles()
+    : live_(gexton_get_live_handles()), excess_releases_(gexton_get_excess_releases()) {}
+
+std::string LiveHandles::left_over() const {
+  const gexton_live_handles now = gexton_get_live_handles();
+  std::vector<std::string> found;
+  const auto compare = [&found](uint64_t before, uint64_t after, const char* kind) {
+    if (after != before) {
+      const bool more = after > before;
+      found.push_back(fmt::format("{} {} {} alive than before",
+                                  more ? after - before : before - after, kind,
+                                  more ? "more" : "fewer"));
+    }
+  };
+  compare(live_.frames, now.frames, "frame(s)");
+  compare(live_.stream_profiles, now.stream_profiles, "stream profile(s)");
+  compare(live_.errors, now.errors, "error(s)");
+  if (const uint64_t excess = gexton_get_excess_releases() - excess_releases_; excess != 0)
+    found.push_back(fmt::format("{} release(s) of a handle that was not held", excess));
+  return found.empty() ? nothing_left : fmt::format("{}", fmt::join(found, ", "));
+}
+
+std::string describe(const gx_frame* output, const gx_frame* input, const gx_error* error) {
+  std::string text = "no frame";
+  if (output != nullptr)
+    text = output == input ? "the input itself" : "a new frame";
+  return text + " and " + describe(error);
+}
+
+} // namespace conformance

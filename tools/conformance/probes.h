@@ -1,0 +1,55 @@
+// What the checks look at: errors in words, whether a slot was written, what is left over.
+#pragma once
+
+#include <string>
+
+#include "gexton_host.h"
+#include "hosting/host_objects.h"
+
+namespace conformance {
+
+inline constexpr const char* no_error = "no error";
+
+/// 'the error "message" in function(args), type 4', or "no error" for null.
+std::string describe(const gx_error* error);
+std::string describe_error(const std::string& message, const std::string& function,
+                           const std::string& args,
+                           gx_exception_type type = GX_EXCEPTION_TYPE_INVALID_VALUE,
+                           gx_status status = GX_STATUS_ERROR);
+std::string message_of(const gx_error* error);
+
+/// An error slot in which a mark tells whether it was written. Owns what is written.
+class MarkedSlot {
+ public:
+  MarkedSlot() = default;
+  MarkedSlot(const MarkedSlot&) = delete;
+  MarkedSlot& operator=(const MarkedSlot&) = delete;
+  ~MarkedSlot();
+
+  gx_error** receive() { return &error_; }
+  /// "untouched" or what became of it.
+  std::string state() const;
+
+ private:
+  static gx_error* mark();
+
+  gx_error* error_ = mark();
+};
+
+/// The host's objects that are alive.
+class LiveHandles {
+ public:
+  LiveHandles();
+  /// "nothing left over", or what is alive now that was not then, and releases too many since then.
+  std::string left_over() const;
+
+ private:
+  gexton_live_handles live_;
+  uint64_t excess_releases_;
+};
+inline constexpr const char* nothing_left = "nothing left over";
+
+/// What a call of process gave: "a new frame", "no frame and the error ...", and so on.
+std::string describe(const gx_frame* output, const gx_frame* input, const gx_error* error);
+
+} // namespace conformance

@@ -1,0 +1,96 @@
+#include "hosting/host_objects.h"
+
+#include <cstring>
+
+#include <fmt/format.h>
+
+#include "gexton_host.h"
+
+namespace hosting {
+
+using namespace recordings;
+
+namespace {
+
+Error host_error(const ErrorSlot& slot) {
+  return {slot.text(), ExitStatus::processing};
+}
+
+} // namespace
+
+std::string ErrorSlot::text() const {
+  return fmt::format("{} (in {}, {})", gx_error_get_message(error_), gx_error_get_function(error_),
+                     gx_error_get_args(error_));
+}
+
+void ErrorSlot::clear() {
+  if (error_ != nullptr) {
+    gx_delete_error(error_);
+    error_ = nullptr;
+  }
+}
+
+Result<ProfileHandle> make_profile(FrameSize size, const Camera& camera) {
+  ErrorSlot slot;
+  ProfileHandle profile(
+      gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, slot.receive()));
+  if (slot)
+    return host_error(slot);
+  gx_video_stream_profile_set_intrinsic(profile.get(), camera.intrinsic, slot.receive());
+  if (slot)
+    return host_error(slot);
+  gexton_stream_profile_set_disparity_param(profile.get(), &camera.d2d, slot.receive());
+  if (slot)
+    return host_error(slot);
+  return profile;
+}
+
+Result<FrameHandle> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
+                               const Camera& camera) {
+  ErrorSlot slot;
+  FrameHandle frame(
+      gexton_create_video_frame(GX_FRAME_DEPTH, &profile, image.pixels.data(), slot.receive()));
+  if (slot)
+    return host_error(slot);
+  gexton_frame_set_index(frame.get(), index, slot.receive());
+  if (!slot)
+    gx_video_frame_set_pixel_type(frame.get(), camera.pixel_type, slot.receive());
+  if (!slot)
+    gx_video_frame_set_pixel_available_bit_size(frame.get(), camera.bit_size, slot.receive());
+  if (!slot)
+    gx_depth_frame_set_value_scale(frame.get(), camera.depth_unit, slot.receive());
+  if (!slot && camera.disparity_offset) {
+    gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, *camera.disparity_offset,
+                              slot.receive());
+  }
+  if (slot)
+    return host_error(slot);
+  return frame;
+}
+
+Result<FrameView> view_frame(const gx_frame& frame) {
+  ErrorSlot slot;
+  FrameView view;
+  view.image.size.width = gx_video_frame_get_width(&frame, slot.receive());
+  if (slot)
+    return host_error(slot);
+  view.image.size.height = gx_video_frame_get_height(&frame, slot.receive());
+  if (slot)
+    return host_error(slot);
+  const auto [width, height] = view.image.size;
+  if (auto failure = check_size(width, height))
+    return Error{failure->message, ExitStatus::processing};
+  view.image.pixels.resize(view.image.size.pixel_count());
+  const size_t bytes = view.image.pixels.size() * sizeof(uint16_t);
+  const uint8_t* data = gx_frame_get_data(&frame, nullptr);
+  if (data == nullptr || gx_frame_get_data_size(&frame, nullptr) < bytes) {
+    return Error{fmt::format("the frame holds fewer pixels than {}x{}", width, height),
+                 ExitStatus::processing};
+  }
+  std::memcpy(view.image.pixels.data(), data, bytes);
+  view.pixel_type = gx_video_frame_get_pixel_type(&frame, nullptr);
+  view.value_scale = gx_depth_frame_get_value_scale(&frame, nullptr);
+  return view;
+}
+
+} // namespace hosting

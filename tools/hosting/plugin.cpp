@@ -1,0 +1,138 @@
+#include "hosting/plugin.h"
+
+#include <algorithm>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+namespace hosting {
+
+using namespace recordings;
+
+namespace {
+
+template <class Function>
+bool resolve(void* library, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(dlsym(library, name));
+  return function != nullptr;
+}
+
+const char* text_or_empty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
+} // namespace
+
+void Plugin::LibraryCloser::operator()(void* library) const {
+  dlclose(library);
+}
+
+std::filesystem::path Plugin::default_path() {
+  std::filesystem::path name = "libFilterProcessor.so";
+  std::error_code code;
+  const auto executable = std::filesystem::read_symlink("/proc/self/exe", code);
+  const auto prefix = executable.parent_path().parent_path();
+  for (const char* directory : {GXFILTER_LIBRARY_DIRECTORY, "lib", "lib/" GXFILTER_MULTIARCH}) {
+    auto candidate = prefix / directory / name;
+    if (!code && std::filesystem::exists(candidate, code))
+      return candidate;
+    code.clear();
+  }
+  return name;
+}
+
+Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& path) {
+  auto plugin = std::make_shared<Plugin>();
+  plugin->path_ = path;
+  plugin->library_.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+  if (!plugin->library_) {
+    const char* reason = dlerror();
+    return Error{fmt::format("the plug-in can't be loaded: {}", reason != nullptr ? reason : ""),
+                 ExitStatus::other};
+  }
+  void* library = plugin->library_.get();
+  Functions& to = plugin->functions_;
+  const bool complete =
+      resolve(library, "gx_get_filter_count", to.get_filter_count) &&
+      resolve(library, "gx_get_filter_name", to.get_filter_name) &&
+      resolve(library, "gx_get_commit_hash", to.get_commit_hash) &&
+      resolve(library, "gx_create_filter", to.create_filter) &&
+      resolve(library, "gx_priv_filter_context_destroy", to.context_destroy) &&
+      resolve(library, "gx_priv_filter_get_config_schema", to.get_config_schema) &&
+      resolve(library, "gx_priv_filter_update_config", to.update_config) &&
+      resolve(library, "gx_priv_filter_set_config_data", to.set_config_data) &&
+      resolve(library, "gx_priv_filter_process", to.process) &&
+      resolve(library, "gx_priv_filter_reset", to.reset);
+  if (!complete) {
+    return Error{fmt::format("{}: not a filter plug-in: {}", path.string(), dlerror()),
+                 ExitStatus::other};
+  }
+  return std::shared_ptr<const Plugin>(std::move(plugin));
+}
+
+std::string Plugin::commit() const {
+  return text_or_empty(functions_.get_commit_hash());
+}
+
+Result<std::vector<std::string>> Plugin::filter_names() const {
+  constexpr uint64_t most_filters = 10'000;
+  const uint64_t count = functions_.get_filter_count(nullptr);
+  if (count > most_filters)
+    return Error{fmt::format("claims to have {} filters", count), ExitStatus::other};
+  std::vector<std::string> names(count);
+  for (size_t i = 0; i < names.size(); ++i)
+    names[i] = text_or_empty(functions_.get_filter_name(static_cast<int32_t>(i), nullptr));
+  return names;
+}
+
+Error unknown_filter(const std::string& name, const std::vector<std::string>& names) {
+  return {fmt::format("unknown filter '{}'; the plug-in offers {}", name, fmt::join(names, ", ")),
+          ExitStatus::usage};
+}
+
+Result<Filter> Filter::create(std::shared_ptr<const Plugin> plugin, const std::string& name) {
+  const auto names = plugin->filter_names();
+  if (!names)
+    return Error{"the plug-in " + names.error().message, names.error().status};
+  const auto found = std::ranges::find(*names, name);
+  if (found == names->end())
+    return unknown_filter(name, *names);
+  const auto index = static_cast<uint64_t>(found - names->begin());
+  gx_priv_filter_context* context = plugin->functions().create_filter(index, nullptr);
+  if (context == nullptr)
+    return Error{fmt::format("{} can't be created", name), ExitStatus::other};
+  return Filter(std::move(plugin), context, name);
+}
+
+Filter::Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* context,
+               std::string name)
+    : plugin_(std::move(plugin)), context_(context, {plugin_->functions().context_destroy}),
+      name_(std::move(name)) {
+  schema_ = parse_schema(text_or_empty(plugin_->functions().get_config_schema(context_->filter)));
+}
+
+Filter::~Filter() = default;
+
+void Filter::update_config(const std::vector<std::string>& values, ErrorSlot& slot) {
+  std::vector<const char*> texts;
+  texts.reserve(values.size());
+  for (const std::string& value : values)
+    texts.push_back(value.c_str());
+  plugin_->functions().update_config(context_->filter, static_cast<int32_t>(texts.size()),
+                                     texts.data(), slot.receive());
+}
+
+void Filter::set_config_data(std::span<const uint8_t> record, ErrorSlot& slot) {
+  plugin_->functions().set_config_data(context_->filter, record.data(), record.size(),
+                                       slot.receive());
+}
+
+void Filter::reset() {
+  plugin_->functions().reset(context_->filter);
+}
+
+FrameHandle Filter::process(gx_frame& frame, ErrorSlot& slot) {
+  return FrameHandle(plugin_->functions().process(context_->filter, &frame, slot.receive()));
+}
+
+} // namespace hosting
