@@ -5,13 +5,16 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "configurations.h"
+#include "simd/level_list.h"
 
 namespace {
 
@@ -20,7 +23,7 @@ using bench::Size;
 /// Median times in nanoseconds by benchmark name.
 using Times = std::map<std::string, double>;
 
-constexpr const char* levels[] = {"baseline", "avx2", "avx512"};
+using filter_processor::simd::level_names;
 constexpr const char* nothing = "–";
 
 Times read_times(const nlohmann::json& results) {
@@ -75,14 +78,14 @@ class Tables {
     return a && b ? number(*a / *b) : nothing;
   }
 
-  /// "ms at each level | ratio to M at the levels above the baseline"
+  /// "ms at each level | ratio to M at each level"
   std::string columns_by_level(const std::string& name) const {
     std::string cells;
-    for (const char* level : levels) {
+    for (const char* level : level_names) {
       const auto ns = time(name, level);
       cells += " | " + (ns ? number(*ns / 1e6) : nothing);
     }
-    for (const char* level : levels)
+    for (const char* level : level_names)
       cells += " | " + ratio(time(name, level), time("memcpy"));
     return cells;
   }
@@ -90,21 +93,29 @@ class Tables {
   /// At the highest level that was measured.
   std::optional<double> best(const std::string& name) const {
     std::optional<double> found;
-    for (const char* level : levels)
+    for (const char* level : level_names)
       if (const auto ns = time(name, level))
         found = ns;
     return found;
   }
 
-  static std::string table_head(const char* what, const char* more) {
-    return std::string("\n| ") + what +
-           " | baseline ms | AVX2 ms | AVX-512 ms | baseline ÷ M | AVX2 ÷ M | AVX-512 ÷ M |" +
-           more + "\n";
+  /// The head of a table with `more` columns after those of all levels.
+  static std::string table_head(const std::string& what, const std::vector<std::string>& more) {
+    std::string head = "\n| " + what;
+    for (const char* level : level_names)
+      head += std::string(" | ") + level + " ms";
+    for (const char* level : level_names)
+      head += std::string(" | ") + level + " ÷ M";
+    for (const std::string& column : more)
+      head += " | " + column;
+    head += " |\n|---";
+    for (size_t i = 0; i < 2 * std::size(level_names) + more.size(); ++i)
+      head += "|--:";
+    return head + "|\n";
   }
 
   void write_filters() {
-    std::cout << table_head("whole call", " target ÷ M | naive ÷ filter | OpenCV ÷ filter |")
-              << "|---|--:|--:|--:|--:|--:|--:|--:|--:|:--|\n";
+    std::cout << table_head("whole call", {"target ÷ M", "naive ÷ filter", "OpenCV ÷ filter"});
     for (const auto& each : bench::configurations()) {
       const std::string name = "filters/" + each.name();
       if (!best(name))
@@ -114,7 +125,7 @@ class Tables {
     }
   }
 
-  /// The target, and whether the faster of the levels above the baseline misses it.
+  /// The target, and whether the highest level misses it.
   std::string target(const bench::Configuration& each) const {
     const double limit = each.targets.at(dimensions_);
     const auto ns = best("filters/" + each.name());
@@ -143,12 +154,12 @@ class Tables {
   }
 
   void write_kernels() {
-    std::cout << table_head("kernel alone", " baseline ÷ AVX2 |")
-              << "|---|--:|--:|--:|--:|--:|--:|--:|\n";
+    const std::string lowest = level_names[0];
+    std::cout << table_head("kernel alone", {lowest + " ÷ best"});
     for (const std::string& kernel : members("kernels")) {
       const std::string name = "kernels/" + kernel;
       std::cout << "| " << kernel << columns_by_level(name) << " | "
-                << ratio(time(name, "baseline"), time(name, "avx2")) << " |\n";
+                << ratio(time(name, lowest), best(name)) << " |\n";
     }
   }
 

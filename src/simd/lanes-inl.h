@@ -23,6 +23,14 @@ inline namespace FILTER_PROCESSOR_LEVEL {
 constexpr Level this_level = Level::FILTER_PROCESSOR_LEVEL;
 constexpr size_t vector_bytes = FILTER_PROCESSOR_VECTOR_BYTES;
 
+/// Whether the level has instructions for the minimum and maximum of unsigned 16-bit lanes: SSE2
+/// has them for signed ones only, and what follows it for both.
+#if defined(__SSE2__) && !defined(__SSE4_1__)
+constexpr bool has_unsigned_min = false;
+#else
+constexpr bool has_unsigned_min = true;
+#endif
+
 template <typename T, size_t Bytes>
 struct VectorOf {
   using type __attribute__((vector_size(Bytes))) = T;

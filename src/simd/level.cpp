@@ -1,39 +1,23 @@
 #include "simd/level.h"
 
-#include <array>
 #include <atomic>
+
+#include "simd/level_detection.h"
 
 namespace filter_processor::simd {
 namespace {
 
-#if defined(FILTER_PROCESSOR_X86_LEVELS)
-bool has_avx2() {
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-         __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
-}
-
-bool has_avx512() {
-  return has_avx2() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
-}
-#else
-bool has_avx2() {
-  return false;
-}
-bool has_avx512() {
-  return false;
-}
-#endif
-
-constexpr std::array all_levels{Level::baseline, Level::avx2, Level::avx512};
-
 Level best_level() {
-#if defined(FILTER_PROCESSOR_X86_LEVELS)
+#if defined(__x86_64__)
   __builtin_cpu_init(); // this runs among the static initialisers, maybe before the runtime's own
 #endif
-  if (has_avx512())
-    return Level::avx512;
-  return has_avx2() ? Level::avx2 : Level::baseline;
+  Level best = all_levels[0];
+  for (const Level level : all_levels) {
+    if (!processor_has(level))
+      break; // a level is for processors that have all levels before it
+    best = level;
+  }
+  return best;
 }
 
 /// Set once while the library is loaded, before any filter can exist.
@@ -47,8 +31,7 @@ std::span<const Level> supported_levels() {
 }
 
 const char* level_name(Level level) {
-  constexpr std::array names{"baseline", "avx2", "avx512"};
-  return names[static_cast<size_t>(level)];
+  return level_names[static_cast<size_t>(level)];
 }
 
 Level active_level() {

@@ -1,16 +1,15 @@
 #pragma once
 
+#include <iterator>
 #include <span>
+
+#include "simd/level_list.h"
 
 // The instruction levels that kernels are compiled for, and the choice among them.
 //
 // Every kernel family is a struct of function pointers with one table for each level; a filter
 // asks for the table with `simd::kernels<Family>()`. All levels give bit-identical results.
 namespace filter_processor::simd {
-
-/// In ascending order of capability. `baseline` is what every processor of the family has: SSE2 on
-/// x86-64, NEON on 64-bit ARM. `avx512` means the BW, VL and DQ extensions.
-enum class Level { baseline, avx2, avx512 };
 
 /// The levels that this library was compiled for and this processor has, in ascending order; never
 /// empty. [thread-safe]
@@ -27,18 +26,13 @@ Level active_level();
 void use_level(Level level);
 
 /// The kernels of one family. `Kernels::at<level>()` is defined by the family's kernel source, once
-/// for each level that it is compiled for.
-template <typename Kernels>
+/// for each level that it is compiled for. `highest` is the number of the highest level to look at.
+template <typename Kernels, size_t highest = std::size(all_levels) - 1>
 const Kernels& kernels(Level level = active_level()) {
-#if defined(FILTER_PROCESSOR_X86_LEVELS)
-  if (level == Level::avx512)
-    return Kernels::template at<Level::avx512>();
-  if (level == Level::avx2)
-    return Kernels::template at<Level::avx2>();
-#else
-  (void)level;
-#endif
-  return Kernels::template at<Level::baseline>();
+  if constexpr (highest > 0)
+    if (level != all_levels[highest])
+      return kernels<Kernels, highest - 1>(level);
+  return Kernels::template at<all_levels[highest]>();
 }
 
 } // namespace filter_processor::simd

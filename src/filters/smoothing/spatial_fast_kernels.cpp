@@ -10,9 +10,9 @@ namespace {
 using Pixel = uint16_t;
 using simd::Lanes;
 
-/// SSE2 has the minimum and maximum of signed 16-bit lanes only: there medians are found among
-/// pixels less 32768, which have the same order.
-constexpr bool order_is_signed = simd::this_level == simd::Level::baseline;
+/// Without a minimum and maximum of unsigned lanes, medians are found among pixels less 32768,
+/// which have the same order as signed numbers.
+constexpr bool order_is_signed = !simd::has_unsigned_min;
 using Ordered = std::conditional_t<order_is_signed, int16_t, uint16_t>;
 
 /// Turns pixels into what is ordered and back.
