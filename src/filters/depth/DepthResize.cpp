@@ -90,17 +90,15 @@ gx_frame* DepthResize::filter_process(gx_frame* frame, gx_error** error) {
   call.create_output(call.host(gx_frame_get_format, call.depth()), out);
   const uint16_t* const from = call.pixels_of(call.depth());
   uint16_t* const to = call.pixels_of(call.output());
-  if (call.ok() && resize(from, size, to, out) != 0)
+  if (call.ok() && !resize(from, size, to, out))
     call.fail_kernel("depth resize error", class_name);
   call.complete_output(call.copy_depth_profile(), to, out);
   return call.deliver();
 }
 
-int DepthResize::resize(const uint16_t* from, FrameSize size, uint16_t* to, FrameSize out) {
+bool DepthResize::resize(const uint16_t* from, FrameSize size, uint16_t* to, FrameSize out) {
   if (size.width == 0 || size.height == 0 || out.width == 0 || out.height == 0)
-    return -1;
-  if (scale < 0.001F)
-    return -2;
+    return false;
   const Span columns = span_of({size.width, scale, ex_left, ex_right}, out.width);
   const Span rows = span_of({size.height, scale, ex_top, ex_bottom}, out.height);
   sampler_.run({.source = size,
@@ -113,7 +111,7 @@ int DepthResize::resize(const uint16_t* from, FrameSize size, uint16_t* to, Fram
                 .first_y = rows.first,
                 .step = source_step(scale)},
                from, to);
-  return 0;
+  return true;
 }
 
 void DepthResize::reset() {

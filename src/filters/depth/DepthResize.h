@@ -28,7 +28,7 @@ class DepthResize final : public IPrivFilter {
   void print_filter_params() override;
 
  private:
-  int resize(const uint16_t* from, FrameSize size, uint16_t* to, FrameSize out);
+  bool resize(const uint16_t* from, FrameSize size, uint16_t* to, FrameSize out);
 
   uint64_t dst_width = 0;
   uint64_t dst_height = 0;

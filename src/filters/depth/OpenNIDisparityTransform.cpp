@@ -131,8 +131,7 @@ void OpenNIDisparityTransform::convert_resampled(ProcessingFrame& call, gx_forma
 bool OpenNIDisparityTransform::sample(const Resampling& to, const uint16_t* codes, FrameSize size,
                                       uint16_t* depths) {
   const FrameSize target = to.target();
-  if (size.width == 0 || size.height == 0 || target.width == 0 || target.height == 0 ||
-      double{to.scale} < 0.001)
+  if (size.width == 0 || size.height == 0 || target.width == 0 || target.height == 0)
     return false;
   // Stays so in the table until it is built again.
   lookup_table->front() = 0;

@@ -24,9 +24,7 @@ void NearestSampler::run(const Sampling& sampling, const uint16_t* from, uint16_
   SampledRows rows{};
   rows.width = sampling.destination.width;
   rows.height = sampling.destination.height;
-  const bool empty = sampling.left >= sampling.right || sampling.top >= sampling.bottom ||
-                     sampling.source.width == 0 || sampling.source.height == 0;
-  if (!empty) {
+  if (sampling.left < sampling.right && sampling.top < sampling.bottom) {
     const SourceWalk columns{sampling.first_x, sampling.step, sampling.source.width};
     columns_.resize(sampling.right - sampling.left);
     for (uint32_t i = 0; i < columns_.size(); ++i)

@@ -27,7 +27,7 @@ struct Sampling {
 class NearestSampler {
  public:
   /// Writes every pixel of `to`; `table`, which may be null, maps the sampled pixels. Source
-  /// positions beyond the source become its last column or row. An empty source gives zeros.
+  /// positions beyond the source, which has a pixel at least, become its last column or row.
   void run(const Sampling& sampling, const uint16_t* from, uint16_t* to,
            const uint16_t* table = nullptr);
 

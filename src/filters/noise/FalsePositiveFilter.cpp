@@ -180,24 +180,19 @@ gx_frame* FalsePositiveFilter::filter_process(gx_frame* frame, gx_error** error)
   return call.deliver();
 }
 
-std::optional<FalsePositiveConfig> FalsePositiveFilter::params_for(FrameSize size,
-                                                                   bool was_initialized) const {
+std::optional<FalsePositiveConfig> FalsePositiveFilter::params_for(FrameSize size) const {
   constexpr uint32_t largest = std::numeric_limits<uint16_t>::max(); // of a record
   if (size.width == 0 || size.height == 0 || size.width > largest || size.height > largest)
     return std::nullopt;
-  const FrameSize current_size{current_filter_params.width, current_filter_params.height};
-  if (was_initialized && !params_changed && size == current_size)
-    return anchor_params; // taken as it was set; take-overs that succeed leave this to no frame
   return scale_config(anchor_params, static_cast<uint16_t>(size.width),
                       static_cast<uint16_t>(size.height));
 }
 
 void FalsePositiveFilter::update_all_config_and_initial(ProcessingFrame& call, FrameSize size) {
   // Until the take-over has succeeded, no frame may rely on the workspace.
-  const bool was_initialized = std::exchange(initialized, false);
-  if (was_initialized)
+  if (std::exchange(initialized, false))
     detection_workspace.reset(); // first: there might not be memory for two
-  const auto config = params_for(size, was_initialized);
+  const auto config = params_for(size);
   if (!config) {
     call.fail_traced({"invalid params", "update_all_config_and_initial", "width||height"});
     return;

@@ -48,7 +48,7 @@ class FalsePositiveFilter final : public IPrivFilter {
   void update_all_config_and_initial(ProcessingFrame& call, FrameSize size);
 
   /// The parameters to use for frames of this size, if it can be scaled to.
-  std::optional<FalsePositiveConfig> params_for(FrameSize size, bool was_initialized) const;
+  std::optional<FalsePositiveConfig> params_for(FrameSize size) const;
 
   std::recursive_mutex lock; // guards all that follows
   FalsePositiveConfig anchor_params;

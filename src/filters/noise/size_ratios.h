@@ -16,10 +16,13 @@ struct SizeRatios {
       : x(static_cast<float>(frame.width) / static_cast<float>(anchor.width)),
         y(static_cast<float>(frame.height) / static_cast<float>(anchor.height)) {}
 
-  /// Whether the frame is large enough for lengths to be scaled.
+  float area() const { return x * y; }
+
+  /// Whether the frame is large enough for lengths to be scaled. One side alone never is too short:
+  /// none is given for more than 65535 pixels.
   bool usable() const {
     constexpr double smallest = 1e-5;
-    return x >= smallest && y >= smallest && x * y >= smallest;
+    return area() >= smallest;
   }
 };
 

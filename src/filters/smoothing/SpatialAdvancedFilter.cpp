@@ -52,16 +52,15 @@ gx_frame* SpatialAdvancedFilter::filter_process(gx_frame* frame, gx_error** erro
   const std::lock_guard guard(lock);
   take_over(call, info);
   uint16_t* pixels = call.copy_depth_to_output();
-  if (call.ok() && smooth(pixels) != 0)
+  if (pixels == nullptr) // of a host that breaks its promise, too
     call.fail_kernel("spatial advanced filter error", "SpatialaDvancedFilter");
+  if (call.ok())
+    smooth(pixels);
   return call.deliver();
 }
 
-/// Returns 0, or -1 for an image or parameters that cannot be worked with.
-int SpatialAdvancedFilter::smooth(uint16_t* pixels) {
+void SpatialAdvancedFilter::smooth(uint16_t* pixels) {
   const SpatialAdvancedParams& params = current_filter_params;
-  if (pixels == nullptr || params.alpha < 0 || params.alpha > 1 || params.magnitude < 1)
-    return -1;
   // 16 bits of each: rows of a wider frame are taken to be that much shorter.
   const auto width = static_cast<uint16_t>(current_frame_info.width);
   const auto height = static_cast<uint16_t>(current_frame_info.height);
@@ -73,14 +72,13 @@ int SpatialAdvancedFilter::smooth(uint16_t* pixels) {
     // One round on disparity frames, whatever the magnitude.
     kernels.rows_fixed(image, params.disp_diff, radius, strip_.data());
     kernels.columns_fixed(image, params.disp_diff);
-    return 0;
+    return;
   }
   const uint16_t* table = depth_diff_lut.entries.data();
   for (int i = 0; i < params.magnitude; ++i) {
     kernels.rows_table(image, table, radius, strip_.data());
     kernels.columns_table(image, table);
   }
-  return 0;
 }
 
 void SpatialAdvancedFilter::print_filter_params() {

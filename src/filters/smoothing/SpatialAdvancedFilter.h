@@ -33,7 +33,7 @@ class SpatialAdvancedFilter final : public DepthAdaptiveFilter<SpatialAdvancedPa
   void print_filter_params() override;
 
  private:
-  int smooth(uint16_t* pixels);
+  void smooth(uint16_t* pixels);
 
   std::vector<uint16_t> strip_; // the kernels' work space, kept from frame to frame
 };

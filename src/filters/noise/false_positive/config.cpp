@@ -5,6 +5,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "filters/noise/size_ratios.h"
 #include "plugin/base/numbers.h"
 
 namespace filter_processor {
@@ -48,11 +49,11 @@ const char* find_config_fault(const FalsePositiveConfig& config) {
 
 std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& anchor, uint16_t width,
                                                 uint16_t height) {
-  constexpr float smallest_factor = 0.00001F;
-  const float x = static_cast<float>(width) / static_cast<float>(anchor.width);
-  const float y = static_cast<float>(height) / static_cast<float>(anchor.height);
-  const float area = x * y;
-  if (x < smallest_factor || y < smallest_factor || area < smallest_factor)
+  const SizeRatios ratios({width, height}, {anchor.width, anchor.height});
+  const auto [x, y] = ratios;
+  const float area = ratios.area();
+  constexpr float smallest_area = 0.00001F; // in single precision: a touch less than for other filters
+  if (area < smallest_area)
     return std::nullopt;
 
   Config config = anchor;
