@@ -7,7 +7,7 @@
 #include "filters/depth/sampling_kernels.h"
 #include "filters/noise/edge_strips_kernels.h"
 #include "filters/noise/false_positive/join_kernels.h"
-#include "filters/noise/speckle_kernels.h"
+#include "filters/noise/speckle/speckle_kernels.h"
 #include "filters/smoothing/hole_filling_kernels.h"
 #include "filters/smoothing/spatial_advanced_kernels.h"
 #include "filters/smoothing/spatial_fast_kernels.h"

@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "filters/noise/speckle_kernels.h"
+#include "filters/noise/speckle/speckle_kernels.h"
 #include "plugin/base/numbers.h"
 #include "plugin/base/parameters.h"
 #include "plugin/base/processing_frame.h"

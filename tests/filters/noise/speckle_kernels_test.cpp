@@ -5,7 +5,7 @@
 #include <random>
 
 #include "filters/noise/naive_speckles.h"
-#include "filters/noise/speckle_kernels.h"
+#include "filters/noise/speckle/speckle_kernels.h"
 #include "support/host_objects.h"
 
 namespace {

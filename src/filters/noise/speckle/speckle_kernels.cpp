@@ -1,4 +1,4 @@
-#include "filters/noise/speckle_kernels.h"
+#include "filters/noise/speckle/speckle_kernels.h"
 
 #include "simd/lanes-inl.h"
 
