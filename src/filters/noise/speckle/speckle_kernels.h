@@ -6,6 +6,27 @@
 
 namespace filter_processor {
 
+/// What is removed from which frame.
+struct SpeckleTask {
+  uint32_t width, height; ///< pixels, each at most 32767
+  /// Marks invalid pixels, none where it is above 65535; removed pixels get its low 16 bits.
+  uint32_t invalid_value = 0;
+
+  int32_t max_diff = 0; ///< the threshold of all pixels, without a table; below 0 nothing joins
+  /// `lut_size` thresholds: a depth d has that of bin (d >> depth_shift) mod 256, at most the last.
+  const uint16_t* lut = nullptr;
+  uint8_t lut_size = 0; ///< 0: no table, and `lut` may be null
+  uint8_t depth_shift = 0;
+
+  bool single = true;   ///< one limit for all regions, or one for each tile
+  int32_t max_size = 0; ///< the one limit, in pixels; a default for the frame's size where <= 0
+  /// `tiles_x` x `tiles_y` limits in row-major order for the tiles of the frame in which regions
+  /// begin, in samples: pixels, or blocks of frames worked on at half resolution. May be null where
+  /// `single`.
+  const uint16_t* tile_limits = nullptr;
+  uint32_t tiles_x = 4, tiles_y = 4; ///< 1 or more
+};
+
 /// Removes speckles: 4-connected regions of at most a maximum size.
 ///
 /// A region grows from its first pixel in row-major order over all pixels that no earlier region
@@ -20,23 +41,11 @@ namespace filter_processor {
 /// column belongs to no block and stays as it is.
 struct SpeckleKernels {
   /// Bytes of the work buffer for a frame of this size.
-  uint64_t (*work_buffer_size)(uint32_t width, uint32_t height, int32_t single);
+  uint64_t (*work_buffer_size)(uint32_t width, uint32_t height, bool single);
 
-  /// Works on `width` x `height` packed pixels in place, each side at most 32767; always returns 0.
-  ///
-  /// `work_buffer` has work_buffer_size() bytes, aligned for any type; what it holds is of no
-  /// account. `lut_size` 0 chooses the threshold `max_diff` (below 0 nothing joins). Otherwise
-  /// `depth_diff_lut` has `lut_size` thresholds, and a depth d has that of bin
-  /// ((d >> depth_shift) mod 256), at most the last. `single` not 0 chooses `max_size` as the limit
-  /// for all regions, in pixels, or a default where it is not above 0; 0 chooses `tile_table`,
-  /// `tiles_x` x `tiles_y` limits in pixels or samples for the tiles of the frame in which regions
-  /// begin. `invalid_value` marks invalid pixels; removed ones get its low 16 bits. In single mode
-  /// `tile_table` may be null, and without a table `depth_diff_lut`.
-  int32_t (*removeSpeckles)(void* work_buffer, uint16_t* depth, const uint16_t* tile_table,
-                            uint32_t width, uint32_t height, const uint16_t* depth_diff_lut,
-                            uint8_t depth_shift, uint8_t lut_size, int32_t max_diff,
-                            int32_t max_size, int32_t tiles_x, int32_t tiles_y,
-                            uint32_t invalid_value, int32_t single);
+  /// Works on the packed pixels `depth` in place; always returns 0. `work_buffer` has
+  /// work_buffer_size() bytes, aligned for any type; what it holds is of no account.
+  int32_t (*removeSpeckles)(void* work_buffer, uint16_t* depth, const SpeckleTask& task);
 
   template <simd::Level>
   static const SpeckleKernels& at();
