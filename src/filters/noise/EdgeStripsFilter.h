@@ -12,6 +12,21 @@
 
 namespace filter_processor {
 
+/// What both filters' parameters have in common, in pixels. The margins are the strips' lengths,
+/// the limits are distances from the border within which strips are cleared.
+struct StripLengths {
+  uint32_t margin_x_th, margin_y_th, limit_x_th, limit_y_th;
+
+  void scale(const SizeRatios& ratios) {
+    margin_x_th = scaled(margin_x_th, ratios.x);
+    limit_x_th = scaled(limit_x_th, ratios.x);
+    margin_y_th = scaled(margin_y_th, ratios.y);
+    limit_y_th = scaled(limit_y_th, ratios.y);
+  }
+
+  friend bool operator==(const StripLengths&, const StripLengths&) = default;
+};
+
 /// The filters that clear strips along the border of the valid area: all but the strips' shape.
 ///
 /// Lengths are given for an anchor size and scaled to each frame's. Keeps no image data between
@@ -49,6 +64,14 @@ class EdgeStripsFilter : public IPrivFilter {
   static uint32_t read_length(Parameters& parameters, int32_t index, const char* key, int min,
                               int max) {
     return static_cast<uint16_t>(parameters.integer(index, key, min, max));
+  }
+
+  /// The four lengths of strips, the first of which is parameter `first`.
+  static StripLengths read_strips(Parameters& parameters, int32_t first) {
+    return {.margin_x_th = read_length(parameters, first, "margin_x_th", 0, 640),
+            .margin_y_th = read_length(parameters, first + 1, "margin_y_th", 0, 400),
+            .limit_x_th = read_length(parameters, first + 2, "limit_x_th", 1, 640),
+            .limit_y_th = read_length(parameters, first + 3, "limit_y_th", 1, 400)};
   }
 
   /// New parameters, in use from the next frame that takes `lock`, unless they are those that are
