@@ -93,10 +93,9 @@ class EdgeStripsFilter : public IPrivFilter {
   /// Whether what `prepare` made holds for frames of that size.
   virtual bool is_prepared_for(FrameSize /*size*/) const { return true; }
 
-  /// Makes what depends on the size of frames besides the lengths; called even for a frame that
-  /// turns out to be too small.
-  virtual void prepare(FrameSize /*size*/, const SizeRatios& /*ratios*/, const Params& /*anchor*/) {
-  }
+  /// Makes what depends on the size of frames besides the lengths, from those scaled to that size;
+  /// called even for a frame that turns out to be too small.
+  virtual void prepare(FrameSize /*size*/, const Params& /*params*/) {}
 
   /// Runs the kernel and returns its status.
   virtual int32_t clear_strips(const EdgeStripsImage& image, const Params& params) = 0;
@@ -139,17 +138,14 @@ bool EdgeStripsFilter<Params>::updateConfig(FrameSize size) {
   if (size.width == 0 || size.height == 0)
     return false;
   Params params = anchor_params;
-  const FrameSize anchor{params.width, params.height};
-  const SizeRatios ratios(size, anchor);
+  const SizeRatios ratios(size, {params.width, params.height});
+  params.scale(ratios); // by exactly 1 for frames of the anchor's size: lengths have 16 bits
+  params.width = size.width;
+  params.height = size.height;
   if (!is_prepared_for(size))
-    prepare(size, ratios, anchor_params);
-  if (size != anchor) {
-    if (!ratios.usable())
-      return false;
-    params.scale(ratios);
-    params.width = size.width;
-    params.height = size.height;
-  }
+    prepare(size, params);
+  if (!ratios.usable())
+    return false;
   current_filter_params = params;
   config_changed = false;
   return true;

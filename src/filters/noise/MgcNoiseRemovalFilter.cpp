@@ -43,12 +43,11 @@ void MgcNoiseRemovalParams::scale(const SizeRatios& ratios) {
   strips.scale(ratios);
 }
 
-void MgcNoiseRemovalFilter::prepare(FrameSize size, const SizeRatios& ratios,
-                                    const MgcNoiseRemovalParams& anchor) {
-  chamfer_table_.build(size, {.left = scaled(anchor.max_width_left, ratios.x),
-                              .right = scaled(anchor.max_width_right, ratios.x),
-                              .margin = scaled(anchor.strips.margin_x_th, ratios.x),
-                              .radius = scaled(anchor.max_radius, ratios.x)});
+void MgcNoiseRemovalFilter::prepare(FrameSize size, const MgcNoiseRemovalParams& params) {
+  chamfer_table_.build(size, {.left = params.max_width_left,
+                              .right = params.max_width_right,
+                              .margin = params.strips.margin_x_th,
+                              .radius = params.max_radius});
 }
 
 int32_t MgcNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,

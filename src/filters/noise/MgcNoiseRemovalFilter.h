@@ -39,8 +39,7 @@ class MgcNoiseRemovalFilter final : public EdgeStripsFilter<MgcNoiseRemovalParam
 
  private:
   bool is_prepared_for(FrameSize size) const override { return chamfer_table_.is_for(size); }
-  void prepare(FrameSize size, const SizeRatios& ratios,
-               const MgcNoiseRemovalParams& anchor) override;
+  void prepare(FrameSize size, const MgcNoiseRemovalParams& params) override;
   int32_t clear_strips(const EdgeStripsImage& image, const MgcNoiseRemovalParams& params) override;
   void print(const char* heading, const MgcNoiseRemovalParams& params) const override;
 

@@ -12,11 +12,13 @@ struct SpeckleTask {
   /// Marks invalid pixels, none where it is above 65535; removed pixels get its low 16 bits.
   uint32_t invalid_value = 0;
 
-  int32_t max_diff = 0; ///< the threshold of all pixels, without a table; below 0 nothing joins
+  /// The threshold of all pixels where there is no table, like all thresholds in units of the
+  /// frame's values; below 0 nothing joins.
+  int32_t max_diff = 0;
   /// `lut_size` thresholds: a depth d has that of bin (d >> depth_shift) mod 256, at most the last.
   const uint16_t* lut = nullptr;
-  uint8_t lut_size = 0; ///< 0: no table, and `lut` may be null
-  uint8_t depth_shift = 0;
+  uint8_t lut_size = 0;    ///< 0: no table, and `lut` may be null
+  uint8_t depth_shift = 0; ///< any; from 16 on all depths are in the first bin
 
   bool single = true;   ///< one limit for all regions, or one for each tile
   int32_t max_size = 0; ///< the one limit, in pixels; a default for the frame's size where <= 0
