@@ -7,7 +7,7 @@
 #include "filters/depth/sampling_kernels.h"
 #include "filters/noise/edge_strips_kernels.h"
 #include "filters/noise/false_positive/join_kernels.h"
-#include "filters/noise/speckle_kernels.h"
+#include "filters/noise/speckle/speckle_kernels.h"
 #include "filters/smoothing/hole_filling_kernels.h"
 #include "filters/smoothing/spatial_advanced_kernels.h"
 #include "filters/smoothing/spatial_fast_kernels.h"
@@ -217,13 +217,18 @@ void add_speckles() {
   using Kernels = SpeckleKernels;
   const auto remove = [](const std::string& name, bool with_table) {
     add<Kernels>("Speckle." + name, [=](const Kernels& kernels, Size size) {
-      const auto bytes = kernels.work_buffer_size(size.width, size.height, 1);
+      const auto bytes = kernels.work_buffer_size(size.width, size.height, true);
       return [=, &kernels,
               buffer = std::vector<std::max_align_t>(bytes / sizeof(std::max_align_t) + 1)](
                  Pixels& pixels) mutable {
-        const auto entries = static_cast<uint8_t>(with_table ? std::size(steps) : 0);
-        kernels.removeSpeckles(buffer.data(), pixels.data(), nullptr, size.width, size.height,
-                               steps, 10, entries, step, 80, 4, 4, 0, 1);
+        const SpeckleTask task{.width = size.width,
+                               .height = size.height,
+                               .max_diff = step,
+                               .lut = steps,
+                               .lut_size = static_cast<uint8_t>(with_table ? std::size(steps) : 0),
+                               .depth_shift = 10,
+                               .max_size = 80};
+        kernels.removeSpeckles(buffer.data(), pixels.data(), task);
       };
     });
   };

@@ -155,8 +155,7 @@ void edge_rows(Pixels& pixels, Size size) {
 
 void speckles(Pixels& pixels, Size size) {
   test::naive_remove_speckles(
-      {.width = size.width, .height = size.height, .max_diff = 160, .max_size = 80, .single = 1},
-      pixels);
+      {.width = size.width, .height = size.height, .max_diff = 160, .max_size = 80}, pixels);
 }
 
 void false_positive_all(Pixels& pixels, Size size) {

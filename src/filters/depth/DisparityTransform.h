@@ -10,7 +10,7 @@ class DisparityTransform final : public DisparityConversion {
  public:
   static constexpr const char* class_name = "DisparityTransform";
 
-  DisparityTransform() : DisparityConversion(65535, 0) {}
+  DisparityTransform() : DisparityConversion({.max = 65535, .min = 0}) {}
 
   const char* get_config_schema() override;
 

@@ -13,7 +13,7 @@ class OpenNIDisparityTransform final : public DisparityConversion {
  public:
   static constexpr const char* class_name = "OpenNIDisparityTransform";
 
-  OpenNIDisparityTransform() : DisparityConversion(10000, 100) {}
+  OpenNIDisparityTransform() : DisparityConversion({.max = 10000, .min = 100}) {}
 
   const char* get_config_schema() override;
 

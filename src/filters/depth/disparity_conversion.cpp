@@ -87,8 +87,8 @@ void DisparityConversion::read_disparity_offset(ProcessingFrame& call) {
 void DisparityConversion::follow_record(ProcessingFrame& call, const D2DParameters& record) {
   if (same_record(record, d2d_parameters) && !params_changed)
     return;
-  value_scale = 1.0F / depth_unit;
-  output_bit_size = bits_for(static_cast<float>(max_depth) * value_scale);
+  value_scale = 1.0F / depth_range.unit;
+  output_bit_size = bits_for(static_cast<float>(depth_range.max) * value_scale);
   d2d_parameters = record;
   params_changed = false;
   build_table(call);
@@ -131,8 +131,8 @@ void DisparityConversion::describe_depths(ProcessingFrame& call) const {
 }
 
 DepthOutput DisparityConversion::depth_output() const {
-  return {.max_depth = max_depth,
-          .min_depth = min_depth,
+  return {.max_depth = depth_range.max,
+          .min_depth = depth_range.min,
           .value_scale = value_scale,
           .disparity_offset = metadata_disparity_offset};
 }
@@ -149,15 +149,13 @@ DisparityConversion::read_depth_range(const Parameters& parameters) {
 }
 
 bool DisparityConversion::differs(const std::optional<DepthRange>& range) const {
-  return range && (range->max != max_depth || range->unit != depth_unit);
+  return range && (range->max != depth_range.max || range->unit != depth_range.unit);
 }
 
 void DisparityConversion::store(const std::optional<DepthRange>& range) {
   if (!differs(range))
     return;
-  max_depth = range->max;
-  min_depth = range->min;
-  depth_unit = range->unit;
+  depth_range = *range;
   params_changed = true;
 }
 

@@ -28,19 +28,19 @@ class DisparityConversion : public IPrivFilter {
   void print_filter_params() override;
 
  protected:
-  DisparityConversion(uint32_t max, uint32_t min) : max_depth(max), min_depth(min) {}
+  /// The depths that a filter makes: its first three parameters.
+  struct DepthRange {
+    uint32_t max, min; ///< millimetres
+    float unit = 1.0F; ///< millimetres for one unit of the output
+  };
+
+  explicit DisparityConversion(const DepthRange& range) : depth_range(range) {}
   DisparityConversion(const DisparityConversion&) = delete;
   DisparityConversion& operator=(const DisparityConversion&) = delete;
   ~DisparityConversion() = default;
 
   /// The whole of a filter's filter_process; `filter` is the class name.
   gx_frame* process(const char* filter, gx_frame* frame, gx_error** error);
-
-  /// The first three parameters.
-  struct DepthRange {
-    uint32_t max, min; ///< millimetres
-    float unit;        ///< millimetres for one unit of the output
-  };
 
   /// None where a value is out of range: then all three are ignored, without an error.
   static std::optional<DepthRange> read_depth_range(const Parameters& parameters);
@@ -71,11 +71,9 @@ class DisparityConversion : public IPrivFilter {
 
   InstanceLock lock;
   D2DParameters d2d_parameters{}; ///< with the bit size of the table's codes
-  uint32_t max_depth;             ///< millimetres
-  uint32_t min_depth;             ///< millimetres
+  DepthRange depth_range;
   bool params_changed = false;
-  float depth_unit = 1.0F;  ///< millimetres for one unit of the output
-  float value_scale = 1.0F; ///< 1 / depth_unit, as of the last change
+  float value_scale = 1.0F; ///< 1 / the range's unit, as of the last change
   float metadata_disparity_offset = 0.0F;
   uint8_t output_bit_size = 0;
   uint32_t table_size = 0;

@@ -20,35 +20,23 @@ void EdgeNoiseRemovalFilter::update_filter_config(int32_t argc, const char** arg
   Parameters parameters(class_name, argc, argv, error);
   if (!parameters.count_is(7))
     return;
-  const auto length = [&](int32_t index, const char* key, int min, int max) {
-    return read_length(parameters, index, key, min, max);
-  };
   EdgeNoiseRemovalParams params;
-  params.margin_x_th = length(0, "margin_x_th", 0, 640);
-  params.margin_y_th = length(1, "margin_y_th", 0, 400);
-  params.limit_x_th = length(2, "limit_x_th", 1, 640);
-  params.limit_y_th = length(3, "limit_y_th", 1, 400);
+  params.strips = read_strips(parameters, 0);
   params.enable_vertical_direction = parameters.integer(4, "enable_vertical_direction", 0, 1) != 0;
-  params.width = length(5, "width", 1, 1280);
-  params.height = length(6, "height", 1, 1024); // more than the schema offers
+  params.width = read_length(parameters, 5, "width", 1, 1280);
+  params.height = read_length(parameters, 6, "height", 1, 1024); // more than the schema offers
   if (parameters.accepted())
     configure(params);
-}
-
-void EdgeNoiseRemovalParams::scale(const SizeRatios& ratios) {
-  margin_x_th = scaled(margin_x_th, ratios.x);
-  limit_x_th = scaled(limit_x_th, ratios.x);
-  margin_y_th = scaled(margin_y_th, ratios.y);
-  limit_y_th = scaled(limit_y_th, ratios.y);
 }
 
 int32_t EdgeNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
                                              const EdgeNoiseRemovalParams& params) {
   const auto& kernels = simd::kernels<EdgeStripsKernels>();
+  const StripLengths& strips = params.strips;
   if (!params.enable_vertical_direction)
-    return kernels.rows(image, params.margin_x_th, params.limit_x_th);
-  return kernels.rows_and_columns(image, params.margin_x_th, params.margin_y_th, params.limit_x_th,
-                                  params.limit_y_th, columns(image.width));
+    return kernels.rows(image, strips.margin_x_th, strips.limit_x_th);
+  return kernels.rows_and_columns(image, strips.margin_x_th, strips.margin_y_th, strips.limit_x_th,
+                                  strips.limit_y_th, columns(image.width));
 }
 
 void EdgeNoiseRemovalFilter::print(const char* heading,
@@ -57,10 +45,10 @@ void EdgeNoiseRemovalFilter::print(const char* heading,
             << "width:            " << params.width << std::endl
             << "height:           " << params.height << std::endl
             << "enable_direction: " << params.enable_vertical_direction << std::endl
-            << "limit_x_th:       " << params.limit_x_th << std::endl
-            << "limit_y_th:       " << params.limit_y_th << std::endl
-            << "margin_x_th:      " << params.margin_x_th << std::endl
-            << "margin_y_th:      " << params.margin_y_th << std::endl;
+            << "limit_x_th:       " << params.strips.limit_x_th << std::endl
+            << "limit_y_th:       " << params.strips.limit_y_th << std::endl
+            << "margin_x_th:      " << params.strips.margin_x_th << std::endl
+            << "margin_y_th:      " << params.strips.margin_y_th << std::endl;
 }
 
 } // namespace filter_processor

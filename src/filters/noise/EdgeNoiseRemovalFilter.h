@@ -4,18 +4,14 @@
 
 namespace filter_processor {
 
-/// Lengths in pixels for frames of `width` x `height`. The limits are distances from the border
-/// within which a strip is cleared, the margins are the strips' lengths.
+/// Lengths for frames of `width` x `height`.
 struct EdgeNoiseRemovalParams {
-  uint32_t margin_x_th = 6;
-  uint32_t margin_y_th = 6;
-  uint32_t limit_x_th = 70;
-  uint32_t limit_y_th = 30;
+  StripLengths strips{.margin_x_th = 6, .margin_y_th = 6, .limit_x_th = 70, .limit_y_th = 30};
   uint32_t width = 1280;
   uint32_t height = 800;
   bool enable_vertical_direction = true; // although the schema's default is off
 
-  void scale(const SizeRatios& ratios);
+  void scale(const SizeRatios& ratios) { strips.scale(ratios); }
   friend bool operator==(const EdgeNoiseRemovalParams&, const EdgeNoiseRemovalParams&) = default;
 };
 

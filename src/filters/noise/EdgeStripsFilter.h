@@ -12,6 +12,21 @@
 
 namespace filter_processor {
 
+/// What both filters' parameters have in common, in pixels. The margins are the strips' lengths,
+/// the limits are distances from the border within which strips are cleared.
+struct StripLengths {
+  uint32_t margin_x_th, margin_y_th, limit_x_th, limit_y_th;
+
+  void scale(const SizeRatios& ratios) {
+    margin_x_th = scaled(margin_x_th, ratios.x);
+    limit_x_th = scaled(limit_x_th, ratios.x);
+    margin_y_th = scaled(margin_y_th, ratios.y);
+    limit_y_th = scaled(limit_y_th, ratios.y);
+  }
+
+  friend bool operator==(const StripLengths&, const StripLengths&) = default;
+};
+
 /// The filters that clear strips along the border of the valid area: all but the strips' shape.
 ///
 /// Lengths are given for an anchor size and scaled to each frame's. Keeps no image data between
@@ -51,6 +66,14 @@ class EdgeStripsFilter : public IPrivFilter {
     return static_cast<uint16_t>(parameters.integer(index, key, min, max));
   }
 
+  /// The four lengths of strips, the first of which is parameter `first`.
+  static StripLengths read_strips(Parameters& parameters, int32_t first) {
+    return {.margin_x_th = read_length(parameters, first, "margin_x_th", 0, 640),
+            .margin_y_th = read_length(parameters, first + 1, "margin_y_th", 0, 400),
+            .limit_x_th = read_length(parameters, first + 2, "limit_x_th", 1, 640),
+            .limit_y_th = read_length(parameters, first + 3, "limit_y_th", 1, 400)};
+  }
+
   /// New parameters, in use from the next frame that takes `lock`, unless they are those that are
   /// configured.
   void configure(const Params& params) {
@@ -70,10 +93,9 @@ class EdgeStripsFilter : public IPrivFilter {
   /// Whether what `prepare` made holds for frames of that size.
   virtual bool is_prepared_for(FrameSize /*size*/) const { return true; }
 
-  /// Makes what depends on the size of frames besides the lengths; called even for a frame that
-  /// turns out to be too small.
-  virtual void prepare(FrameSize /*size*/, const SizeRatios& /*ratios*/, const Params& /*anchor*/) {
-  }
+  /// Makes what depends on the size of frames besides the lengths, from those scaled to that size;
+  /// called even for a frame that turns out to be too small.
+  virtual void prepare(FrameSize /*size*/, const Params& /*params*/) {}
 
   /// Runs the kernel and returns its status.
   virtual int32_t clear_strips(const EdgeStripsImage& image, const Params& params) = 0;
@@ -116,17 +138,14 @@ bool EdgeStripsFilter<Params>::updateConfig(FrameSize size) {
   if (size.width == 0 || size.height == 0)
     return false;
   Params params = anchor_params;
-  const FrameSize anchor{params.width, params.height};
-  const SizeRatios ratios(size, anchor);
+  const SizeRatios ratios(size, {params.width, params.height});
+  params.scale(ratios); // by exactly 1 for frames of the anchor's size: lengths have 16 bits
+  params.width = size.width;
+  params.height = size.height;
   if (!is_prepared_for(size))
-    prepare(size, ratios, anchor_params);
-  if (size != anchor) {
-    if (!ratios.usable())
-      return false;
-    params.scale(ratios);
-    params.width = size.width;
-    params.height = size.height;
-  }
+    prepare(size, params);
+  if (!ratios.usable())
+    return false;
   current_filter_params = params;
   config_changed = false;
   return true;

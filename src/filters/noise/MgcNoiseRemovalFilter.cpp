@@ -29,10 +29,7 @@ void MgcNoiseRemovalFilter::update_filter_config(int32_t argc, const char** argv
   params.max_width_left = length(0, "max_width_left", 0, 640);
   params.max_width_right = length(1, "max_width_right", 0, 640);
   params.max_radius = length(2, "max_radius", 0, 640);
-  params.margin_x_th = length(3, "margin_x_th", 0, 640);
-  params.margin_y_th = length(4, "margin_y_th", 0, 400);
-  params.limit_x_th = length(5, "limit_x_th", 1, 640);
-  params.limit_y_th = length(6, "limit_y_th", 1, 400);
+  params.strips = read_strips(parameters, 3);
   params.width = length(7, "width", 1, 1280);
   params.height = length(8, "height", 1, 1024); // more than the schema offers
   if (parameters.accepted())
@@ -43,25 +40,21 @@ void MgcNoiseRemovalParams::scale(const SizeRatios& ratios) {
   max_width_left = scaled(max_width_left, ratios.x);
   max_width_right = scaled(max_width_right, ratios.x);
   max_radius = scaled(max_radius, ratios.x);
-  margin_x_th = scaled(margin_x_th, ratios.x);
-  limit_x_th = scaled(limit_x_th, ratios.x);
-  margin_y_th = scaled(margin_y_th, ratios.y);
-  limit_y_th = scaled(limit_y_th, ratios.y);
+  strips.scale(ratios);
 }
 
-void MgcNoiseRemovalFilter::prepare(FrameSize size, const SizeRatios& ratios,
-                                    const MgcNoiseRemovalParams& anchor) {
-  chamfer_table_.build(size, {.left = scaled(anchor.max_width_left, ratios.x),
-                              .right = scaled(anchor.max_width_right, ratios.x),
-                              .margin = scaled(anchor.margin_x_th, ratios.x),
-                              .radius = scaled(anchor.max_radius, ratios.x)});
+void MgcNoiseRemovalFilter::prepare(FrameSize size, const MgcNoiseRemovalParams& params) {
+  chamfer_table_.build(size, {.left = params.max_width_left,
+                              .right = params.max_width_right,
+                              .margin = params.strips.margin_x_th,
+                              .radius = params.max_radius});
 }
 
 int32_t MgcNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
                                             const MgcNoiseRemovalParams& params) {
   return simd::kernels<EdgeStripsKernels>().chamfered_rows_and_columns(
-      image, params.margin_y_th, params.limit_x_th, params.limit_y_th, chamfer_table_.entries(),
-      columns(image.width));
+      image, params.strips.margin_y_th, params.strips.limit_x_th, params.strips.limit_y_th,
+      chamfer_table_.entries(), columns(image.width));
 }
 
 void MgcNoiseRemovalFilter::print(const char* heading, const MgcNoiseRemovalParams& params) const {
@@ -71,10 +64,10 @@ void MgcNoiseRemovalFilter::print(const char* heading, const MgcNoiseRemovalPara
             << "max_width_left:   " << params.max_width_left << std::endl
             << "max_width_right:  " << params.max_width_right << std::endl
             << "max_radius:       " << params.max_radius << std::endl
-            << "limit_x_th:       " << params.limit_x_th << std::endl
-            << "limit_y_th:       " << params.limit_y_th << std::endl
-            << "margin_x_th:      " << params.margin_x_th << std::endl
-            << "margin_y_th:      " << params.margin_y_th << std::endl;
+            << "limit_x_th:       " << params.strips.limit_x_th << std::endl
+            << "limit_y_th:       " << params.strips.limit_y_th << std::endl
+            << "margin_x_th:      " << params.strips.margin_x_th << std::endl
+            << "margin_y_th:      " << params.strips.margin_y_th << std::endl;
 }
 
 } // namespace filter_processor

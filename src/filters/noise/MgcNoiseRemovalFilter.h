@@ -5,18 +5,14 @@
 
 namespace filter_processor {
 
-/// Lengths in pixels for frames of `width` x `height`. The limits are distances from the border
-/// within which strips are cleared.
+/// Lengths in pixels for frames of `width` x `height`.
 struct MgcNoiseRemovalParams {
   uint32_t width = 1280;
   uint32_t height = 800;
   uint32_t max_width_left = 80;
   uint32_t max_width_right = 80;
   uint32_t max_radius = 640;
-  uint32_t margin_x_th = 6;
-  uint32_t margin_y_th = 0;
-  uint32_t limit_x_th = 120;
-  uint32_t limit_y_th = 120;
+  StripLengths strips{.margin_x_th = 6, .margin_y_th = 0, .limit_x_th = 120, .limit_y_th = 120};
 
   void scale(const SizeRatios& ratios);
   friend bool operator==(const MgcNoiseRemovalParams&, const MgcNoiseRemovalParams&) = default;
@@ -43,8 +39,7 @@ class MgcNoiseRemovalFilter final : public EdgeStripsFilter<MgcNoiseRemovalParam
 
  private:
   bool is_prepared_for(FrameSize size) const override { return chamfer_table_.is_for(size); }
-  void prepare(FrameSize size, const SizeRatios& ratios,
-               const MgcNoiseRemovalParams& anchor) override;
+  void prepare(FrameSize size, const MgcNoiseRemovalParams& params) override;
   int32_t clear_strips(const EdgeStripsImage& image, const MgcNoiseRemovalParams& params) override;
   void print(const char* heading, const MgcNoiseRemovalParams& params) const override;
 

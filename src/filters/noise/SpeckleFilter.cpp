@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "filters/noise/speckle_kernels.h"
+#include "filters/noise/speckle/speckle_kernels.h"
 #include "plugin/base/numbers.h"
 #include "plugin/base/parameters.h"
 #include "plugin/base/processing_frame.h"
@@ -10,7 +10,7 @@
 namespace filter_processor {
 namespace {
 
-constexpr int32_t tiles_each_way = 4;
+constexpr uint32_t tiles_each_way = 4;
 
 /// The description that no frame has been compared with yet: one of the anchor's size.
 FrameInfo no_frame(const SpeckleParams& anchor) {
@@ -138,21 +138,29 @@ void SpeckleFilter::make_work_buffer(const FrameInfo& info) {
     return;
   work_buffer = {};
   const auto size = simd::kernels<SpeckleKernels>().work_buffer_size(
-      static_cast<uint32_t>(info.width), static_cast<uint32_t>(info.height), kind_.tiled ? 0 : 1);
+      static_cast<uint32_t>(info.width), static_cast<uint32_t>(info.height), !kind_.tiled);
   // Left as it is: pages that no frame needs are never touched.
   work_buffer = {info.width, info.height, std::make_unique_for_overwrite<uint8_t[]>(size)};
 }
 
 int32_t SpeckleFilter::run_kernel(uint16_t* pixels, const D2DParameters& record) {
   const SpeckleParams& params = current_filter_params;
-  const bool disparity = current_frame_info.depth_flag == GX_PIXEL_DISPARITY;
-  return simd::kernels<SpeckleKernels>().removeSpeckles(
-      work_buffer.bytes.get(), pixels, kind_.tiled ? params.max_sizes.data() : nullptr,
-      static_cast<uint32_t>(params.width), static_cast<uint32_t>(params.height),
-      disparity ? nullptr : depth_diff_lut.entries.data(),
-      disparity ? uint8_t{0} : depth_diff_lut.shift, disparity ? uint8_t{0} : DepthDiffLut::size,
-      params.min_diff, params.max_sizes[0], tiles_each_way, tiles_each_way,
-      disparity ? invalid_disparity(record) : 0, kind_.tiled ? 0 : 1);
+  SpeckleTask task{.width = static_cast<uint32_t>(params.width),
+                   .height = static_cast<uint32_t>(params.height),
+                   .single = !kind_.tiled,
+                   .max_size = params.max_sizes[0],
+                   .tile_limits = params.max_sizes.data(),
+                   .tiles_x = tiles_each_way,
+                   .tiles_y = tiles_each_way};
+  if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY) {
+    task.invalid_value = invalid_disparity(record);
+    task.max_diff = params.min_diff;
+  } else {
+    task.lut = depth_diff_lut.entries.data();
+    task.lut_size = DepthDiffLut::size;
+    task.depth_shift = depth_diff_lut.shift;
+  }
+  return simd::kernels<SpeckleKernels>().removeSpeckles(work_buffer.bytes.get(), pixels, task);
 }
 
 void SpeckleFilter::reset() {

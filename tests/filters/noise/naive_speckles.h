@@ -8,21 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "filters/noise/speckle/speckle_kernels.h"
+
 namespace test {
 
-/// The arguments of removeSpeckles but the buffers; an empty table stands for none.
-struct SpeckleTask {
-  uint32_t width, height;
-  std::vector<uint16_t> tiles = {};
-  std::vector<uint16_t> lut = {};
-  uint8_t shift = 0;
-  int32_t max_diff = 0;
-  int32_t max_size = 0;
-  int32_t tiles_x = 4;
-  int32_t tiles_y = 4;
-  uint32_t invalid_value = 0;
-  int32_t single = 0;
-};
+using filter_processor::SpeckleTask;
 
 class NaiveSpeckles {
  public:
@@ -45,7 +35,7 @@ class NaiveSpeckles {
 
   int choose_sampling() {
     const auto is = [&](int w, int h) { return width_ == w || height_ == h; };
-    if (task_.single == 0)
+    if (!task_.single)
       return is(1280, 1280) || is(640, 640) ? 2 : 1;
     constexpr struct {
       int width, height, size;
@@ -61,22 +51,22 @@ class NaiveSpeckles {
   }
 
   int threshold(int value) const {
-    if (task_.lut.empty())
+    if (task_.lut_size == 0)
       return task_.max_diff;
-    const size_t bin = (value >> task_.shift) & 0xff;
-    return task_.lut[std::min(bin, task_.lut.size() - 1)];
+    const int bin = (value >> task_.depth_shift) & 0xff;
+    return task_.lut[std::min(bin, task_.lut_size - 1)];
   }
 
   int limit(int x, int y) const {
-    if (task_.single != 0)
+    if (task_.single)
       return max_size_;
     const auto tile = [](int position, int size, int count) {
       return size == 0 ? count - 1 : std::min(position / size, count - 1);
     };
-    const int row = tile(y, height_ / task_.tiles_y, task_.tiles_y);
-    const int column = tile(x, width_ / task_.tiles_x, task_.tiles_x);
-    return task_.tiles[static_cast<size_t>(row) * static_cast<size_t>(task_.tiles_x) +
-                       static_cast<size_t>(column)];
+    const auto across = static_cast<int>(task_.tiles_x);
+    const auto down = static_cast<int>(task_.tiles_y);
+    return task_
+        .tile_limits[tile(y, height_ / down, down) * across + tile(x, width_ / across, across)];
   }
 
   void visit(int x, int y, int step) {

@@ -62,22 +62,26 @@ struct NaiveFilter {
     const int diff = type == GX_PIXEL_TOF_DEPTH
                          ? min_diff
                          : cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
-    SpeckleTask task{input.width, input.height};
+    std::vector<uint16_t> limits;
     for (const int size : sizes)
-      task.tiles.push_back(cut(static_cast<float>(size) * area));
-    task.max_size = tiled ? 80 : task.tiles[0];
-    task.max_diff = diff;
-    task.single = tiled ? 0 : 1;
+      limits.push_back(cut(static_cast<float>(size) * area));
     const auto bxf = static_cast<float>(double{input.record.baseline} * input.record.fx);
     filter_processor::DepthDiffLut table;
     if (!naive_depth_table({input.width, input.height, input.scale, type, bxf,
                             static_cast<uint8_t>(fraction_bits)},
                            static_cast<uint16_t>(diff), table))
       return error("update depth diff lut error", "updateConfig", "updateDepthDiffLut()");
-    task.lut.assign(table.entries.begin(), table.entries.end());
-    task.shift = table.shift;
+    SpeckleTask task{.width = input.width,
+                     .height = input.height,
+                     .max_diff = diff,
+                     .lut = table.entries.data(),
+                     .lut_size = static_cast<uint8_t>(table.entries.size()),
+                     .depth_shift = table.shift,
+                     .single = !tiled,
+                     .max_size = limits[0],
+                     .tile_limits = limits.data()};
     if (type == GX_PIXEL_DISPARITY) {
-      task.lut.clear();
+      task.lut_size = 0;
       const bool own_code = input.record.isDualCamera == 0 && input.record.packMode != 1;
       task.invalid_value = !own_code ? 0 : input.record.packMode == 4 ? 65532 : 8192;
     }

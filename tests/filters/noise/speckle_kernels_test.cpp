@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <random>
 
 #include "filters/noise/naive_speckles.h"
-#include "filters/noise/speckle_kernels.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -19,12 +19,7 @@ Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level)
   std::vector<uint64_t> work(kernels.work_buffer_size(task.width, task.height, task.single) / 8 + 1,
                              ~uint64_t{0});
   Pixels output = input;
-  EXPECT_EQ(kernels.removeSpeckles(
-                work.data(), output.data(), task.tiles.empty() ? nullptr : task.tiles.data(),
-                task.width, task.height, task.lut.empty() ? nullptr : task.lut.data(), task.shift,
-                static_cast<uint8_t>(task.lut.size()), task.max_diff, task.max_size, task.tiles_x,
-                task.tiles_y, task.invalid_value, task.single),
-            0);
+  EXPECT_EQ(kernels.removeSpeckles(work.data(), output.data(), task), 0);
   return output;
 }
 
@@ -34,7 +29,7 @@ void expect_naive(const SpeckleTask& task, const Pixels& input, const std::strin
   for (const simd::Level level : simd::supported_levels()) {
     ASSERT_EQ(filtered(task, input, level), expected)
         << what << " " << simd::level_name(level) << " " << task.width << "x" << task.height
-        << " lut " << task.lut.size() << " single " << task.single << " diff " << task.max_diff
+        << " lut " << int{task.lut_size} << " single " << task.single << " diff " << task.max_diff
         << " size " << task.max_size << " invalid " << task.invalid_value;
   }
 }
@@ -87,23 +82,30 @@ constexpr struct {
                 {"comb", comb},     {"checkerboard", checkerboard},
                 {"spiral", spiral}, {"stairs", stairs}};
 
-SpeckleTask random_task(uint32_t width, uint32_t height, Random& random) {
+struct RandomTask : SpeckleTask {
+  RandomTask(uint32_t frame_width, uint32_t frame_height, Random& random);
+
+  uint16_t limits[16];
+  uint16_t thresholds[255];
+};
+
+RandomTask::RandomTask(uint32_t frame_width, uint32_t frame_height, Random& random)
+    : SpeckleTask{frame_width, frame_height} {
   constexpr int32_t differences[] = {-1, 0, 12, 35, 300, 70000};
   constexpr uint32_t invalid_values[] = {0, 0, 60, 8192, 65532, 65536 + 60};
-  SpeckleTask task{width, height};
-  task.max_diff = differences[below(random, 6)];
-  task.invalid_value = invalid_values[below(random, 6)];
-  task.max_size = static_cast<int32_t>(below(random, 90)) - 5;
-  task.single = static_cast<int32_t>(below(random, 2));
-  task.tiles.resize(16);
-  for (auto& limit : task.tiles)
+  constexpr uint8_t table_sizes[] = {0, 0, 1, 7, 7, 255};
+  max_diff = differences[below(random, 6)];
+  invalid_value = invalid_values[below(random, 6)];
+  max_size = static_cast<int32_t>(below(random, 90)) - 5;
+  single = below(random, 2) == 1;
+  for (auto& limit : limits)
     limit = static_cast<uint16_t>(below(random, 30));
-  constexpr size_t table_sizes[] = {0, 0, 1, 7, 7, 255};
-  task.lut.resize(table_sizes[below(random, 6)]);
-  for (auto& threshold : task.lut)
+  tile_limits = single ? nullptr : limits;
+  lut_size = table_sizes[below(random, 6)];
+  for (auto& threshold : thresholds)
     threshold = static_cast<uint16_t>(below(random, 80));
-  task.shift = static_cast<uint8_t>(random() % 4 == 0 ? below(random, 32) : 6);
-  return task;
+  lut = lut_size == 0 ? nullptr : thresholds + std::size(thresholds) - lut_size;
+  depth_shift = static_cast<uint8_t>(random() % 4 == 0 ? below(random, 32) : 6);
 }
 
 void compare_contents(uint32_t width, uint32_t height, Random& random) {
@@ -113,7 +115,7 @@ void compare_contents(uint32_t width, uint32_t height, Random& random) {
       input[i] =
           content(static_cast<uint32_t>(i % width), static_cast<uint32_t>(i / width), random);
     }
-    expect_naive(random_task(width, height, random), input, name);
+    expect_naive(RandomTask(width, height, random), input, name);
   }
 }
 
@@ -148,7 +150,7 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
 
 /// The largest island, a row of samples, that is removed from a frame of this size.
 uint32_t largest_removed(uint32_t width, uint32_t height, int32_t max_size, uint32_t step) {
-  const SpeckleTask task{.width = width, .height = height, .max_size = max_size, .single = 1};
+  const SpeckleTask task{.width = width, .height = height, .max_size = max_size};
   Pixels island(size_t{width} * height);
   for (uint32_t size = 0; size < width / step; ++size) {
     island[(step - 1) * width + size * step + step - 1] = 1000;
