@@ -43,10 +43,8 @@ Result<Image> decode_image(const std::filesystem::path& path, std::span<const ui
     return decode_bin(bytes);
   if (extension != ".raw")
     return Error{"not a depth image (16-bit .png, 16-bit .pgm, .bin or .raw)"};
-  if (!raw_size) {
-    return Error{"a headerless file needs its size (--size WxH, or width and height in the camera "
-                 "file)"};
-  }
+  if (!raw_size)
+    return Error{"a headerless file needs its size", ErrorKind::size_needed};
   return decode_raw(bytes, *raw_size);
 }
 
@@ -81,7 +79,7 @@ Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> b
              static_cast<std::streamsize>(bytes.size()));
   file.close();
   if (!file)
-    return Error{fmt::format("{}: can't be written", path.string()), ExitStatus::other};
+    return Error{fmt::format("{}: can't be written", path.string()), ErrorKind::system};
   return std::nullopt;
 }
 

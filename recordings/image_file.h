@@ -20,7 +20,7 @@ Result<Image> decode_image(const std::filesystem::path& path, std::span<const ui
 Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path);
 Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameSize> raw_size);
 
-/// Replaces the file; a failure has status `other` and names the file.
+/// Replaces the file; a failure is of kind `system` and names the file.
 Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> bytes);
 
 } // namespace recordings

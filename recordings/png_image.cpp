@@ -171,11 +171,11 @@ Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size
   writer.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &writer, on_error, on_warning);
   writer.info = writer.png != nullptr ? png_create_info_struct(writer.png) : nullptr;
   if (writer.info == nullptr)
-    return Error{"out of memory", ExitStatus::other};
+    return Error{"out of memory", ErrorKind::system};
   // The writer only reads through these pointers.
   writer.rows = row_pointers(const_cast<uint8_t*>(samples), row_bytes, size.height);
   if (!write_picture(writer, size, bit_depth, color_type))
-    return Error{writer.message, ExitStatus::other};
+    return Error{writer.message, ErrorKind::system};
   return std::move(writer.output);
 }
 
@@ -193,7 +193,7 @@ Result<Image> decode_png(std::span<const uint8_t> bytes) {
   reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);
   reader.info = reader.png != nullptr ? png_create_info_struct(reader.png) : nullptr;
   if (reader.info == nullptr)
-    return Error{"out of memory", ExitStatus::other};
+    return Error{"out of memory", ErrorKind::system};
   if (!read_header(reader))
     return Error{reader.message};
   if (auto failure = check_header(reader, bytes.size()))

@@ -83,7 +83,7 @@ TEST(Readers, ReadWholeFilesAndSurviveDamagedOnes) {
     for (size_t i = 0; i < format.file.size(); ++i) {
       const auto cut = format.decode(std::span(format.file).first(i));
       ASSERT_FALSE(cut) << i << " bytes";
-      EXPECT_EQ(cut.error().status, ExitStatus::input);
+      EXPECT_EQ(cut.error().kind, ErrorKind::input);
       EXPECT_FALSE(cut.error().message.empty());
       for (const int mask : {0x01, 0x80, 0xff}) {
         Bytes damaged = format.file;
@@ -178,7 +178,7 @@ TEST(FilterRequests, TakeNamesValuesAndRecords) {
   for (const char* text : {"", ":a=1", "Some:a", "Some:=1", "Some:a=1,a=2", "Some:a=1,,b=2"}) {
     const auto bad = parse_filter_request(text);
     ASSERT_FALSE(bad) << text;
-    EXPECT_EQ(bad.error().status, ExitStatus::usage);
+    EXPECT_EQ(bad.error().kind, ErrorKind::request);
   }
 }
 

@@ -1,13 +1,14 @@
 #include <algorithm>
 #include <map>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "conformance/known_differences.h"
 #include "conformance/run.h"
 #include "gxfilter/commands.h"
-#include "gxfilter/report.h"
+#include "gxfilter/plugin_option.h"
 
 namespace gxfilter {
 
@@ -17,6 +18,14 @@ using namespace recordings;
 namespace {
 
 using namespace conformance;
+
+struct ValidateOptions {
+  std::filesystem::path plugin; // empty: the one that belongs to this program
+  std::string filter;           // empty: all
+  bool verbose = false;
+  bool json = false;
+  uint32_t time_limit = 60; // seconds for a single item
+};
 
 /// A known difference of a filter and how often it showed. One that did not show at all is told
 /// too: somebody may have "corrected" what hosts rely on.
@@ -185,22 +194,20 @@ Checks filter_checks() {
   return all;
 }
 
-} // namespace
-
-ExitStatus validate_plugin(const ValidateOptions& options) {
+Result<ExitStatus> validate_plugin(const ValidateOptions& options) {
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
-    return report(plugin.error());
+    return plugin.error();
   const std::chrono::seconds time_limit(options.time_limit);
   const Listing listing = conformance::list_filters(**plugin, time_limit);
   if (!listing.problem.empty()) {
-    return report({fmt::format("{}: asked for its filters, the plug-in {}",
-                               (*plugin)->path().string(), listing.problem),
-                   ExitStatus::nonconforming});
+    return Error{fmt::format("{}: asked for its filters, the plug-in {}",
+                             (*plugin)->path().string(), listing.problem),
+                 ErrorKind::contract};
   }
   if (!options.filter.empty() &&
       std::ranges::find(listing.filters, options.filter) == listing.filters.end())
-    return report(unknown_filter(options.filter, listing.filters));
+    return unknown_filter(options.filter, listing.filters);
   std::vector<FilterReport> reports;
   const auto add = [&](const Subject& subject, const Checks& checks) {
     reports.push_back(make_report(subject.filter, run_apart(subject, checks, time_limit)));
@@ -216,6 +223,22 @@ ExitStatus validate_plugin(const ValidateOptions& options) {
   else
     print_summary(Totals(reports));
   return Totals(reports).failed == 0 ? ExitStatus::ok : ExitStatus::nonconforming;
+}
+
+} // namespace
+
+Action add_validate_options(CLI::App& command) {
+  const auto options = std::make_shared<ValidateOptions>();
+  add_plugin_option(command, options->plugin);
+  command.add_option("--filter", options->filter, "Check this filter alone")->type_name("NAME");
+  command.add_flag("--verbose", options->verbose, "Tell every check, not just those that failed");
+  command.add_flag("--json", options->json, "Print JSON");
+  command
+      .add_option("--time-limit", options->time_limit,
+                  "Seconds after which a single check counts as hung")
+      ->capture_default_str()
+      ->check(CLI::Range(1U, 86'400U));
+  return [options] { return validate_plugin(*options); };
 }
 
 } // namespace gxfilter
