@@ -181,12 +181,8 @@ Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size
 
 } // namespace
 
-bool is_png(std::span<const uint8_t> bytes) {
-  return bytes.size() >= 8 && png_sig_cmp(bytes.data(), 0, 8) == 0;
-}
-
 Result<Image> decode_png(std::span<const uint8_t> bytes) {
-  if (!is_png(bytes))
+  if (!begins_with(bytes, png_first_bytes))
     return Error{"not a PNG"};
   PngReader reader;
   reader.input = bytes;

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <fnmatch.h>
 
-#include "recordings/image_file.h"
+#include "recordings/formats.h"
 
 namespace recordings {
 namespace {
@@ -38,7 +38,7 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
     if (!it->is_regular_file(type_error) ||
         (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0))
       continue;
-    if (has_image_extension(path)) {
+    if (format_of_name(path) != nullptr) {
       pictures.push_back(path);
       kinds.insert(path.extension().string());
     } else if (path.extension() != ".json") {

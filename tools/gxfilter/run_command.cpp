@@ -164,10 +164,7 @@ class Runner {
 
   Failure write_results(const fs::path& output, const FrameView& before, const FrameView& after,
                         bool preview) {
-    const auto bytes = encode_png(after.image);
-    if (!bytes)
-      return bytes.error();
-    if (auto failure = write_file(output, *bytes); failure || !preview)
+    if (auto failure = write_image(output, after.image); failure || !preview)
       return failure;
     const std::string stem = output.stem().string();
     const auto picture =

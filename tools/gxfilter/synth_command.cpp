@@ -4,7 +4,6 @@
 #include "gxfilter/commands.h"
 #include "gxfilter/progress.h"
 #include "recordings/image_file.h"
-#include "recordings/png_image.h"
 #include "recordings/synth.h"
 
 namespace gxfilter {
@@ -20,10 +19,8 @@ struct SynthOptions {
 };
 
 Failure write_scene_frame(const SynthOptions& options, uint32_t frame) {
-  const auto bytes = encode_png(render_scene(options.scene, frame));
-  if (!bytes)
-    return bytes.error();
-  return write_file(options.output / fmt::format("frame_{:04}.png", frame), *bytes);
+  return write_image(options.output / fmt::format("frame_{:04}.png", frame),
+                     render_scene(options.scene, frame));
 }
 
 Result<ExitStatus> synthesize(const SynthOptions& options) {
