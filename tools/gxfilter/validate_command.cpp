@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "conformance/known_differences.h"
+#include "conformance/our_filters.h"
 #include "conformance/run.h"
 #include "gxfilter/commands.h"
 #include "gxfilter/plugin_option.h"

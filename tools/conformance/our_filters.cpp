@@ -1,4 +1,4 @@
-#include "conformance/known_differences.h"
+#include "conformance/our_filters.h"
 
 #include <fnmatch.h>
 
