@@ -17,8 +17,9 @@ enum class ErrorKind {
   request,       // the caller asked for what can't be
   mixed_formats, // the same: which of several kinds of files is the recording?
   system,        // a file can't be written, a library not be loaded, memory is short
-  processing,    // the host or a filter failed on a frame
-  contract,      // a plug-in does not keep to its interface
+  // Of the rooms above this one, which share the list:
+  processing, // the host or a filter failed on a frame
+  contract,   // a plug-in does not keep to its interface
 };
 
 struct Error {

@@ -1,5 +1,4 @@
 // The command line's readers on arbitrary input. The first byte chooses the reader.
-
 #include <array>
 
 #include <fmt/format.h>

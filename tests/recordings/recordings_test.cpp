@@ -26,8 +26,8 @@ Image sample_image() {
   return {{3, 2}, {0, 1, 256, 0x1234, 0xfffe, 65535}};
 }
 
-Bytes with_pixels(Bytes header, const Image& image, bool big_endian) {
-  for (const uint16_t pixel : image.pixels) {
+Bytes with_pixels(Bytes header, bool big_endian) {
+  for (const uint16_t pixel : sample_image().pixels) {
     const auto low = static_cast<uint8_t>(pixel & 0xff);
     const auto high = static_cast<uint8_t>(pixel >> 8);
     header.push_back(big_endian ? high : low);
@@ -37,17 +37,11 @@ Bytes with_pixels(Bytes header, const Image& image, bool big_endian) {
 }
 
 /// A well-formed file of each format with the same picture in it.
-struct File {
-  const char* name;
-  Bytes bytes;
-};
-
-std::vector<File> files() {
-  const Image image = sample_image();
-  return {{"a.png", *encode_png(image)},
-          {"a.pgm", with_pixels(bytes_of("P5# a comment\n3 2 65535\n"), image, true)},
-          {"a.bin", with_pixels({2, 0, 0, 0, 3, 0, 0, 0}, image, false)},
-          {"a.raw", with_pixels({}, image, false)}};
+std::vector<std::pair<const char*, Bytes>> files() {
+  return {{"a.png", *encode_png(sample_image())},
+          {"a.pgm", with_pixels(bytes_of("P5# a comment\n3 2 65535\n"), true)},
+          {"a.bin", with_pixels({2, 0, 0, 0, 3, 0, 0, 0}, false)},
+          {"a.raw", with_pixels({}, false)}};
 }
 
 TEST(Readers, ReadWholeFilesAndSurviveDamagedOnes) {
@@ -61,8 +55,7 @@ TEST(Readers, ReadWholeFilesAndSurviveDamagedOnes) {
     EXPECT_EQ(*whole, sample_image());
     Bytes longer = file;
     longer.push_back(0);
-    const bool end_is_marked = name == std::string("a.png");
-    EXPECT_EQ(bool(decode(longer)), end_is_marked);
+    EXPECT_EQ(bool(decode(longer)), name == std::string("a.png")) << "its end is marked";
     for (size_t i = 0; i < file.size(); ++i) {
       const auto cut = decode(std::span(file).first(i));
       ASSERT_FALSE(cut) << i << " bytes";
@@ -79,12 +72,11 @@ TEST(Readers, ReadWholeFilesAndSurviveDamagedOnes) {
 }
 
 TEST(Readers, RefuseHeadersThatLie) {
-  const auto pgm = [](std::string_view text) { return decode_pgm(bytes_of(text)); };
   for (const char* header :
        {"P5 65536 1 65535 ", "P5 65535 65535 65535 ", "P5 4294967297 1 65535 ", "P5 0 1 65535 ",
         "P5 99999999999999999999 1 65535 ", "P5 -1 1 65535 ", "P5 1 1 255 x", "P5 1 1 65536 xx",
         "P5 1 1 xx", "P51 1 65535 xx", "P2 1 1 65535 xx", "P5 # endless"})
-    EXPECT_FALSE(pgm(header)) << header;
+    EXPECT_FALSE(decode_pgm(bytes_of(header))) << header;
   // 2^31 x 2^31 pixels, whose byte count wraps to the eight bytes there are; and a huge honest one.
   EXPECT_FALSE(decode_bin(Bytes{0, 0, 0, 0x80, 0, 0, 0, 0x80, 1, 2, 3, 4, 5, 6, 7, 8}));
   EXPECT_FALSE(decode_bin(Bytes{0xff, 0xff, 0, 0, 0xff, 0xff, 0, 0, 1, 2}));
@@ -93,10 +85,8 @@ TEST(Readers, RefuseHeadersThatLie) {
 }
 
 TEST(Readers, ConvertNoOtherKindOfPng) {
-  const RgbImage rgb{{2, 2}, std::vector<uint8_t>(12, 200)};
-  const auto result = decode_png(*encode_png(rgb));
-  ASSERT_FALSE(result);
-  EXPECT_NE(result.error().message.find("16-bit grey"), std::string::npos);
+  const auto rgb = encode_png(RgbImage{{2, 2}, std::vector<uint8_t>(12, 200)});
+  EXPECT_NE(decode_png(*rgb).error().message.find("16-bit grey"), std::string::npos);
 }
 
 TEST(Readers, ChooseByExtensionAndThenByContent) {
@@ -104,13 +94,13 @@ TEST(Readers, ChooseByExtensionAndThenByContent) {
   const auto decode = [](const char* path, const Bytes& bytes) {
     return static_cast<bool>(decode_image(path, bytes, std::nullopt));
   };
-  EXPECT_TRUE(decode("a.PNG", all[0].bytes));
-  EXPECT_TRUE(decode("a.dat", all[0].bytes));
-  EXPECT_TRUE(decode("a.dat", all[1].bytes));
-  EXPECT_TRUE(decode("a.bin", all[2].bytes));
-  EXPECT_FALSE(decode("a.png", all[1].bytes));
-  EXPECT_FALSE(decode("a.dat", all[2].bytes));
-  EXPECT_FALSE(decode("a.raw", all[3].bytes)) << "a headerless file without a size";
+  EXPECT_TRUE(decode("a.PNG", all[0].second));
+  EXPECT_TRUE(decode("a.dat", all[0].second));
+  EXPECT_TRUE(decode("a.dat", all[1].second));
+  EXPECT_TRUE(decode("a.bin", all[2].second));
+  EXPECT_FALSE(decode("a.png", all[1].second));
+  EXPECT_FALSE(decode("a.dat", all[2].second));
+  EXPECT_FALSE(decode("a.raw", all[3].second)) << "a headerless file without a size";
   EXPECT_EQ(write_image("a.bin", sample_image())->kind, ErrorKind::request) << "no writer";
 }
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <map>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -11,12 +10,11 @@
 
 namespace gxfilter {
 
+using namespace conformance;
 using namespace hosting;
 using namespace recordings;
 
 namespace {
-
-using namespace conformance;
 
 struct ValidateOptions {
   std::filesystem::path plugin; // empty: the one that belongs to this program
