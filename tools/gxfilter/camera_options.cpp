@@ -44,9 +44,8 @@ void add_camera_options(CLI::App& command, CameraFacts& facts) {
               const size_t equals = pair.find('=');
               double value = 0;
               if (equals == std::string::npos ||
-                  !CLI::detail::lexical_cast(pair.substr(equals + 1), value)) {
+                  !CLI::detail::lexical_cast(pair.substr(equals + 1), value))
                 throw CLI::ValidationError("--d2d", "'" + pair + "' is not field=number");
-              }
               facts["d2d"][std::string(hosting::trim(pair.substr(0, equals)))] = value;
             }
           },

@@ -273,9 +273,8 @@ Action add_run_options(CLI::App& command) {
           "--crop",
           [options = options.get()](const std::string& text) {
             options->crop = parse_crop(text);
-            if (!options->crop) {
+            if (!options->crop)
               throw CLI::ValidationError("--crop", "'" + text + "' is not WIDTHxHEIGHT+X+Y");
-            }
           },
           "Part of each frame that those pictures show")
       ->type_name("WxH+X+Y");

@@ -54,9 +54,8 @@ Action add_synth_options(CLI::App& command) {
           "--size",
           [&scene](const std::string& text) {
             const auto size = parse_size(text);
-            if (!size) {
+            if (!size)
               throw CLI::ValidationError("--size", "'" + text + "' is not WIDTHxHEIGHT");
-            }
             scene.size = *size;
           },
           "Frame size (640x480)")
