@@ -323,13 +323,10 @@ class Twins {
     const auto slot = input.pick(Slot::empty, Slot::none, Slot::holding_an_error);
     std::string errors[2];
     for (size_t i = 0; i < 2; ++i) {
-      errors[i] = call(
-                      slot,
-                      [&](gx_error** error) -> gx_frame* {
-                        one(instances_[i].context(), error);
-                        return nullptr;
-                      })
-                      .error;
+      errors[i] = call(slot, [&](gx_error** error) -> gx_frame* {
+                    one(instances_[i].context(), error);
+                    return nullptr;
+                  }).error;
     }
     require(errors[0] == errors[1], "two instances report the same");
   }

@@ -44,13 +44,12 @@ void naive_neighbours(Pixels& pixels, size_t width, size_t height, uint16_t hole
 }
 
 void naive_minimum(Pixels& pixels, size_t width, size_t height) {
-  naive_neighbours(
-      pixels, width, height, 65535, [](uint16_t a, uint16_t b) { return std::min(a, b); });
+  naive_neighbours(pixels, width, height, 65535,
+                   [](uint16_t a, uint16_t b) { return std::min(a, b); });
 }
 
 void naive_maximum(Pixels& pixels, size_t width, size_t height) {
-  naive_neighbours(
-      pixels, width, height, 0, [](uint16_t a, uint16_t b) { return std::max(a, b); });
+  naive_neighbours(pixels, width, height, 0, [](uint16_t a, uint16_t b) { return std::max(a, b); });
 }
 
 Pixels random_pixels(size_t count, double holes, std::mt19937& random) {
