@@ -53,9 +53,9 @@ class FaultPlan {
                  std::memory_order_relaxed);
   }
 
-  std::atomic<bool> armed_{false}; // lets calls pass without the lock while nothing is ordered
+  std::atomic<bool> armed_{false}; ///< lets calls pass without the lock while nothing is ordered
   std::mutex mutex_;
-  uint64_t calls_until_fault_ = 0; // 0: off, as below
+  uint64_t calls_until_fault_ = 0; ///< 0: off, as below
   std::array<char, 128> function_{};
   bool every_call_of_function_ = false;
   uint64_t function_calls_until_fault_ = 0;

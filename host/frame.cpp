@@ -30,7 +30,7 @@ struct gx_frame : gexton_sdk::Counted {
   gexton_sdk::FrameAttributes attributes;
   gexton_sdk::PixelBuffer pixels{};
   std::vector<gexton_sdk::Reference<gx_frame>>
-      members{}; // of a frame set; never itself, at any depth
+      members{}; ///< of a frame set; never itself, at any depth
 };
 
 namespace gexton_sdk {

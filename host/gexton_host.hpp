@@ -51,8 +51,8 @@ inline Frame depth_frame_of(gx_frame& frame) {
              : share(frame);
 }
 
-/// A frame set with a reference to each of the members, in their order. Null where the host refuses
-/// the set itself.
+/// A frame set with a reference to each of the members, in their order; those that the host refuses
+/// are left out. Null where it refuses the set itself.
 inline Frame make_frame_set(const std::vector<gx_frame*>& members) {
   Frame set(gexton_create_frameset(nullptr));
   for (gx_frame* member : members)
@@ -168,6 +168,15 @@ find_filter(std::string_view name,
   return std::nullopt;
 }
 
+/// The texts as update_config takes them; they have to outlive the result.
+inline std::vector<const char*> argument_texts(const std::vector<std::string>& values) {
+  std::vector<const char*> texts;
+  texts.reserve(values.size());
+  for (const std::string& value : values)
+    texts.push_back(value.c_str());
+  return texts;
+}
+
 /// A filter instance, driven through its record.
 class Filter {
  public:
@@ -190,10 +199,7 @@ class Filter {
 
   /// Values in the schema's order.
   void update_config(const std::vector<std::string>& values, ErrorSlot& error) {
-    std::vector<const char*> texts;
-    texts.reserve(values.size());
-    for (const std::string& value : values)
-      texts.push_back(value.c_str());
+    std::vector<const char*> texts = argument_texts(values);
     context_->update_config(context_->filter, static_cast<int32_t>(texts.size()), texts.data(),
                             error.receive());
   }
@@ -277,7 +283,7 @@ inline void add_frame_parts(const gx_frame& frame, const std::string& prefix,
   add("index", std::to_string(gx_frame_get_index(&frame, nullptr)));
   add("pixel type", std::to_string(gx_video_frame_get_pixel_type(&frame, nullptr)));
   add("bit size", std::to_string(gx_video_frame_get_pixel_available_bit_size(&frame, nullptr)));
-  add("value scale", text_of(double{gx_depth_frame_get_value_scale(&frame, nullptr)}));
+  add("value scale", text_of(static_cast<double>(gx_depth_frame_get_value_scale(&frame, nullptr))));
   constexpr gx_metadata_id offset = GX_METADATA_DISPARITY_OFFSET;
   add("disparity offset", gx_frame_has_metadata(&frame, offset, nullptr)
                               ? std::to_string(gx_frame_get_metadata_value(&frame, offset, nullptr))

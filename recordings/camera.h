@@ -13,12 +13,12 @@
 namespace recordings {
 
 struct Camera {
-  float depth_unit = 1; // millimetres for one unit of a depth pixel
+  float depth_unit = 1; ///< millimetres for one unit of a depth pixel
   gx_camera_intrinsic intrinsic{};
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
-  uint8_t bit_size = 16; // significant bits of a pixel
+  uint8_t bit_size = 16; ///< significant bits of a pixel
   D2DParameters d2d{};
-  std::optional<int64_t> disparity_offset; // frame metadata; absent on most cameras
+  std::optional<int64_t> disparity_offset; ///< frame metadata; absent on most cameras
 };
 
 /// Facts are a JSON object with any of these keys; what is missing gets a default:
@@ -29,10 +29,9 @@ struct Camera {
 ///   pixel_type         "depth", "disparity" or "tof" ("depth")
 ///   bit_size           8 to 16 (16)
 ///   disparity_offset   whole number (none)
-///   d2d                object with the fields of D2DParameters; baseline, fx and bitSize follow
-///   the
-///                      facts above, the rest is a stereo rig with pack mode 2 whose code 0 is
-///                      invalid
+///   d2d                object with the fields of D2DParameters; baseline, fx and bitSize
+///                      follow the facts above, the rest is a stereo rig with pack mode 2
+///                      whose code 0 is invalid
 using CameraFacts = nlohmann::json;
 
 Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);

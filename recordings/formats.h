@@ -12,13 +12,13 @@
 namespace recordings {
 
 struct Format {
-  const char* extension;        // lower case, with its dot
-  const char* title;            // as messages list it
-  std::string_view first_bytes; // tell the format where a name does not; empty: the name has to
+  const char* extension;        ///< lower case, with its dot
+  const char* title;            ///< as messages list it
+  std::string_view first_bytes; ///< tell the format where a name does not; empty: the name has to
 
   /// `told_size` is for files that don't say their size.
   Result<Image> (*read)(std::span<const uint8_t> bytes, std::optional<FrameSize> told_size);
-  Result<std::vector<uint8_t>> (*write)(const Image& image); // null: read only
+  Result<std::vector<uint8_t>> (*write)(const Image& image); ///< null: read only
 };
 
 /// The format of files of this name, by its extension in any case; null where there is none.

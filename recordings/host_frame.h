@@ -18,7 +18,7 @@ Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_p
 struct FrameView {
   Image image;
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
-  float value_scale = 1; // millimetres for one unit
+  float value_scale = 1; ///< millimetres for one unit
 };
 
 /// A copy of the frame's pixels with their meaning; an error (of kind `processing`) where the frame

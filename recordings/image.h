@@ -13,8 +13,8 @@
 namespace recordings {
 
 struct FrameSize {
-  uint32_t width = 0;  // pixels
-  uint32_t height = 0; // pixels
+  uint32_t width = 0;  ///< pixels
+  uint32_t height = 0; ///< pixels
 
   bool operator==(const FrameSize&) const = default;
   uint64_t pixel_count() const { return uint64_t{width} * height; }

@@ -33,7 +33,7 @@ struct PngReader : PngSession {
 };
 
 struct PngWriter : PngSession {
-  std::vector<png_color> palette; // for PNG_COLOR_TYPE_PALETTE
+  std::vector<png_color> palette; ///< for PNG_COLOR_TYPE_PALETTE
 
   ~PngWriter() { png_destroy_write_struct(&png, &info); }
 };

@@ -13,8 +13,8 @@ namespace recordings {
 bool natural_less(const std::string& left, const std::string& right);
 
 struct Recording {
-  std::vector<std::filesystem::path> frames;  // as given; those of a directory in natural order
-  std::vector<std::filesystem::path> ignored; // files of directories that are no pictures
+  std::vector<std::filesystem::path> frames;  ///< as given; those of a directory in natural order
+  std::vector<std::filesystem::path> ignored; ///< files of directories that are no pictures
 };
 
 /// Files stand for themselves (a missing one is reported when its turn comes), directories for the

@@ -12,20 +12,20 @@ namespace recordings {
 /// What kind of trouble it is. Callers with a user of their own say more where the kind has a
 /// remedy.
 enum class ErrorKind {
-  input,         // what was read is missing or not what it should be
-  size_needed,   // the same: a file without a header, whose size nobody told
-  request,       // the caller asked for what can't be
-  mixed_formats, // the same: which of several kinds of files is the recording?
-  system,        // a file can't be written, a library not be loaded, memory is short
+  input,         ///< what was read is missing or not what it should be
+  size_needed,   ///< the same: a file without a header, whose size nobody told
+  request,       ///< the caller asked for what can't be
+  mixed_formats, ///< the same: which of several kinds of files is the recording?
+  system,        ///< a file can't be written, a library not be loaded, memory is short
   // Of the rooms above this one, which share the list:
-  processing, // the host or a filter failed on a frame
-  contract,   // a plug-in does not keep to its interface
+  processing, ///< the host or a filter failed on a frame
+  contract,   ///< a plug-in does not keep to its interface
 };
 
 struct Error {
-  std::string message; // one or more lines without a final line feed
+  std::string message; ///< one or more lines without a final line feed
   ErrorKind kind = ErrorKind::input;
-  std::string example = {}; // of mixed formats: wildcards that choose one
+  std::string example = {}; ///< of mixed formats: wildcards that choose one
 };
 
 /// The outcome of an operation that yields nothing: an error or success.

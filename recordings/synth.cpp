@@ -319,7 +319,7 @@ class SceneRenderer {
   Random random_;
   size_t width_;
   size_t height_;
-  double focal_length_; // pixels
+  double focal_length_; ///< pixels
   std::vector<double> disparity_;
 };
 

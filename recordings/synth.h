@@ -10,20 +10,20 @@ namespace recordings {
 struct SceneSettings {
   FrameSize size{640, 480};
   uint64_t seed = 1;
-  gx_pixel_type pixel_type = GX_PIXEL_DEPTH; // or GX_PIXEL_DISPARITY: 8.8 fixed-point codes
-  uint32_t pack_mode = 2;                    // encoding of the codes: 1 or 2
-  float depth_unit = 1;                      // millimetres per unit of a depth pixel
-  float baseline = 50;                       // millimetres
-  double noise = 0.08;                       // standard deviation of the disparity, pixels
-  uint32_t holes = 12;                       // patches without data
-  uint32_t speckles = 60;                    // false patches of a few pixels
-  double bleed = 0.5;                        // share of object borders that smear, 0 to 1
-  double streaks = 0;            // share of object borders that run out far at one depth, 0 to 1
-  uint32_t phantoms = 0;         // false patches of some hundred pixels that float before the scene
-  uint32_t inset = 0;            // pixels along each side of the frame without data
-  uint32_t fringe = 0;           // pixels along the outline of the rest that hold false depth
-  uint32_t corner = 0;           // radius of that fringe's inner corners, pixels
-  uint32_t disparity_offset = 0; // that the camera takes off every disparity, pixels
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH; ///< or GX_PIXEL_DISPARITY: 8.8 fixed-point codes
+  uint32_t pack_mode = 2;                    ///< encoding of the codes: 1 or 2
+  float depth_unit = 1;                      ///< millimetres per unit of a depth pixel
+  float baseline = 50;                       ///< millimetres
+  double noise = 0.08;                       ///< standard deviation of the disparity, pixels
+  uint32_t holes = 12;                       ///< patches without data
+  uint32_t speckles = 60;                    ///< false patches of a few pixels
+  double bleed = 0.5;                        ///< share of object borders that smear, 0 to 1
+  double streaks = 0;    ///< share of object borders that run out far at one depth, 0 to 1
+  uint32_t phantoms = 0; ///< false patches of some hundred pixels that float before the scene
+  uint32_t inset = 0;    ///< pixels along each side of the frame without data
+  uint32_t fringe = 0;   ///< pixels along the outline of the rest that hold false depth
+  uint32_t corner = 0;   ///< radius of that fringe's inner corners, pixels
+  uint32_t disparity_offset = 0; ///< that the camera takes off every disparity, pixels
 };
 
 /// The facts of the scene's camera, as a camera file holds them.

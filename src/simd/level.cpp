@@ -8,7 +8,7 @@ namespace filter_processor::simd {
 namespace {
 
 Level best_level() {
-#if defined(__x86_64__)
+#if defined(__x86_64__) || defined(__i386__)
   __builtin_cpu_init(); // this runs among the static initialisers, maybe before the runtime's own
 #endif
   Level best = all_levels[0];

@@ -12,8 +12,8 @@ namespace conformance {
 /// What is being checked.
 struct Subject {
   std::shared_ptr<const hosting::Plugin> plugin;
-  uint64_t index = 0; // of the filter, below
-  std::string filter; // empty: the plug-in as a whole
+  uint64_t index = 0; ///< of the filter, below
+  std::string filter; ///< empty: the plug-in as a whole
 
   const hosting::Plugin::Functions& functions() const { return plugin->functions(); }
 

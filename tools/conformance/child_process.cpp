@@ -166,7 +166,7 @@ class Child {
     return status;
   }
 
-  pid_t process_; // 0: waited for
+  pid_t process_; ///< 0: waited for
   int pipe_;
 };
 

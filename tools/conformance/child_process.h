@@ -10,7 +10,7 @@ namespace conformance {
 struct ChildEnd {
   bool complete = false;
   bool timed_out = false;
-  std::string description; // of an end that came too early: "crashed with signal 11 (...)"
+  std::string description; ///< of an end that came too early: "crashed with signal 11 (...)"
 };
 
 using LineReceiver = std::function<void(const std::string& line)>;

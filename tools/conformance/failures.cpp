@@ -49,7 +49,7 @@ struct FaultCase {
   const Subject& subject;
   Setting setting;
   PixelKind kind;
-  bool second_frame; // fails, after one that went well
+  bool second_frame; ///< fails, after one that went well
   bool frame_set;
 };
 
@@ -180,7 +180,7 @@ class FaultLoop {
 
   const FaultCase& case_;
   std::string expected_;
-  std::string expected_after_; // the frame after, if the one that failed was seen
+  std::string expected_after_; ///< the frame after, if the one that failed was seen
   std::string next_frame_problem_;
   uint64_t calls_ = 0;
   bool spared_ = false;

@@ -10,15 +10,15 @@ namespace conformance {
 enum class Outcome {
   passed,
   failed,
-  known,   // differs in a way that is known of this filter and meant
-  skipped, // could not be asked
+  known,   ///< differs in a way that is known of this filter and meant
+  skipped, ///< could not be asked
 };
 
 struct Finding {
   std::string check;
   Outcome outcome = Outcome::passed;
   std::string sentence;
-  int difference = -1; // index in the table of known differences, of a known one
+  int difference = -1; ///< index in the table of known differences, of a known one
 };
 
 /// Why a check can't go on: what it relies on has failed. Caught by whoever runs the check.
@@ -65,7 +65,7 @@ class Findings {
  private:
   void add(Outcome outcome, const std::string& what, int difference = -1);
 
-  std::string filter_; // empty: the plug-in as a whole
+  std::string filter_; ///< empty: the plug-in as a whole
   Listener listener_;
   std::string check_;
   std::string doing_;

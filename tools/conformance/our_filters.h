@@ -16,8 +16,8 @@ namespace conformance {
 struct KnownDifference {
   const char* filter;
   const char* check;
-  const char* doing; // wildcards
-  const char* came;  // wildcards
+  const char* doing; ///< wildcards
+  const char* came;  ///< wildcards
   const char* why;
 };
 
@@ -42,7 +42,7 @@ struct SpecialSetting {
   const char* filter;
   const char* label;
   std::vector<std::pair<const char*, std::string>> values;
-  bool beside_defaults; // or in place of them, where those fit no frame of the size
+  bool beside_defaults; ///< or in place of them, where those fit no frame of the size
 };
 
 std::vector<SpecialSetting> special_settings(const std::string& filter, recordings::FrameSize size);

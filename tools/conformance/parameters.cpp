@@ -111,7 +111,7 @@ class BoundsCheck {
   Findings& findings_;
   Filter filter_;
   std::vector<std::string> defaults_;
-  Setting setting_; // fits the frames
+  Setting setting_; ///< fits the frames
   std::vector<std::string> expected_;
 };
 
@@ -125,10 +125,7 @@ void check_counts(const Subject& subject, Findings& findings) {
   Filter filter = subject.make_filter();
   std::vector<std::string> values = default_values(filter.schema());
   values.emplace_back("1");
-  std::vector<const char*> texts;
-  texts.reserve(values.size());
-  for (const std::string& value : values)
-    texts.push_back(value.c_str());
+  std::vector<const char*> texts = gexton::argument_texts(values);
   const auto count = static_cast<int32_t>(filter.schema().size());
   const gx_priv_filter_context& context = filter.context();
   for (const int32_t wrong : std::set<int32_t>{-1, 0, count - 1, count + 1}) {
@@ -173,7 +170,7 @@ void check_records(const Subject& subject, Findings& findings) {
   const Input input(pixel_kinds[0]);
   const gx_priv_filter_context& context = filter.context();
   struct Record {
-    const char* data; // null or the byte that fills it
+    const char* data; ///< null or the byte that fills it
     uint64_t size;
   };
   for (const auto& [data, size] : std::initializer_list<Record>{{nullptr, 0},

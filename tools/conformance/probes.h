@@ -42,7 +42,7 @@ inline constexpr const char* nothing_left = "nothing left over";
 /// What a call of process gave. A filter that hands back its input gives nothing to own: that frame
 /// has its owner and is released once only.
 struct Output {
-  gexton::Frame frame; // a new one, or null
+  gexton::Frame frame; ///< a new one, or null
   bool is_input = false;
 
   bool is_nothing() const { return frame == nullptr && !is_input; }

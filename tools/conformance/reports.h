@@ -10,12 +10,12 @@ namespace conformance {
 /// too: somebody may have "corrected" what hosts rely on.
 struct DifferenceReport {
   const KnownDifference* difference;
-  std::string example; // the first sentence
+  std::string example; ///< the first sentence
   size_t count = 0;
 };
 
 struct FilterReport {
-  std::string name; // empty: the plug-in as a whole
+  std::string name; ///< empty: the plug-in as a whole
   std::vector<Finding> findings;
   std::vector<DifferenceReport> differences;
 

@@ -11,7 +11,7 @@ namespace conformance {
 struct Listing {
   std::string commit;
   std::vector<std::string> filters;
-  std::string problem; // why there is no list, if there is none
+  std::string problem; ///< why there is no list, if there is none
 };
 Listing list_filters(const hosting::Plugin& plugin, std::chrono::seconds time_limit);
 

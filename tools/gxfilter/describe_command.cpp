@@ -15,7 +15,7 @@ using namespace recordings;
 namespace {
 
 struct DescribeOptions {
-  std::filesystem::path plugin; // empty: the one that belongs to this program
+  std::filesystem::path plugin; ///< empty: the one that belongs to this program
   std::string filter;
   bool json = false;
 };

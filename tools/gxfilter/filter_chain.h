@@ -14,7 +14,7 @@ namespace gxfilter {
 struct FilterRequest {
   std::string name;
   std::map<std::string, std::string> values;
-  std::filesystem::path record; // configuration record given in place of parameters, or empty
+  std::filesystem::path record; ///< configuration record given in place of parameters, or empty
 };
 
 /// "NAME", "NAME:key=value,key=value" or "NAME:@FILE" (a configuration record).

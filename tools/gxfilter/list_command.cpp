@@ -12,7 +12,7 @@ using namespace recordings;
 namespace {
 
 struct ListOptions {
-  std::filesystem::path plugin; // empty: the one that belongs to this program
+  std::filesystem::path plugin; ///< empty: the one that belongs to this program
   bool json = false;
 };
 

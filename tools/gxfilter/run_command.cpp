@@ -25,17 +25,17 @@ namespace {
 namespace fs = std::filesystem;
 
 struct RunOptions {
-  fs::path plugin;                  // empty: the one that belongs to this program
-  std::vector<std::string> filters; // requests, applied after those of the chain file
-  fs::path chain;                   // empty: none
+  fs::path plugin;                  ///< empty: the one that belongs to this program
+  std::vector<std::string> filters; ///< requests, applied after those of the chain file
+  fs::path chain;                   ///< empty: none
   std::vector<fs::path> inputs;
-  std::string match; // wildcards that choose among the files of directories
-  fs::path output;   // directory, made when needed
+  std::string match; ///< wildcards that choose among the files of directories
+  fs::path output;   ///< directory, made when needed
   bool preview = false;
-  std::optional<Rectangle> crop;             // what the previews show; null: whole frames
-  std::string raw_size;                      // "WxH" or empty
-  fs::path camera_file;                      // empty: the one beside the first input, if any
-  CameraFacts facts = CameraFacts::object(); // what options say; wins over the file
+  std::optional<Rectangle> crop;             ///< what the previews show; null: whole frames
+  std::string raw_size;                      ///< "WxH" or empty
+  fs::path camera_file;                      ///< empty: the one beside the first input, if any
+  CameraFacts facts = CameraFacts::object(); ///< what options say; wins over the file
 };
 
 Result<std::vector<Filter>> make_chain(const RunOptions& options) {

@@ -17,11 +17,11 @@ using namespace recordings;
 namespace {
 
 struct ValidateOptions {
-  std::filesystem::path plugin; // empty: the one that belongs to this program
-  std::string filter;           // empty: all
+  std::filesystem::path plugin; ///< empty: the one that belongs to this program
+  std::string filter;           ///< empty: all
   bool verbose = false;
   bool json = false;
-  uint32_t time_limit = 60; // seconds for a single item
+  uint32_t time_limit = 60; ///< seconds for a single item
 };
 
 std::string plural(size_t count, const char* noun) {

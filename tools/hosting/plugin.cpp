@@ -115,10 +115,7 @@ Filter::Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* con
 Filter::~Filter() = default;
 
 void Filter::update_config(const std::vector<std::string>& values, gexton::ErrorSlot& slot) {
-  std::vector<const char*> texts;
-  texts.reserve(values.size());
-  for (const std::string& value : values)
-    texts.push_back(value.c_str());
+  std::vector<const char*> texts = gexton::argument_texts(values);
   plugin_->functions().update_config(context_->filter, static_cast<int32_t>(texts.size()),
                                      texts.data(), slot.receive());
 }

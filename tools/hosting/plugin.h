@@ -87,7 +87,7 @@ class Filter {
     void operator()(gx_priv_filter_context* context) const { destroy(context); }
   };
 
-  std::shared_ptr<const Plugin> plugin_; // outlives the context
+  std::shared_ptr<const Plugin> plugin_; ///< outlives the context
   std::unique_ptr<gx_priv_filter_context, ContextDestroyer> context_;
   std::string name_;
   std::vector<gexton::Parameter> schema_;

@@ -10,7 +10,7 @@ namespace {
 void move_principal_point(gx_camera_intrinsic& intrinsic, FrameSize target) {
   struct Crop {
     FrameSize target;
-    float left, top; // target pixels
+    float left, top; ///< target pixels
   };
   constexpr Crop crops[] = {
       {{640, 320}, 0, 40}, {{320, 160}, 0, 20}, {{540, 400}, 50, 0}, {{270, 200}, 25, 0}};

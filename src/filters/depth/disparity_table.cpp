@@ -27,7 +27,7 @@ class OutputRange {
   }
 
  private:
-  float max_, min_; // the bounds are float32 products by definition; min_ is never negative
+  float max_, min_; ///< the bounds are float32 products by definition; min_ is never negative
 };
 
 /// `decode` turns a code into a disparity in pixels; disparities from `limit` on are invalid.

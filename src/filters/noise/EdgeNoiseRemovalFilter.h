@@ -9,7 +9,7 @@ struct EdgeNoiseRemovalParams {
   StripLengths strips{.margin_x_th = 6, .margin_y_th = 6, .limit_x_th = 70, .limit_y_th = 30};
   uint32_t width = 1280;
   uint32_t height = 800;
-  bool enable_vertical_direction = true; // although the schema's default is off
+  bool enable_vertical_direction = true; ///< although the schema's default is off
 
   void scale(const SizeRatios& ratios) { strips.scale(ratios); }
   friend bool operator==(const EdgeNoiseRemovalParams&, const EdgeNoiseRemovalParams&) = default;

@@ -54,13 +54,13 @@ class FalsePositiveFilter final : public IPrivFilter {
   /// The parameters to use for frames of this size, if it can be scaled to.
   std::optional<FalsePositiveConfig> params_for(FrameSize size) const;
 
-  std::recursive_mutex lock; // guards all that follows
+  std::recursive_mutex lock; ///< guards all that follows
   FalsePositiveConfig anchor_params;
-  FalsePositiveConfig current_filter_params = zero_config(); // of the last take-over
+  FalsePositiveConfig current_filter_params = zero_config(); ///< of the last take-over
   std::unique_ptr<FalsePositiveWorkspace> detection_workspace;
-  uint16_t initialized_width = 0; // the frame size of the last take-over
+  uint16_t initialized_width = 0; ///< the frame size of the last take-over
   uint16_t initialized_height = 0;
-  bool initialized = false; // whether current parameters and workspace fit frames of that size
+  bool initialized = false; ///< whether current parameters and workspace fit frames of that size
   bool params_changed = false;
 };
 

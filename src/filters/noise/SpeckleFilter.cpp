@@ -61,7 +61,10 @@ void SpeckleFilter::update_filter_config(int32_t argc, const char** argv, gx_err
     return;
   params.width = static_cast<uint64_t>(width);
   params.height = static_cast<uint64_t>(height);
+  configure(params);
+}
 
+void SpeckleFilter::configure(const SpeckleParams& params) {
   lock.update([&] { return params != anchor_params; },
               [&] {
                 anchor_params = params;

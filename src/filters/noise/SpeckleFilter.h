@@ -64,6 +64,7 @@ class SpeckleFilter : public IPrivFilter {
   };
 
   size_t limit_count() const { return kind_.tiled ? SpeckleParams::max_limits : 1; }
+  void configure(const SpeckleParams& params);
   void take_over(ProcessingFrame& call);
   void updateConfig(ProcessingFrame& call, const FrameInfo& info);
   void make_work_buffer(const FrameInfo& info);

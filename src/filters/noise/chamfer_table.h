@@ -29,7 +29,7 @@ class ChamferTable {
   const uint16_t* entries() const { return entries_.data(); }
 
  private:
-  FrameSize size_; // 0 x 0 without a table
+  FrameSize size_; ///< 0 x 0 without a table
   std::vector<uint16_t> entries_;
 };
 

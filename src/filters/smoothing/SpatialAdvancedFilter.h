@@ -35,7 +35,7 @@ class SpatialAdvancedFilter final : public DepthAdaptiveFilter<SpatialAdvancedPa
  private:
   void smooth(uint16_t* pixels);
 
-  std::vector<uint16_t> strip_; // the kernels' work space, kept from frame to frame
+  std::vector<uint16_t> strip_; ///< the kernels' work space, kept from frame to frame
 };
 
 } // namespace filter_processor

@@ -36,9 +36,13 @@ void SpatialFastFilter::update_filter_config(int32_t argc, const char** argv, gx
     parameters.refuse_value("radius");
     return;
   }
+  configure(static_cast<uint8_t>(radius));
+}
+
+void SpatialFastFilter::configure(uint8_t radius) {
   lock.update([&] { return radius != anchor_params.radius; },
               [&] {
-                anchor_params.radius = static_cast<uint8_t>(radius);
+                anchor_params.radius = radius;
                 params_changed = true;
               });
 }

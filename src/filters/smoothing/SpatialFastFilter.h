@@ -35,6 +35,8 @@ class SpatialFastFilter final : public IPrivFilter {
     uint8_t radius; ///< in spite of its name the window's side
   };
 
+  void configure(uint8_t radius);
+
   /// Takes the configured parameters over where they, or the frame size, have changed. Requires
   /// `lock`.
   void take_over(ProcessingFrame& call, FrameSize size);

@@ -33,7 +33,7 @@ class SpatialModerateFilter final : public DepthAdaptiveFilter<SpatialModeratePa
  private:
   void smooth(uint16_t* pixels);
 
-  std::vector<uint16_t> row_buffers_; // kept from frame to frame
+  std::vector<uint16_t> row_buffers_; ///< kept from frame to frame
 };
 
 } // namespace filter_processor

@@ -28,7 +28,7 @@ class InstanceLock {
 
  private:
   std::recursive_mutex frames_;
-  std::mutex configuration_; // held for a moment, never while waiting for the other
+  std::mutex configuration_; ///< held for a moment, never while waiting for the other
 };
 
 } // namespace filter_processor

@@ -156,7 +156,7 @@ class ProcessingFrame {
   std::optional<FilterError> warning_;
   gx_frame_type input_type_{};
   gx_frame* depth_ = nullptr;
-  std::shared_ptr<gx::Frame> depth_reference_; // of a frame set's depth frame
+  std::shared_ptr<gx::Frame> depth_reference_; ///< of a frame set's depth frame
   OwnedProfile profile_;
   OwnedFrame output_;
 };

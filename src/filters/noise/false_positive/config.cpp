@@ -23,7 +23,7 @@ static_assert(offsetof(Config, pattern_ambiguity) == 160);
 static_assert(offsetof(Config, ground_plane) == 231);
 static_assert(offsetof(Config, left_band) == 270);
 
-uint16_t scaled(uint16_t value, float factor) {
+uint16_t scaled_low_16(uint16_t value, float factor) {
   return low_16_bits(static_cast<float>(value) * factor);
 }
 
@@ -60,16 +60,16 @@ std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& ancho
   Config config = anchor;
   config.width = width;
   config.height = height;
-  config.small_region_size = scaled(config.small_region_size, area);
-  config.edge_bleed.min_run_length = scaled(config.edge_bleed.min_run_length, x);
-  config.texture_sparsity.max_size = scaled(config.texture_sparsity.max_size, area);
-  config.pattern_ambiguity.max_size = scaled(config.pattern_ambiguity.max_size, area);
-  config.ground_plane.max_size = scaled(config.ground_plane.max_size, area);
+  config.small_region_size = scaled_low_16(config.small_region_size, area);
+  config.edge_bleed.min_run_length = scaled_low_16(config.edge_bleed.min_run_length, x);
+  config.texture_sparsity.max_size = scaled_low_16(config.texture_sparsity.max_size, area);
+  config.pattern_ambiguity.max_size = scaled_low_16(config.pattern_ambiguity.max_size, area);
+  config.ground_plane.max_size = scaled_low_16(config.ground_plane.max_size, area);
   config.ground_plane.fx *= x;
   config.ground_plane.fy *= y;
   config.ground_plane.cx *= x;
   config.ground_plane.cy *= y;
-  config.left_band.max_size = scaled(config.left_band.max_size, area);
+  config.left_band.max_size = scaled_low_16(config.left_band.max_size, area);
   return config;
 }
 

@@ -131,7 +131,7 @@ std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& ancho
 
 /// One of the fields that hosts set by parameter strings, in schema order.
 struct ConfigParameter {
-  enum class Kind { enable, ratio, size }; // of uint8_t, float and uint16_t
+  enum class Kind { enable, ratio, size }; ///< of uint8_t, float and uint16_t
 
   const char* key;
   Kind kind;

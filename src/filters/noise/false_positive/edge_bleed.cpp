@@ -73,7 +73,7 @@ class RowCleaner {
   }
 
   IndexRange columns_;
-  uint32_t min_length_; // a run has at least one pixel, whatever the setting
+  uint32_t min_length_; ///< a run has at least one pixel, whatever the setting
   uint32_t ends_;
   uint16_t max_depth_;
 };

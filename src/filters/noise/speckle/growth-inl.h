@@ -10,7 +10,7 @@ namespace {
 
 /// The bits of what growth knows of a pixel, one byte for each. Without any: invalid, or taken by a
 /// region.
-namespace state_bit {
+namespace growth_bit {
 inline constexpr unsigned from_left = 0; ///< this neighbour may expand to the pixel
 inline constexpr unsigned from_right = 1;
 inline constexpr unsigned from_above = 2;
@@ -18,7 +18,7 @@ inline constexpr unsigned from_below = 3;
 inline constexpr unsigned seed = 4;    ///< may expand itself; set also for some that may not
 inline constexpr unsigned free = 5;    ///< valid, and not taken
 inline constexpr unsigned removed = 6; ///< alone
-} // namespace state_bit
+} // namespace growth_bit
 
 constexpr uint8_t with(unsigned bit) {
   return static_cast<uint8_t>(1U << bit);
@@ -65,12 +65,12 @@ class Growth {
     const auto drop = [&](size_t x, unsigned neighbour) {
       states[x] = static_cast<uint8_t>(states[x] & ~with(neighbour));
     };
-    drop(0, state_bit::from_left);
-    drop(grid_.columns - 1, state_bit::from_right);
+    drop(0, growth_bit::from_left);
+    drop(grid_.columns - 1, growth_bit::from_right);
     for (size_t x = 0; y == 0 && x < grid_.columns; ++x)
-      drop(x, state_bit::from_above);
+      drop(x, growth_bit::from_above);
     for (size_t x = 0; y + 1 == grid_.rows && x < grid_.columns; ++x)
-      drop(x, state_bit::from_below);
+      drop(x, growth_bit::from_below);
   }
 
   /// The states of the current row from column `x` on, as if all its neighbours were in the frame.
@@ -88,12 +88,12 @@ class Growth {
       steps |= rules_.may_expand(step, other_threshold) & valid & Pixel{with(neighbour)};
       expands |= rules_.may_expand(step, threshold) & valid;
     };
-    meet(rows.current, x - 1, state_bit::from_left);
-    meet(rows.current, x + 1, state_bit::from_right);
-    meet(rows.above, x, state_bit::from_above);
-    meet(rows.below, x, state_bit::from_below);
+    meet(rows.current, x - 1, growth_bit::from_left);
+    meet(rows.current, x + 1, growth_bit::from_right);
+    meet(rows.above, x, growth_bit::from_above);
+    meet(rows.below, x, growth_bit::from_below);
     const V valid = ~rules_.are_invalid(depth);
-    return (steps | (expands & Pixel{with(state_bit::seed)}) | Pixel{with(state_bit::free)}) &
+    return (steps | (expands & Pixel{with(growth_bit::seed)}) | Pixel{with(growth_bit::free)}) &
            valid;
   }
 
@@ -101,7 +101,7 @@ class Growth {
     constexpr size_t group = sizeof(uint64_t);
     uint8_t* row = states_ + size_t{y} * grid_.columns;
     for (size_t x = 0; x < grid_.columns; x += group) {
-      uint64_t in_row = 0x0101010101010101 * with(state_bit::seed);
+      uint64_t in_row = 0x0101010101010101 * with(growth_bit::seed);
       if (grid_.columns - x < group)
         in_row &= (uint64_t{1} << 8 * (grid_.columns - x)) - 1;
       for (;;) {
@@ -135,15 +135,15 @@ class Growth {
         tail += joins;
         states[neighbour] = static_cast<uint8_t>(state & (joins - 1));
       };
-      meet(here + 1, state_bit::from_left);
-      meet(here - 1, state_bit::from_right);
-      meet(here + columns, state_bit::from_above);
-      meet(here - columns, state_bit::from_below);
+      meet(here + 1, growth_bit::from_left);
+      meet(here - 1, growth_bit::from_right);
+      meet(here + columns, growth_bit::from_above);
+      meet(here - columns, growth_bit::from_below);
     }
     if (tail - members > limit)
       return;
     for (const int32_t* member = members; member != tail; ++member)
-      states[*member] = with(state_bit::removed);
+      states[*member] = with(growth_bit::removed);
   }
 
   /// What is free still may expand to no other pixel, and no region that began earlier reached it:
@@ -151,8 +151,8 @@ class Growth {
   void remove_row(uint32_t y, const Repair& repair) {
     const uint8_t* states = states_ + size_t{y} * grid_.columns;
     repair.remove_where(y, [&](size_t x) {
-      const unsigned free = limits_[x] > 0 ? with(state_bit::free) : 0U;
-      return (states[x] & (with(state_bit::removed) | free)) != 0;
+      const unsigned free = limits_[x] > 0 ? with(growth_bit::free) : 0U;
+      return (states[x] & (with(growth_bit::removed) | free)) != 0;
     });
   }
 

@@ -49,7 +49,7 @@ class Rows {
   /// Makes each sample of the current row, which is row `y`, invalid that is a region: without any
   /// step to or from a neighbour.
   void remove_single_pixels(uint32_t y) {
-    Pixel* samples = frame_.row(y) + grid_.step - 1;
+    Pixel* const row = frame_.row(y) + grid_.step - 1;
     uint64_t enters = 0;
     for (size_t word = 0; word < grid_.words(); ++word) {
       const uint64_t right = current.joined[word] | current.one_way[word];
@@ -57,10 +57,10 @@ class Rows {
           current.up[word] | current.up_one_way[word] | below.up[word] | below.up_one_way[word];
       const uint64_t stepped = right | right << 1 | enters | vertical;
       enters = right >> (word_bits - 1);
+      Pixel* const samples = row + word * word_bits * grid_.step;
       for_each_bit(current.valid[word] & ~stepped,
                    [&](unsigned bit) { samples[size_t{bit} * grid_.step] = rules_.invalid; });
       current.valid[word] &= stepped;
-      samples += size_t{word_bits} * grid_.step;
     }
   }
 
