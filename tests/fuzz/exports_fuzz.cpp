@@ -6,7 +6,7 @@
 
 #include "fuzz/fuzzing.h"
 #include "simd/level.h"
-#include "support/filter_cases.h"
+#include "support/filter_facts.h"
 #include "support/schema.h"
 
 namespace {

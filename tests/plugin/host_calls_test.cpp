@@ -9,7 +9,7 @@
 #include <functional>
 #include <future>
 
-#include "support/filter_cases.h"
+#include "support/filter_facts.h"
 #include "support/schema.h"
 
 namespace {

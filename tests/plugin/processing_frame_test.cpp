@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "plugin/base/gx_frame.h"
-#include "support/filter_cases.h"
+#include "support/filter_facts.h"
 #include "support/host_objects.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include "filters/noise/false_positive/config.h"
 #include "support/capture.h"
-#include "support/filter_cases.h"
+#include "support/filter_facts.h"
 
 namespace test {
 
