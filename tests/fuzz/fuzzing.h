@@ -57,7 +57,7 @@ class Input {
   uint8_t byte() { return number<uint8_t>(); }
 
   /// A number below `count`, which is at most 256.
-  unsigned below(unsigned count) { return byte() % count; }
+  unsigned below(size_t count) { return byte() % static_cast<unsigned>(count); }
   bool one_in(unsigned count) { return below(count) == count - 1; }
 
   template <typename T, typename... Others>
