@@ -5,9 +5,9 @@
 #include <functional>
 #include <iterator>
 
-#include "filters/noise/false_positive_naive.h"
-#include "filters/noise/naive_speckles.h"
 #include "measure.h"
+#include "naive/false_positive.h"
+#include "naive/speckles.h"
 
 namespace bench {
 namespace {
@@ -180,27 +180,22 @@ void add(const char* form, Run run) {
 /// Forms that work in place.
 template <typename Form>
 void add_form(const char* name, Form form, Scene scene = noisy_scene) {
-  add(
-      name,
-      [=](benchmark::State& state, Size size) {
-        measure_with_copy(
-            state, cached(scene, size), [&](Pixels& pixels) { form(pixels, size); });
-      });
+  add(name, [=](benchmark::State& state, Size size) {
+    measure_with_copy(state, cached(scene, size), [&](Pixels& pixels) { form(pixels, size); });
+  });
 }
 
 /// Forms that write another frame, `factor` times as wide and high, than they read.
 template <typename Form>
 void add_copying_form(const char* name, uint32_t factor, Form form) {
-  add(
-      name,
-      [=](benchmark::State& state, Size size) {
-        const Pixels& from = cached(noisy_scene, size);
-        Pixels to(size_t{factor} * factor * size.pixels());
-        for (auto _ : state) {
-          form(from, size, to);
-          benchmark::ClobberMemory();
-        }
-      });
+  add(name, [=](benchmark::State& state, Size size) {
+    const Pixels& from = cached(noisy_scene, size);
+    Pixels to(size_t{factor} * factor * size.pixels());
+    for (auto _ : state) {
+      form(from, size, to);
+      benchmark::ClobberMemory();
+    }
+  });
 }
 
 } // namespace
@@ -212,8 +207,8 @@ void register_naive_forms() {
   add_copying_form("resize_same", 1, resize<1>);
   add_copying_form("resize_double", 2, resize<2>);
   add_form("fill_top", fill_top);
-  add_form(
-      "fill_nearest", [](Pixels& pixels, Size size) { fill_extreme(pixels, size, std::less<>()); });
+  add_form("fill_nearest",
+           [](Pixels& pixels, Size size) { fill_extreme(pixels, size, std::less<>()); });
   add_form("fill_farthest",
            [](Pixels& pixels, Size size) { fill_extreme(pixels, size, std::greater<>()); });
   add_copying_form("median_3x3", 1, median<1>);

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/noise/false_positive_naive.h"
+#include "naive/false_positive.h"
 #include "support/host_objects.h"
 
 /// Called once before the first input.

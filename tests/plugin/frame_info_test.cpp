@@ -4,10 +4,10 @@
 #include <limits>
 #include <random>
 
+#include "naive/depth_table.h"
 #include "plugin/base/frame_info.h"
 #include "plugin/base/numbers.h"
 #include "support/camera_frame.h"
-#include "support/naive_depth_table.h"
 
 namespace {
 

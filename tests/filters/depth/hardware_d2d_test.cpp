@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "filters/depth/invalid_depth_kernels.h"
+#include "naive/depth_table.h"
 #include "support/camera_frame.h"
-#include "support/naive_depth_table.h"
 #include "support/random.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include "filters/noise/false_positive/config.h"
 #include "filters/noise/false_positive/region_tests.h"
 #include "filters/noise/false_positive/stage.h"
-#include "filters/noise/false_positive_naive.h"
+#include "naive/false_positive.h"
 #include "simd/level.h"
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"
@@ -160,15 +160,13 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
   const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
                             82, 80, 160, 167, 171, 175, 179, 163, 161};
   const auto store = [&](const std::vector<std::string>& values) {
-    for (size_t i = 0; i < 19; ++i) {
-      if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160) {
+    for (size_t i = 0; i < 19; ++i)
+      if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160)
         model.anchor.u8(offsets[i], std::stoi(values[i]));
-      } else if (i == 10 || i == 11 || i >= 17) {
+      else if (i == 10 || i == 11 || i >= 17)
         model.anchor.u16(offsets[i], std::stoi(values[i]));
-      } else {
+      else
         model.anchor.f32(offsets[i], std::stof(values[i]));
-      }
-    }
   };
   int width = 30;
   int height = 20;

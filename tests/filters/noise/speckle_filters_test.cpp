@@ -5,9 +5,9 @@
 #include <cmath>
 #include <random>
 
-#include "filters/noise/naive_speckles.h"
+#include "naive/depth_table.h"
+#include "naive/speckles.h"
 #include "support/camera_frame.h"
-#include "support/naive_depth_table.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <random>
 
-#include "filters/noise/naive_speckles.h"
+#include "naive/speckles.h"
 #include "support/host_objects.h"
 
 namespace {

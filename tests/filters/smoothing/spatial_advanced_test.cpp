@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "filters/smoothing/spatial_advanced_kernels.h"
-#include "support/depth_adaptive_model.h"
+#include "naive/depth_adaptive.h"
 
 namespace {
 

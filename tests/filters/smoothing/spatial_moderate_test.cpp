@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "filters/smoothing/spatial_moderate_kernels.h"
-#include "support/depth_adaptive_model.h"
+#include "naive/depth_adaptive.h"
 
 namespace {
 

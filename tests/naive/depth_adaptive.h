@@ -7,8 +7,8 @@
 #include <cmath>
 #include <random>
 
+#include "naive/depth_table.h"
 #include "support/camera_frame.h"
-#include "support/naive_depth_table.h"
 
 namespace test {
 
