@@ -70,30 +70,26 @@ void add_medians() {
 }
 
 void add_temporal() {
-  add<TemporalKernels>(
-      "Temporal.blend",
-      [](const TemporalKernels& kernels, Size size) {
-        return [&kernels, previous = cached(noisy_scene, size)](Pixels& pixels) mutable {
-          kernels.blend(pixels.data(), previous.data(), pixels.size(), 0.1F, 0.4F);
-        };
-      });
+  add<TemporalKernels>("Temporal.blend", [](const TemporalKernels& kernels, Size size) {
+    return [&kernels, previous = cached(noisy_scene, size)](Pixels& pixels) mutable {
+      kernels.blend(pixels.data(), previous.data(), pixels.size(), 0.1F, 0.4F);
+    };
+  });
 }
 
 void add_spatial_moderate() {
   using Kernels = SpatialModerateKernels;
   const auto smooth = [](const std::string& name, auto call) {
-    add<Kernels>(
-        "SpatialModerate." + name,
-        [=](const Kernels& kernels, Size size) {
-          return [=, &kernels, rows = Pixels(size_t{Kernels::row_buffers} * size.width)](
-                     Pixels& pixels) mutable {
-            call(kernels, {pixels.data(), size.width, size.height, 2, 1, rows.data()});
-          };
-        });
+    add<Kernels>("SpatialModerate." + name, [=](const Kernels& kernels, Size size) {
+      return [=, &kernels,
+              rows = Pixels(size_t{Kernels::row_buffers} * size.width)](Pixels& pixels) mutable {
+        call(kernels, {pixels.data(), size.width, size.height, 2, 1, rows.data()});
+      };
+    });
   };
-  smooth(
-      "fixed_5x5",
-      [](const Kernels& kernels, const SmoothingWindow& window) { kernels.fixed(window, step); });
+  smooth("fixed_5x5", [](const Kernels& kernels, const SmoothingWindow& window) {
+    kernels.fixed(window, step);
+  });
   smooth("table_5x5", [](const Kernels& kernels, const SmoothingWindow& window) {
     kernels.table(window, steps, 10);
   });
@@ -102,26 +98,24 @@ void add_spatial_moderate() {
 void add_spatial_advanced() {
   using Kernels = SpatialAdvancedKernels;
   const auto walk = [](const std::string& name, auto call) {
-    add<Kernels>(
-        "SpatialAdvanced." + name,
-        [=](const Kernels& kernels, Size size) {
-          return [=, &kernels, strip = Pixels(size_t{Kernels::strip_rows} * size.width)](
-                     Pixels& pixels) mutable {
-            const PixelGrid grid{pixels.data(), static_cast<uint16_t>(size.width),
-                                 static_cast<uint16_t>(size.height)};
-            call(kernels, grid, strip.data());
-          };
-        });
+    add<Kernels>("SpatialAdvanced." + name, [=](const Kernels& kernels, Size size) {
+      return [=, &kernels,
+              strip = Pixels(size_t{Kernels::strip_rows} * size.width)](Pixels& pixels) mutable {
+        const PixelGrid grid{pixels.data(), static_cast<uint16_t>(size.width),
+                             static_cast<uint16_t>(size.height)};
+        call(kernels, grid, strip.data());
+      };
+    });
   };
-  walk(
-      "rows_fixed", [](const Kernels& kernels, const PixelGrid& grid,
-                       uint16_t* strip) { kernels.rows_fixed(grid, step, 1, strip); });
-  walk(
-      "columns_fixed", [](const Kernels& kernels, const PixelGrid& grid,
-                          uint16_t*) { kernels.columns_fixed(grid, step); });
-  walk(
-      "rows_table", [](const Kernels& kernels, const PixelGrid& grid,
-                       uint16_t* strip) { kernels.rows_table(grid, steps, 1, strip); });
+  walk("rows_fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* strip) {
+    kernels.rows_fixed(grid, step, 1, strip);
+  });
+  walk("columns_fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t*) {
+    kernels.columns_fixed(grid, step);
+  });
+  walk("rows_table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* strip) {
+    kernels.rows_table(grid, steps, 1, strip);
+  });
   walk("columns_table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t*) {
     kernels.columns_table(grid, steps);
   });
@@ -149,13 +143,11 @@ void add_disparity_lookup() {
 }
 
 void add_invalid_depth() {
-  add<InvalidDepthKernels>(
-      "InvalidDepth.clear_between",
-      [](const auto& kernels, Size) {
-        return [&kernels](Pixels& pixels) {
-          kernels.clear_between(pixels.data(), pixels.size(), 1000, 1500);
-        };
-      });
+  add<InvalidDepthKernels>("InvalidDepth.clear_between", [](const auto& kernels, Size) {
+    return [&kernels](Pixels& pixels) {
+      kernels.clear_between(pixels.data(), pixels.size(), 1000, 1500);
+    };
+  });
 }
 
 /// Sampling of whole frames that are enlarged by a whole factor.
@@ -199,14 +191,13 @@ void add_edge_strips() {
     });
   };
   using Image = EdgeStripsImage;
-  clear(
-      "rows", [](const Kernels& kernels, const Image& image, const uint16_t*,
-                 EdgeStripsColumns) { kernels.rows(image, 6, 70); });
-  clear(
-      "rows_and_columns",
-      [](const Kernels& kernels, const Image& image, const uint16_t*, EdgeStripsColumns columns) {
-        kernels.rows_and_columns(image, 6, 6, 70, 30, columns);
-      });
+  clear("rows", [](const Kernels& kernels, const Image& image, const uint16_t*, EdgeStripsColumns) {
+    kernels.rows(image, 6, 70);
+  });
+  clear("rows_and_columns",
+        [](const Kernels& kernels, const Image& image, const uint16_t*, EdgeStripsColumns columns) {
+          kernels.rows_and_columns(image, 6, 6, 70, 30, columns);
+        });
   clear("chamfered_rows_and_columns", [](const Kernels& kernels, const Image& image,
                                          const uint16_t* table, EdgeStripsColumns columns) {
     kernels.chamfered_rows_and_columns(image, 6, 120, 120, table, columns);
@@ -237,18 +228,16 @@ void add_speckles() {
 }
 
 void add_joins() {
-  add<JoinKernels>(
-      "Join.find",
-      [](const JoinKernels& kernels, Size size) {
-        JoinThresholds thresholds{0, 30, 6, {}, {}};
-        for (uint32_t i = 0; i < thresholds.steps; ++i) {
-          thresholds.depth[i] = static_cast<uint16_t>(1000 * (i + 1));
-          thresholds.rise[i] = 20;
-        }
-        return [=, &kernels, states = std::vector<uint8_t>(size.pixels())](Pixels& pixels) mutable {
-          kernels.find(pixels.data(), size.width, size.height, thresholds, states.data());
-        };
-      });
+  add<JoinKernels>("Join.find", [](const JoinKernels& kernels, Size size) {
+    JoinThresholds thresholds{0, 30, 6, {}, {}};
+    for (uint32_t i = 0; i < thresholds.steps; ++i) {
+      thresholds.depth[i] = static_cast<uint16_t>(1000 * (i + 1));
+      thresholds.rise[i] = 20;
+    }
+    return [=, &kernels, states = std::vector<uint8_t>(size.pixels())](Pixels& pixels) mutable {
+      kernels.find(pixels.data(), size.width, size.height, thresholds, states.data());
+    };
+  });
 }
 
 } // namespace

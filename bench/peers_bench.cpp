@@ -72,26 +72,17 @@ void accumulate(const cv::Mat& from, cv::Mat& to) {
 void register_peers() {
   cv::setNumThreads(1);
   using Mat = cv::Mat;
-  add(
-      "medianBlur_3x3", CV_16U, [](const Mat& from, Mat& to) { cv::medianBlur(from, to, 3); });
-  add(
-      "medianBlur_5x5", CV_16U, [](const Mat& from, Mat& to) { cv::medianBlur(from, to, 5); });
-  add(
-      "dilate_3x3", CV_16U, [](const Mat& from, Mat& to) { cv::dilate(from, to, Mat()); });
-  add(
-      "blur_5x5", CV_16U,
-      [](const Mat& from, Mat& to) {
-        cv::blur(from, to, {5, 5});
-      });
-  add(
-      "bilateralFilter_5x5", CV_32F,
+  add("medianBlur_3x3", CV_16U, [](const Mat& from, Mat& to) { cv::medianBlur(from, to, 3); });
+  add("medianBlur_5x5", CV_16U, [](const Mat& from, Mat& to) { cv::medianBlur(from, to, 5); });
+  add("dilate_3x3", CV_16U, [](const Mat& from, Mat& to) { cv::dilate(from, to, Mat()); });
+  add("blur_5x5", CV_16U, [](const Mat& from, Mat& to) { cv::blur(from, to, {5, 5}); });
+  add("bilateralFilter_5x5", CV_32F,
       [](const Mat& from, Mat& to) { cv::bilateralFilter(from, to, 5, 160, 2); });
   add("dtFilter", CV_32F, [](const Mat& from, Mat& to) {
     cv::ximgproc::dtFilter(from, from, to, 10, 160, cv::ximgproc::DTF_RF, 1);
   });
   add("accumulateWeighted", CV_16U, accumulate);
-  add(
-      "resize_same", CV_16U, [](const Mat& from, Mat& to) { resize(from, to, 1); });
+  add("resize_same", CV_16U, [](const Mat& from, Mat& to) { resize(from, to, 1); });
   add("resize_double", CV_16U, [](const Mat& from, Mat& to) { resize(from, to, 2); });
   add_filter_speckles();
 }

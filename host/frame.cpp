@@ -97,9 +97,8 @@ Frame& required_set(Frame* frameset) {
 /// Whether `frame` is `wanted` or has it among its members at any depth.
 bool holds(const gx_frame& frame, const gx_frame& wanted) {
   return &frame == &wanted ||
-         std::any_of(
-             frame.members.begin(), frame.members.end(),
-             [&](const FrameReference& member) { return holds(*member, wanted); });
+         std::any_of(frame.members.begin(), frame.members.end(),
+                     [&](const FrameReference& member) { return holds(*member, wanted); });
 }
 
 void push_frame(gx_frame& frameset, gx_frame& frame) {
@@ -144,35 +143,31 @@ using namespace gexton;
 
 gx_frame* gx_create_frame(gx_frame_type type, gx_format format, uint32_t data_size,
                           gx_error** error) {
-  return sdk_call(
-      __func__, error,
-      [=] {
-        return FrameReference::create(FrameAttributes{.type = type, .format = format},
-                                      zero_pixels(data_size))
-            .detach();
-      });
+  return sdk_call(__func__, error, [=] {
+    return FrameReference::create(FrameAttributes{.type = type, .format = format},
+                                  zero_pixels(data_size))
+        .detach();
+  });
 }
 
 gx_frame* gx_create_frame_from_other_frame(const gx_frame* other, bool copy_data,
                                            gx_error** error) {
-  return sdk_call(
-      __func__, error,
-      [=] {
-        const gx_frame& source = required(other, "other");
-        return (copy_data ? full_copy(source) : empty_copy(source)).detach();
-      });
+  return sdk_call(__func__, error, [=] {
+    const gx_frame& source = required(other, "other");
+    return (copy_data ? full_copy(source) : empty_copy(source)).detach();
+  });
 }
 
 gx_frame* gexton_create_video_frame(gx_frame_type type, gx_stream_profile* profile,
                                     const uint16_t* pixels, gx_error** error) {
-  return host_call(
-      __func__, error,
-      [=] { return create_video_frame(type, required(profile, "profile"), pixels).detach(); });
+  return host_call(__func__, error, [=] {
+    return create_video_frame(type, required(profile, "profile"), pixels).detach();
+  });
 }
 
 gx_frame* gexton_frame_add_reference(gx_frame* frame, gx_error** error) {
-  return host_call(
-      __func__, error, [=] { return FrameReference::share(required(frame, "frame")).detach(); });
+  return host_call(__func__, error,
+                   [=] { return FrameReference::share(required(frame, "frame")).detach(); });
 }
 
 void gx_delete_frame(gx_frame* frame, gx_error** error) {
@@ -180,172 +175,142 @@ void gx_delete_frame(gx_frame* frame, gx_error** error) {
 }
 
 gx_frame_type gx_frame_get_type(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.type; });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").attributes.type; });
 }
 
 gx_format gx_frame_get_format(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.format; });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").attributes.format; });
 }
 
 uint64_t gx_frame_get_index(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.index; });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").attributes.index; });
 }
 
 void gexton_frame_set_index(gx_frame* frame, uint64_t index, gx_error** error) {
-  host_call(
-      __func__, error, [=] { required(frame, "frame").attributes.index = index; });
+  host_call(__func__, error, [=] { required(frame, "frame").attributes.index = index; });
 }
 
 uint8_t* gx_frame_get_data(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").pixels.data(); });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").pixels.data(); });
 }
 
 uint32_t gx_frame_get_data_size(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").pixels.size(); });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").pixels.size(); });
 }
 
 void gx_frame_update_data(gx_frame* frame, const uint8_t* data, uint32_t size, gx_error** error) {
-  sdk_call(
-      __func__, error, [=] { update_data(required(frame, "frame"), data, size); });
+  sdk_call(__func__, error, [=] { update_data(required(frame, "frame"), data, size); });
 }
 
 void gx_frame_copy_info(const gx_frame* source, gx_frame* destination, gx_error** error) {
-  sdk_call(
-      __func__, error,
-      [=] {
-        // By way of a copy: should memory run out, the destination stays as it was.
-        FrameAttributes attributes = required(source, "source").attributes;
-        required(destination, "destination").attributes = std::move(attributes);
-      });
+  sdk_call(__func__, error, [=] {
+    // By way of a copy: should memory run out, the destination stays as it was.
+    FrameAttributes attributes = required(source, "source").attributes;
+    required(destination, "destination").attributes = std::move(attributes);
+  });
 }
 
 gx_stream_profile* gx_frame_get_stream_profile(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error,
-      [=] { return Reference(required(frame, "frame").attributes.profile).detach(); });
+  return sdk_call(__func__, error,
+                  [=] { return Reference(required(frame, "frame").attributes.profile).detach(); });
 }
 
 void gx_frame_set_stream_profile(gx_frame* frame, gx_stream_profile* profile, gx_error** error) {
-  sdk_call(
-      __func__, error,
-      [=] {
-        FrameAttributes& attributes = required(frame, "frame").attributes;
-        attributes.profile = Reference<gx_stream_profile>::share(required(profile, "profile"));
-      });
+  sdk_call(__func__, error, [=] {
+    FrameAttributes& attributes = required(frame, "frame").attributes;
+    attributes.profile = Reference<gx_stream_profile>::share(required(profile, "profile"));
+  });
 }
 
 bool gx_frame_has_metadata(const gx_frame* frame, gx_metadata_id id, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.metadata.contains(id); });
+  return sdk_call(__func__, error,
+                  [=] { return required(frame, "frame").attributes.metadata.contains(id); });
 }
 
 int64_t gx_frame_get_metadata_value(const gx_frame* frame, gx_metadata_id id, gx_error** error) {
-  return sdk_call(
-      __func__, error,
-      [=] {
-        const auto& metadata = required(frame, "frame").attributes.metadata;
-        const auto found = metadata.find(id);
-        if (found == metadata.end())
-          throw Failure{"frame has no such metadata", "id", GX_EXCEPTION_TYPE_INVALID_VALUE};
-        return found->second;
-      });
+  return sdk_call(__func__, error, [=] {
+    const auto& metadata = required(frame, "frame").attributes.metadata;
+    const auto found = metadata.find(id);
+    if (found == metadata.end())
+      throw Failure{"frame has no such metadata", "id", GX_EXCEPTION_TYPE_INVALID_VALUE};
+    return found->second;
+  });
 }
 
 void gexton_frame_set_metadata(gx_frame* frame, gx_metadata_id id, int64_t value,
                                gx_error** error) {
-  host_call(
-      __func__, error,
-      [=] { required(frame, "frame").attributes.metadata.insert_or_assign(id, value); });
+  host_call(__func__, error,
+            [=] { required(frame, "frame").attributes.metadata.insert_or_assign(id, value); });
 }
 
 void gexton_frame_remove_metadata(gx_frame* frame, gx_metadata_id id, gx_error** error) {
-  host_call(
-      __func__, error, [=] { required(frame, "frame").attributes.metadata.erase(id); });
+  host_call(__func__, error, [=] { required(frame, "frame").attributes.metadata.erase(id); });
 }
 
 // ---- frame sets ----
 
 gx_frame* gexton_create_frameset(gx_error** error) {
-  return host_call(
-      __func__, error,
-      [] {
-        return FrameReference::create(
-                   FrameAttributes{.type = GX_FRAME_SET, .format = GX_FORMAT_UNKNOWN})
-            .detach();
-      });
+  return host_call(__func__, error, [] {
+    return FrameReference::create(
+               FrameAttributes{.type = GX_FRAME_SET, .format = GX_FORMAT_UNKNOWN})
+        .detach();
+  });
 }
 
 gx_frame* gx_frameset_get_depth_frame(const gx_frame* frameset, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return depth_member(required_set(frameset)).detach(); });
+  return sdk_call(__func__, error, [=] { return depth_member(required_set(frameset)).detach(); });
 }
 
 void gx_frameset_push_frame(gx_frame* frameset, gx_frame* frame, gx_error** error) {
-  sdk_call(
-      __func__, error, [=] { push_frame(required_set(frameset), required(frame, "frame")); });
+  sdk_call(__func__, error, [=] { push_frame(required_set(frameset), required(frame, "frame")); });
 }
 
 uint32_t gexton_frameset_get_count(const gx_frame* frameset, gx_error** error) {
-  return host_call(
-      __func__, error,
-      [=] { return static_cast<uint32_t>(required_set(frameset).members.size()); });
+  return host_call(__func__, error,
+                   [=] { return static_cast<uint32_t>(required_set(frameset).members.size()); });
 }
 
 gx_frame* gexton_frameset_get_frame(const gx_frame* frameset, uint32_t index, gx_error** error) {
-  return host_call(
-      __func__, error,
-      [=] {
-        const auto& members = required_set(frameset).members;
-        if (index >= members.size())
-          throw invalid_argument("index");
-        return FrameReference(members[index]).detach();
-      });
+  return host_call(__func__, error, [=] {
+    const auto& members = required_set(frameset).members;
+    if (index >= members.size())
+      throw invalid_argument("index");
+    return FrameReference(members[index]).detach();
+  });
 }
 
 // ---- video and depth frames ----
 
 uint32_t gx_video_frame_get_width(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required_profile(frame).width; });
+  return sdk_call(__func__, error, [=] { return required_profile(frame).width; });
 }
 
 uint32_t gx_video_frame_get_height(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required_profile(frame).height; });
+  return sdk_call(__func__, error, [=] { return required_profile(frame).height; });
 }
 
 gx_pixel_type gx_video_frame_get_pixel_type(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.pixel_type; });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").attributes.pixel_type; });
 }
 
 void gx_video_frame_set_pixel_type(gx_frame* frame, gx_pixel_type type, gx_error** error) {
-  sdk_call(
-      __func__, error, [=] { required(frame, "frame").attributes.pixel_type = type; });
+  sdk_call(__func__, error, [=] { required(frame, "frame").attributes.pixel_type = type; });
 }
 
 uint8_t gx_video_frame_get_pixel_available_bit_size(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.available_bits; });
+  return sdk_call(__func__, error,
+                  [=] { return required(frame, "frame").attributes.available_bits; });
 }
 
 void gx_video_frame_set_pixel_available_bit_size(gx_frame* frame, uint8_t bit_size,
                                                  gx_error** error) {
-  sdk_call(
-      __func__, error, [=] { required(frame, "frame").attributes.available_bits = bit_size; });
+  sdk_call(__func__, error, [=] { required(frame, "frame").attributes.available_bits = bit_size; });
 }
 
 float gx_depth_frame_get_value_scale(const gx_frame* frame, gx_error** error) {
-  return sdk_call(
-      __func__, error, [=] { return required(frame, "frame").attributes.value_scale; });
+  return sdk_call(__func__, error, [=] { return required(frame, "frame").attributes.value_scale; });
 }
 
 void gx_depth_frame_set_value_scale(gx_frame* frame, float scale, gx_error** error) {
-  sdk_call(
-      __func__, error, [=] { required(frame, "frame").attributes.value_scale = scale; });
+  sdk_call(__func__, error, [=] { required(frame, "frame").attributes.value_scale = scale; });
 }

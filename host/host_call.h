@@ -57,29 +57,25 @@ std::invoke_result_t<Body> host_call(const char* function, gx_error** error, Bod
 /// host_call for the functions that plug-ins call: these count as calls and may be made to fail.
 template <typename Body>
 std::invoke_result_t<Body> sdk_call(const char* function, gx_error** error, Body body) noexcept {
-  return host_call(
-      function, error,
-      [function, &body] {
-        if (fault_due(function))
-          throw injected_fault();
-        return body();
-      });
+  return host_call(function, error, [function, &body] {
+    if (fault_due(function))
+      throw injected_fault();
+    return body();
+  });
 }
 
 /// The body of a delete function. The reference is given back even when the call is made to fail: a
 /// caller has no second way to release it.
 template <typename T>
 void give_back(const char* function, T* handle, const char* parameter, gx_error** error) noexcept {
-  host_call(
-      function, error,
-      [=] {
-        const bool faulty = fault_due(function);
-        const bool was_alive = handle != nullptr && live_handles<T>.release(handle);
-        if (faulty)
-          throw injected_fault();
-        if (!was_alive)
-          throw invalid_argument(parameter);
-      });
+  host_call(function, error, [=] {
+    const bool faulty = fault_due(function);
+    const bool was_alive = handle != nullptr && live_handles<T>.release(handle);
+    if (faulty)
+      throw injected_fault();
+    if (!was_alive)
+      throw invalid_argument(parameter);
+  });
 }
 
 } // namespace gexton

@@ -13,7 +13,7 @@ jobs=$(nproc)
 everything=(-DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PROCESSOR_BENCH=ON)
 
 section "Formatting"
-git ls-files -z -- '*.c' '*.cpp' '*.h' '*.hpp' | xargs -0 clang-format --dry-run -Werror
+git ls-files -z -- '*.c' '*.cpp' '*.h' '*.hpp' | xargs -0 clang-format-16 --dry-run -Werror
 
 section "Build: release, GCC"
 cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ "${everything[@]}"

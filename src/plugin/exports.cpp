@@ -73,14 +73,13 @@ gx_priv_filter_context* new_context(int index) {
 } // namespace
 
 uint64_t gx_get_filter_count(gx_error** /*error*/) {
-  return guarded_or(
-      uint64_t{0},
-      [] { return static_cast<uint64_t>(int64_t{getFilterFactory()->getFilterCount()}); });
+  return guarded_or(uint64_t{0}, [] {
+    return static_cast<uint64_t>(int64_t{getFilterFactory()->getFilterCount()});
+  });
 }
 
 const char* gx_get_filter_name(int32_t index, gx_error** /*error*/) {
-  return guarded_or(
-      "UnknownFilter", [&] { return getFilterFactory()->getFilterName(index); });
+  return guarded_or("UnknownFilter", [&] { return getFilterFactory()->getFilterName(index); });
 }
 
 const char* gx_get_commit_hash(void) {

@@ -75,8 +75,7 @@ void clear_near(Pixels pixels, float value_scale, double low, double high) {
         pixels, value_scale, [=](double depth) { return depth >= low; },
         [=](double depth) { return !(depth <= high); });
   } else {
-    clear_each(
-        pixels, value_scale, [=](double depth) { return low <= depth && depth <= high; });
+    clear_each(pixels, value_scale, [=](double depth) { return low <= depth && depth <= high; });
   }
 }
 
@@ -90,8 +89,7 @@ void clear_equal(Pixels pixels, float value_scale, uint16_t low_bits) {
           [=](double depth) { return depth >= invalid + 1; });
     }
   } else {
-    clear_each(
-        pixels, value_scale, [=](double depth) { return low_16_bits(depth) == low_bits; });
+    clear_each(pixels, value_scale, [=](double depth) { return low_16_bits(depth) == low_bits; });
   }
 }
 
@@ -134,26 +132,19 @@ void HardwareD2DCorrectionFilter::follow_profile(ProcessingFrame& call, FrameSiz
 }
 
 bool HardwareD2DCorrectionFilter::profile_matches(ProcessingFrame& call, FrameSize size) {
-  gx_stream_profile* const profile = cached_profile.get();
-  const FrameSize cached_size{call.host(gx_video_stream_profile_get_width, profile),
-                              call.host(gx_video_stream_profile_get_height, profile)};
-  const gx_format cached_format = call.host(gx_stream_profile_get_format, profile);
-  const gx_format format = call.host(gx_frame_get_format, call.depth());
-  return cached_size == size && cached_format == format;
+  const StreamFormat cached = call.stream_format_of(cached_profile.get());
+  return cached == StreamFormat{size, call.host(gx_frame_get_format, call.depth())};
 }
 
 /// Whether there is an offset to correct for.
 bool HardwareD2DCorrectionFilter::follow_offset(ProcessingFrame& call) {
-  const bool present = call.host(gx_frame_has_metadata, call.depth(), GX_METADATA_DISPARITY_OFFSET);
-  const int64_t offset =
-      present ? call.host(gx_frame_get_metadata_value, call.depth(), GX_METADATA_DISPARITY_OFFSET)
-              : 0;
+  const std::optional<int64_t> offset = call.read_disparity_offset();
   if (!call.ok())
     return false;
-  if (!present) {
+  if (!offset) {
     disp_offset = 0.0;
-  } else if (is_other_offset(disp_offset, offset)) {
-    disp_offset = static_cast<double>(offset);
+  } else if (is_other_offset(disp_offset, *offset)) {
+    disp_offset = static_cast<double>(*offset);
     offset_changed = true;
   }
   return disp_offset != 0.0;

@@ -36,7 +36,7 @@ gx_frame* DisparityConversion::process(const char* filter, gx_frame* frame, gx_e
   follow_profile(call, format, size);
   const D2DParameters record =
       call.host(gx_disparity_based_stream_profile_get_disparity_param, cached_profile.get());
-  read_disparity_offset(call);
+  follow_offset(call);
   if (!call.ok())
     return nullptr;
   const std::lock_guard guard(lock);
@@ -56,7 +56,8 @@ void DisparityConversion::follow_profile(ProcessingFrame& call, gx_format format
   const bool first = cached_profile == nullptr;
   if (first)
     read_profile();
-  const bool matches = !first && profile_matches(call, format, size);
+  const bool matches =
+      !first && call.stream_format_of(cached_profile.get()) == StreamFormat{size, format};
   const uint8_t bit_size = read_bit_size();
   if (!call.ok() || (matches && bit_size == cached_bit_size))
     return;
@@ -68,19 +69,10 @@ void DisparityConversion::follow_profile(ProcessingFrame& call, gx_format format
     cached_bit_size = bit_size;
 }
 
-bool DisparityConversion::profile_matches(ProcessingFrame& call, gx_format format, FrameSize size) {
-  gx_stream_profile* const profile = cached_profile.get();
-  const FrameSize cached_size{call.host(gx_video_stream_profile_get_width, profile),
-                              call.host(gx_video_stream_profile_get_height, profile)};
-  return call.host(gx_stream_profile_get_format, profile) == format && cached_size == size;
-}
-
-void DisparityConversion::read_disparity_offset(ProcessingFrame& call) {
-  int64_t offset = 0;
-  if (call.host(gx_frame_has_metadata, call.depth(), GX_METADATA_DISPARITY_OFFSET))
-    offset = call.host(gx_frame_get_metadata_value, call.depth(), GX_METADATA_DISPARITY_OFFSET);
+void DisparityConversion::follow_offset(ProcessingFrame& call) {
+  const std::optional<int64_t> offset = call.read_disparity_offset();
   if (call.ok())
-    metadata_disparity_offset = static_cast<float>(offset);
+    metadata_disparity_offset = static_cast<float>(offset.value_or(0));
 }
 
 /// The offset of a frame enters the table when it is built for another reason, and only then.

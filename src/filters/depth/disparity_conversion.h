@@ -83,8 +83,7 @@ class DisparityConversion : public IPrivFilter {
 
  private:
   void follow_profile(ProcessingFrame& call, gx_format format, FrameSize size);
-  bool profile_matches(ProcessingFrame& call, gx_format format, FrameSize size);
-  void read_disparity_offset(ProcessingFrame& call);
+  void follow_offset(ProcessingFrame& call);
   void follow_record(ProcessingFrame& call, const D2DParameters& record);
   void build_table(ProcessingFrame& call);
 };

@@ -15,9 +15,9 @@ double codes_per_pixel(const D2DParameters& camera, int integer_bits) {
 }
 
 /// The output value of a depth, cut to a whole number; 0 outside the range (NaN is outside it).
-class DepthRange {
+class OutputRange {
  public:
-  explicit DepthRange(const DepthOutput& output)
+  explicit OutputRange(const DepthOutput& output)
       : max_(static_cast<float>(output.max_depth) * output.value_scale),
         min_(static_cast<float>(output.min_depth) * output.value_scale) {}
 
@@ -34,7 +34,7 @@ class DepthRange {
 template <typename Decode>
 void fill_stereo(const D2DParameters& camera, const DepthOutput& output, double limit,
                  DisparityTable& table, Decode decode) {
-  const DepthRange range(output);
+  const OutputRange range(output);
   const double bf = double{camera.baseline} * camera.fx;
   const double units = double{output.value_scale * camera.unit}; // a float32 product by definition
   const double end = output.shifted_codes ? 4096.0 : 65536.0;
@@ -54,7 +54,7 @@ void fill_stereo(const D2DParameters& camera, const DepthOutput& output, double 
 template <typename Skipped, typename Decode>
 void fill_mono(const D2DParameters& camera, const DepthOutput& output, DisparityTable& table,
                Skipped skipped, Decode decode) {
-  const DepthRange range(output);
+  const OutputRange range(output);
   const double k = camera.zpd / (double{camera.baseline} * camera.fx);
   const double units = double{camera.unit} * double{output.value_scale} * camera.zpd;
   const uint32_t count = std::min(disparity_code_count(camera.bitSize), 65535U);

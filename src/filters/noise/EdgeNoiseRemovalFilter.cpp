@@ -39,8 +39,8 @@ int32_t EdgeNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
                                   strips.limit_y_th, columns(image.width));
 }
 
-void EdgeNoiseRemovalFilter::print(const char* heading,
-                                   const EdgeNoiseRemovalParams& params) const {
+void EdgeNoiseRemovalFilter::print_params(const char* heading,
+                                          const EdgeNoiseRemovalParams& params) const {
   std::cout << heading << std::endl
             << "width:            " << params.width << std::endl
             << "height:           " << params.height << std::endl

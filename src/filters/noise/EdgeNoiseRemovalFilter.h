@@ -32,7 +32,7 @@ class EdgeNoiseRemovalFilter final : public EdgeStripsFilter<EdgeNoiseRemovalPar
 
  private:
   int32_t clear_strips(const EdgeStripsImage& image, const EdgeNoiseRemovalParams& params) override;
-  void print(const char* heading, const EdgeNoiseRemovalParams& params) const override;
+  void print_params(const char* heading, const EdgeNoiseRemovalParams& params) const override;
 };
 
 } // namespace filter_processor

@@ -46,8 +46,8 @@ class EdgeStripsFilter : public IPrivFilter {
   }
 
   void print_filter_params() final {
-    print("anchor_params: ", anchor_params);
-    print("current_filter_params: ", current_filter_params);
+    print_params("anchor_params: ", anchor_params);
+    print_params("current_filter_params: ", current_filter_params);
   }
 
  protected:
@@ -100,11 +100,14 @@ class EdgeStripsFilter : public IPrivFilter {
   /// Runs the kernel and returns its status.
   virtual int32_t clear_strips(const EdgeStripsImage& image, const Params& params) = 0;
 
-  virtual void print(const char* heading, const Params& params) const = 0;
+  virtual void print_params(const char* heading, const Params& params) const = 0;
 
  private:
-  /// Derives the current parameters where the frame or the anchor has changed. False, with the
-  /// current parameters unchanged, for a frame too small.
+  /// Derives the parameters in use if the configuration or the frame's size has changed. Requires
+  /// `lock`.
+  void take_over(ProcessingFrame& call, FrameSize size);
+
+  /// False, with the current parameters unchanged, for a frame too small.
   bool updateConfig(FrameSize size);
 
   Kind kind_;
@@ -122,8 +125,7 @@ gx_frame* EdgeStripsFilter<Params>::filter_process(gx_frame* frame, gx_error** e
   if (!call.ok())
     return nullptr;
   const std::lock_guard guard(lock);
-  if (!updateConfig(size))
-    call.fail_traced({"invalid params", "updateConfig", "width||height"});
+  take_over(call, size);
   uint16_t* pixels = call.copy_depth_to_output();
   if (call.ok() && clear_strips({pixels, size.width, size.height}, current_filter_params) != 0)
     call.fail_kernel(kind_.kernel_error, kind_.class_name);
@@ -131,10 +133,16 @@ gx_frame* EdgeStripsFilter<Params>::filter_process(gx_frame* frame, gx_error** e
 }
 
 template <typename Params>
-bool EdgeStripsFilter<Params>::updateConfig(FrameSize size) {
+void EdgeStripsFilter<Params>::take_over(ProcessingFrame& call, FrameSize size) {
   const FrameSize current{current_filter_params.width, current_filter_params.height};
   if (!config_changed && size == current && is_prepared_for(size))
-    return true;
+    return;
+  if (!updateConfig(size))
+    call.fail_traced({"invalid params", "updateConfig", "width||height"});
+}
+
+template <typename Params>
+bool EdgeStripsFilter<Params>::updateConfig(FrameSize size) {
   if (size.width == 0 || size.height == 0)
     return false;
   Params params = anchor_params;

@@ -84,7 +84,7 @@ void copy_parameters(const FalsePositiveConfig& from, FalsePositiveConfig& to) {
   }
 }
 
-void print(const char* title, const FalsePositiveConfig& config) {
+void print_params(const char* heading, const FalsePositiveConfig& config) {
   struct Line {
     const char* label;
     unsigned value;
@@ -98,7 +98,7 @@ void print(const char* title, const FalsePositiveConfig& config) {
       {"fppafMaxNoiseLevel:             ", config.pattern_ambiguity.max_depth},
       {"fppafMaxSpeckleSize:            ", config.pattern_ambiguity.max_size},
   };
-  std::cout << title << std::endl;
+  std::cout << heading << std::endl;
   for (const auto& [label, value] : lines)
     std::cout << label << value << "\n";
   std::cout << std::flush;
@@ -167,10 +167,7 @@ gx_frame* FalsePositiveFilter::filter_process(gx_frame* frame, gx_error** error)
   if (!call.ok())
     return nullptr;
   const std::lock_guard guard(lock);
-  const FrameSize initialized_size{initialized_width, initialized_height};
-  if (!initialized || params_changed || size != initialized_size)
-    update_all_config_and_initial(call, size);
-
+  take_over(call, size);
   uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())
     return nullptr;
@@ -178,6 +175,12 @@ gx_frame* FalsePositiveFilter::filter_process(gx_frame* frame, gx_error** error)
                              detection_workspace.get()) != 0)
     call.fail_kernel("FP filter error", class_name);
   return call.deliver();
+}
+
+void FalsePositiveFilter::take_over(ProcessingFrame& call, FrameSize size) {
+  const FrameSize initialized_size{initialized_width, initialized_height};
+  if (!initialized || params_changed || size != initialized_size)
+    update_all_config_and_initial(call, size);
 }
 
 std::optional<FalsePositiveConfig> FalsePositiveFilter::params_for(FrameSize size) const {
@@ -211,8 +214,8 @@ void FalsePositiveFilter::reset() {
 }
 
 void FalsePositiveFilter::print_filter_params() {
-  print("anchor_params: ", anchor_params);
-  print("current_filter_params: ", current_filter_params);
+  print_params("anchor_params: ", anchor_params);
+  print_params("current_filter_params: ", current_filter_params);
 }
 
 } // namespace filter_processor

@@ -43,6 +43,10 @@ class FalsePositiveFilter final : public IPrivFilter {
   void print_filter_params() override;
 
  private:
+  /// Derives what frames of this size are processed with, where they, or the configuration, have
+  /// changed. Requires `lock`.
+  void take_over(ProcessingFrame& call, FrameSize size);
+
   /// Renews the current parameters and the workspace for frames of this size. Fails the call, and
   /// leaves the filter to try again with the next frame, for a size that cannot be scaled to.
   void update_all_config_and_initial(ProcessingFrame& call, FrameSize size);

@@ -57,7 +57,8 @@ int32_t MgcNoiseRemovalFilter::clear_strips(const EdgeStripsImage& image,
       chamfer_table_.entries(), columns(image.width));
 }
 
-void MgcNoiseRemovalFilter::print(const char* heading, const MgcNoiseRemovalParams& params) const {
+void MgcNoiseRemovalFilter::print_params(const char* heading,
+                                         const MgcNoiseRemovalParams& params) const {
   std::cout << heading << std::endl
             << "width:            " << params.width << std::endl
             << "height:           " << params.height << std::endl

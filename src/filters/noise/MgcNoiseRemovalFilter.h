@@ -41,7 +41,7 @@ class MgcNoiseRemovalFilter final : public EdgeStripsFilter<MgcNoiseRemovalParam
   bool is_prepared_for(FrameSize size) const override { return chamfer_table_.is_for(size); }
   void prepare(FrameSize size, const MgcNoiseRemovalParams& params) override;
   int32_t clear_strips(const EdgeStripsImage& image, const MgcNoiseRemovalParams& params) override;
-  void print(const char* heading, const MgcNoiseRemovalParams& params) const override;
+  void print_params(const char* heading, const MgcNoiseRemovalParams& params) const override;
 
   ChamferTable chamfer_table_;
 };

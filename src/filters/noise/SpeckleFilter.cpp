@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "filters/noise/size_ratios.h"
 #include "filters/noise/speckle/speckle_kernels.h"
 #include "plugin/base/numbers.h"
 #include "plugin/base/parameters.h"
@@ -77,7 +78,7 @@ gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
   const std::lock_guard guard(lock);
   inherit_camera_facts(info, current_frame_info);
   current_frame_info = info;
-  take_over_parameters(call);
+  take_over(call);
   uint16_t* pixels = call.copy_depth_to_output();
   if (!call.ok())
     return nullptr;
@@ -86,7 +87,7 @@ gx_frame* SpeckleFilter::filter_process(gx_frame* frame, gx_error** error) {
   return call.deliver();
 }
 
-void SpeckleFilter::take_over_parameters(ProcessingFrame& call) {
+void SpeckleFilter::take_over(ProcessingFrame& call) {
   const bool derived = work_buffer.bytes != nullptr && current_frame_info == last_frame_info;
   if (derived && !config_changed)
     return;
@@ -114,11 +115,10 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
     return call.fail_traced({"invalid params", operation, "frame_info.depth_unit"});
   make_work_buffer(info);
 
-  const float across = static_cast<float>(info.width) / static_cast<float>(anchor.width);
-  const float down = static_cast<float>(info.height) / static_cast<float>(anchor.height);
-  const float area = down * across;
-  constexpr double smallest = 1e-5;
-  if (across < smallest || down < smallest || area < smallest)
+  const SizeRatios ratios(
+      {static_cast<uint32_t>(info.width), static_cast<uint32_t>(info.height)},
+      {static_cast<uint32_t>(anchor.width), static_cast<uint32_t>(anchor.height)});
+  if (!ratios.usable())
     return call.fail_traced(bad_size);
   if (info.depth_flag != GX_PIXEL_TOF_DEPTH) {
     params.min_diff =
@@ -127,7 +127,7 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
   params.width = info.width;
   params.height = info.height;
   for (uint16_t& size : params.max_sizes)
-    size = low_16_bits(static_cast<float>(size) * area);
+    size = low_16_bits(static_cast<float>(size) * ratios.area());
   params.fraction_bit_size = info.fraction_bit_size;
   if (updateDepthDiffLut(info, params.min_diff, depth_diff_lut) != 0)
     call.fail_traced({"update depth diff lut error", operation, "updateDepthDiffLut()"});
@@ -170,8 +170,8 @@ void SpeckleFilter::reset() {
   last_frame_info = no_frame(kind_.defaults);
 }
 
-void SpeckleFilter::print(const char* title, const SpeckleParams& params) const {
-  std::cout << title << std::endl
+void SpeckleFilter::print_params(const char* heading, const SpeckleParams& params) const {
+  std::cout << heading << std::endl
             << "width:    " << params.width << "\n"
             << "height:   " << params.height << "\n";
   for (size_t i = 0; i < limit_count(); ++i)
@@ -183,8 +183,8 @@ void SpeckleFilter::print(const char* title, const SpeckleParams& params) const 
 }
 
 void SpeckleFilter::print_filter_params() {
-  print("anchor_params: ", anchor_params);
-  print("current_filter_params: ", current_filter_params);
+  print_params("anchor_params: ", anchor_params);
+  print_params("current_filter_params: ", current_filter_params);
   print_frame_info(current_frame_info);
   print_depth_diff_lut(depth_diff_lut);
   std::cout << "depth_shift: " << depth_diff_lut.shift << std::endl; // a character

@@ -64,11 +64,11 @@ class SpeckleFilter : public IPrivFilter {
   };
 
   size_t limit_count() const { return kind_.tiled ? SpeckleParams::max_limits : 1; }
-  void take_over_parameters(ProcessingFrame& call);
+  void take_over(ProcessingFrame& call);
   void updateConfig(ProcessingFrame& call, const FrameInfo& info);
   void make_work_buffer(const FrameInfo& info);
   int32_t run_kernel(uint16_t* pixels, const D2DParameters& record);
-  void print(const char* title, const SpeckleParams& params) const;
+  void print_params(const char* heading, const SpeckleParams& params) const;
 
   const Kind& kind_;
   InstanceLock lock;

@@ -24,12 +24,10 @@ class DepthAdaptiveFilter : public IPrivFilter, protected DepthAdaptiveFrames {
   /// be those that are configured.
   template <typename Differs>
   void configure(const Params& params, Differs differs) {
-    lock.update(
-        differs,
-        [&] {
-          anchor_params = params;
-          params_changed = true;
-        });
+    lock.update(differs, [&] {
+      anchor_params = params;
+      params_changed = true;
+    });
   }
 
   /// Derives the parameters in use if the configuration or the description `info` of the frame have

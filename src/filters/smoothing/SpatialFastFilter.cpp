@@ -43,12 +43,15 @@ void SpatialFastFilter::update_filter_config(int32_t argc, const char** argv, gx
               });
 }
 
-/// Takes the configured parameters over where they, or the frame size, have changed. A frame
-/// without pixels fails, and so does the next one: the change counts as taken over only with a
-/// valid size.
+void SpatialFastFilter::take_over(ProcessingFrame& call, FrameSize size) {
+  current_frame_info = size;
+  if (current_frame_info != anchor_frame_info || params_changed)
+    updateConfig(call);
+}
+
+/// A frame without pixels fails, and so does the next one: the change counts as taken over only
+/// with a valid size.
 void SpatialFastFilter::updateConfig(ProcessingFrame& call) {
-  if (current_frame_info == anchor_frame_info && !params_changed)
-    return;
   current_filter_params = anchor_params;
   if (current_frame_info.width == 0 || current_frame_info.height == 0) {
     call.fail_traced({"invalid params", "updateConfig", "frame_info.width||frame_info.height"});
@@ -66,8 +69,7 @@ gx_frame* SpatialFastFilter::filter_process(gx_frame* frame, gx_error** error) {
     return nullptr;
 
   const std::lock_guard guard(lock);
-  current_frame_info = size;
-  updateConfig(call);
+  take_over(call, size);
   uint16_t* output = call.copy_depth_to_output();
   const auto* input = reinterpret_cast<const uint16_t*>(call.host(gx_frame_get_data, call.depth()));
   if (!call.ok())

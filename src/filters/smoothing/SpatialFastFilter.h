@@ -35,6 +35,9 @@ class SpatialFastFilter final : public IPrivFilter {
     uint8_t radius; ///< in spite of its name the window's side
   };
 
+  /// Takes the configured parameters over where they, or the frame size, have changed. Requires
+  /// `lock`.
+  void take_over(ProcessingFrame& call, FrameSize size);
   void updateConfig(ProcessingFrame& call);
 
   bool params_changed = false;

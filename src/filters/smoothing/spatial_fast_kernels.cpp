@@ -244,8 +244,7 @@ struct SortedRow {
 template <typename V>
 void sort_row(const Pixel* pixels, size_t count, SortedRow& sorted) {
   for_each_vector<V>(
-      count,
-      [&](size_t x) __attribute__((always_inline)) {
+      count, [&](size_t x) __attribute__((always_inline)) {
         V window[5];
         load_sorted<2>(pixels + x, window);
         for (size_t i = 0; i < 5; ++i)

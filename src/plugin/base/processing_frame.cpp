@@ -78,6 +78,21 @@ uint16_t* ProcessingFrame::pixels_of(gx_frame* frame) {
   return reinterpret_cast<uint16_t*>(host(gx_frame_get_data, frame));
 }
 
+StreamFormat ProcessingFrame::stream_format_of(gx_stream_profile* profile) {
+  // In braces: asked in this order.
+  return {{host(gx_video_stream_profile_get_width, profile),
+           host(gx_video_stream_profile_get_height, profile)},
+          host(gx_stream_profile_get_format, profile)};
+}
+
+std::optional<int64_t> ProcessingFrame::read_disparity_offset() {
+  constexpr gx_metadata_id offset = GX_METADATA_DISPARITY_OFFSET;
+  if (!host(gx_frame_has_metadata, depth_, offset))
+    return std::nullopt;
+  const int64_t value = host(gx_frame_get_metadata_value, depth_, offset);
+  return ok() ? std::optional(value) : std::nullopt;
+}
+
 void ProcessingFrame::release(OwnedProfile profile) {
   if (!failed_ && profile != nullptr)
     host(gx_delete_stream_profile, profile.release());

@@ -25,6 +25,14 @@ constexpr bool fits_a_frame(FrameSize size) {
   return uint64_t{size.width} * size.height <= UINT32_MAX / sizeof(uint16_t);
 }
 
+/// What tells one stream of a camera from another.
+struct StreamFormat {
+  FrameSize size;
+  gx_format format;
+
+  bool operator==(const StreamFormat&) const = default;
+};
+
 /// One call of a filter's filter_process: what the call shares with those of all other filters.
 ///
 /// It finds the depth frame of the input, makes the output frame, owns every handle taken on the
@@ -77,6 +85,13 @@ class ProcessingFrame {
   /// The depth frame's size. Refuses a frame whose buffer is too short for it with "invalid frame
   /// data size error".
   FrameSize read_size();
+
+  /// Size and format, as a profile says them.
+  StreamFormat stream_format_of(gx_stream_profile* profile);
+
+  /// The depth frame's disparity offset, pixels; none where the frame says nothing of it, or after
+  /// a failure.
+  std::optional<int64_t> read_disparity_offset();
 
   /// Gives a profile back where the host's answer matters: an error ends the call. Null does
   /// nothing.

@@ -52,7 +52,8 @@ std::optional<FalsePositiveConfig> scale_config(const FalsePositiveConfig& ancho
   const SizeRatios ratios({width, height}, {anchor.width, anchor.height});
   const auto [x, y] = ratios;
   const float area = ratios.area();
-  constexpr float smallest_area = 0.00001F; // in single precision: a touch less than for other filters
+  constexpr float smallest_area =
+      0.00001F; // in single precision: a touch less than for other filters
   if (area < smallest_area)
     return std::nullopt;
 

@@ -42,11 +42,9 @@ void clear_false_regions(uint16_t* image, const RegionMap& map, const FalsePosit
   timed(workspace.times.regions,
         [&] { label_count = find_regions(image, map, config, workspace.region_scratch()); });
   if (config.pattern_ambiguity.enabled != 0) {
-    timed(
-        workspace.times.pattern_ambiguity,
-        [&] {
-          mark_unsupported_patterns(image, map, config.pattern_ambiguity, workspace.candidates);
-        });
+    timed(workspace.times.pattern_ambiguity, [&] {
+      mark_unsupported_patterns(image, map, config.pattern_ambiguity, workspace.candidates);
+    });
   }
   timed(workspace.times.final_pass, [&] { clear_marked_regions(image, map, label_count); });
 }
@@ -75,9 +73,8 @@ int remove_false_positives(uint16_t* image, uint32_t width, uint32_t height,
   if (!can_run(width, height, config, workspace))
     return -1;
   if (config.edge_bleed.enabled != 0) {
-    timed(
-        workspace->times.edge_bleed,
-        [&] { remove_edge_bleed(image, width, height, config.edge_bleed); });
+    timed(workspace->times.edge_bleed,
+          [&] { remove_edge_bleed(image, width, height, config.edge_bleed); });
   }
   if (config.turned != 0)
     clear_false_regions_turned(image, width, height, config, *workspace);

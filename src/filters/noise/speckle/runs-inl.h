@@ -82,13 +82,11 @@ class Runs {
 
   void collect_row_edges(const Row& row) {
     for (size_t word = 0; word < grid_.words(); ++word) {
-      for_each_bit(
-          row.one_way[word],
-          [&](unsigned bit) {
-            const size_t x = word * word_bits + bit;
-            const uint32_t run = row.run_at(word, bit);
-            sets_.add_edge(run, row.threshold[x], run + 1, row.threshold[x + 1]);
-          });
+      for_each_bit(row.one_way[word], [&](unsigned bit) {
+        const size_t x = word * word_bits + bit;
+        const uint32_t run = row.run_at(word, bit);
+        sets_.add_edge(run, row.threshold[x], run + 1, row.threshold[x + 1]);
+      });
     }
   }
 
@@ -113,10 +111,9 @@ class Runs {
       const uint64_t reached = stops ^ (stops - (row.starts[word] | unlinked));
       unlinked = (reached & ~links & joined) >> (word_bits - 1);
       const uint64_t first_links = links & reached;
-      for_each_bit(
-          first_links, [&](unsigned bit) { // the run is a region of its own so far
-            sets_.put(row.run_at(word, bit), above.run_at(word, bit));
-          });
+      for_each_bit(first_links, [&](unsigned bit) { // the run is a region of its own so far
+        sets_.put(row.run_at(word, bit), above.run_at(word, bit));
+      });
       for_each_bit(links & ~first_links, [&](unsigned bit) {
         sets_.unite(above.run_at(word, bit), row.run_at(word, bit));
       });
