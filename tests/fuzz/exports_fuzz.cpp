@@ -263,7 +263,7 @@ class Twins {
   void set_record(Input& input) {
     std::vector<uint8_t> data(input.pick(290U, 290U, 290U, 290U, 0U, 4U, 289U, 291U));
     if (data.size() == 290) {
-      const naive::Record record = read_record(input);
+      const naive::false_positive::Record record = read_record(input);
       std::copy(record.bytes.begin(), record.bytes.end(), data.begin() + 1);
     }
     const bool null = input.one_in(16);

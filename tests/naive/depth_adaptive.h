@@ -62,13 +62,13 @@ struct DepthAdaptiveModel {
       return "invalid params | frame_info.depth_unit";
     const double ratio = std::pow(2.0, facts.fraction_bits) / std::pow(2.0, 8);
     if (facts.pixel_type != 4 && facts.fraction_bits != 8)
-      current.disp_diff = cut(current.disp_diff * ratio);
+      current.disp_diff = naive::cut(current.disp_diff * ratio);
     return build_table() ? "" : "update depth diff lut error | updateDepthDiffLut()";
   }
 
   bool build_table() {
     const FrameFacts& facts = current_facts;
-    return naive_depth_table(
+    return naive::build_depth_table(
         {facts.width, facts.height, facts.scale, facts.pixel_type, facts.bxf, facts.fraction_bits},
         current.disp_diff, table);
   }

@@ -62,7 +62,7 @@ TEST(DepthDiffLut, EqualsTheNaiveForm) {
     DepthDiffLut lut{{1, 2, 3, 4, 5, 6, 7}, 8};
     DepthDiffLut expected = lut;
     ASSERT_EQ(updateDepthDiffLut(info, difference, lut) == 0,
-              test::naive_depth_table(info, difference, expected));
+              naive::build_depth_table(info, difference, expected));
     ASSERT_EQ(lut.entries, expected.entries);
     ASSERT_EQ(lut.shift, expected.shift) << info.depth_unit;
   }

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "filters/depth/nearest_sampling.h"
+#include "naive/sampling.h"
 #include "support/host_objects.h"
 #include "support/random.h"
 
@@ -28,23 +29,17 @@ struct Resize {
   }
 };
 
-Pixels naive_resize(const Resize& r, const Pixels& src) {
+Pixels naive_resize(const Resize& r, Pixels src) {
   const auto out_w = static_cast<int>(r.out_w()), out_h = static_cast<int>(r.out_h());
-  Pixels dst(static_cast<size_t>(out_w) * static_cast<size_t>(out_h), 0);
-  const auto step = static_cast<uint32_t>(65536 / r.scale + 1);
-  const auto start = [&](int side) {
-    return side < 0 ? uint32_t(std::fabs(float(side) / r.scale)) : 0u;
+  Pixels dst(naive::place(0, out_h, out_w));
+  const auto walk = [&](uint32_t side, int before, int end) {
+    const auto start = before < 0 ? uint32_t(std::fabs(float(before) / r.scale)) : 0u;
+    return naive::Walk{std::max(before, 0),
+                       std::min(end, int(float(side) * r.scale + float(before))), start << 16,
+                       static_cast<uint32_t>(65536 / r.scale + 1)};
   };
-  const int x1 = std::min(out_w, int(float(r.w) * r.scale + float(r.left)));
-  const int y1 = std::min(out_h, int(float(r.h) * r.scale + float(r.top)));
-  uint32_t y_at = start(r.top) << 16;
-  for (int y = std::max(r.top, 0); y < y1; ++y, y_at += step) {
-    uint32_t x_at = start(r.left) << 16;
-    for (int x = std::max(r.left, 0); x < x1; ++x, x_at += step) {
-      dst[size_t(y) * size_t(out_w) + size_t(x)] =
-          src[std::min(y_at >> 16, r.h - 1) * r.w + std::min(x_at >> 16, r.w - 1)];
-    }
-  }
+  naive::sample({src, r.w, r.h}, {dst, out_w, out_h}, walk(r.w, r.left, out_w),
+                walk(r.h, r.top, out_h));
   return dst;
 }
 

@@ -10,6 +10,8 @@
 #include <optional>
 
 #include "filters/depth/disparity_lookup_kernels.h"
+#include "naive/disparity_lookup.h"
+#include "naive/sampling.h"
 #include "support/camera_frame.h"
 #include "support/random.h"
 
@@ -135,13 +137,12 @@ struct Model {
       if (!build())
         return std::nullopt;
     }
-    Pixels out;
-    for (const uint32_t in : input.pixels) {
-      out.push_back(!open_ni && input.format == GX_FORMAT_Y12_SHIFTED
-                        ? static_cast<uint16_t>((*table)[in >> 4] * 16u + (in & 15))
-                        : (*table)[in]);
-    }
-    return out;
+    Pixels pixels = input.pixels;
+    if (!open_ni && input.format == GX_FORMAT_Y12_SHIFTED)
+      naive::look_up_shifted(pixels, *table);
+    else
+      naive::look_up(pixels, *table);
+    return pixels;
   }
 };
 
@@ -364,19 +365,17 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
     model.update(9999, 5, 1);
     model.process(input);
     (*model.table)[0] = 0;
+    Pixels depths = input.pixels;
+    naive::look_up(depths, *model.table);
     Pixels expected(size_t{width} * height, 0);
-    const auto step = static_cast<uint32_t>(65536.0f / parsed + 1.0f);
-    uint32_t y = y_cut << 16;
-    for (uint32_t r = 0; r < height && r < uint32_t(float(input.height) * parsed); ++r, y += step) {
-      uint32_t x = x_cut << 16;
-      for (uint32_t c = 0; c < width && c < uint32_t(float(input.width) * parsed); ++c, x += step) {
-        if (r < y_set || r + y_set >= height || c < x_set || c + x_set >= width)
-          continue;
-        const auto source =
-            std::min(y >> 16, input.height - 1) * input.width + std::min(x >> 16, input.width - 1);
-        expected[r * width + c] = (*model.table)[input.pixels[source]];
-      }
-    }
+    const auto walk = [&](uint32_t source, uint32_t side, uint32_t from, uint32_t blank) {
+      const auto step = static_cast<uint32_t>(65536.0f / parsed + 1.0f);
+      const auto end = std::min(uint32_t(float(source) * parsed), side - std::min(side, blank));
+      return naive::Walk{static_cast<int>(blank), static_cast<int>(end),
+                         (from << 16) + blank * step, step};
+    };
+    naive::sample({depths, input.width, input.height}, {expected, width, height},
+                  walk(input.width, width, x_cut, x_set), walk(input.height, height, y_cut, y_set));
     for (const simd::Level level : simd::supported_levels()) {
       simd::use_level(level);
       Filter filter("OpenNIDisparityTransform");
@@ -421,11 +420,11 @@ TEST(DisparityLookupKernels, EveryLevelMapsEveryCount) {
     for (auto& pixel : *pixels)
       pixel = static_cast<uint16_t>(random());
   for (size_t count = 0; count <= codes.size(); ++count) {
-    Pixels whole(codes.size(), 9), shifted(codes.size(), 9);
-    for (size_t i = 0; i < count; ++i) {
-      whole[i] = table[codes[i]];
-      shifted[i] = static_cast<uint16_t>(table[codes[i] / 16] * 16 + codes[i] % 16);
-    }
+    Pixels whole(codes.begin(), codes.begin() + static_cast<ptrdiff_t>(count)), shifted = whole;
+    naive::look_up(whole, table);
+    naive::look_up_shifted(shifted, table);
+    whole.resize(codes.size(), 9);
+    shifted.resize(codes.size(), 9);
     for (const simd::Level level : simd::supported_levels()) {
       const auto& kernels = simd::kernels<filter_processor::DisparityLookupKernels>(level);
       Pixels out(codes.size(), 9);

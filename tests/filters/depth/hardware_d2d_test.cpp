@@ -6,6 +6,7 @@
 
 #include "filters/depth/invalid_depth_kernels.h"
 #include "naive/depth_table.h"
+#include "naive/invalid_depth.h"
 #include "support/camera_frame.h"
 #include "support/random.h"
 
@@ -61,7 +62,7 @@ struct Model {
       const auto v = static_cast<double>(static_cast<float>(pixel) * input.scale);
       const auto band = static_cast<double>(tolerance);
       if (banded ? invalid_depth - band <= v && v <= invalid_depth + band
-                 : test::cut(v) == test::cut(invalid_depth))
+                 : naive::cut(v) == naive::cut(invalid_depth))
         pixel = 0;
     }
     return pixels;
@@ -120,9 +121,7 @@ TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
        {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}}) {
     for (const simd::Level level : simd::supported_levels()) {
       Pixels expected = all, output = all;
-      for (auto& pixel : expected)
-        if (pixel >= range.first && pixel <= range.last)
-          pixel = 0;
+      naive::clear_between(expected, range.first, range.last);
       simd::kernels<filter_processor::InvalidDepthKernels>(level).clear_between(
           output.data(), output.size(), range.first, range.last);
       EXPECT_EQ(output, expected) << simd::level_name(level) << range.first;

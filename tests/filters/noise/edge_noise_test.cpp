@@ -6,6 +6,7 @@
 #include <random>
 
 #include "filters/noise/edge_strips_kernels.h"
+#include "naive/edge_strips.h"
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
@@ -14,55 +15,6 @@ namespace {
 namespace simd = filter_processor::simd;
 using Int = int64_t;
 using namespace test;
-
-/// The lengths of each row's left and right strips.
-using Runs = std::vector<std::array<Int, 2>>;
-
-struct Strips {
-  Runs runs;
-  bool runs_end_at_limit;
-  Int limit_x, margin_y, limit_y;
-};
-
-/// The strips written down pixel by pixel, each from the image as it was.
-Pixels naive_strips(const Pixels& input, Int width, Int height, const Strips& strips) {
-  const auto at = [&](Int x, Int y) { return static_cast<size_t>(y * width + x); };
-  Pixels output = input;
-  for (Int y = 0; y < height; ++y) {
-    Int first = -1;
-    Int last = 0;
-    for (Int x = 0; x < width; ++x) {
-      if (input[at(x, y)] > 0) {
-        first = first == -1 ? x : first;
-        last = x;
-      }
-    }
-    auto [left, right] = strips.runs[static_cast<size_t>(y)];
-    if (strips.runs_end_at_limit) {
-      left = std::min(left, strips.limit_x - first);
-      right = std::min(right, last - (width - strips.limit_x));
-    }
-    for (Int x = 0; x < width; ++x)
-      if ((first != -1 && first < strips.limit_x && x >= first && x < first + left) ||
-          (last > width - strips.limit_x && x <= last && x > last - right))
-        output[at(x, y)] = 0;
-  }
-  for (Int x = 0; x < width; ++x) {
-    Int top = -1;
-    Int bottom = -1;
-    for (Int y = 0; y < height; ++y) {
-      if (input[at(x, y)] > 0) {
-        top = top == -1 ? y : top;
-        bottom = y;
-      }
-    }
-    for (Int y = 0; y < height && top != -1; ++y)
-      if ((y >= top && y < top + strips.margin_y && y < strips.limit_y) ||
-          (y <= bottom && y > bottom - strips.margin_y && y > height - strips.limit_y))
-        output[at(x, y)] = 0;
-  }
-  return output;
-}
 
 /// A valid area with holes and a ragged outline.
 Pixels random_image(Int width, Int height, std::mt19937& random) {
@@ -145,11 +97,11 @@ class Model {
       return {};
     }
     const auto rows = static_cast<size_t>(height);
-    const Runs margins(rows, {current_.margin_x, current_.margin_x});
+    const naive::Runs margins(rows, {current_.margin_x, current_.margin_x});
     error = "";
-    return naive_strips(input, width, height,
-                        {mgc_ ? table_ : margins, mgc_, current_.limit_x,
-                         columns ? current_.margin_y : 0, current_.limit_y});
+    return naive::clear_strips(input, width, height,
+                               {mgc_ ? table_ : margins, mgc_, current_.limit_x,
+                                columns ? current_.margin_y : 0, current_.limit_y});
   }
 
  private:
@@ -197,7 +149,7 @@ class Model {
   bool changed_ = false;
   Values anchor_, current_;
   Int table_width_ = 0, table_height_ = 0;
-  Runs table_;
+  naive::Runs table_;
 };
 
 std::string update(Filter& filter, bool mgc, const Values& v) {

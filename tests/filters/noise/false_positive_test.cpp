@@ -15,8 +15,10 @@ namespace {
 
 namespace simd = filter_processor::simd;
 using filter_processor::FalsePositiveConfig;
-using naive::Fired;
-using naive::Record;
+using naive::place;
+using naive::false_positive::default_record;
+using naive::false_positive::Fired;
+using naive::false_positive::Record;
 using namespace test;
 using Random = std::mt19937;
 
@@ -67,7 +69,7 @@ T pick(Random& random, const std::vector<T>& choices) {
 
 /// Overlapping boxes, each flat, sloped or noisy, at similar and at distant depths, with holes.
 Pixels random_scene(int width, int height, Random& random) {
-  Pixels image(naive::place(0, height, width));
+  Pixels image(place(0, height, width));
   const int boxes = 2 + dice(random, 14);
   for (int box = 0; box < boxes; ++box) {
     const int x0 = box == 0 ? 0 : dice(random, width);
@@ -80,7 +82,7 @@ Pixels random_scene(int width, int height, Random& random) {
     const int holes = pick<int>(random, {0, 0, 5, 30});
     for (int y = y0; y < y1; ++y) {
       for (int x = x0; x < x1; ++x) {
-        image[naive::place(x, y, width)] = static_cast<uint16_t>(
+        image[place(x, y, width)] = static_cast<uint16_t>(
             dice(random, 100) < holes
                 ? 0
                 : std::min(base + dice(random, noise) + slope * (x + y), 65535));
@@ -92,7 +94,7 @@ Pixels random_scene(int width, int height, Random& random) {
 
 /// The default record with limits that small scenes reach, and everything switched by chance.
 Record random_record(int width, int height, Random& random) {
-  Record r = naive::default_record(width, height);
+  Record r = default_record(width, height);
   for (const size_t offset : {52U, 79U, 160U, 231U, 270U})
     r.u8(offset, dice(random, 3) == 0 ? 0 : 1 + dice(random, 255));
   r.u8(50, dice(random, 3) == 0 ? 1 : 0);
@@ -107,9 +109,9 @@ Record random_record(int width, int height, Random& random) {
   r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
   r.u16(57, pick<int>(random, {200, 999, 1000, 10000, 10000}));
   for (const size_t roi : {59U, 84U, 167U}) {
-    for (const size_t place : {0U, 4U, 8U, 12U}) {
-      r.f32(roi + place, place % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
-                                        : pick<float>(random, {1.0F, 1.0F, 0.9F, 0.4F}));
+    for (const size_t side : {0U, 4U, 8U, 12U}) {
+      r.f32(roi + side, side % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
+                                      : pick<float>(random, {1.0F, 1.0F, 0.9F, 0.4F}));
     }
   }
   r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
@@ -156,7 +158,7 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
   Random random(13);
   Fired fired;
   Filter filter(class_name);
-  naive::Filter model(fired);
+  naive::false_positive::Filter model(fired);
   const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
                             82, 80, 160, 167, 171, 175, 179, 163, 161};
   const auto store = [&](const std::vector<std::string>& values) {
@@ -236,18 +238,18 @@ struct Box {
 };
 
 struct Scene {
-  Pixels pixels = Pixels(naive::place(0, scene_height, scene_width), 0);
+  Pixels pixels = Pixels(place(0, scene_height, scene_width), 0);
 
   Scene& flat(Box box, int depth) {
     for (int y = box.y; y < box.y + box.height; ++y)
       for (int x = box.x; x < box.x + box.width; ++x)
-        pixels[naive::place(x, y, scene_width)] = static_cast<uint16_t>(depth);
+        pixels[place(x, y, scene_width)] = static_cast<uint16_t>(depth);
     return *this;
   }
 };
 
 Record scene_record() {
-  return naive::default_record(scene_width, scene_height);
+  return default_record(scene_width, scene_height);
 }
 
 TEST(FalsePositiveFilter, AlwaysRemovesSmallRegions) {
@@ -278,9 +280,9 @@ TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
 
 TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {
   using Bytes = std::array<uint8_t, 289>;
-  EXPECT_EQ(std::bit_cast<Bytes>(FalsePositiveConfig{}), naive::default_record().bytes);
+  EXPECT_EQ(std::bit_cast<Bytes>(FalsePositiveConfig{}), default_record().bytes);
 
-  Record half = naive::default_record(424, 240);
+  Record half = default_record(424, 240);
   half.u16(6, 20);
   half.u16(53, 20);
   half.u16(80, 250);
@@ -325,7 +327,7 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
   const std::string function = " | FalsePositiveFilter::set_filter_config_data | data | 4";
   const std::string validation = " | FalsePositiveFilter::validate_filter_parameters | data | 4";
   Filter filter(class_name);
-  Record record = naive::default_record(32, 32);
+  Record record = default_record(32, 32);
   record.u8(160, 1);
   record.u16(163, 1234);
   for (const size_t size : {0U, 289U, 291U}) {
@@ -382,7 +384,7 @@ TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitInto
   ErrorSlot error;
   const Pixels expected = process(filter, image, scene_width, scene_height, error);
   grant_vast_allocations(true);
-  EXPECT_EQ(set_record(filter, naive::default_record(65535, 65535)), "");
+  EXPECT_EQ(set_record(filter, default_record(65535, 65535)), "");
   grant_vast_allocations(false);
   EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected)
       << "the record in use stays until the next take-over";

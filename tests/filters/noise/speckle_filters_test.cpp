@@ -11,6 +11,7 @@
 
 namespace {
 
+using filter_processor::SpeckleTask;
 using namespace test;
 using Input = CameraFrame;
 
@@ -61,15 +62,15 @@ struct NaiveFilter {
     const int fraction_bits = static_cast<uint8_t>(input.bits - input.record.dispIntPlace);
     const int diff = type == GX_PIXEL_TOF_DEPTH
                          ? min_diff
-                         : cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
+                         : naive::cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
     std::vector<uint16_t> limits;
     for (const int size : sizes)
-      limits.push_back(cut(static_cast<float>(size) * area));
+      limits.push_back(naive::cut(static_cast<float>(size) * area));
     const auto bxf = static_cast<float>(double{input.record.baseline} * input.record.fx);
     filter_processor::DepthDiffLut table;
-    if (!naive_depth_table({input.width, input.height, input.scale, type, bxf,
-                            static_cast<uint8_t>(fraction_bits)},
-                           static_cast<uint16_t>(diff), table))
+    if (!naive::build_depth_table({input.width, input.height, input.scale, type, bxf,
+                                   static_cast<uint8_t>(fraction_bits)},
+                                  static_cast<uint16_t>(diff), table))
       return error("update depth diff lut error", "updateConfig", "updateDepthDiffLut()");
     SpeckleTask task{.width = input.width,
                      .height = input.height,
@@ -86,7 +87,7 @@ struct NaiveFilter {
       task.invalid_value = !own_code ? 0 : input.record.packMode == 4 ? 65532 : 8192;
     }
     pixels = input.pixels;
-    naive_remove_speckles(task, pixels);
+    naive::remove_speckles(task, pixels);
     return "";
   }
 };
