@@ -10,6 +10,6 @@ trap 'rm -rf "$work"' EXIT
   --benchmark_min_time=0.001 --benchmark_repetitions=2 --benchmark_out="$work/results.json" \
   --benchmark_out_format=json >/dev/null 2>&1
 "$report" "$work/results.json" >"$work/table"
-grep -Eq '^\| HoleFillingFilter/top( \| [0-9.–]+){6} \| – \| [0-9.]+ \| – \|$' "$work/table"
+grep -Eq '^\| HoleFillingFilter/top( \| [0-9.–]+)+ \| – \| [0-9.]+ \| – \|$' "$work/table"
 grep -Eq '^\| HoleFilling\.top \| [0-9.]+' "$work/table"
 grep -Eq '^\| naive fill_top \| [0-9.]+ \| [0-9.]+ \|$' "$work/table"

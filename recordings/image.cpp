@@ -16,6 +16,11 @@ Failure check_size(uint64_t width, uint64_t height) {
   return std::nullopt;
 }
 
+bool begins_with(std::span<const uint8_t> bytes, std::string_view front) {
+  return bytes.size() >= front.size() &&
+         std::string_view(reinterpret_cast<const char*>(bytes.data()), front.size()) == front;
+}
+
 std::optional<FrameSize> parse_size(const std::string& text) {
   FrameSize size;
   const char* end = text.data() + text.size();

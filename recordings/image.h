@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "recordings/result.h"
@@ -32,6 +34,9 @@ inline constexpr uint64_t max_pixels = uint64_t{256} << 20;
 /// Refuses empty sizes and sizes beyond the limits. Sides come as 64-bit numbers so that a reader
 /// can hand over what a hostile header says.
 Failure check_size(uint64_t width, uint64_t height);
+
+/// Whether a file's bytes are these at the front.
+bool begins_with(std::span<const uint8_t> bytes, std::string_view front);
 
 /// "640x480"; null for anything else and for a size beyond the limits.
 std::optional<FrameSize> parse_size(const std::string& text);

@@ -1,24 +1,13 @@
 #include "recordings/image_file.h"
 
-#include <algorithm>
-#include <cctype>
 #include <fstream>
 
 #include <fmt/format.h>
 
-#include "recordings/pgm_image.h"
-#include "recordings/png_image.h"
-#include "recordings/raw_image.h"
+#include "recordings/formats.h"
 
 namespace recordings {
 namespace {
-
-std::string lower_case_extension(const std::filesystem::path& path) {
-  std::string extension = path.extension().string();
-  std::ranges::transform(extension, extension.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
-}
 
 Error about_file(const std::filesystem::path& path, Error error) {
   error.message = fmt::format("{}: {}", path.string(), error.message);
@@ -27,27 +16,14 @@ Error about_file(const std::filesystem::path& path, Error error) {
 
 } // namespace
 
-bool has_image_extension(const std::filesystem::path& path) {
-  const std::string extension = lower_case_extension(path);
-  return extension == ".png" || extension == ".pgm" || extension == ".raw" || extension == ".bin";
-}
-
 Result<Image> decode_image(const std::filesystem::path& path, std::span<const uint8_t> bytes,
-                           std::optional<FrameSize> raw_size) {
-  const std::string extension = lower_case_extension(path);
-  if (extension == ".png" || (!has_image_extension(path) && is_png(bytes)))
-    return decode_png(bytes);
-  if (extension == ".pgm" || (!has_image_extension(path) && is_pgm(bytes)))
-    return decode_pgm(bytes);
-  if (extension == ".bin")
-    return decode_bin(bytes);
-  if (extension != ".raw")
-    return Error{"not a depth image (16-bit .png, 16-bit .pgm, .bin or .raw)"};
-  if (!raw_size) {
-    return Error{"a headerless file needs its size (--size WxH, or width and height in the camera "
-                 "file)"};
-  }
-  return decode_raw(bytes, *raw_size);
+                           std::optional<FrameSize> told_size) {
+  const Format* format = format_of_name(path);
+  if (format == nullptr)
+    format = format_of_content(bytes);
+  if (format == nullptr)
+    return Error{fmt::format("not a depth image ({})", format_titles())};
+  return format->read(bytes, told_size);
 }
 
 Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path) {
@@ -67,11 +43,11 @@ Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path) {
   return bytes;
 }
 
-Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameSize> raw_size) {
+Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameSize> told_size) {
   auto bytes = read_file(path);
   if (!bytes)
     return bytes.error();
-  auto image = decode_image(path, *bytes, raw_size);
+  auto image = decode_image(path, *bytes, told_size);
   return image ? std::move(image) : about_file(path, std::move(image.error()));
 }
 
@@ -81,8 +57,16 @@ Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> b
              static_cast<std::streamsize>(bytes.size()));
   file.close();
   if (!file)
-    return Error{fmt::format("{}: can't be written", path.string()), ExitStatus::other};
+    return Error{fmt::format("{}: can't be written", path.string()), ErrorKind::system};
   return std::nullopt;
+}
+
+Failure write_image(const std::filesystem::path& path, const Image& image) {
+  const Format* format = format_of_name(path);
+  if (format == nullptr || format->write == nullptr)
+    return about_file(path, {"a format that is not written", ErrorKind::request});
+  const auto bytes = format->write(image);
+  return bytes ? write_file(path, *bytes) : bytes.error();
 }
 
 } // namespace recordings

@@ -53,14 +53,10 @@ class HeaderReader {
 
 } // namespace
 
-bool is_pgm(std::span<const uint8_t> bytes) {
-  return bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] == '5';
-}
-
 Result<Image> decode_pgm(std::span<const uint8_t> bytes) {
-  if (!is_pgm(bytes))
+  if (!begins_with(bytes, pgm_first_bytes))
     return Error{"not a binary PGM (P5)"};
-  HeaderReader header(bytes.subspan(2));
+  HeaderReader header(bytes.subspan(pgm_first_bytes.size()));
   const auto width = header.number();
   const auto height = header.number();
   const auto maximum = header.number();

@@ -7,7 +7,7 @@
 
 namespace recordings {
 
-bool is_pgm(std::span<const uint8_t> bytes);
+inline constexpr std::string_view pgm_first_bytes = "P5";
 
 /// One picture with a maximum value of 256 to 65535 (big-endian samples) and nothing after it.
 Result<Image> decode_pgm(std::span<const uint8_t> bytes);

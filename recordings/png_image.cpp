@@ -171,29 +171,25 @@ Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size
   writer.png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &writer, on_error, on_warning);
   writer.info = writer.png != nullptr ? png_create_info_struct(writer.png) : nullptr;
   if (writer.info == nullptr)
-    return Error{"out of memory", ExitStatus::other};
+    return Error{"out of memory", ErrorKind::system};
   // The writer only reads through these pointers.
   writer.rows = row_pointers(const_cast<uint8_t*>(samples), row_bytes, size.height);
   if (!write_picture(writer, size, bit_depth, color_type))
-    return Error{writer.message, ExitStatus::other};
+    return Error{writer.message, ErrorKind::system};
   return std::move(writer.output);
 }
 
 } // namespace
 
-bool is_png(std::span<const uint8_t> bytes) {
-  return bytes.size() >= 8 && png_sig_cmp(bytes.data(), 0, 8) == 0;
-}
-
 Result<Image> decode_png(std::span<const uint8_t> bytes) {
-  if (!is_png(bytes))
+  if (!begins_with(bytes, png_first_bytes))
     return Error{"not a PNG"};
   PngReader reader;
   reader.input = bytes;
   reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);
   reader.info = reader.png != nullptr ? png_create_info_struct(reader.png) : nullptr;
   if (reader.info == nullptr)
-    return Error{"out of memory", ExitStatus::other};
+    return Error{"out of memory", ErrorKind::system};
   if (!read_header(reader))
     return Error{reader.message};
   if (auto failure = check_header(reader, bytes.size()))

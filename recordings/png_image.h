@@ -13,7 +13,7 @@ struct RgbImage {
   std::vector<uint8_t> samples;
 };
 
-bool is_png(std::span<const uint8_t> bytes);
+inline constexpr std::string_view png_first_bytes = "\x89PNG\r\n\x1a\n";
 
 /// Any other colour type or bit depth than 16-bit grey is refused, never converted.
 Result<Image> decode_png(std::span<const uint8_t> bytes);

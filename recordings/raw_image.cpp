@@ -12,7 +12,10 @@ uint32_t little_endian_32(std::span<const uint8_t> bytes) {
 
 } // namespace
 
-Result<Image> decode_raw(std::span<const uint8_t> bytes, FrameSize size) {
+Result<Image> decode_raw(std::span<const uint8_t> bytes, std::optional<FrameSize> told_size) {
+  if (!told_size)
+    return Error{"a headerless file needs its size", ErrorKind::size_needed};
+  const FrameSize size = *told_size;
   if (auto failure = check_size(size.width, size.height))
     return *failure;
   const uint64_t expected = size.pixel_count() * 2;

@@ -7,8 +7,8 @@
 
 namespace recordings {
 
-/// `bytes` must be exactly size.width * size.height * 2 bytes; `size` within the limits.
-Result<Image> decode_raw(std::span<const uint8_t> bytes, FrameSize size);
+/// `bytes` must be exactly width * height * 2 bytes. An error of kind `size_needed` without a size.
+Result<Image> decode_raw(std::span<const uint8_t> bytes, std::optional<FrameSize> told_size);
 
 /// Two little-endian 32-bit numbers, height and width in this order, and then exactly the pixels.
 Result<Image> decode_bin(std::span<const uint8_t> bytes);

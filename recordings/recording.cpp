@@ -1,14 +1,13 @@
 #include "recordings/recording.h"
 
 #include <algorithm>
-#include <map>
 #include <set>
 #include <string_view>
 
 #include <fmt/format.h>
 #include <fnmatch.h>
 
-#include "recordings/image_file.h"
+#include "recordings/formats.h"
 
 namespace recordings {
 namespace {
@@ -39,7 +38,7 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
     if (!it->is_regular_file(type_error) ||
         (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0))
       continue;
-    if (has_image_extension(path)) {
+    if (format_of_name(path) != nullptr) {
       pictures.push_back(path);
       kinds.insert(path.extension().string());
     } else if (path.extension() != ".json") {
@@ -51,10 +50,9 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
   if (pictures.empty())
     return Error{fmt::format("{}: no depth images in this directory", directory.string())};
   if (kinds.size() > 1) {
-    return Error{fmt::format("{}: files of several kinds ({}); choose the recording with --match, "
-                             "such as --match '*{}'",
-                             directory.string(), fmt::join(kinds, ", "), *kinds.begin()),
-                 ExitStatus::usage};
+    return Error{
+        fmt::format("{}: files of several kinds ({})", directory.string(), fmt::join(kinds, ", ")),
+        ErrorKind::mixed_formats, "*" + *kinds.begin()};
   }
   std::ranges::sort(pictures, [](const fs::path& left, const fs::path& right) {
     return natural_less(left.filename().string(), right.filename().string());
@@ -97,31 +95,6 @@ Result<Recording> find_frames(const std::vector<fs::path>& inputs, const std::st
       return *failure;
   }
   return recording;
-}
-
-Result<std::vector<fs::path>> output_paths(const std::vector<fs::path>& frames,
-                                           const fs::path& directory) {
-  std::vector<fs::path> outputs;
-  std::map<fs::path, fs::path> sources;
-  std::set<fs::path> inputs;
-  std::error_code code;
-  for (const fs::path& frame : frames) {
-    inputs.insert(fs::weakly_canonical(frame, code));
-    outputs.push_back(directory / (frame.stem().string() + ".png"));
-    const auto [other, inserted] = sources.emplace(outputs.back(), frame);
-    if (!inserted) {
-      return Error{fmt::format("{} and {} would both write {}", other->second.string(),
-                               frame.string(), outputs.back().string()),
-                   ExitStatus::usage};
-    }
-  }
-  for (const fs::path& output : outputs) {
-    if (inputs.contains(fs::weakly_canonical(output, code))) {
-      return Error{fmt::format("{} would replace an input; choose another --out", output.string()),
-                   ExitStatus::usage};
-    }
-  }
-  return outputs;
 }
 
 } // namespace recordings

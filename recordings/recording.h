@@ -1,4 +1,4 @@
-// Which frames a run reads, in which order, and where each result goes.
+// Which frames belong to a recording, and in which order.
 #pragma once
 
 #include <filesystem>
@@ -22,11 +22,5 @@ struct Recording {
 /// that mixes kinds of pictures needs a pattern: which of them is the recording can't be guessed.
 Result<Recording> find_frames(const std::vector<std::filesystem::path>& inputs,
                               const std::string& pattern);
-
-/// `directory`/STEM.png for each frame. Two frames with one output, and an output that would
-/// replace an input, are usage errors.
-Result<std::vector<std::filesystem::path>>
-output_paths(const std::vector<std::filesystem::path>& frames,
-             const std::filesystem::path& directory);
 
 } // namespace recordings

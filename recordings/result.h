@@ -1,4 +1,5 @@
-// Errors as values: what a command-line user is told, and the exit status that goes with it.
+// Errors as values: what went wrong, in words and by kind. They travel up to whoever can tell a
+// user or act on them; nothing on the way prints.
 #pragma once
 
 #include <optional>
@@ -8,19 +9,23 @@
 
 namespace recordings {
 
-/// The program's exit statuses, as its help documents them.
-enum class ExitStatus : int {
-  ok = 0,
-  other = 1,
-  usage = 2,
-  input = 3,
-  processing = 4,
-  nonconforming = 5
+/// What kind of trouble it is. Callers with a user of their own say more where the kind has a
+/// remedy.
+enum class ErrorKind {
+  input,         // what was read is missing or not what it should be
+  size_needed,   // the same: a file without a header, whose size nobody told
+  request,       // the caller asked for what can't be
+  mixed_formats, // the same: which of several kinds of files is the recording?
+  system,        // a file can't be written, a library not be loaded, memory is short
+  // Of the rooms above this one, which share the list:
+  processing, // the host or a filter failed on a frame
+  contract,   // a plug-in does not keep to its interface
 };
 
 struct Error {
   std::string message; // one or more lines without a final line feed
-  ExitStatus status = ExitStatus::input;
+  ErrorKind kind = ErrorKind::input;
+  std::string example = {}; // of mixed formats: wildcards that choose one
 };
 
 /// The outcome of an operation that yields nothing: an error or success.

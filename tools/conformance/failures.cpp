@@ -117,12 +117,12 @@ class FaultLoop {
     const FaultInput input(case_.kind, case_.frame_set);
     Filter filter = warmed_filter();
     ErrorSlot slot;
-    FrameHandle output;
+    Output output;
     for (int i = 0; i < times; ++i)
-      output = filter.process(input.frame(), slot);
-    if (output == nullptr)
-      throw Unable("without a failure: no frame and " + describe(slot.get()));
-    return input.pixels_of(*output);
+      output = try_frame(filter, input.frame(), slot);
+    if (output.frame == nullptr)
+      throw Unable("without a failure: " + describe(output, slot.get()));
+    return input.pixels_of(*output.frame);
   }
 
   std::string fail_call(uint64_t n) {
@@ -132,21 +132,18 @@ class FaultLoop {
     gexton_clear_faults();
     gexton_fail_nth_call(n);
     const PrintedText printed;
-    FrameHandle output = filter.process(input.frame(), slot);
+    const Output output = try_frame(filter, input.frame(), slot);
     const std::string trace = printed.text();
     spared_ = gexton_get_fault_count() == 0;
     const std::string function = gexton_get_last_fault();
     gexton_clear_faults();
-    if (output.get() == &input.frame()) {
-      static_cast<void>(output.release());
+    if (output.is_input)
       return "the input itself";
-    }
-    if (spared_ || (output != nullptr && may_fail_unnoticed(function) && !slot)) {
-      const bool same = output != nullptr && input.pixels_of(*output) == expected_;
+    if (spared_ || (output.frame != nullptr && may_fail_unnoticed(function) && !slot)) {
+      const bool same = output.frame != nullptr && input.pixels_of(*output.frame) == expected_;
       return same ? "" : "not the frame that comes without a failure";
     }
-    const std::string came = describe(output.get(), &input.frame(), slot.get());
-    std::string problem = failure_problem(came, slot, function, trace);
+    std::string problem = failure_problem(describe(output, slot.get()), slot, function, trace);
     if (problem.empty() && next_frame_problem_.empty())
       try_next_frame(filter, input, function);
     return problem;
@@ -172,11 +169,11 @@ class FaultLoop {
   /// A filter that keeps frames may have seen the one that failed, or not.
   void try_next_frame(Filter& filter, const FaultInput& input, const std::string& function) {
     ErrorSlot slot;
-    const FrameHandle output = filter.process(input.frame(), slot);
-    if (output == nullptr) {
+    const Output output = try_frame(filter, input.frame(), slot);
+    if (output.frame == nullptr) {
       next_frame_problem_ =
-          fmt::format("no frame and {} after {} had failed", describe(slot.get()), function);
-    } else if (const auto pixels = input.pixels_of(*output);
+          fmt::format("{} after {} had failed", describe(output, slot.get()), function);
+    } else if (const auto pixels = input.pixels_of(*output.frame);
                pixels != expected_ && pixels != expected_after_) {
       next_frame_problem_ = fmt::format("other pixels after {} had failed", function);
     }
@@ -240,12 +237,14 @@ void check_missing_slot(const Subject& subject, Findings& findings) {
                   "a frame");
   findings.doing("a failing host call without an error slot");
   gexton_fail_nth_call(1);
-  const FrameHandle failed(context.process(context.filter, depth.get(), nullptr));
+  const Output failed = take_output(
+      FrameHandle(context.process(context.filter, depth.get(), nullptr)), depth.frame());
   gexton_clear_faults();
-  findings.expect(failed == nullptr, "null", "a frame");
+  findings.expect(failed.is_nothing(), "null", "a frame");
   findings.doing("a depth frame without an error slot");
-  const FrameHandle output(context.process(context.filter, depth.get(), nullptr));
-  findings.expect(output != nullptr, "a frame", "null");
+  const Output output = take_output(
+      FrameHandle(context.process(context.filter, depth.get(), nullptr)), depth.frame());
+  findings.expect(!output.is_nothing(), "a frame", "null");
 }
 
 void check_destruction(const Subject& subject, Findings& findings) {

@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "conformance/known_differences.h"
+#include "conformance/our_filters.h"
 
 namespace conformance {
 

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include "conformance/our_filters.h"
 #include "conformance/probes.h"
 #include "conformance/settings.h"
 #include "gexton_host.h"
@@ -64,26 +65,23 @@ void try_depth_frame(const Case& current) {
   const FrameState before(input.frame());
   ErrorSlot slot;
   current.doing("a depth frame");
-  FrameHandle output = filter.process(input.frame(), slot);
-  const std::string came = describe(output.get(), input.get(), slot.get());
-  findings.expect("a new frame and no error", came);
-  if (output == nullptr || output.get() == input.get()) {
-    static_cast<void>(output.release());
+  const Output given = try_frame(filter, input.frame(), slot);
+  findings.expect("a new frame and no error", describe(given, slot.get()));
+  if (given.frame == nullptr)
     return;
-  }
+  const gx_frame& output = *given.frame;
   current.doing("the input of a depth frame");
   findings.expect(unchanged, before.changes_to(FrameState(input.frame())));
   current.doing("the type of the new frame");
   findings.expect(std::to_string(GX_FRAME_DEPTH),
-                  std::to_string(gx_frame_get_type(output.get(), nullptr)));
+                  std::to_string(gx_frame_get_type(&output, nullptr)));
   current.doing("the index of the new frame");
-  findings.expect("7", std::to_string(gx_frame_get_index(output.get(), nullptr)));
+  findings.expect("7", std::to_string(gx_frame_get_index(&output, nullptr)));
   current.doing("the size of the new frame");
-  const std::string problem = size_problem(*output);
+  const std::string problem = size_problem(output);
   findings.expect(problem.empty(), "2 bytes for each pixel of its profile", problem);
   current.doing("the pixels of the new frame");
-  findings.expect(gx_frame_get_data(output.get(), nullptr) !=
-                      gx_frame_get_data(input.get(), nullptr),
+  findings.expect(gx_frame_get_data(&output, nullptr) != gx_frame_get_data(input.get(), nullptr),
                   "a buffer of their own", "the input's buffer");
 }
 
@@ -106,16 +104,14 @@ void try_frame_set(const Case& current) {
   Filter filter = current.make_filter();
   ErrorSlot slot;
   current.doing("a frame set");
-  FrameHandle output = filter.process(*set, slot);
-  findings.expect("a new frame and no error", describe(output.get(), set.get(), slot.get()));
-  if (output == nullptr || output.get() == set.get()) {
-    static_cast<void>(output.release());
+  const Output output = try_frame(filter, *set, slot);
+  findings.expect("a new frame and no error", describe(output, slot.get()));
+  if (output.frame == nullptr)
     return;
-  }
   current.doing("the type of what a frame set gives");
-  const gx_frame_type type = gx_frame_get_type(output.get(), nullptr);
+  const gx_frame_type type = gx_frame_get_type(output.frame.get(), nullptr);
   findings.expect(std::to_string(GX_FRAME_SET), std::to_string(type));
-  const FrameHandle member = type == GX_FRAME_SET ? depth_member(*output) : nullptr;
+  const FrameHandle member = type == GX_FRAME_SET ? depth_member(*output.frame) : nullptr;
   current.doing("the depth frame of the new set");
   findings.expect(member != nullptr && member.get() != depth.get(), "a new frame",
                   member == nullptr ? "none" : "the input's own");
@@ -207,39 +203,22 @@ std::vector<std::vector<uint8_t>> pixels_of_results(Filter& filter, PixelKind ki
   for (uint32_t number = 0; number < 2; ++number) {
     const Input input(kind, roomy_size, number);
     ErrorSlot slot;
-    FrameHandle output = filter.process(input.frame(), slot);
-    pixels.push_back(output != nullptr && output.get() != input.get() ? FrameState(*output).pixels()
-                                                                      : std::vector<uint8_t>{});
-    if (output.get() == input.get())
-      static_cast<void>(output.release());
+    pixels.push_back(pixels_of(try_frame(filter, input.frame(), slot)));
   }
   return pixels;
 }
-
-/// What reset sets in place of the schema's default, where that is known.
-struct ResetValue {
-  const char* filter;
-  const char* parameter;
-  const char* value;
-};
-constexpr ResetValue reset_values[] = {
-    {"EdgeNoiseRemovalFilter", "enable_vertical_direction", "1"},
-    {"LutNoiseRemovalFilter", "min_diff", "192"},
-};
 
 class ResetCheck {
  public:
   explicit ResetCheck(const Case& current) : case_(current) {
     Filter fresh = current.make_filter();
     expected_ = pixels_of_results(fresh, current.kind);
-    for (const ResetValue& value : reset_values) {
-      if (current.subject.filter == value.filter) {
-        Setting setting = current.setting;
-        set_value(fresh, setting.values, value.parameter, value.value);
-        Filter other = make_configured(current.subject, setting);
-        otherwise_ = pixels_of_results(other, current.kind);
-        otherwise_text_ = fmt::format("the pixels of {} = {}", value.parameter, value.value);
-      }
+    if (const ResetValue* reset = find_reset_value(current.subject.filter)) {
+      Setting setting = current.setting;
+      set_value(fresh, setting.values, reset->parameter, reset->value);
+      Filter other = make_configured(current.subject, setting);
+      otherwise_ = pixels_of_results(other, current.kind);
+      otherwise_text_ = fmt::format("the pixels of {} = {}", reset->parameter, reset->value);
     }
   }
 
@@ -322,10 +301,8 @@ void check_refusals(const Subject& subject, Findings& findings) {
   for (const auto& [name, frame] : frames) {
     findings.doing(name);
     ErrorSlot slot;
-    FrameHandle output = filter.process(*frame, slot);
-    findings.expect(refusal, describe(output.get(), frame, slot.get()));
-    if (output.get() == frame)
-      static_cast<void>(output.release());
+    const Output output = try_frame(filter, *frame, slot);
+    findings.expect(refusal, describe(output, slot.get()));
   }
   findings.doing("a null frame");
   MarkedSlot slot;
@@ -350,9 +327,9 @@ void try_short_frames(const Case& current) {
     input.shorten(bytes);
     current.doing(fmt::format("a frame of {} bytes instead of {}", bytes, whole));
     ErrorSlot slot;
-    const FrameHandle output = filter.process(input.frame(), slot);
-    std::string came = describe(output.get(), input.get(), slot.get());
-    if (output != nullptr && FrameState(*output).same_pixels(FrameState(input.frame())))
+    const Output output = try_frame(filter, input.frame(), slot);
+    std::string came = describe(output, slot.get());
+    if (output.frame != nullptr && pixels_of(output) == FrameState(input.frame()).pixels())
       came = "a copy of the frame and " + describe(slot.get());
     current.findings.expect(refusal, came);
   }
@@ -379,9 +356,9 @@ void check_small_frames(const Subject& subject, Findings& findings) {
         const Input input(kind, size);
         for (int i = 0; i < 2; ++i) {
           ErrorSlot slot;
-          const FrameHandle output = filter.process(input.frame(), slot);
-          findings.expect((output == nullptr) == static_cast<bool>(slot), "a frame or an error",
-                          describe(output.get(), input.get(), slot.get()));
+          const Output output = try_frame(filter, input.frame(), slot);
+          findings.expect(output.is_nothing() == static_cast<bool>(slot), "a frame or an error",
+                          describe(output, slot.get()));
         }
       }
     }

@@ -5,6 +5,9 @@
 #include <fmt/format.h>
 
 namespace conformance {
+
+using namespace hosting;
+
 namespace {
 
 std::string text_or_null(const char* text) {
@@ -76,11 +79,24 @@ std::string LiveHandles::left_over() const {
   return found.empty() ? nothing_left : fmt::format("{}", fmt::join(found, ", "));
 }
 
-std::string describe(const gx_frame* output, const gx_frame* input, const gx_error* error) {
-  std::string text = "no frame";
-  if (output != nullptr)
-    text = output == input ? "the input itself" : "a new frame";
-  return text + " and " + describe(error);
+// ---- what a filter gives ----
+
+Output take_output(FrameHandle given, const gx_frame& input) {
+  const bool is_input = given.get() == &input;
+  if (is_input)
+    static_cast<void>(given.release());
+  return {std::move(given), is_input};
+}
+
+Output try_frame(Filter& filter, gx_frame& input, ErrorSlot& slot) {
+  return take_output(filter.process(input, slot), input);
+}
+
+std::string describe(const Output& output, const gx_error* error) {
+  const char* text = output.is_input           ? "the input itself"
+                     : output.frame != nullptr ? "a new frame"
+                                               : "no frame";
+  return fmt::format("{} and {}", text, describe(error));
 }
 
 } // namespace conformance

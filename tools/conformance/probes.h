@@ -4,7 +4,7 @@
 #include <string>
 
 #include "gexton_host.h"
-#include "hosting/host_objects.h"
+#include "hosting/plugin.h"
 
 namespace conformance {
 
@@ -49,7 +49,18 @@ class LiveHandles {
 };
 inline constexpr const char* nothing_left = "nothing left over";
 
-/// What a call of process gave: "a new frame", "no frame and the error ...", and so on.
-std::string describe(const gx_frame* output, const gx_frame* input, const gx_error* error);
+/// What a call of process gave. A filter that hands back its input gives nothing to own: that frame
+/// has its owner and is released once only.
+struct Output {
+  hosting::FrameHandle frame; // a new one, or null
+  bool is_input = false;
+
+  bool is_nothing() const { return frame == nullptr && !is_input; }
+};
+Output take_output(hosting::FrameHandle given, const gx_frame& input);
+Output try_frame(hosting::Filter& filter, gx_frame& input, hosting::ErrorSlot& slot);
+
+/// "a new frame and no error", "no frame and the error ...", and so on.
+std::string describe(const Output& output, const gx_error* error);
 
 } // namespace conformance

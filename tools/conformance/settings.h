@@ -6,6 +6,7 @@
 
 #include "conformance/checks.h"
 #include "conformance/inputs.h"
+#include "conformance/probes.h"
 
 namespace conformance {
 
@@ -31,6 +32,9 @@ std::string update(hosting::Filter& filter, const std::vector<std::string>& valu
 
 /// A new instance with the setting. Throws Unable where that is refused.
 hosting::Filter make_configured(const Subject& subject, const Setting& setting);
+
+/// The pixels of a new frame, none where there is none.
+std::vector<uint8_t> pixels_of(const Output& output);
 
 /// The frame that the filter makes of the input. Throws Unable where there is none.
 hosting::FrameHandle process(hosting::Filter& filter, const Input& input);

@@ -1,61 +1,40 @@
-// The program's commands. Each prints its result on standard output and its complaints on standard
-// error and returns the program's exit status.
+// The program's commands. Each stands in a file of its own: its options, how they are added to the
+// command line, and what it does. Commands print their results on standard output and return their
+// errors; main reports them.
 #pragma once
 
-#include <filesystem>
-#include <string>
-#include <vector>
+#include <functional>
 
-#include "gxfilter/preview.h"
-#include "recordings/camera.h"
-#include "recordings/synth.h"
+#include "gxfilter/report.h"
+
+namespace CLI {
+class App;
+}
 
 namespace gxfilter {
 
-struct ListOptions {
-  std::filesystem::path plugin; // empty: the one beside the executable, here and below
-  bool json = false;
-};
-recordings::ExitStatus list_filters(const ListOptions& options);
+/// Does what a command is for, with the options that were read in the meantime.
+using Action = std::function<recordings::Result<ExitStatus>()>;
 
-struct DescribeOptions {
-  std::filesystem::path plugin;
-  std::string filter;
-  bool json = false;
-};
-recordings::ExitStatus describe_filter(const DescribeOptions& options);
+Action add_list_options(CLI::App& command);
+Action add_describe_options(CLI::App& command);
+Action add_run_options(CLI::App& command);
+Action add_synth_options(CLI::App& command);
+Action add_validate_options(CLI::App& command);
 
-struct RunOptions {
-  std::filesystem::path plugin;
-  std::vector<std::string> filters; // requests, applied after those of the chain file
-  std::filesystem::path chain;      // empty: none
-  std::vector<std::filesystem::path> inputs;
-  std::string match;            // wildcards that choose among the files of directories
-  std::filesystem::path output; // directory, made when needed
-  bool preview = false;
-  std::optional<Rectangle> crop;     // what the previews show; null: whole frames
-  std::string raw_size;              // "WxH" or empty
-  std::filesystem::path camera_file; // empty: the one beside the first input, if any
-  recordings::CameraFacts facts =
-      recordings::CameraFacts::object(); // what options say; wins over the file
+struct Command {
+  const char* name;
+  const char* help;
+  Action (*add_options)(CLI::App& command);
 };
-recordings::ExitStatus run_filters(const RunOptions& options);
 
-struct SynthOptions {
-  std::filesystem::path output;
-  uint32_t frames = 30;
-  recordings::SceneSettings scene;
+/// In the order of the help.
+inline constexpr Command commands[] = {
+    {"list", "List the filters: index and name", add_list_options},
+    {"describe", "Show a filter's parameters", add_describe_options},
+    {"run", "Filter one file or a recording", add_run_options},
+    {"synth", "Write a generated recording and camera.json", add_synth_options},
+    {"validate", "Check that a plug-in does what hosts rely on", add_validate_options},
 };
-recordings::ExitStatus synthesize(const SynthOptions& options);
-
-struct ValidateOptions {
-  std::filesystem::path plugin;
-  std::string filter; // empty: all
-  bool verbose = false;
-  bool json = false;
-  uint32_t time_limit = 60; // seconds for a single item
-};
-/// Checks a plug-in against what hosts rely on; `nonconforming` where anything fails.
-recordings::ExitStatus validate_plugin(const ValidateOptions& options);
 
 } // namespace gxfilter

@@ -13,7 +13,7 @@ using namespace recordings;
 namespace {
 
 Error usage_error(std::string message) {
-  return {std::move(message), ExitStatus::usage};
+  return {std::move(message), ErrorKind::request};
 }
 
 Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {

@@ -1,70 +1,28 @@
-#include <algorithm>
-
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "gxfilter/commands.h"
-#include "gxfilter/report.h"
-#include "hosting/plugin.h"
+#include "gxfilter/plugin_option.h"
 
 namespace gxfilter {
 
-using namespace hosting;
 using namespace recordings;
 
 namespace {
 
-struct Column {
-  const char* title;
-  std::string Parameter::*field;
+struct ListOptions {
+  std::filesystem::path plugin; // empty: the one that belongs to this program
+  bool json = false;
 };
 
-constexpr Column columns[] = {
-    {"name", &Parameter::name},
-    {"type", &Parameter::type},
-    {"min", &Parameter::min},
-    {"max", &Parameter::max},
-    {"step", &Parameter::step},
-    {"default", &Parameter::default_value},
-    {"description", &Parameter::description},
-};
-
-void print_table(const std::vector<Parameter>& schema) {
-  std::string title_line;
-  std::vector<std::string> lines(schema.size());
-  for (const Column& column : columns) {
-    size_t width = std::string_view(column.title).size();
-    for (const Parameter& parameter : schema)
-      width = std::max(width, (parameter.*column.field).size());
-    title_line += fmt::format("{:<{}}  ", column.title, width);
-    for (size_t i = 0; i < schema.size(); ++i)
-      lines[i] += fmt::format("{:<{}}  ", schema[i].*column.field, width);
-  }
-  fmt::print("{}\n", title_line.substr(0, title_line.find_last_not_of(' ') + 1));
-  for (const std::string& line : lines)
-    fmt::print("{}\n", line.substr(0, line.find_last_not_of(' ') + 1));
-}
-
-void print_json(const std::string& name, const std::vector<Parameter>& schema) {
-  nlohmann::ordered_json parameters = nlohmann::ordered_json::array();
-  for (const Parameter& parameter : schema) {
-    nlohmann::ordered_json entry;
-    for (const Column& column : columns)
-      entry[column.title] = parameter.*column.field;
-    parameters.push_back(std::move(entry));
-  }
-  const nlohmann::ordered_json result{{"filter", name}, {"parameters", std::move(parameters)}};
-  fmt::print("{}\n", result.dump(2));
-}
-
-} // namespace
-
-ExitStatus list_filters(const ListOptions& options) {
+Result<ExitStatus> list_filters(const ListOptions& options) {
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
-    return report(plugin.error());
+    return plugin.error();
   const auto names = (*plugin)->filter_names();
   if (!names)
-    return report({"the plug-in " + names.error().message, names.error().status});
+    return Error{"the plug-in " + names.error().message, names.error().kind};
   if (options.json) {
     const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
                                         {"commit", (*plugin)->commit()},
@@ -77,20 +35,13 @@ ExitStatus list_filters(const ListOptions& options) {
   return ExitStatus::ok;
 }
 
-ExitStatus describe_filter(const DescribeOptions& options) {
-  const auto plugin = load_plugin(options.plugin);
-  if (!plugin)
-    return report(plugin.error());
-  const auto filter = Filter::create(*plugin, options.filter);
-  if (!filter)
-    return report(filter.error());
-  if (options.json)
-    print_json(filter->name(), filter->schema());
-  else if (filter->schema().empty())
-    fmt::print("{} has no parameters\n", filter->name());
-  else
-    print_table(filter->schema());
-  return ExitStatus::ok;
+} // namespace
+
+Action add_list_options(CLI::App& command) {
+  const auto options = std::make_shared<ListOptions>();
+  add_plugin_option(command, options->plugin);
+  command.add_flag("--json", options->json, "Print JSON, with the plug-in's path and commit");
+  return [options] { return list_filters(*options); };
 }
 
 } // namespace gxfilter

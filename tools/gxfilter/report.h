@@ -1,16 +1,27 @@
-// Messages on standard error, and what all commands with a plug-in begin with.
+// What the user is told on standard error, and the program's exit status.
+//
+// Errors travel as values (recordings/result.h) from where they arise through every function up to
+// main, which alone reports them and turns their kind into the exit status. Exceptions that main
+// catches are what nobody expects, such as missing memory. Inside conformance/ two exceptions of
+// its own end a check early (findings.h); they are findings there and come no further.
 #pragma once
 
-#include "hosting/plugin.h"
+#include "recordings/result.h"
 
 namespace gxfilter {
 
-/// Prints the error and returns its exit status.
-recordings::ExitStatus report(const recordings::Error& error);
-void note(const std::string& text);
+/// As the program's help documents them.
+enum class ExitStatus : int {
+  ok = 0,
+  other = 1,
+  usage = 2,
+  input = 3,
+  processing = 4,
+  nonconforming = 5
+};
 
-/// The plug-in at `path`, the default one where that is empty.
-recordings::Result<std::shared_ptr<const hosting::Plugin>>
-load_plugin(const std::filesystem::path& path);
+/// Prints the error, with the options that would help, and returns its exit status.
+ExitStatus report(const recordings::Error& error);
+void note(const std::string& text);
 
 } // namespace gxfilter

@@ -1,12 +1,15 @@
 #include <chrono>
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "gxfilter/camera_options.h"
 #include "gxfilter/commands.h"
 #include "gxfilter/filter_chain.h"
+#include "gxfilter/output_paths.h"
+#include "gxfilter/plugin_option.h"
 #include "gxfilter/preview.h"
 #include "gxfilter/progress.h"
-#include "gxfilter/report.h"
 #include "gxfilter/statistics.h"
 #include "recordings/image_file.h"
 #include "recordings/png_image.h"
@@ -20,6 +23,20 @@ using namespace recordings;
 namespace {
 
 namespace fs = std::filesystem;
+
+struct RunOptions {
+  fs::path plugin;                  // empty: the one that belongs to this program
+  std::vector<std::string> filters; // requests, applied after those of the chain file
+  fs::path chain;                   // empty: none
+  std::vector<fs::path> inputs;
+  std::string match; // wildcards that choose among the files of directories
+  fs::path output;   // directory, made when needed
+  bool preview = false;
+  std::optional<Rectangle> crop;             // what the previews show; null: whole frames
+  std::string raw_size;                      // "WxH" or empty
+  fs::path camera_file;                      // empty: the one beside the first input, if any
+  CameraFacts facts = CameraFacts::object(); // what options say; wins over the file
+};
 
 Result<std::vector<Filter>> make_chain(const RunOptions& options) {
   std::vector<FilterRequest> requests;
@@ -36,7 +53,7 @@ Result<std::vector<Filter>> make_chain(const RunOptions& options) {
     requests.push_back(std::move(*request));
   }
   if (requests.empty())
-    return Error{"no filter is given (--filter or --chain)", ExitStatus::usage};
+    return Error{"no filter is given (--filter or --chain)", ErrorKind::request};
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
@@ -79,7 +96,7 @@ class Runner {
     if (!image)
       return image.error();
     if (auto failure = begin_frame(*image))
-      return Error{fmt::format("{}: {}", input.string(), failure->message), failure->status};
+      return Error{fmt::format("{}: {}", input.string(), failure->message), failure->kind};
     auto frame = make_frame(*image, index_++, *profile_, camera_);
     if (!frame)
       return frame.error();
@@ -87,7 +104,7 @@ class Runner {
     auto after = before ? filter_frame(std::move(*frame), *before) : before;
     if (!after) {
       return Error{fmt::format("{}: {}", input.string(), after.error().message),
-                   after.error().status};
+                   after.error().kind};
     }
     return write_results(output, *before, *after, preview);
   }
@@ -133,7 +150,7 @@ class Runner {
       if (!filtered || slot) {
         return Error{fmt::format("{} fails: {}", filters_[i].name(),
                                  slot ? slot.text() : "no frame and no error"),
-                     ExitStatus::processing};
+                     ErrorKind::processing};
       }
       auto result = view_frame(*filtered);
       if (!result)
@@ -147,10 +164,7 @@ class Runner {
 
   Failure write_results(const fs::path& output, const FrameView& before, const FrameView& after,
                         bool preview) {
-    const auto bytes = encode_png(after.image);
-    if (!bytes)
-      return bytes.error();
-    if (auto failure = write_file(output, *bytes); failure || !preview)
+    if (auto failure = write_image(output, after.image); failure || !preview)
       return failure;
     const std::string stem = output.stem().string();
     const auto picture =
@@ -180,35 +194,31 @@ Result<std::optional<FrameSize>> choose_raw_size(const RunOptions& options,
   const auto size = parse_size(options.raw_size);
   if (!size) {
     return Error{fmt::format("--size {}: not WIDTHxHEIGHT within the limits", options.raw_size),
-                 ExitStatus::usage};
+                 ErrorKind::request};
   }
   return size;
 }
 
-} // namespace
-
-ExitStatus run_filters(const RunOptions& options) {
+Result<ExitStatus> run_filters(const RunOptions& options) {
   auto chain = make_chain(options);
   if (!chain)
-    return report(chain.error());
+    return chain.error();
   const auto recording = find_frames(options.inputs, options.match);
   if (!recording)
-    return report(recording.error());
+    return recording.error();
   const auto outputs = output_paths(recording->frames, options.output);
   if (!outputs)
-    return report(outputs.error());
+    return outputs.error();
   auto facts = gather_facts(options);
   if (!facts)
-    return report(facts.error());
+    return facts.error();
   const auto raw_size = choose_raw_size(options, *facts);
   if (!raw_size)
-    return report(raw_size.error());
+    return raw_size.error();
   std::error_code code;
   fs::create_directories(options.output, code);
-  if (code) {
-    return report(
-        {fmt::format("{}: {}", options.output.string(), code.message()), ExitStatus::other});
-  }
+  if (code)
+    return Error{fmt::format("{}: {}", options.output.string(), code.message()), ErrorKind::system};
   if (!recording->ignored.empty()) {
     note(fmt::format("ignored: {}{}", recording->ignored.front().string(),
                      recording->ignored.size() == 1
@@ -225,7 +235,58 @@ ExitStatus run_filters(const RunOptions& options) {
     }
   }
   fmt::print("{}", format_table(runner.statistics()));
-  return failure ? report(*failure) : ExitStatus::ok;
+  if (failure)
+    return *failure;
+  return ExitStatus::ok;
+}
+
+} // namespace
+
+Action add_run_options(CLI::App& command) {
+  const auto options = std::make_shared<RunOptions>();
+  add_plugin_option(command, options->plugin);
+  command
+      .add_option("inputs", options->inputs,
+                  "Pictures (16-bit .png or .pgm, .bin, .raw) or directories of them, in order")
+      ->type_name("INPUT")
+      ->required();
+  command.add_option("--out", options->output, "Directory for the results")
+      ->type_name("DIR")
+      ->required();
+  command
+      .add_option("--filter", options->filters,
+                  "Filter with parameters; those that are not named keep their defaults.\n"
+                  "Several make a chain. NAME:@FILE gives a configuration record instead")
+      ->type_name("NAME[:KEY=VALUE,...]")
+      ->allow_extra_args(false);
+  command
+      .add_option(
+          "--chain", options->chain,
+          "JSON list of {\"filter\": NAME, \"params\": {KEY: VALUE}}, applied before --filter")
+      ->type_name("FILE");
+  command.add_option("--match", options->match, "Take only these files of a directory ('*.bin')")
+      ->type_name("WILDCARDS");
+  command.add_flag("--preview", options->preview,
+                   "Write coloured before/after pictures too (STEM_preview.png)");
+  command
+      .add_option_function<std::string>(
+          "--crop",
+          [options = options.get()](const std::string& text) {
+            options->crop = parse_crop(text);
+            if (!options->crop)
+              throw CLI::ValidationError("--crop", "'" + text + "' is not WIDTHxHEIGHT+X+Y");
+          },
+          "Part of each frame that those pictures show")
+      ->type_name("WxH+X+Y");
+  command.add_option("--size", options->raw_size, "Size of headerless .raw files")
+      ->type_name("WxH");
+  command
+      .add_option("--camera", options->camera_file,
+                  "Camera facts (by default camera.json or INPUT.json beside the first input);\n"
+                  "the options below win over it")
+      ->type_name("FILE");
+  add_camera_options(command, options->facts);
+  return [options] { return run_filters(*options); };
 }
 
 } // namespace gxfilter

@@ -13,7 +13,7 @@ using namespace recordings;
 namespace {
 
 Error host_error(const ErrorSlot& slot) {
-  return {slot.text(), ExitStatus::processing};
+  return {slot.text(), ErrorKind::processing};
 }
 
 } // namespace
@@ -79,13 +79,13 @@ Result<FrameView> view_frame(const gx_frame& frame) {
     return host_error(slot);
   const auto [width, height] = view.image.size;
   if (auto failure = check_size(width, height))
-    return Error{failure->message, ExitStatus::processing};
+    return Error{failure->message, ErrorKind::processing};
   view.image.pixels.resize(view.image.size.pixel_count());
   const size_t bytes = view.image.pixels.size() * sizeof(uint16_t);
   const uint8_t* data = gx_frame_get_data(&frame, nullptr);
   if (data == nullptr || gx_frame_get_data_size(&frame, nullptr) < bytes) {
     return Error{fmt::format("the frame holds fewer pixels than {}x{}", width, height),
-                 ExitStatus::processing};
+                 ErrorKind::processing};
   }
   std::memcpy(view.image.pixels.data(), data, bytes);
   view.pixel_type = gx_video_frame_get_pixel_type(&frame, nullptr);

@@ -63,7 +63,7 @@ struct FrameView {
   float value_scale = 1; // millimetres for one unit
 };
 
-/// A copy of the frame's pixels with their meaning; an error (status `processing`) where the frame
+/// A copy of the frame's pixels with their meaning; an error (of kind `processing`) where the frame
 /// holds fewer pixels than its size says.
 recordings::Result<FrameView> view_frame(const gx_frame& frame);
 

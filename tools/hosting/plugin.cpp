@@ -48,7 +48,7 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
   if (!plugin->library_) {
     const char* reason = dlerror();
     return Error{fmt::format("the plug-in can't be loaded: {}", reason != nullptr ? reason : ""),
-                 ExitStatus::other};
+                 ErrorKind::system};
   }
   void* library = plugin->library_.get();
   Functions& to = plugin->functions_;
@@ -65,7 +65,7 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
       resolve(library, "gx_priv_filter_reset", to.reset);
   if (!complete) {
     return Error{fmt::format("{}: not a filter plug-in: {}", path.string(), dlerror()),
-                 ExitStatus::other};
+                 ErrorKind::system};
   }
   return std::shared_ptr<const Plugin>(std::move(plugin));
 }
@@ -78,7 +78,7 @@ Result<std::vector<std::string>> Plugin::filter_names() const {
   constexpr uint64_t most_filters = 10'000;
   const uint64_t count = functions_.get_filter_count(nullptr);
   if (count > most_filters)
-    return Error{fmt::format("claims to have {} filters", count), ExitStatus::other};
+    return Error{fmt::format("claims to have {} filters", count), ErrorKind::system};
   std::vector<std::string> names(count);
   for (size_t i = 0; i < names.size(); ++i)
     names[i] = text_or_empty(functions_.get_filter_name(static_cast<int32_t>(i), nullptr));
@@ -87,20 +87,20 @@ Result<std::vector<std::string>> Plugin::filter_names() const {
 
 Error unknown_filter(const std::string& name, const std::vector<std::string>& names) {
   return {fmt::format("unknown filter '{}'; the plug-in offers {}", name, fmt::join(names, ", ")),
-          ExitStatus::usage};
+          ErrorKind::request};
 }
 
 Result<Filter> Filter::create(std::shared_ptr<const Plugin> plugin, const std::string& name) {
   const auto names = plugin->filter_names();
   if (!names)
-    return Error{"the plug-in " + names.error().message, names.error().status};
+    return Error{"the plug-in " + names.error().message, names.error().kind};
   const auto found = std::ranges::find(*names, name);
   if (found == names->end())
     return unknown_filter(name, *names);
   const auto index = static_cast<uint64_t>(found - names->begin());
   gx_priv_filter_context* context = plugin->functions().create_filter(index, nullptr);
   if (context == nullptr)
-    return Error{fmt::format("{} can't be created", name), ExitStatus::other};
+    return Error{fmt::format("{} can't be created", name), ErrorKind::system};
   return Filter(std::move(plugin), context, name);
 }
 

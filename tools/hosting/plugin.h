@@ -14,7 +14,7 @@ namespace hosting {
 /// A loaded library with its functions resolved; unloaded when the last user goes.
 class Plugin {
  public:
-  /// Fails with status `other` where the library or one of its functions is missing.
+  /// Fails with kind `system` where the library or one of its functions is missing.
   static recordings::Result<std::shared_ptr<const Plugin>> load(const std::filesystem::path& path);
 
   /// The library that belongs to this executable, in a build tree as in an installed tree; just its
@@ -57,7 +57,7 @@ recordings::Error unknown_filter(const std::string& name, const std::vector<std:
 /// One filter instance. Not for several threads at once.
 class Filter {
  public:
-  /// By class name; an unknown one is a usage error that lists the names.
+  /// By class name; an unknown one is a `request` error that lists the names.
   static recordings::Result<Filter> create(std::shared_ptr<const Plugin> plugin,
                                            const std::string& name);
 

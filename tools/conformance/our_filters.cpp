@@ -1,4 +1,6 @@
-#include "conformance/known_differences.h"
+#include "conformance/our_filters.h"
+
+#include <algorithm>
 
 #include <fnmatch.h>
 
@@ -17,14 +19,16 @@ constexpr const char* kept_parameters = "reset keeps the parameters";
 constexpr const char* passed_on =
     "frames of this pixel type are passed on as they are, and their pixels not looked at";
 
-constexpr KnownDifference table[] = {
+constexpr KnownDifference differences[] = {
     {"DisparityTransform", bounds, "* one step *", silent,
      "an update with a value out of range is dropped without an error"},
     {"OpenNIDisparityTransform", bounds, "*_depth = *, one step *", silent,
      "values out of range of the first three parameters are dropped without an error"},
     {"OpenNIDisparityTransform", bounds, "depth_uint = *, one step *", silent,
      "values out of range of the first three parameters are dropped without an error"},
-    {"OpenNIDisparityTransform", bounds, "scale = 0.01, its minimum", "the error *(scale), type 4",
+    {"OpenNIDisparityTransform", bounds, "scale = 0.01, its minimum",
+     "the error \"params out of range\" in OpenNIDisparityTransform::update_filter_config(scale), "
+     "type 4",
      "scales below 0.1 are refused"},
     {"OpenNIDisparityTransform", bounds, "?_cut = *, one step *", silent,
      "the start of the crop is not checked"},
@@ -32,7 +36,8 @@ constexpr KnownDifference table[] = {
      "the lengths to blank are not checked"},
     {"HardwareD2DCorrectionFilter", "parameter counts", "* instead of 0", silent,
      "the filter takes no parameters and ignores what it is given"},
-    {"DepthResize", bounds, "scale = 0.01, its minimum", "the error *(scale), type 4",
+    {"DepthResize", bounds, "scale = 0.01, its minimum",
+     "the error \"params out of range\" in DepthResize::update_filter_config(scale), type 4",
      "scales below 0.1 are refused"},
     {"DepthResize", bounds, "ex_* = *, one step *", silent,
      "the extensions are not checked, but against the frame's size"},
@@ -45,14 +50,18 @@ constexpr KnownDifference table[] = {
     {"LutNoiseRemovalFilter", bounds, "max_lut_* = 2001, one step above *", silent,
      "sizes up to 10000 are accepted"},
     {"LutNoiseRemovalFilter", bounds, "max_lut_* = 0, one step below *",
-     "the error *(max_lut), type 4", "the error names all sixteen sizes by max_lut"},
+     "the error \"params out of range\" in LutNoiseRemovalFilter::update_filter_config(max_lut), "
+     "type 4",
+     "the error names all sixteen sizes by max_lut"},
     {"EdgeNoiseRemovalFilter", bounds, "height = 801, one step above *", silent,
      "heights up to 1024 are accepted"},
     {"MgcNoiseRemovalFilter", bounds, "height = 801, one step above *", silent,
      "heights up to 1024 are accepted"},
     {"SpatialModerateFilter", bounds, "radius = 1, one step below *", silent,
      "the radius has no lower bound"},
-    {"HoleFillingFilter", bounds, "hole_filling_mode = *, one step *", "the error *(argv), type 4",
+    {"HoleFillingFilter", bounds, "hole_filling_mode = *, one step *",
+     "the error \"invalid hole filling mode params\" in "
+     "HoleFillingFilter::update_filter_config(argv), type 4",
      "the error names the argument array"},
     {"DisparityTransform", short_frames, "*, depth pixels", copied, passed_on},
     {"DisparityTransform", short_frames, "*, time-of-flight pixels", copied, passed_on},
@@ -76,6 +85,11 @@ constexpr KnownDifference table[] = {
      "the chamfer table is made anew when the frame's size changes, and not by reset"},
 };
 
+constexpr ResetValue reset_values[] = {
+    {"EdgeNoiseRemovalFilter", "enable_vertical_direction", "1"},
+    {"LutNoiseRemovalFilter", "min_diff", "192"},
+};
+
 bool matches(const char* pattern, const std::string& text) {
   return fnmatch(pattern, text.c_str(), 0) == 0;
 }
@@ -83,19 +97,49 @@ bool matches(const char* pattern, const std::string& text) {
 } // namespace
 
 std::span<const KnownDifference> known_differences() {
-  return table;
+  return differences;
 }
 
 int find_known_difference(const std::string& filter, const std::string& check,
                           const std::string& doing, const std::string& came) {
   int index = 0;
-  for (const KnownDifference& known : table) {
+  for (const KnownDifference& known : differences) {
     if (filter == known.filter && check == known.check && matches(known.doing, doing) &&
         matches(known.came, came))
       return index;
     ++index;
   }
   return -1;
+}
+
+const ResetValue* find_reset_value(const std::string& filter) {
+  const auto found = std::ranges::find(reset_values, filter, &ResetValue::filter);
+  return found != std::end(reset_values) ? &*found : nullptr;
+}
+
+std::vector<SpecialSetting> special_settings(const std::string& filter,
+                                             recordings::FrameSize size) {
+  std::vector<SpecialSetting> settings = {
+      {"DepthResize",
+       "the frame's own size",
+       {{"dst_width", std::to_string(size.width)}, {"dst_height", std::to_string(size.height)}},
+       false},
+      {"OpenNIDisparityTransform",
+       "a target size of 40x20",
+       {{"dst_width", "40"}, {"dst_height", "20"}, {"x_cut", "2"}, {"x_set", "3"}},
+       true},
+      {"FalsePositiveFilter",
+       "all detectors",
+       {{"fpEdgeBleedFilterEnable", "1"},
+        {"fpTextureSparsityFilterEnable", "1"},
+        {"fpPatternAmbiguityFilterEnable", "1"}},
+       true},
+      {"HoleFillingFilter", "the nearest neighbour", {{"hole_filling_mode", "1"}}, true},
+      {"SpatialFastFilter", "a window of 5", {{"radius", "5"}}, true},
+  };
+  std::erase_if(settings,
+                [&filter](const SpecialSetting& setting) { return setting.filter != filter; });
+  return settings;
 }
 
 } // namespace conformance

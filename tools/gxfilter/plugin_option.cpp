@@ -1,0 +1,19 @@
+#include "gxfilter/plugin_option.h"
+
+#include <CLI/CLI.hpp>
+
+namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
+void add_plugin_option(CLI::App& command, std::filesystem::path& plugin) {
+  command.add_option("--plugin", plugin,
+                     "Plug-in library (by default the one that belongs to this program)");
+}
+
+Result<std::shared_ptr<const Plugin>> load_plugin(const std::filesystem::path& path) {
+  return Plugin::load(path.empty() ? Plugin::default_path() : path);
+}
+
+} // namespace gxfilter

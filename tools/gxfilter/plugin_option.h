@@ -1,0 +1,18 @@
+// What all commands with a plug-in begin with.
+#pragma once
+
+#include "hosting/plugin.h"
+
+namespace CLI {
+class App;
+}
+
+namespace gxfilter {
+
+void add_plugin_option(CLI::App& command, std::filesystem::path& plugin);
+
+/// The plug-in at `path`, the one that belongs to this program where that is empty.
+recordings::Result<std::shared_ptr<const hosting::Plugin>>
+load_plugin(const std::filesystem::path& path);
+
+} // namespace gxfilter
