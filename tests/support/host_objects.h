@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "gexton_host.hpp"
+#include "support/capture.h"
 
 namespace test {
 
@@ -53,6 +54,13 @@ inline Pixels pixels_of(const gx_frame* frame) {
   return {data, data + gx_frame_get_data_size(frame, nullptr) / 2};
 }
 
+/// What came of a frame.
+struct Outcome {
+  Frame frame;
+  Pixels pixels{}; ///< of a depth frame
+  std::string error, trace, printed;
+};
+
 /// A filter instance whose refusals are texts.
 class Filter : public gexton::Filter {
  public:
@@ -72,6 +80,14 @@ class Filter : public gexton::Filter {
   }
   Frame process(gx_frame* frame, gx_error** error = nullptr) {
     return Frame{context().process(context().filter, frame, error)};
+  }
+  Outcome outcome(const Frame& input) {
+    ErrorSlot error;
+    Capture printed(stdout);
+    Frame frame = process(input, error);
+    Pixels pixels = frame != nullptr ? pixels_of(frame.get()) : Pixels{};
+    return {std::move(frame), std::move(pixels), error.text(), error ? error.trace() : "",
+            printed.text()};
   }
   Frame process(const Frame& frame, ErrorSlot& error) {
     return process(frame.get(), error.receive());

@@ -7,7 +7,6 @@
 
 #include "filters/noise/edge_strips_kernels.h"
 #include "naive/edge_strips.h"
-#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -222,103 +221,26 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
       const unsigned most = chance(5) ? 2 : 100;
       width = as_anchor ? values.width : static_cast<Int>(random() % most);
       height = as_anchor ? values.height : static_cast<Int>(random() % most);
+      if (step % 1000 < 3)
+        height = 70000; // more rows than 16 bits count
     }
     const auto levels = simd::supported_levels();
     simd::use_level(levels[random() % levels.size()]);
     const Pixels input = random_image(width, height, random);
     std::string expected_error;
     const Pixels expected = model.process(input, width, height, expected_error);
-    ErrorSlot error;
-    testing::internal::CaptureStdout();
     const Frame frame =
-        test::make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), input);
-    const Frame output = filter.process(frame, error);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    ASSERT_EQ(error.text(), expected_error) << step;
-    ASSERT_EQ(output == nullptr, !expected_error.empty());
+        make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), input);
+    const Outcome outcome = filter.outcome(frame);
+    ASSERT_EQ(outcome.error, expected_error) << step;
     const bool derivation_failed = expected_error.find("updateConfig") != std::string::npos;
-    ASSERT_EQ(printed, derivation_failed ? error.trace() : "");
-    if (output != nullptr) {
-      ASSERT_EQ(test::pixels_of(output.get()), expected)
-          << step << ": " << width << "x" << height << simd::level_name(simd::active_level());
-      processed += expected != input;
-    }
+    ASSERT_EQ(outcome.printed, derivation_failed ? outcome.trace : "");
+    ASSERT_EQ(outcome.pixels, expected)
+        << step << ": " << width << "x" << height << simd::level_name(simd::active_level());
+    processed += !expected.empty() && expected != input;
   }
   EXPECT_GT(processed, 2000);
   simd::use_level(simd::supported_levels().back());
-}
-
-/// A frame whose rows are valid from column `first` to `last`.
-Frame valid_between(uint32_t width, uint32_t height, uint32_t first, uint32_t last) {
-  Pixels pixels(size_t{width} * height);
-  for (size_t i = 0; i < pixels.size(); ++i)
-    pixels[i] = i % width >= first && i % width <= last ? 500 : 0;
-  return test::make_frame(width, height, pixels);
-}
-
-/// How many pixels row y of such a frame loses at its ends: {left, right}.
-std::pair<Int, Int> cleared(Filter& filter, const Frame& input, Int width, Int y) {
-  ErrorSlot error;
-  const Pixels before = test::pixels_of(input.get());
-  const Pixels after = test::pixels_of(filter.process(input, error).get());
-  const auto edges = [&](const Pixels& pixels) {
-    const auto row = pixels.begin() + y * width;
-    const auto last = std::make_reverse_iterator(row + width);
-    return std::pair{std::find(row, row + width, 500) - row,
-                     std::find(last, last + width, 500) - last};
-  };
-  return {edges(after).first - edges(before).first, edges(after).second - edges(before).second};
-}
-
-using Cleared = std::pair<Int, Int>;
-
-TEST(EdgeNoiseRemovalFilter, ClearsTheWholeMarginWithinTheLimit) {
-  Filter filter("EdgeNoiseRemovalFilter");
-  // The right limit is one column nearer to the border.
-  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 69, 1211), 1280, 400), Cleared(6, 6));
-  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 70, 1210), 1280, 400), Cleared(0, 0));
-  EXPECT_EQ(cleared(filter, valid_between(640, 400, 34, 606), 640, 200), Cleared(3, 3));
-  EXPECT_EQ(cleared(filter, valid_between(640, 400, 35, 605), 640, 200), Cleared(0, 0));
-}
-
-TEST(EdgeNoiseRemovalFilter, ClearsColumnsRowByRowUpToTheLimit) {
-  Filter filter("EdgeNoiseRemovalFilter");
-  ASSERT_EQ(filter.update({"0", "3", "1", "4", "1", "1", "12"}), "");
-  ErrorSlot error;
-  const auto processed = [&](const Pixels& pixels) {
-    const auto rows = static_cast<uint32_t>(pixels.size());
-    return test::pixels_of(filter.process(test::make_frame(1, rows, pixels), error).get());
-  };
-  EXPECT_EQ(processed({0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0}),
-            (Pixels{0, 0, 0, 0, 4, 5, 6, 7, 8, 0, 0, 0}));
-  EXPECT_EQ(processed({0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 0, 0}),
-            (Pixels{0, 0, 0, 0, 3, 4, 5, 6, 7, 0, 0, 0}));
-  // More rows than 16 bits count; 70000 / 12 of the thresholds.
-  Pixels tall(70000, 0);
-  tall[23332] = tall[40000] = tall[69999] = 7;
-  Pixels expected = tall;
-  expected[23332] = expected[69999] = 0;
-  EXPECT_EQ(processed(tall), expected);
-}
-
-TEST(MgcNoiseRemovalFilter, FollowsTheArcUpToTheLimit) {
-  REQUIRE_ALLOCATION_FAULTS();
-  Filter filter("MgcNoiseRemovalFilter");
-  const Frame whole = valid_between(1280, 800, 0, 1279);
-  EXPECT_EQ(cleared(filter, whole, 1280, 0), Cleared(86, 86));
-  EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(6, 6));
-  // sqrt(799 - 160000 + 409600) = 500.39: one pixel of arc
-  EXPECT_EQ(cleared(filter, whole, 1280, 1), Cleared(85, 85));
-  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 50, 1229), 1280, 0), Cleared(70, 69));
-  EXPECT_EQ(cleared(filter, valid_between(1280, 800, 117, 1163), 1280, 400), Cleared(3, 3));
-  // The table there is goes first, even where there is no memory for another.
-  ASSERT_EQ(filter.update({"0", "0", "0", "9", "0", "120", "120", "1280", "800"}), "");
-  EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(6, 6));
-  const Frame taller = valid_between(1280, 4000, 0, 1279);
-  test::fail_nth_allocation(1);
-  EXPECT_EQ(filter.process(taller.get()), nullptr);
-  EXPECT_FALSE(test::allocation_fault_pending());
-  EXPECT_EQ(cleared(filter, whole, 1280, 400), Cleared(9, 9));
 }
 
 } // namespace

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <random>
 
 #include "filters/noise/false_positive/config.h"
@@ -38,22 +37,9 @@ std::string set_record(Filter& filter, const Record& record, size_t size = 290) 
   return error.text();
 }
 
-/// The filtered pixels, empty for a refused frame.
-Pixels process(Filter& filter, const Pixels& image, int width, int height, ErrorSlot& error) {
-  const Frame input =
-      make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), image);
-  const Frame output = filter.process(input, error);
-  return output == nullptr ? Pixels{} : pixels_of(output.get());
-}
-
-Pixels process(const Record& record, const Pixels& image) {
-  Filter filter(class_name);
-  EXPECT_EQ(set_record(filter, record), "");
-  ErrorSlot error;
-  Pixels output = process(filter, image, static_cast<int>(record.u16(0)),
-                          static_cast<int>(record.u16(2)), error);
-  EXPECT_EQ(error.text(), "");
-  return output;
+Outcome process(Filter& filter, const Pixels& image, int width, int height) {
+  return filter.outcome(
+      make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), image));
 }
 
 // Random scenes and settings.
@@ -175,7 +161,7 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
   int unchanged_after_blob = 0;
   int processed = 0;
   int refused = 0;
-  testing::internal::CaptureStdout();
+  const std::string invalid = "invalid params";
   for (int step = 0; step < 12000; ++step) {
     const int action = dice(random, 10);
     if (action == 0) {
@@ -205,19 +191,27 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
     } else if (action == 3) {
       width = 1 + dice(random, dice(random, 4) == 0 ? 150 : 40);
       height = 1 + dice(random, 40);
+      if (dice(random, 50) == 0) // longer than a record can say
+        std::tie(width, height) = dice(random, 2) == 0 ? std::pair(65536, 1) : std::pair(1, 65537);
     } else {
       const Pixels image = random_scene(width, height, random);
       Pixels expected = image;
       const std::string message = model.process(expected, width, height);
       const auto levels = simd::supported_levels();
       simd::use_level(levels[static_cast<size_t>(step) % levels.size()]);
-      ErrorSlot error;
-      ASSERT_EQ(process(filter, image, width, height, error), expected) << "step " << step;
-      ASSERT_EQ(error.text().substr(0, error.text().find(" |")), message);
+      const Outcome outcome = process(filter, image, width, height);
+      ASSERT_EQ(outcome.pixels, expected) << "step " << step;
+      ASSERT_EQ(outcome.error,
+                message == invalid
+                    ? message + " | FalsePositiveFilter::update_all_config_and_initial"
+                                " | width||height | 4"
+                : message.empty() ? ""
+                                  : message + " | FalsePositiveFilter::filter_process | "
+                                              "FalsePositiveFilter | 0");
+      ASSERT_EQ(outcome.printed, message == invalid ? outcome.trace : "");
       ++(expected.empty() ? refused : processed);
     }
   }
-  testing::internal::GetCapturedStdout();
   simd::use_level(simd::supported_levels().back());
   for (const int count :
        {fired.bleeding_run, fired.partial_run, fired.small, fired.texture, fired.flat, fired.ground,
@@ -252,17 +246,6 @@ Record scene_record() {
   return default_record(scene_width, scene_height);
 }
 
-TEST(FalsePositiveFilter, AlwaysRemovesSmallRegions) {
-  Scene scene = Scene().flat({10, 10, 9, 9}, 1000);
-  const Pixels kept = scene.pixels;
-  EXPECT_EQ(process(scene_record(), scene.flat({50, 10, 10, 8}, 1000).pixels), kept);
-  Record filled_with_7 = scene_record();
-  filled_with_7.u16(4, 7);
-  scene.flat({0, 0, scene_width, scene_height}, 7);
-  const Pixels empty = scene.pixels;
-  EXPECT_EQ(process(filled_with_7, scene.flat({50, 30, 4, 4}, 1000).pixels), empty);
-}
-
 TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
   filter_processor::RegionStatistics region;
   region.pixels = 100;
@@ -276,23 +259,6 @@ TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
   EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
   settings.min_smoothness[0] = 2001;
   EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
-}
-
-TEST(FalsePositiveConfig, HasItsDefaultsInPlaceAndScalesThem) {
-  using Bytes = std::array<uint8_t, 289>;
-  EXPECT_EQ(std::bit_cast<Bytes>(FalsePositiveConfig{}), default_record().bytes);
-
-  Record half = default_record(424, 240);
-  half.u16(6, 20);
-  half.u16(53, 20);
-  half.u16(80, 250);
-  half.u16(161, 750);
-  half.u16(232, 156);
-  half.u16(271, 125);
-  half.set<float>(238, {207.5F, 207.5F, 212.0F, 120.0F});
-  const auto scaled = filter_processor::scale_config({}, 424, 240);
-  ASSERT_TRUE(scaled.has_value());
-  EXPECT_EQ(std::bit_cast<Bytes>(*scaled), half.bytes);
 }
 
 std::string refusal_of(size_t index, const char* value) {
@@ -349,26 +315,6 @@ TEST(FalsePositiveFilter, RefusesBlobsWithoutTakingAnythingFromThem) {
   EXPECT_EQ(set_record(filter, record), "");
 }
 
-TEST(FalsePositiveFilter, RefusesSizesThatItCannotScaleToAndRecovers) {
-  Filter filter(class_name);
-  const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).flat({50, 30, 1, 1}, 1000).pixels;
-  ErrorSlot error;
-  const Pixels expected = process(filter, image, scene_width, scene_height, error);
-  ASSERT_EQ(expected, Scene().flat({10, 10, 9, 9}, 1000).pixels);
-  const auto refused = [&](int width, int height) {
-    testing::internal::CaptureStdout();
-    const Pixels pixels(static_cast<size_t>(width) * static_cast<size_t>(height), 9);
-    EXPECT_TRUE(process(filter, pixels, width, height, error).empty());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), error.trace());
-    EXPECT_EQ(error.text(), "invalid params | FalsePositiveFilter::update_all_config_and_initial | "
-                            "width||height | 4");
-  };
-  refused(1, 1);     // less than 0.00001 of the reference area
-  refused(65536, 1); // wider than a record can say
-  EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected);
-  refused(1, 65537);
-}
-
 TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitIntoMemory) {
   REQUIRE_ALLOCATION_FAULTS();
   for (uint64_t n = 1; n <= 6; ++n) { // of the five buffers each may find no memory
@@ -381,12 +327,11 @@ TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitInto
   }
   Filter filter(class_name);
   const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).flat({50, 30, 1, 1}, 1000).pixels;
-  ErrorSlot error;
-  const Pixels expected = process(filter, image, scene_width, scene_height, error);
+  const Pixels expected = process(filter, image, scene_width, scene_height).pixels;
   grant_vast_allocations(true);
   EXPECT_EQ(set_record(filter, default_record(65535, 65535)), "");
   grant_vast_allocations(false);
-  EXPECT_EQ(process(filter, image, scene_width, scene_height, error), expected)
+  EXPECT_EQ(process(filter, image, scene_width, scene_height).pixels, expected)
       << "the record in use stays until the next take-over";
 }
 

@@ -5,7 +5,6 @@
 
 #include "filters/smoothing/temporal_kernels.h"
 #include "naive/temporal.h"
-#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -131,28 +130,8 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
                            nullptr);
       EXPECT_EQ(filter.process(refused.get()), nullptr);
     }
-    ErrorSlot error;
-    const Frame output = filter.process(input, error);
-    ASSERT_EQ(error.text(), "");
-    ASSERT_EQ(pixels_of(output.get()), model.process(size.width, size.height, scene)) << step;
+    ASSERT_EQ(filter.outcome(input).pixels, model.process(size.width, size.height, scene)) << step;
   }
-}
-
-TEST(TemporalFilter, ReportsMissingMemoryForItsHistoryAndStartsAnew) {
-  REQUIRE_ALLOCATION_FAULTS();
-  Filter filter("TemporalFilter");
-  ErrorSlot error;
-  const auto process = [&](uint16_t pixel) {
-    return pixels_of(filter.process(make_frame(8, 1, Pixels(8, pixel)), error).get())[0];
-  };
-  EXPECT_EQ(process(1000), 1000);
-  const Frame larger = make_frame(9, 1, Pixels(9, 1000));
-  gx_error** const slot = error.receive();
-  fail_nth_allocation(1);
-  EXPECT_EQ(filter.process(larger.get(), slot), nullptr);
-  EXPECT_EQ(error.text(), "bad allocation | gx_priv_filter_process | frame | 0");
-  EXPECT_EQ(process(1050), 1050) << "the history of the size before must be gone";
-  EXPECT_EQ(process(1000), 1030);
 }
 
 } // namespace
