@@ -413,7 +413,8 @@ class Filter {
     const float sx = static_cast<float>(width) / static_cast<float>(anchor.u16(0));
     const float sy = static_cast<float>(height) / static_cast<float>(anchor.u16(2));
     const float sxy = sx * sy;
-    if (width == 0 || height == 0 || sx < 0.00001F || sy < 0.00001F || sxy < 0.00001F)
+    if (width == 0 || height == 0 || width > 65535 || height > 65535 || sx < 0.00001F ||
+        sy < 0.00001F || sxy < 0.00001F)
       return false;
     Record r = anchor;
     const auto scale = [&](size_t offset, float factor) {
