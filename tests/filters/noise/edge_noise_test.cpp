@@ -7,6 +7,7 @@
 
 #include "filters/noise/edge_strips_kernels.h"
 #include "naive/edge_strips.h"
+#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -241,6 +242,27 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
   }
   EXPECT_GT(processed, 2000);
   simd::use_level(simd::supported_levels().back());
+}
+
+TEST(MgcNoiseRemovalFilter, GivesItsTableUpEvenWhereThereIsNoMemoryForAnother) {
+  REQUIRE_ALLOCATION_FAULTS();
+  Filter filter("MgcNoiseRemovalFilter");
+  const Frame whole = make_frame(64, 8, Pixels(size_t{64} * 8, 500));
+  const Frame taller = make_frame(64, 4000, Pixels(size_t{64} * 4000, 500));
+  const auto cleared = [&] {
+    const Pixels pixels = filter.outcome(whole).pixels;
+    return std::count(pixels.begin(), pixels.end(), 0);
+  };
+  Values values{
+      .margin_x = 2, .margin_y = 0, .limit_x = 20, .limit_y = 4, .width = 64, .height = 8};
+  EXPECT_EQ(update(filter, true, values), "");
+  EXPECT_EQ(cleared(), 32);
+  values.margin_x = 4;
+  EXPECT_EQ(update(filter, true, values), "");
+  EXPECT_EQ(cleared(), 32) << "the table stays as long as the size";
+  fail_nth_allocation(1);
+  EXPECT_EQ(filter.process(taller.get()), nullptr);
+  EXPECT_EQ(cleared(), 64);
 }
 
 } // namespace

@@ -166,7 +166,7 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
     const int action = dice(random, 10);
     if (action == 0) {
       const Record record = dice(random, 3) != 0
-                                ? random_record(width, height, random)
+                                ? random_record(std::min(width, 150), std::min(height, 150), random)
                                 : hostile_record(pick<int>(random, {1, 5, 40, 300, 2000}),
                                                  pick<int>(random, {1, 7, 40, 200, 1000}), random);
       ASSERT_EQ(set_record(filter, record), "");

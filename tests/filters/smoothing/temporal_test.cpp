@@ -5,6 +5,7 @@
 
 #include "filters/smoothing/temporal_kernels.h"
 #include "naive/temporal.h"
+#include "support/allocation_faults.h"
 #include "support/host_objects.h"
 
 namespace {
@@ -132,6 +133,20 @@ TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
     }
     ASSERT_EQ(filter.outcome(input).pixels, model.process(size.width, size.height, scene)) << step;
   }
+}
+
+TEST(TemporalFilter, StartsAnewWhereThereIsNoMemoryForAHistory) {
+  REQUIRE_ALLOCATION_FAULTS();
+  Filter filter("TemporalFilter");
+  const auto process = [&](uint16_t pixel) {
+    return filter.outcome(make_frame(8, 1, Pixels(8, pixel))).pixels[0];
+  };
+  EXPECT_EQ(process(1000), 1000);
+  const Frame larger = make_frame(9, 1, Pixels(9, 1000));
+  fail_nth_allocation(1);
+  EXPECT_EQ(filter.process(larger.get()), nullptr);
+  EXPECT_EQ(process(1050), 1050) << "the history of the size before must be gone";
+  EXPECT_EQ(process(1000), 1030);
 }
 
 } // namespace
