@@ -70,12 +70,11 @@ TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
       simd::use_level(level);
       Filter filter("DepthResize");
       ASSERT_EQ(r.update(filter, r.out_w(), r.out_h()), "");
-      ErrorSlot error;
-      const Frame output = filter.process(test::make_frame(r.w, r.h, src), error);
-      ASSERT_NE(output, nullptr) << error.text();
-      ASSERT_EQ(test::pixels_of(output.get()), expected)
-          << simd::level_name(level) << " " << r.w << "x" << r.h << " * " << r.scale << " "
-          << r.left << " " << r.right << " " << r.top << " " << r.bottom;
+      const auto [output, pixels, error, trace, printed] =
+          filter.outcome(make_frame(r.w, r.h, src));
+      ASSERT_EQ(pixels, expected) << simd::level_name(level) << " " << r.w << "x" << r.h << " * "
+                                  << r.scale << " " << r.left << " " << r.right << " " << r.top
+                                  << " " << r.bottom << error;
       EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), r.out_w());
       EXPECT_EQ(gx_video_frame_get_height(output.get(), nullptr), r.out_h());
     }
@@ -105,32 +104,22 @@ TEST(DepthResize, CopiesOneToOneExceptFarFromTheStart) {
   const Resize wide{65535, 2};
   ASSERT_EQ(wide.update(filter, 65535, 2), "");
   const Pixels pixels = counted(size_t{65535} * 2);
-  ErrorSlot error;
-  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(65535, 2, pixels), error).get()),
-            pixels);
-
+  EXPECT_EQ(filter.outcome(make_frame(65535, 2, pixels)).pixels, pixels);
   filter.reset();
   const Pixels frame = counted(size_t{1280} * 720);
-  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(1280, 720, frame), error).get()),
-            frame);
-  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(size_t{1281} * 720)), error),
-            nullptr);
-  EXPECT_EQ(error.text(),
+  EXPECT_EQ(filter.outcome(make_frame(1280, 720, frame)).pixels, frame);
+  EXPECT_EQ(filter.outcome(make_frame(1281, 720, counted(size_t{1281} * 720))).error,
             "incorrect config schema | DepthResize::filter_process | DepthResize | 4");
 }
 
 TEST(DepthResize, RefusesAnEmptyOutputAndOneBeyondTheHostsFrames) {
   const std::string expected = "depth resize error | DepthResize::filter_process | DepthResize | 0";
-  const test::NoLeftovers no_leftovers;
-  const Frame input = test::make_frame(1, 1, {5});
+  const Frame input = make_frame(1, 1, {5});
   Filter filter("DepthResize"); // every member 0
-  ErrorSlot error;
-  EXPECT_EQ(filter.process(input, error), nullptr);
-  EXPECT_EQ(error.text(), expected);
+  EXPECT_EQ(filter.outcome(input).error, expected);
   const Resize huge{1, 1, 1, 65534, 0, 65534, 0};
   ASSERT_EQ(huge.update(filter, 65535, 65535), "");
-  EXPECT_EQ(filter.process(input, error), nullptr);
-  EXPECT_EQ(error.text(), expected);
+  EXPECT_EQ(filter.outcome(input).error, expected);
 }
 
 } // namespace

@@ -265,19 +265,15 @@ TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
   // Resampling stays on while a refused update has stored a width of 0, which no frame can have.
   EXPECT_EQ(update("0", "4", "0"), range + "scale | 4");
   const Frame input = all_codes(test::stereo_record()).make();
-  ErrorSlot error;
   for (const char* height : {"4", "65535"}) {
     if (height[0] == '6')
       EXPECT_EQ(update("65535", height, "1"), ""); // more bytes than a frame can count
-    EXPECT_EQ(filter.process(input, error), nullptr);
-    EXPECT_EQ(error.text(), "Frame sampling process error | "
-                            "OpenNIDisparityTransform::filter_process | frameType | 4");
+    EXPECT_EQ(filter.outcome(input).error,
+              "Frame sampling process error | "
+              "OpenNIDisparityTransform::filter_process | frameType | 4");
   }
   EXPECT_EQ(update("4", "0", "1"), ""); // either 0 switches resampling off
-  const Frame output = filter.process(input, error);
-  ASSERT_NE(output, nullptr) << error.text();
-  EXPECT_EQ(gx_frame_get_data_size(output.get(), nullptr),
-            gx_frame_get_data_size(input.get(), nullptr));
+  EXPECT_EQ(filter.outcome(input).pixels.size(), pixels_of(input.get()).size());
 }
 
 TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
@@ -316,9 +312,8 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
       simd::use_level(level);
       Filter filter("OpenNIDisparityTransform");
       ASSERT_EQ(filter.update_to(texts), "");
-      ErrorSlot error;
-      const Frame output = filter.process(input.make(), error);
-      ASSERT_EQ(test::pixels_of(output.get()), expected) << simd::level_name(level) << round;
+      const auto [output, pixels, error, trace, printed] = filter.outcome(input.make());
+      ASSERT_EQ(pixels, expected) << simd::level_name(level) << round;
       EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), width);
       EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
     }
@@ -337,8 +332,8 @@ TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
                            {"400", "300", 300, 200}}) {
     Filter filter("OpenNIDisparityTransform");
     filter.update({"900", "9", "1", each.width, each.height, "1", "0", "0", "0", "0"});
-    ErrorSlot error;
-    const Frame output = filter.process(all_codes(test::stereo_record()).make(), error);
+    const Frame input = all_codes(stereo_record()).make();
+    const Frame output = filter.process(input.get());
     const Profile profile{gx_frame_get_stream_profile(output.get(), nullptr)};
     const auto intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
     EXPECT_EQ(intrinsic.fx, 1);

@@ -78,7 +78,7 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
   const std::string invalid = "invalid params | SpatialFastFilter::updateConfig | "
                               "frame_info.width||frame_info.height | 4";
   std::mt19937 random(3);
-  SpatialFastFilter filter;
+  Filter filter("SpatialFastFilter");
   int anchor = 3, current = 3;
   bool pending = false; // a take-over is due whatever the size
   Size taken{0, 0};
@@ -92,7 +92,7 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
       const char* value = action == 1 ? "3" : "5";
       pending = pending || value[0] - '0' != anchor;
       anchor = value[0] - '0';
-      filter.update_filter_config(1, &value, nullptr);
+      filter.update({value});
     } else {
       const auto size = sizes[random() % std::size(sizes)];
       const Pixels pixels = random_pixels(size_t{size.first} * size.second, 0, random);
@@ -107,17 +107,11 @@ TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
           pending = false;
         }
       }
-      ErrorSlot error;
-      testing::internal::CaptureStdout();
-      const Frame output{filter.filter_process(input.get(), error.receive())};
-      const std::string printed = testing::internal::GetCapturedStdout();
-      ASSERT_EQ(error.text(), expected_error) << step;
-      ASSERT_EQ(printed, expected_error.empty() ? "" : error.trace());
-      ASSERT_EQ(output == nullptr, !expected_error.empty());
-      if (output != nullptr) {
-        ASSERT_EQ(pixels_of(output.get()), filtered(variants[current == 5].naive, pixels, size))
-            << step;
-      }
+      const Outcome outcome = filter.outcome(input);
+      ASSERT_EQ(outcome.error, expected_error) << step;
+      ASSERT_EQ(outcome.printed, outcome.trace);
+      if (expected_error.empty())
+        ASSERT_EQ(outcome.pixels, filtered(variants[current == 5].naive, pixels, size)) << step;
     }
   }
 }
