@@ -2,7 +2,7 @@
 // refused and every pixel of the others.
 
 #include "fuzz/fuzzing.h"
-#include "simd/level.h"
+#include "support/filter.h"
 
 namespace {
 

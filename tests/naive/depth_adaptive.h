@@ -9,6 +9,7 @@
 
 #include "naive/depth_table.h"
 #include "support/camera_frame.h"
+#include "support/filter.h"
 
 namespace test {
 

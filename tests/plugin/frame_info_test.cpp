@@ -39,13 +39,6 @@ TEST(Numbers, AreCutToWholeNumbersAnd16Bits) {
     EXPECT_EQ(low_16_bits(value), expected) << value;
 }
 
-TEST(FractionBits, RescaleByPowersOfTwo) {
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(256, 8, 6), 64);
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(255, 8, 6), 63); // 63.75
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(10000, 8, 12), 160000 % 65536);
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(10000, 8, 255), 0);
-}
-
 TEST(DepthDiffLut, EqualsTheNaiveForm) {
   std::mt19937 random(3);
   std::uniform_real_distribution<double> octave(-8, 8);

@@ -8,8 +8,8 @@
 #include <sstream>
 
 #include "plugin/base/gx_frame.h"
+#include "support/filter.h"
 #include "support/filter_facts.h"
-#include "support/host_objects.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 
 #include "filters/noise/false_positive/config.h"
 #include "support/camera_frame.h"
+#include "support/filter.h"
 
 namespace test {
 

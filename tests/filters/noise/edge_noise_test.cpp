@@ -8,7 +8,7 @@
 #include "filters/noise/edge_strips_kernels.h"
 #include "naive/edge_strips.h"
 #include "support/allocation_faults.h"
-#include "support/host_objects.h"
+#include "support/filter.h"
 
 namespace {
 
@@ -222,11 +222,11 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
       const unsigned most = chance(5) ? 2 : 100;
       width = as_anchor ? values.width : static_cast<Int>(random() % most);
       height = as_anchor ? values.height : static_cast<Int>(random() % most);
-      if (step % 1000 < 3)
-        height = 70000; // more rows than 16 bits count
     }
-    const auto levels = simd::supported_levels();
-    simd::use_level(levels[random() % levels.size()]);
+    if (step % 200 == 0) { // more rows than 16 bits count
+      width = 3;
+      height = 70000;
+    }
     const Pixels input = random_image(width, height, random);
     std::string expected_error;
     const Pixels expected = model.process(input, width, height, expected_error);
@@ -237,11 +237,10 @@ TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
     const bool derivation_failed = expected_error.find("updateConfig") != std::string::npos;
     ASSERT_EQ(outcome.printed, derivation_failed ? outcome.trace : "");
     ASSERT_EQ(outcome.pixels, expected)
-        << step << ": " << width << "x" << height << simd::level_name(simd::active_level());
+        << step << ": " << width << "x" << height << " " << outcome.level;
     processed += !expected.empty() && expected != input;
   }
   EXPECT_GT(processed, 2000);
-  simd::use_level(simd::supported_levels().back());
 }
 
 TEST(MgcNoiseRemovalFilter, GivesItsTableUpEvenWhereThereIsNoMemoryForAnother) {

@@ -6,13 +6,11 @@
 #include "filters/noise/false_positive/region_tests.h"
 #include "filters/noise/false_positive/stage.h"
 #include "naive/false_positive.h"
-#include "simd/level.h"
 #include "support/allocation_faults.h"
-#include "support/host_objects.h"
+#include "support/filter.h"
 
 namespace {
 
-namespace simd = filter_processor::simd;
 using filter_processor::FalsePositiveConfig;
 using naive::place;
 using naive::false_positive::default_record;
@@ -197,10 +195,8 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
       const Pixels image = random_scene(width, height, random);
       Pixels expected = image;
       const std::string message = model.process(expected, width, height);
-      const auto levels = simd::supported_levels();
-      simd::use_level(levels[static_cast<size_t>(step) % levels.size()]);
       const Outcome outcome = process(filter, image, width, height);
-      ASSERT_EQ(outcome.pixels, expected) << "step " << step;
+      ASSERT_EQ(outcome.pixels, expected) << "step " << step << " " << outcome.level;
       ASSERT_EQ(outcome.error,
                 message == invalid
                     ? message + " | FalsePositiveFilter::update_all_config_and_initial"
@@ -212,7 +208,6 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
       ++(expected.empty() ? refused : processed);
     }
   }
-  simd::use_level(simd::supported_levels().back());
   for (const int count :
        {fired.bleeding_run, fired.partial_run, fired.small, fired.texture, fired.flat, fired.ground,
         fired.band, fired.candidate, fired.supported, fired.unsupported, fired.foreign_neighbour})

@@ -8,6 +8,7 @@
 #include "naive/depth_table.h"
 #include "naive/speckles.h"
 #include "support/camera_frame.h"
+#include "support/filter.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "filters/smoothing/SpatialFastFilter.h"
 #include "filters/smoothing/spatial_fast_kernels.h"
 #include "naive/spatial_fast.h"
-#include "support/host_objects.h"
+#include "support/filter.h"
 
 namespace {
 

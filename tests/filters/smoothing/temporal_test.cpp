@@ -6,7 +6,7 @@
 #include "filters/smoothing/temporal_kernels.h"
 #include "naive/temporal.h"
 #include "support/allocation_faults.h"
-#include "support/host_objects.h"
+#include "support/filter.h"
 
 namespace {
 
@@ -56,18 +56,6 @@ void expect_equal_at_every_level(const Pixels& current, const Pixels& previous, 
                                                 diff_scale, weight);
     ASSERT_EQ(output, expected) << simd::level_name(level) << " " << diff_scale << " " << weight;
     ASSERT_EQ(history, expected_history) << simd::level_name(level);
-  }
-}
-
-TEST(TemporalKernels, EveryLevelEqualsTheNaiveForm) {
-  std::mt19937 random(7);
-  std::uniform_real_distribution<float> parameter(0.1F, 1.0F);
-  for (size_t count = 0; count < 300; ++count) {
-    const Pixels previous = random_pixels(count, random);
-    Pixels current(count);
-    for (size_t i = 0; i < count; ++i)
-      current[i] = related_pixel(previous[i], random);
-    expect_equal_at_every_level(current, previous, parameter(random), parameter(random));
   }
 }
 
