@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <random>
 
 #include "filters/noise/false_positive/config.h"
@@ -254,6 +255,11 @@ TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
   EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
   settings.min_smoothness[0] = 2001;
   EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
+}
+
+TEST(FalsePositiveConfig, HasItsDefaultsInPlace) {
+  EXPECT_EQ((std::bit_cast<std::array<uint8_t, 289>>(FalsePositiveConfig{})),
+            default_record().bytes);
 }
 
 std::string refusal_of(size_t index, const char* value) {
