@@ -4,13 +4,16 @@
 #include <limits>
 #include <optional>
 
+#include "filters/depth/invalid_depth_kernels.h"
 #include "naive/depth_table.h"
+#include "naive/invalid_depth.h"
 #include "support/camera_frame.h"
 #include "support/filter.h"
 #include "support/random.h"
 
 namespace {
 
+namespace simd = filter_processor::simd;
 using namespace test;
 
 using Input = test::CameraFrame;
@@ -105,6 +108,25 @@ TEST(HardwareD2DCorrectionFilter, CopiesDisparity) {
   gx_video_frame_set_pixel_type(disparity.get(), GX_PIXEL_DISPARITY, nullptr);
   const Frame copy = filter.process(disparity.get());
   EXPECT_EQ(test::pixels_of(copy.get()), test::pixels_of(disparity.get()));
+}
+
+TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
+  Pixels all(65536 + 7);
+  for (size_t i = 0; i < all.size(); ++i)
+    all[i] = static_cast<uint16_t>(i * 3);
+  struct Range {
+    uint16_t first, last;
+  };
+  for (const Range range :
+       {Range{0, 0}, {5, 5}, {1, 65535}, {0, 65535}, {65535, 65535}, {32000, 33000}}) {
+    for (const simd::Level level : simd::supported_levels()) {
+      Pixels expected = all, output = all;
+      naive::clear_between(expected, range.first, range.last);
+      simd::kernels<filter_processor::InvalidDepthKernels>(level).clear_between(
+          output.data(), output.size(), range.first, range.last);
+      EXPECT_EQ(output, expected) << simd::level_name(level) << range.first;
+    }
+  }
 }
 
 } // namespace
