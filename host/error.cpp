@@ -3,7 +3,7 @@
 
 #include <string>
 
-struct gx_error : gexton::Counted {
+struct gx_error : gexton_sdk::Counted {
   gx_status status;
   std::string message;
   std::string function;
@@ -11,7 +11,7 @@ struct gx_error : gexton::Counted {
   gx_exception_type type;
 };
 
-namespace gexton {
+namespace gexton_sdk {
 namespace {
 
 /// Stands in where memory for an error is missing too; never freed, so its texts must fit a string
@@ -43,9 +43,9 @@ void store_error(gx_error** error, const char* function, const Failure& failure)
     *error = &memory_exhausted;
 }
 
-} // namespace gexton
+} // namespace gexton_sdk
 
-using namespace gexton;
+using namespace gexton_sdk;
 
 gx_error* gx_create_error(gx_status status, const char* message, const char* function,
                           const char* args, gx_exception_type type) {

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <mutex>
 
-namespace gexton {
+namespace gexton_sdk {
 namespace {
 
 /// The faults that have been ordered. [thread-safe]
@@ -77,9 +77,9 @@ bool fault_due(const char* function) noexcept {
   return true;
 }
 
-} // namespace gexton
+} // namespace gexton_sdk
 
-using namespace gexton;
+using namespace gexton_sdk;
 
 void gexton_fail_nth_call(uint64_t n) {
   plan.fail_nth_call(n);
@@ -105,5 +105,5 @@ uint64_t gexton_get_fault_count(void) {
 }
 
 const char* gexton_get_last_fault(void) {
-  return gexton::last_fault.load(std::memory_order_relaxed);
+  return gexton_sdk::last_fault.load(std::memory_order_relaxed);
 }

@@ -10,7 +10,7 @@
 #include <map>
 #include <vector>
 
-namespace gexton {
+namespace gexton_sdk {
 
 /// Everything about a frame but its pixels and members.
 struct FrameAttributes {
@@ -24,15 +24,16 @@ struct FrameAttributes {
   Reference<gx_stream_profile> profile{};
 };
 
-} // namespace gexton
+} // namespace gexton_sdk
 
-struct gx_frame : gexton::Counted {
-  gexton::FrameAttributes attributes;
-  gexton::PixelBuffer pixels{};
-  std::vector<gexton::Reference<gx_frame>> members{}; // of a frame set; never itself, at any depth
+struct gx_frame : gexton_sdk::Counted {
+  gexton_sdk::FrameAttributes attributes;
+  gexton_sdk::PixelBuffer pixels{};
+  std::vector<gexton_sdk::Reference<gx_frame>>
+      members{}; // of a frame set; never itself, at any depth
 };
 
-namespace gexton {
+namespace gexton_sdk {
 namespace {
 
 using FrameReference = Reference<gx_frame>;
@@ -135,9 +136,9 @@ FrameReference create_video_frame(gx_frame_type type, gx_stream_profile& profile
 }
 
 } // namespace
-} // namespace gexton
+} // namespace gexton_sdk
 
-using namespace gexton;
+using namespace gexton_sdk;
 
 // ---- frames ----
 

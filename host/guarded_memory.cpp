@@ -7,7 +7,7 @@
 #include <unistd.h>
 #endif
 
-namespace gexton {
+namespace gexton_sdk {
 
 #if defined(_WIN32)
 
@@ -56,4 +56,4 @@ void free_guarded(uint8_t* bytes, size_t size, size_t alignment) noexcept {
 
 #endif
 
-} // namespace gexton
+} // namespace gexton_sdk

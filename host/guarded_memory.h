@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace gexton {
+namespace gexton_sdk {
 
 #if defined(_WIN32)
 inline constexpr bool can_guard_memory = false;
@@ -18,4 +18,4 @@ uint8_t* allocate_guarded(size_t size, size_t alignment);
 /// With the arguments that they were allocated with.
 void free_guarded(uint8_t* bytes, size_t size, size_t alignment) noexcept;
 
-} // namespace gexton
+} // namespace gexton_sdk

@@ -2,7 +2,7 @@
 
 #include "gexton_host.h"
 
-using namespace gexton;
+using namespace gexton_sdk;
 
 gexton_live_handles gexton_get_live_handles(void) {
   return {live_handles<gx_frame>.size(), live_handles<gx_stream_profile>.size(),

@@ -11,7 +11,7 @@
 #include <utility>
 
 // Reference-counted objects behind the opaque handles of the C interface.
-namespace gexton {
+namespace gexton_sdk {
 
 /// Base of every object that a handle points to. The creator holds the first reference.
 struct Counted {
@@ -109,4 +109,4 @@ class Reference {
   T* handle_ = nullptr;
 };
 
-} // namespace gexton
+} // namespace gexton_sdk

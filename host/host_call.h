@@ -10,7 +10,7 @@
 
 // What the body of every exported function runs through: the barrier that turns exceptions into
 // error objects, the fault check and the null check.
-namespace gexton {
+namespace gexton_sdk {
 
 /// Why a call fails; thrown inside the library only. The texts are literals.
 struct Failure {
@@ -78,4 +78,4 @@ void give_back(const char* function, T* handle, const char* parameter, gx_error*
   });
 }
 
-} // namespace gexton
+} // namespace gexton_sdk

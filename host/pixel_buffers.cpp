@@ -18,7 +18,7 @@
 #define GEXTON_ADDRESS_SANITIZER
 #endif
 
-namespace gexton {
+namespace gexton_sdk {
 namespace {
 
 /// A cache line, and the widest vector register.
@@ -126,12 +126,12 @@ void PixelBuffer::Recycle::operator()(uint8_t* bytes) const noexcept {
     deallocate(bytes);
 }
 
-} // namespace gexton
+} // namespace gexton_sdk
 
 void gexton_trim_buffers(void) {
-  gexton::idle_buffers.clear();
+  gexton_sdk::idle_buffers.clear();
 }
 
 void gexton_guard_buffers(bool on) {
-  gexton::guards_new_buffers = on && gexton::can_guard_memory;
+  gexton_sdk::guards_new_buffers = on && gexton_sdk::can_guard_memory;
 }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-namespace gexton {
+namespace gexton_sdk {
 
 /// The pixels of one frame: exactly `size` bytes, aligned to 64. Buffers come from and go back to a
 /// pool of idle ones, so that a steady stream of frames neither allocates nor faults pages in.
@@ -28,4 +28,4 @@ class PixelBuffer {
   std::unique_ptr<uint8_t[], Recycle> bytes_;
 };
 
-} // namespace gexton
+} // namespace gexton_sdk

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-using namespace gexton;
+using namespace gexton_sdk;
 
 namespace {
 

@@ -15,6 +15,11 @@ everything=(-DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PRO
 section "Formatting"
 git ls-files -z -- '*.c' '*.cpp' '*.h' '*.hpp' | xargs -0 clang-format-16 --dry-run -Werror
 
+if git grep -nE 'std::(u?int(8|16|32|64)|size|ptrdiff)_t' -- '*.cpp' '*.h' '*.hpp'; then
+  echo 'fixed-width integers and sizes are written without std::' >&2
+  exit 1
+fi
+
 section "Build: release, GCC"
 cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ "${everything[@]}"
 cmake --build --preset release

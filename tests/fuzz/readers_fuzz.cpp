@@ -5,9 +5,8 @@
 
 #include "fuzz/fuzzing.h"
 #include "gxfilter/filter_chain.h"
-#include "hosting/host_objects.h"
-#include "hosting/schema.h"
 #include "recordings/camera.h"
+#include "recordings/host_frame.h"
 #include "recordings/image_file.h"
 #include "recordings/pgm_image.h"
 #include "recordings/png_image.h"
@@ -130,7 +129,8 @@ std::string take_text(std::string& rest) {
   return text;
 }
 
-void check_request(const Result<FilterRequest>& request, const std::vector<Parameter>& schema) {
+void check_request(const Result<FilterRequest>& request,
+                   const std::vector<gexton::Parameter>& schema) {
   if (!request)
     return check_error(request.error());
   require(request->record.empty() || request->values.empty(), "parameters or a record");
@@ -139,7 +139,7 @@ void check_request(const Result<FilterRequest>& request, const std::vector<Param
     return check_error(values.error());
   require(values->size() == schema.size(), "a value for each parameter");
   for (const auto& [key, value] : request->values) {
-    const Parameter* parameter = find_parameter(schema, key);
+    const gexton::Parameter* parameter = find_parameter(schema, key);
     require(parameter != nullptr &&
                 (*values)[static_cast<size_t>(parameter - schema.data())] == value,
             "each value is at its parameter's place");
@@ -149,11 +149,11 @@ void check_request(const Result<FilterRequest>& request, const std::vector<Param
 
 void read_schema(std::string text) {
   const std::string request = take_text(text);
-  const std::vector<Parameter> schema = parse_schema(text);
-  for (const Parameter& parameter : schema) {
-    require(!parameter.line.empty() && trim(parameter.line) == parameter.line,
+  const std::vector<gexton::Parameter> schema = gexton::parse_schema(text);
+  for (const gexton::Parameter& parameter : schema) {
+    require(!parameter.line.empty() && gexton::trim(parameter.line) == parameter.line,
             "a line has no blanks around it");
-    const auto again = parse_schema(parameter.line);
+    const auto again = gexton::parse_schema(parameter.line);
     require(again.size() == 1 && again[0].name == parameter.name &&
                 again[0].default_value == parameter.default_value &&
                 again[0].description == parameter.description,
@@ -170,7 +170,8 @@ void read_filter_request(const std::string& text) {
   const bool record_like = request && !request->values.empty() && // once it comes first
                            request->values.begin()->first.starts_with('@');
   if (request && request->record.empty() && !record_like) {
-    require(!request->name.empty() && trim(request->name) == request->name, "a request has a name");
+    require(!request->name.empty() && gexton::trim(request->name) == request->name,
+            "a request has a name");
     std::string again = request->name + ":";
     for (const auto& [key, value] : request->values)
       again += key + "=" + value + ",";

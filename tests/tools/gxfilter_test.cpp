@@ -9,7 +9,6 @@
 #include "gxfilter/filter_chain.h"
 #include "gxfilter/preview.h"
 #include "gxfilter/statistics.h"
-#include "hosting/schema.h"
 
 namespace gxfilter {
 namespace {
@@ -19,10 +18,10 @@ using namespace recordings;
 
 TEST(Schema, ReadsIrregularSpacingAndCommasInDescriptions) {
   const auto schema =
-      parse_schema("ex_right, integer,-640, 640, 1, 0, extension on the right, in pixels \n"
-                   "\n"
-                   "  alpha ,float, 0.1,1,0.01 ,\t0.5,weight\r\n"
-                   "short, bool");
+      gexton::parse_schema("ex_right, integer,-640, 640, 1, 0, extension on the right, in pixels \n"
+                           "\n"
+                           "  alpha ,float, 0.1,1,0.01 ,\t0.5,weight\r\n"
+                           "short, bool");
   ASSERT_EQ(schema.size(), 3U);
   EXPECT_EQ(schema[0].min, "-640");
   EXPECT_EQ(schema[0].description, "extension on the right, in pixels");
@@ -33,12 +32,13 @@ TEST(Schema, ReadsIrregularSpacingAndCommasInDescriptions) {
   EXPECT_EQ(schema[1].description, "weight");
   EXPECT_EQ(schema[2].type, "bool");
   EXPECT_EQ(schema[2].default_value, "");
-  EXPECT_TRUE(parse_schema("").empty());
-  EXPECT_TRUE(parse_schema(" \n\n").empty());
+  EXPECT_TRUE(gexton::parse_schema("").empty());
+  EXPECT_TRUE(gexton::parse_schema(" \n\n").empty());
 }
 
 TEST(Schema, DoubtsWhatIsNoNumberOrOutOfRange) {
-  const auto schema = parse_schema("a, float, 0.1, 1, 0.01, 0.5, x\nb, integer, -4, 4, 1, 0, y");
+  const auto schema =
+      gexton::parse_schema("a, float, 0.1, 1, 0.01, 0.5, x\nb, integer, -4, 4, 1, 0, y");
   EXPECT_EQ(doubt_about(schema[0], "0.1"), "");
   EXPECT_EQ(doubt_about(schema[1], "-4"), "");
   EXPECT_NE(doubt_about(schema[0], "1.01"), "");

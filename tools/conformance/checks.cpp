@@ -15,7 +15,7 @@ Filter Subject::make_filter() const {
 
 void run_check(const Subject& subject, const Check& check, Findings& findings) {
   findings.begin_check(check.name);
-  const LiveHandles before;
+  const gexton::LiveHandles before;
   try {
     check.run(subject, findings);
   } catch (const Inapplicable& reason) {
@@ -24,7 +24,7 @@ void run_check(const Subject& subject, const Check& check, Findings& findings) {
     findings.fail(unable.what());
   }
   findings.doing("after this check");
-  findings.expect(nothing_left, before.left_over());
+  findings.expect(nothing_left, left_over_since(before));
 }
 
 } // namespace conformance

@@ -88,7 +88,7 @@ std::optional<double> number(const std::string& text) {
   return value;
 }
 
-void check_line(const Parameter& parameter, size_t index, Findings& findings) {
+void check_line(const gexton::Parameter& parameter, size_t index, Findings& findings) {
   const auto doing = [&](const std::string& what) {
     findings.doing(fmt::format("line {} of the schema, {}", index + 1, what));
   };

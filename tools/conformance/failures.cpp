@@ -62,16 +62,15 @@ class FaultInput {
   gx_frame& frame() const { return set_ != nullptr ? *set_ : depth_.frame(); }
 
   /// The pixels that such an input gave; none where the depth frame is missing.
-  std::vector<uint8_t> pixels_of(gx_frame& output) const {
-    if (set_ == nullptr)
-      return FrameState(output).pixels();
-    const FrameHandle member = depth_member(output);
-    return member != nullptr ? FrameState(*member).pixels() : std::vector<uint8_t>{};
+  std::string pixels_of(gx_frame& output) const {
+    const gexton::Frame depth =
+        set_ != nullptr ? gexton::depth_frame_of(output) : gexton::share(output);
+    return depth != nullptr ? FrameState(*depth).pixels() : std::string();
   }
 
  private:
   Input depth_;
-  FrameHandle set_;
+  gexton::Frame set_;
 };
 
 /// Makes one host call fail after the other until a frame meets no failure.
@@ -84,9 +83,9 @@ class FaultLoop {
     expected_ = undisturbed_pixels(1);
     expected_after_ = undisturbed_pixels(2);
     for (calls_ = 0; calls_ < most_calls; ++calls_) {
-      const LiveHandles before;
+      const gexton::LiveHandles before;
       std::string problem = fail_call(calls_ + 1);
-      if (problem.empty() && before.left_over() != nothing_left)
+      if (problem.empty() && !before.left_over().empty())
         problem = before.left_over();
       if (!problem.empty()) {
         return fmt::format("host call {} ({}) made to fail: {}", calls_ + 1,
@@ -113,10 +112,10 @@ class FaultLoop {
   }
 
   /// What the input gives when it comes so many times.
-  std::vector<uint8_t> undisturbed_pixels(int times) const {
+  std::string undisturbed_pixels(int times) const {
     const FaultInput input(case_.kind, case_.frame_set);
     Filter filter = warmed_filter();
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     Output output;
     for (int i = 0; i < times; ++i)
       output = try_frame(filter, input.frame(), slot);
@@ -128,7 +127,7 @@ class FaultLoop {
   std::string fail_call(uint64_t n) {
     const FaultInput input(case_.kind, case_.frame_set);
     Filter filter = warmed_filter();
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     gexton_clear_faults();
     gexton_fail_nth_call(n);
     const PrintedText printed;
@@ -154,7 +153,7 @@ class FaultLoop {
     return function == "gx_delete_frame" || function == "gx_delete_stream_profile";
   }
 
-  static std::string failure_problem(const std::string& came, const ErrorSlot& slot,
+  static std::string failure_problem(const std::string& came, const gexton::ErrorSlot& slot,
                                      const std::string& function, const std::string& printed) {
     const std::string expected =
         "no frame and " +
@@ -168,7 +167,7 @@ class FaultLoop {
 
   /// A filter that keeps frames may have seen the one that failed, or not.
   void try_next_frame(Filter& filter, const FaultInput& input, const std::string& function) {
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     const Output output = try_frame(filter, input.frame(), slot);
     if (output.frame == nullptr) {
       next_frame_problem_ =
@@ -180,8 +179,8 @@ class FaultLoop {
   }
 
   const FaultCase& case_;
-  std::vector<uint8_t> expected_;
-  std::vector<uint8_t> expected_after_; // the frame after, if the one that failed was seen
+  std::string expected_;
+  std::string expected_after_; // the frame after, if the one that failed was seen
   std::string next_frame_problem_;
   uint64_t calls_ = 0;
   bool spared_ = false;
@@ -238,27 +237,27 @@ void check_missing_slot(const Subject& subject, Findings& findings) {
   findings.doing("a failing host call without an error slot");
   gexton_fail_nth_call(1);
   const Output failed = take_output(
-      FrameHandle(context.process(context.filter, depth.get(), nullptr)), depth.frame());
+      gexton::Frame(context.process(context.filter, depth.get(), nullptr)), depth.frame());
   gexton_clear_faults();
   findings.expect(failed.is_nothing(), "null", "a frame");
   findings.doing("a depth frame without an error slot");
   const Output output = take_output(
-      FrameHandle(context.process(context.filter, depth.get(), nullptr)), depth.frame());
+      gexton::Frame(context.process(context.filter, depth.get(), nullptr)), depth.frame());
   findings.expect(!output.is_nothing(), "a frame", "null");
 }
 
 void check_destruction(const Subject& subject, Findings& findings) {
-  const LiveHandles before;
+  const gexton::LiveHandles before;
   findings.doing("destroying an instance that saw frames of three kinds");
   {
     Filter filter = make_configured(subject, working_settings(subject).front());
     for (const PixelKind& kind : pixel_kinds)
       process(filter, Input(kind));
   }
-  findings.expect(nothing_left, before.left_over());
+  findings.expect(nothing_left, left_over_since(before));
   findings.doing("destroying an instance that never saw a frame");
   { const Filter filter = subject.make_filter(); }
-  findings.expect(nothing_left, before.left_over());
+  findings.expect(nothing_left, left_over_since(before));
 }
 
 } // namespace

@@ -63,7 +63,7 @@ void try_depth_frame(const Case& current) {
   Filter filter = current.make_filter();
   const Input input(current.kind, usual_size, 7);
   const FrameState before(input.frame());
-  ErrorSlot slot;
+  gexton::ErrorSlot slot;
   current.doing("a depth frame");
   const Output given = try_frame(filter, input.frame(), slot);
   findings.expect("a new frame and no error", describe(given, slot.get()));
@@ -95,14 +95,14 @@ void try_frame_set(const Case& current) {
   Findings& findings = current.findings;
   const Input depth(current.kind);
   const Input color(current.kind, {8, 8}, 0, GX_FRAME_COLOR);
-  const FrameHandle set = make_set({color.get(), depth.get()});
+  const gexton::Frame set = make_set({color.get(), depth.get()});
   const FrameState before(depth.frame());
   const FrameState color_before(color.frame());
   Filter lone_filter = current.make_filter();
-  const FrameHandle lone_output = process(lone_filter, depth);
+  const gexton::Frame lone_output = process(lone_filter, depth);
 
   Filter filter = current.make_filter();
-  ErrorSlot slot;
+  gexton::ErrorSlot slot;
   current.doing("a frame set");
   const Output output = try_frame(filter, *set, slot);
   findings.expect("a new frame and no error", describe(output, slot.get()));
@@ -111,7 +111,8 @@ void try_frame_set(const Case& current) {
   current.doing("the type of what a frame set gives");
   const gx_frame_type type = gx_frame_get_type(output.frame.get(), nullptr);
   findings.expect(std::to_string(GX_FRAME_SET), std::to_string(type));
-  const FrameHandle member = type == GX_FRAME_SET ? depth_member(*output.frame) : nullptr;
+  const gexton::Frame member =
+      type == GX_FRAME_SET ? gexton::depth_frame_of(*output.frame) : nullptr;
   current.doing("the depth frame of the new set");
   findings.expect(member != nullptr && member.get() != depth.get(), "a new frame",
                   member == nullptr ? "none" : "the input's own");
@@ -125,7 +126,7 @@ void try_frame_set(const Case& current) {
   current.doing("the colour frame of the set that went in");
   findings.expect(unchanged, color_before.changes_to(FrameState(color.frame())));
   current.doing("the members of the set that went in");
-  const FrameHandle same_member = depth_member(*set);
+  const gexton::Frame same_member = gexton::depth_frame_of(*set);
   findings.expect(gexton_frameset_get_count(set.get(), nullptr) == 2 &&
                       same_member.get() == depth.get(),
                   "the two that it had", "others");
@@ -184,7 +185,7 @@ std::vector<std::vector<std::string>> disturbing_values(Filter probe) {
   const auto defaults = default_values(schema);
   std::vector<std::vector<std::string>> all{defaults};
   for (size_t i = 0; i < defaults.size(); ++i) {
-    const Parameter& parameter = schema[i];
+    const gexton::Parameter& parameter = schema[i];
     auto more = all.front();
     more[i] = parameter.min == parameter.default_value ? parameter.max : parameter.min;
     if (update(probe, more) == no_error)
@@ -198,11 +199,11 @@ std::vector<std::vector<std::string>> disturbing_values(Filter probe) {
 }
 
 /// The pixels of these frames, none where there is no frame.
-std::vector<std::vector<uint8_t>> pixels_of_results(Filter& filter, PixelKind kind) {
-  std::vector<std::vector<uint8_t>> pixels;
+std::vector<std::string> pixels_of_results(Filter& filter, PixelKind kind) {
+  std::vector<std::string> pixels;
   for (uint32_t number = 0; number < 2; ++number) {
     const Input input(kind, roomy_size, number);
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     pixels.push_back(pixels_of(try_frame(filter, input.frame(), slot)));
   }
   return pixels;
@@ -249,8 +250,8 @@ class ResetCheck {
  private:
   static constexpr const char* same = "the same pixels";
 
-  std::string compare(const std::vector<std::vector<uint8_t>>& came,
-                      const std::vector<std::vector<uint8_t>>& before) const {
+  std::string compare(const std::vector<std::string>& came,
+                      const std::vector<std::string>& before) const {
     if (came == expected_)
       return same;
     if (!otherwise_.empty() && came == otherwise_)
@@ -263,8 +264,8 @@ class ResetCheck {
   }
 
   const Case& case_;
-  std::vector<std::vector<uint8_t>> expected_;
-  std::vector<std::vector<uint8_t>> otherwise_;
+  std::vector<std::string> expected_;
+  std::vector<std::string> otherwise_;
   std::string otherwise_text_;
 };
 
@@ -288,8 +289,8 @@ void check_refusals(const Subject& subject, Findings& findings) {
   const Setting setting = working_settings(subject).front();
   Filter filter = make_configured(subject, setting);
   const Input color(pixel_kinds[0], usual_size, 0, GX_FRAME_COLOR);
-  const FrameHandle empty_set = make_set({});
-  const FrameHandle color_set = make_set({color.get()});
+  const gexton::Frame empty_set = make_set({});
+  const gexton::Frame color_set = make_set({color.get()});
   const std::string refusal =
       "no frame and " +
       describe_error("invalid frame type error", process_function(subject), "frameType");
@@ -300,14 +301,14 @@ void check_refusals(const Subject& subject, Findings& findings) {
   };
   for (const auto& [name, frame] : frames) {
     findings.doing(name);
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     const Output output = try_frame(filter, *frame, slot);
     findings.expect(refusal, describe(output, slot.get()));
   }
   findings.doing("a null frame");
   MarkedSlot slot;
   const gx_priv_filter_context& context = filter.context();
-  const FrameHandle output(context.process(context.filter, nullptr, slot.receive()));
+  const gexton::Frame output(context.process(context.filter, nullptr, slot.receive()));
   findings.expect(output == nullptr, "null", "a frame");
   findings.doing("the error slot of a null frame");
   findings.expect("untouched", slot.state());
@@ -326,7 +327,7 @@ void try_short_frames(const Case& current) {
     const Input input(current.kind);
     input.shorten(bytes);
     current.doing(fmt::format("a frame of {} bytes instead of {}", bytes, whole));
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     const Output output = try_frame(filter, input.frame(), slot);
     std::string came = describe(output, slot.get());
     if (output.frame != nullptr && pixels_of(output) == FrameState(input.frame()).pixels())
@@ -355,7 +356,7 @@ void check_small_frames(const Subject& subject, Findings& findings) {
         Filter filter = make_configured(subject, setting);
         const Input input(kind, size);
         for (int i = 0; i < 2; ++i) {
-          ErrorSlot slot;
+          gexton::ErrorSlot slot;
           const Output output = try_frame(filter, input.frame(), slot);
           findings.expect(output.is_nothing() == static_cast<bool>(slot), "a frame or an error",
                           describe(output, slot.get()));

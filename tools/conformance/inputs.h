@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "hosting/host_objects.h"
+#include "recordings/host_frame.h"
 
 namespace conformance {
 
@@ -33,30 +33,24 @@ class Input {
   void shorten(uint32_t bytes) const;
 
  private:
-  hosting::FrameHandle frame_;
-  hosting::FrameHandle second_reference_;
+  gexton::Frame frame_;
+  gexton::Frame second_reference_;
 };
 
 /// A frame set that holds these frames. Throws Unable.
-hosting::FrameHandle make_set(const std::vector<gx_frame*>& members);
-hosting::FrameHandle depth_member(const gx_frame& set);
+gexton::Frame make_set(const std::vector<gx_frame*>& members);
 
-/// Everything about a depth frame that the host tells.
-class FrameState {
+/// Everything about a frame that the host tells, and which profile it has.
+class FrameState : public gexton::FrameState {
  public:
   explicit FrameState(const gx_frame& frame);
 
   /// "unchanged", or the names of what differs.
   std::string changes_to(const FrameState& later) const;
-  const std::vector<uint8_t>& pixels() const { return parts_.front().bytes; }
   bool same_pixels(const FrameState& other) const { return pixels() == other.pixels(); }
 
  private:
-  struct Part {
-    const char* name;
-    std::vector<uint8_t> bytes;
-  };
-  std::vector<Part> parts_; // the pixels first
+  const gx_stream_profile* profile_;
 };
 inline constexpr const char* unchanged = "unchanged";
 

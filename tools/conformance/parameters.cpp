@@ -39,7 +39,7 @@ class BoundsCheck {
     Filter undisturbed = make_configured(subject_, setting_);
     expected_ = pixels_of(undisturbed);
     for (size_t i = 0; i < defaults_.size(); ++i) {
-      const Parameter& parameter = filter_.schema()[i];
+      const gexton::Parameter& parameter = filter_.schema()[i];
       const double step = std::strtod(parameter.step.c_str(), nullptr);
       accept(i, parameter.min, "its minimum");
       accept(i, parameter.max, "its maximum");
@@ -53,7 +53,8 @@ class BoundsCheck {
 
  private:
   /// Whole numbers must not get an exponent, which filters don't read.
-  static std::string beyond(const Parameter& parameter, const std::string& bound, double step) {
+  static std::string beyond(const gexton::Parameter& parameter, const std::string& bound,
+                            double step) {
     const double value = std::strtod(bound.c_str(), nullptr) + step;
     return parameter.type == "float" ? fmt::format("{:.9g}", value) : fmt::format("{:.0f}", value);
   }
@@ -65,7 +66,7 @@ class BoundsCheck {
 
   /// Tries the value with all others at their defaults.
   std::string try_value(size_t i, const std::string& value, const std::string& what,
-                        ErrorSlot& slot) {
+                        gexton::ErrorSlot& slot) {
     findings_.doing(fmt::format("{} = {}, {}", filter_.schema()[i].name, value, what));
     std::vector<std::string> values = defaults_;
     values[i] = value;
@@ -74,13 +75,13 @@ class BoundsCheck {
   }
 
   void accept(size_t i, const std::string& value, const std::string& what) {
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     findings_.expect(no_error, try_value(i, value, what, slot));
   }
 
   /// Some filters word their refusals in their own way: the message is not compared.
   void refuse(size_t i, const std::string& value, const std::string& what) {
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     const std::string came = try_value(i, value, what, slot);
     const std::string message = slot ? message_of(slot.get()) : "params out of range";
     findings_.expect(describe_error(message, update_function(subject_), filter_.schema()[i].name),
@@ -94,12 +95,12 @@ class BoundsCheck {
   }
 
   /// The pixels that frames of all kinds give one after the other; none where there is no frame.
-  static std::vector<std::vector<uint8_t>> pixels_of(Filter& filter) {
-    std::vector<std::vector<uint8_t>> pixels;
+  static std::vector<std::string> pixels_of(Filter& filter) {
+    std::vector<std::string> pixels;
     for (const PixelKind& kind : pixel_kinds) {
       for (uint32_t number = 0; number < 2; ++number) {
         const Input input(kind, usual_size, number);
-        ErrorSlot slot;
+        gexton::ErrorSlot slot;
         pixels.push_back(conformance::pixels_of(try_frame(filter, input.frame(), slot)));
       }
     }
@@ -111,7 +112,7 @@ class BoundsCheck {
   Filter filter_;
   std::vector<std::string> defaults_;
   Setting setting_; // fits the frames
-  std::vector<std::vector<uint8_t>> expected_;
+  std::vector<std::string> expected_;
 };
 
 void check_bounds(const Subject& subject, Findings& findings) {
@@ -134,7 +135,7 @@ void check_counts(const Subject& subject, Findings& findings) {
     if (wrong == count)
       continue;
     findings.doing(fmt::format("{} string{} instead of {}", wrong, wrong == 1 ? "" : "s", count));
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     context.update_config(context.filter, wrong, wrong > 0 ? texts.data() : nullptr,
                           slot.receive());
     findings.expect(describe_error("the number of params error", update_function(subject), "argc"),
@@ -150,7 +151,7 @@ void check_texts(const Subject& subject, Findings& findings) {
       findings.doing(fmt::format("{} = '{}'", filter.schema()[i].name, text));
       auto values = defaults;
       values[i] = text;
-      ErrorSlot slot;
+      gexton::ErrorSlot slot;
       filter.update_config(values, slot);
       const bool sound =
           !slot || (gx_error_get_exception_type(slot.get()) == GX_EXCEPTION_TYPE_INVALID_VALUE &&
@@ -188,7 +189,7 @@ void check_records(const Subject& subject, Findings& findings) {
                                    : fmt::format("a record of {} bytes", size));
     // Of exactly this size, so that a read beyond it is noticed where the sanitizer looks.
     const std::vector<uint8_t> bytes(size, data != nullptr ? static_cast<uint8_t>(*data) : 0);
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     context.set_config_data(context.filter, data != nullptr ? bytes.data() : nullptr, size,
                             slot.receive());
     const std::string function = slot ? gx_error_get_function(slot.get()) : "";
@@ -197,7 +198,7 @@ void check_records(const Subject& subject, Findings& findings) {
   findings.doing("a frame after these records");
   static_cast<void>(working_settings(subject));
   findings.expect(no_error, update(filter, setting.values));
-  const FrameHandle output = process(filter, input);
+  const gexton::Frame output = process(filter, input);
   findings.survived();
 }
 

@@ -57,38 +57,21 @@ std::string MarkedSlot::state() const {
 
 // ---- live handles ----
 
-LiveHandles::LiveHandles()
-    : live_(gexton_get_live_handles()), excess_releases_(gexton_get_excess_releases()) {}
-
-std::string LiveHandles::left_over() const {
-  const gexton_live_handles now = gexton_get_live_handles();
-  std::vector<std::string> found;
-  const auto compare = [&found](uint64_t before, uint64_t after, const char* kind) {
-    if (after != before) {
-      const bool more = after > before;
-      found.push_back(fmt::format("{} {} {} alive than before",
-                                  more ? after - before : before - after, kind,
-                                  more ? "more" : "fewer"));
-    }
-  };
-  compare(live_.frames, now.frames, "frame(s)");
-  compare(live_.stream_profiles, now.stream_profiles, "stream profile(s)");
-  compare(live_.errors, now.errors, "error(s)");
-  if (const uint64_t excess = gexton_get_excess_releases() - excess_releases_; excess != 0)
-    found.push_back(fmt::format("{} release(s) of a handle that was not held", excess));
-  return found.empty() ? nothing_left : fmt::format("{}", fmt::join(found, ", "));
+std::string left_over_since(const gexton::LiveHandles& then) {
+  const std::string found = then.left_over();
+  return found.empty() ? nothing_left : found;
 }
 
 // ---- what a filter gives ----
 
-Output take_output(FrameHandle given, const gx_frame& input) {
+Output take_output(gexton::Frame given, const gx_frame& input) {
   const bool is_input = given.get() == &input;
   if (is_input)
     static_cast<void>(given.release());
   return {std::move(given), is_input};
 }
 
-Output try_frame(Filter& filter, gx_frame& input, ErrorSlot& slot) {
+Output try_frame(Filter& filter, gx_frame& input, gexton::ErrorSlot& slot) {
   return take_output(filter.process(input, slot), input);
 }
 

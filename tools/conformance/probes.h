@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "gexton_host.h"
 #include "hosting/plugin.h"
 
 namespace conformance {
@@ -36,29 +35,20 @@ class MarkedSlot {
   gx_error* error_ = mark();
 };
 
-/// The host's objects that are alive.
-class LiveHandles {
- public:
-  LiveHandles();
-  /// "nothing left over", or what is alive now that was not then, and releases too many since then.
-  std::string left_over() const;
-
- private:
-  gexton_live_handles live_;
-  uint64_t excess_releases_;
-};
+/// "nothing left over", or what is alive now that was not then, and releases too many since then.
+std::string left_over_since(const gexton::LiveHandles& then);
 inline constexpr const char* nothing_left = "nothing left over";
 
 /// What a call of process gave. A filter that hands back its input gives nothing to own: that frame
 /// has its owner and is released once only.
 struct Output {
-  hosting::FrameHandle frame; // a new one, or null
+  gexton::Frame frame; // a new one, or null
   bool is_input = false;
 
   bool is_nothing() const { return frame == nullptr && !is_input; }
 };
-Output take_output(hosting::FrameHandle given, const gx_frame& input);
-Output try_frame(hosting::Filter& filter, gx_frame& input, hosting::ErrorSlot& slot);
+Output take_output(gexton::Frame given, const gx_frame& input);
+Output try_frame(hosting::Filter& filter, gx_frame& input, gexton::ErrorSlot& slot);
 
 /// "a new frame and no error", "no frame and the error ...", and so on.
 std::string describe(const Output& output, const gx_error* error);

@@ -10,10 +10,10 @@ namespace conformance {
 using namespace hosting;
 using namespace recordings;
 
-std::vector<std::string> default_values(const std::vector<Parameter>& schema) {
+std::vector<std::string> default_values(const std::vector<gexton::Parameter>& schema) {
   std::vector<std::string> values;
   values.reserve(schema.size());
-  for (const Parameter& parameter : schema)
+  for (const gexton::Parameter& parameter : schema)
     values.push_back(parameter.default_value);
   return values;
 }
@@ -39,7 +39,7 @@ std::vector<Setting> settings_of(const Filter& filter, FrameSize size) {
 }
 
 std::string update(Filter& filter, const std::vector<std::string>& values) {
-  ErrorSlot slot;
+  gexton::ErrorSlot slot;
   filter.update_config(values, slot);
   return describe(slot.get());
 }
@@ -58,7 +58,7 @@ std::vector<Setting> working_settings(const Subject& subject) {
   update(filter, settings.front().values);
   for (const PixelKind& kind : pixel_kinds) {
     const Input input(kind);
-    ErrorSlot slot;
+    gexton::ErrorSlot slot;
     const Output output = try_frame(filter, input.frame(), slot);
     const bool refused =
         output.frame == nullptr && slot &&
@@ -72,12 +72,12 @@ std::vector<Setting> working_settings(const Subject& subject) {
       fmt::format("{} fit no frame of the usual size: {}", settings.front().label, reason));
 }
 
-std::vector<uint8_t> pixels_of(const Output& output) {
-  return output.frame != nullptr ? FrameState(*output.frame).pixels() : std::vector<uint8_t>{};
+std::string pixels_of(const Output& output) {
+  return output.frame != nullptr ? FrameState(*output.frame).pixels() : std::string();
 }
 
-FrameHandle process(Filter& filter, const Input& input) {
-  ErrorSlot slot;
+gexton::Frame process(Filter& filter, const Input& input) {
+  gexton::ErrorSlot slot;
   Output output = try_frame(filter, input.frame(), slot);
   if (output.frame == nullptr)
     throw Unable(fmt::format("a usual frame gave {}", describe(output, slot.get())));

@@ -10,7 +10,7 @@
 
 namespace conformance {
 
-std::vector<std::string> default_values(const std::vector<hosting::Parameter>& schema);
+std::vector<std::string> default_values(const std::vector<gexton::Parameter>& schema);
 
 /// Changes the value of the parameter of that name, if the filter has one.
 void set_value(const hosting::Filter& filter, std::vector<std::string>& values, const char* name,
@@ -34,9 +34,9 @@ std::string update(hosting::Filter& filter, const std::vector<std::string>& valu
 hosting::Filter make_configured(const Subject& subject, const Setting& setting);
 
 /// The pixels of a new frame, none where there is none.
-std::vector<uint8_t> pixels_of(const Output& output);
+std::string pixels_of(const Output& output);
 
 /// The frame that the filter makes of the input. Throws Unable where there is none.
-hosting::FrameHandle process(hosting::Filter& filter, const Input& input);
+gexton::Frame process(hosting::Filter& filter, const Input& input);
 
 } // namespace conformance

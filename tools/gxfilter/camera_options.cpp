@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "hosting/schema.h"
+#include "gexton_host.hpp"
 
 namespace gxfilter {
 
@@ -46,7 +46,7 @@ void add_camera_options(CLI::App& command, CameraFacts& facts) {
               if (equals == std::string::npos ||
                   !CLI::detail::lexical_cast(pair.substr(equals + 1), value))
                 throw CLI::ValidationError("--d2d", "'" + pair + "' is not field=number");
-              facts["d2d"][std::string(hosting::trim(pair.substr(0, equals)))] = value;
+              facts["d2d"][std::string(gexton::trim(pair.substr(0, equals)))] = value;
             }
           },
           "Fields of the disparity record: zpd, zpps, baseline, fx, bitSize, unit,\n"

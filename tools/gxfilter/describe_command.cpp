@@ -22,25 +22,25 @@ struct DescribeOptions {
 
 struct Column {
   const char* title;
-  std::string Parameter::*field;
+  std::string gexton::Parameter::*field;
 };
 
 constexpr Column columns[] = {
-    {"name", &Parameter::name},
-    {"type", &Parameter::type},
-    {"min", &Parameter::min},
-    {"max", &Parameter::max},
-    {"step", &Parameter::step},
-    {"default", &Parameter::default_value},
-    {"description", &Parameter::description},
+    {"name", &gexton::Parameter::name},
+    {"type", &gexton::Parameter::type},
+    {"min", &gexton::Parameter::min},
+    {"max", &gexton::Parameter::max},
+    {"step", &gexton::Parameter::step},
+    {"default", &gexton::Parameter::default_value},
+    {"description", &gexton::Parameter::description},
 };
 
-void print_table(const std::vector<Parameter>& schema) {
+void print_table(const std::vector<gexton::Parameter>& schema) {
   std::string title_line;
   std::vector<std::string> lines(schema.size());
   for (const Column& column : columns) {
     size_t width = std::string_view(column.title).size();
-    for (const Parameter& parameter : schema)
+    for (const gexton::Parameter& parameter : schema)
       width = std::max(width, (parameter.*column.field).size());
     title_line += fmt::format("{:<{}}  ", column.title, width);
     for (size_t i = 0; i < schema.size(); ++i)
@@ -51,9 +51,9 @@ void print_table(const std::vector<Parameter>& schema) {
     fmt::print("{}\n", line.substr(0, line.find_last_not_of(' ') + 1));
 }
 
-void print_json(const std::string& name, const std::vector<Parameter>& schema) {
+void print_json(const std::string& name, const std::vector<gexton::Parameter>& schema) {
   nlohmann::ordered_json parameters = nlohmann::ordered_json::array();
-  for (const Parameter& parameter : schema) {
+  for (const gexton::Parameter& parameter : schema) {
     nlohmann::ordered_json entry;
     for (const Column& column : columns)
       entry[column.title] = parameter.*column.field;

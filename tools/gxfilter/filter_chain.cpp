@@ -1,5 +1,7 @@
 #include "gxfilter/filter_chain.h"
 
+#include <charconv>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -11,6 +13,15 @@ using namespace hosting;
 using namespace recordings;
 
 namespace {
+
+std::optional<double> to_number(std::string_view text) {
+  text = gexton::trim(text);
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size())
+    return std::nullopt;
+  return number;
+}
 
 Error usage_error(std::string message) {
   return {std::move(message), ErrorKind::request};
@@ -44,11 +55,12 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
 
 /// The lines that help to mend a rejection: the rejected parameter's; where the filter names none,
 /// those of the parameters that the user named; failing that, all.
-std::string helpful_lines(const FilterRequest& request, const std::vector<Parameter>& schema,
+std::string helpful_lines(const FilterRequest& request,
+                          const std::vector<gexton::Parameter>& schema,
                           const std::string& rejected) {
   std::string lines;
   const bool rejected_known = find_parameter(schema, rejected) != nullptr;
-  for (const Parameter& parameter : schema) {
+  for (const gexton::Parameter& parameter : schema) {
     const bool helps = rejected_known
                            ? parameter.name == rejected
                            : request.values.empty() || request.values.contains(parameter.name);
@@ -59,7 +71,7 @@ std::string helpful_lines(const FilterRequest& request, const std::vector<Parame
 }
 
 Failure configure(Filter& filter, const FilterRequest& request, std::vector<std::string>& notes) {
-  ErrorSlot slot;
+  gexton::ErrorSlot slot;
   if (!request.record.empty()) {
     const auto record = read_file(request.record);
     if (!record)
@@ -81,21 +93,33 @@ Failure configure(Filter& filter, const FilterRequest& request, std::vector<std:
   }
   if (!slot)
     return std::nullopt;
-  return usage_error(fmt::format("{} rejects its configuration: {}{}", filter.name(), slot.text(),
-                                 helpful_lines(request, filter.schema(), slot.args())));
+  return usage_error(
+      fmt::format("{} rejects its configuration: {}{}", filter.name(), slot.text(),
+                  helpful_lines(request, filter.schema(), gx_error_get_args(slot.get()))));
 }
 
 } // namespace
 
+std::string doubt_about(const gexton::Parameter& parameter, const std::string& value) {
+  const auto number = to_number(value);
+  if (!number)
+    return fmt::format("'{}' is not a number", value);
+  const auto min = to_number(parameter.min);
+  const auto max = to_number(parameter.max);
+  if ((min && *number < *min) || (max && *number > *max))
+    return fmt::format("{} is outside {} to {}", value, parameter.min, parameter.max);
+  return {};
+}
+
 Result<FilterRequest> parse_filter_request(const std::string& text) {
   FilterRequest request;
   const size_t colon = text.find(':');
-  request.name = trim(text.substr(0, colon));
+  request.name = gexton::trim(text.substr(0, colon));
   if (request.name.empty())
     return usage_error(fmt::format("no filter name in '{}'", text));
   std::string_view rest = colon == std::string::npos
                               ? std::string_view()
-                              : trim(std::string_view(text).substr(colon + 1));
+                              : gexton::trim(std::string_view(text).substr(colon + 1));
   if (rest.starts_with('@')) {
     request.record = rest.substr(1);
     return request;
@@ -105,10 +129,10 @@ Result<FilterRequest> parse_filter_request(const std::string& text) {
     const std::string_view pair = rest.substr(0, comma);
     rest.remove_prefix(comma == std::string_view::npos ? rest.size() : comma + 1);
     const size_t equals = pair.find('=');
-    const std::string key(trim(pair.substr(0, equals)));
+    const std::string key(gexton::trim(pair.substr(0, equals)));
     if (equals == std::string_view::npos || key.empty())
       return usage_error(fmt::format("'{}' in '{}' is not key=value", pair, text));
-    if (!request.values.emplace(key, trim(pair.substr(equals + 1))).second)
+    if (!request.values.emplace(key, gexton::trim(pair.substr(equals + 1))).second)
       return usage_error(fmt::format("'{}' is given twice in '{}'", key, text));
   }
   return request;
@@ -139,7 +163,7 @@ Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path)
 }
 
 Result<std::vector<std::string>> complete_values(const FilterRequest& request,
-                                                 const std::vector<Parameter>& schema) {
+                                                 const std::vector<gexton::Parameter>& schema) {
   for (const auto& [key, value] : request.values) {
     if (find_parameter(schema, key) == nullptr) {
       return usage_error(fmt::format(
@@ -148,7 +172,7 @@ Result<std::vector<std::string>> complete_values(const FilterRequest& request,
     }
   }
   std::vector<std::string> values;
-  for (const Parameter& parameter : schema) {
+  for (const gexton::Parameter& parameter : schema) {
     const auto given = request.values.find(parameter.name);
     values.push_back(given != request.values.end() ? given->second : parameter.default_value);
   }

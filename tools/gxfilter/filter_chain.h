@@ -24,9 +24,13 @@ recordings::Result<FilterRequest> parse_filter_request(const std::string& text);
 recordings::Result<std::vector<FilterRequest>> parse_chain(std::string_view json);
 recordings::Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path);
 
+/// Why `value` looks wrong beside the schema (no number, outside the advertised range), or empty.
+/// Filters enforce ranges of their own, so this can only be a hint.
+std::string doubt_about(const gexton::Parameter& parameter, const std::string& value);
+
 /// The values for every parameter of the schema in its order. An unknown key is a usage error.
 recordings::Result<std::vector<std::string>>
-complete_values(const FilterRequest& request, const std::vector<hosting::Parameter>& schema);
+complete_values(const FilterRequest& request, const std::vector<gexton::Parameter>& schema);
 
 /// A filter that is ready for its first frame. A value that the filter rejects is a usage error
 /// that quotes the schema; values that merely look wrong beside the schema are added to `notes`.

@@ -10,7 +10,6 @@
 
 namespace gxfilter {
 
-using namespace hosting;
 using namespace recordings;
 
 namespace {

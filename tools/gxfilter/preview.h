@@ -5,7 +5,7 @@
 #include <string>
 
 #include "gxfilter/canvas.h"
-#include "hosting/host_objects.h"
+#include "recordings/host_frame.h"
 
 namespace gxfilter {
 
@@ -17,13 +17,13 @@ struct ValueRange {
 
 /// The range that holds the valid pixels but for one in a hundred at either end, so that speckles
 /// don't dull the picture; null without valid pixels.
-std::optional<ValueRange> typical_range(const hosting::FrameView& frame);
+std::optional<ValueRange> typical_range(const recordings::FrameView& frame);
 
 /// "320x240+10+20", a size and its upper left corner; null for anything else.
 std::optional<Rectangle> parse_crop(const std::string& text);
 
 /// The part of a frame, moved and cut where it leaves the frame.
-hosting::FrameView cropped(const hosting::FrameView& frame, Rectangle part);
+recordings::FrameView cropped(const recordings::FrameView& frame, Rectangle part);
 
 /// Draws the previews of one recording. The colour ranges are fixed by its first frame with valid
 /// pixels, so that colours can be compared along the recording; both sides share one range (and
@@ -33,11 +33,11 @@ class PreviewPainter {
   /// `caption` stands under every picture; `title` names the frame.
   explicit PreviewPainter(std::string caption) : caption_(std::move(caption)) {}
 
-  recordings::RgbImage paint(const hosting::FrameView& before, const hosting::FrameView& after,
-                             const std::string& title);
+  recordings::RgbImage paint(const recordings::FrameView& before,
+                             const recordings::FrameView& after, const std::string& title);
 
  private:
-  void choose_ranges(const hosting::FrameView& before, const hosting::FrameView& after);
+  void choose_ranges(const recordings::FrameView& before, const recordings::FrameView& after);
 
   std::string caption_;
   std::optional<ValueRange> before_range_;

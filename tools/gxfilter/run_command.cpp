@@ -140,11 +140,11 @@ class Runner {
     return check_codes(image, camera_);
   }
 
-  Result<FrameView> filter_frame(FrameHandle frame, FrameView view) {
+  Result<FrameView> filter_frame(gexton::Frame frame, FrameView view) {
     for (size_t i = 0; i < filters_.size(); ++i) {
-      ErrorSlot slot;
+      gexton::ErrorSlot slot;
       const auto start = std::chrono::steady_clock::now();
-      FrameHandle filtered = filters_[i].process(*frame, slot);
+      gexton::Frame filtered = filters_[i].process(*frame, slot);
       const std::chrono::duration<double, std::milli> elapsed =
           std::chrono::steady_clock::now() - start;
       if (!filtered || slot) {
@@ -183,7 +183,7 @@ class Runner {
   std::vector<FilterStatistics> statistics_;
   Camera camera_;
   FrameSize size_;
-  ProfileHandle profile_;
+  gexton::Profile profile_;
   uint64_t index_ = 0;
 };
 

@@ -7,11 +7,9 @@
 
 namespace gxfilter {
 
-using namespace hosting;
-
 namespace {
 
-uint64_t count_valid(const FrameView& frame) {
+uint64_t count_valid(const recordings::FrameView& frame) {
   return frame.image.pixels.size() -
          static_cast<uint64_t>(std::ranges::count(frame.image.pixels, uint16_t{0}));
 }
@@ -25,7 +23,8 @@ uint64_t count_changed(const std::vector<uint16_t>& before, const std::vector<ui
 
 } // namespace
 
-void FilterStatistics::add(double milliseconds, const FrameView& before, const FrameView& after) {
+void FilterStatistics::add(double milliseconds, const recordings::FrameView& before,
+                           const recordings::FrameView& after) {
   milliseconds_.push_back(milliseconds);
   valid_before_ += count_valid(before);
   valid_after_ += count_valid(after);

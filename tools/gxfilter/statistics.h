@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "hosting/host_objects.h"
+#include "recordings/host_frame.h"
 
 namespace gxfilter {
 
@@ -12,7 +12,8 @@ class FilterStatistics {
  public:
   explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
 
-  void add(double milliseconds, const hosting::FrameView& before, const hosting::FrameView& after);
+  void add(double milliseconds, const recordings::FrameView& before,
+           const recordings::FrameView& after);
 
   size_t frames() const { return milliseconds_.size(); }
   /// Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.

@@ -108,12 +108,13 @@ Filter::Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* con
                std::string name)
     : plugin_(std::move(plugin)), context_(context, {plugin_->functions().context_destroy}),
       name_(std::move(name)) {
-  schema_ = parse_schema(text_or_empty(plugin_->functions().get_config_schema(context_->filter)));
+  schema_ =
+      gexton::parse_schema(text_or_empty(plugin_->functions().get_config_schema(context_->filter)));
 }
 
 Filter::~Filter() = default;
 
-void Filter::update_config(const std::vector<std::string>& values, ErrorSlot& slot) {
+void Filter::update_config(const std::vector<std::string>& values, gexton::ErrorSlot& slot) {
   std::vector<const char*> texts;
   texts.reserve(values.size());
   for (const std::string& value : values)
@@ -122,7 +123,7 @@ void Filter::update_config(const std::vector<std::string>& values, ErrorSlot& sl
                                      texts.data(), slot.receive());
 }
 
-void Filter::set_config_data(std::span<const uint8_t> record, ErrorSlot& slot) {
+void Filter::set_config_data(std::span<const uint8_t> record, gexton::ErrorSlot& slot) {
   plugin_->functions().set_config_data(context_->filter, record.data(), record.size(),
                                        slot.receive());
 }
@@ -131,8 +132,8 @@ void Filter::reset() {
   plugin_->functions().reset(context_->filter);
 }
 
-FrameHandle Filter::process(gx_frame& frame, ErrorSlot& slot) {
-  return FrameHandle(plugin_->functions().process(context_->filter, &frame, slot.receive()));
+gexton::Frame Filter::process(gx_frame& frame, gexton::ErrorSlot& slot) {
+  return gexton::Frame(plugin_->functions().process(context_->filter, &frame, slot.receive()));
 }
 
 } // namespace hosting

@@ -5,9 +5,8 @@
 #include <memory>
 #include <span>
 
-#include "filter_processor.h"
-#include "hosting/host_objects.h"
-#include "hosting/schema.h"
+#include "gexton_host.hpp"
+#include "recordings/result.h"
 
 namespace hosting {
 
@@ -66,11 +65,11 @@ class Filter {
   ~Filter();
 
   const std::string& name() const { return name_; }
-  const std::vector<Parameter>& schema() const { return schema_; }
+  const std::vector<gexton::Parameter>& schema() const { return schema_; }
 
   /// Values in schema order; a rejection is left in `slot`.
-  void update_config(const std::vector<std::string>& values, ErrorSlot& slot);
-  void set_config_data(std::span<const uint8_t> record, ErrorSlot& slot);
+  void update_config(const std::vector<std::string>& values, gexton::ErrorSlot& slot);
+  void set_config_data(std::span<const uint8_t> record, gexton::ErrorSlot& slot);
   void reset();
 
   /// The record that belongs to this instance.
@@ -78,7 +77,7 @@ class Filter {
 
   /// The filtered frame; null with the reason in `slot` on failure. A frame and an error may come
   /// together.
-  FrameHandle process(gx_frame& frame, ErrorSlot& slot);
+  gexton::Frame process(gx_frame& frame, gexton::ErrorSlot& slot);
 
  private:
   Filter(std::shared_ptr<const Plugin> plugin, gx_priv_filter_context* context, std::string name);
@@ -91,7 +90,7 @@ class Filter {
   std::shared_ptr<const Plugin> plugin_; // outlives the context
   std::unique_ptr<gx_priv_filter_context, ContextDestroyer> context_;
   std::string name_;
-  std::vector<Parameter> schema_;
+  std::vector<gexton::Parameter> schema_;
 };
 
 } // namespace hosting

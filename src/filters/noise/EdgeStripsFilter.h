@@ -138,7 +138,7 @@ void EdgeStripsFilter<Params>::take_over(ProcessingFrame& call, FrameSize size) 
   if (!config_changed && size == current && is_prepared_for(size))
     return;
   if (!updateConfig(size))
-    call.fail_traced({"invalid params", "updateConfig", "width||height"});
+    call.fail_traced(invalid_params("width||height"));
 }
 
 template <typename Params>

@@ -197,7 +197,7 @@ void FalsePositiveFilter::update_all_config_and_initial(ProcessingFrame& call, F
     detection_workspace.reset(); // first: there might not be memory for two
   const auto config = params_for(size);
   if (!config) {
-    call.fail_traced({"invalid params", "update_all_config_and_initial", "width||height"});
+    call.fail_traced(invalid_params("width||height", "update_all_config_and_initial"));
     return;
   }
   params_changed = false;

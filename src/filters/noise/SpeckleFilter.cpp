@@ -98,9 +98,7 @@ void SpeckleFilter::take_over(ProcessingFrame& call) {
 }
 
 void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
-  constexpr const char* operation = "updateConfig";
-  constexpr FilterError bad_size = {"invalid params", operation,
-                                    "frame_info.width||frame_info.height"};
+  constexpr FilterError bad_size = invalid_params("frame_info.width||frame_info.height");
   constexpr uint64_t largest_side = 32767; // of what the kernel takes
   const SpeckleParams& anchor = anchor_params;
   SpeckleParams& params = current_filter_params;
@@ -110,9 +108,9 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
     return call.fail_traced(bad_size);
   const bool anchor_size = info.width == anchor.width && info.height == anchor.height;
   if (!anchor_size && info.depth_flag == GX_PIXEL_DEPTH && info.bxf <= 0)
-    return call.fail_traced({"invalid params", operation, "frame_info.bxf"});
+    return call.fail_traced(invalid_params("frame_info.bxf"));
   if (info.depth_flag != GX_PIXEL_DISPARITY && info.depth_unit <= 0)
-    return call.fail_traced({"invalid params", operation, "frame_info.depth_unit"});
+    return call.fail_traced(invalid_params("frame_info.depth_unit"));
   make_work_buffer(info);
 
   const SizeRatios ratios(
@@ -130,7 +128,7 @@ void SpeckleFilter::updateConfig(ProcessingFrame& call, const FrameInfo& info) {
     size = low_16_bits(static_cast<float>(size) * ratios.area());
   params.fraction_bit_size = info.fraction_bit_size;
   if (updateDepthDiffLut(info, params.min_diff, depth_diff_lut) != 0)
-    call.fail_traced({"update depth diff lut error", operation, "updateDepthDiffLut()"});
+    call.fail_traced(depth_diff_lut_error);
 }
 
 void SpeckleFilter::make_work_buffer(const FrameInfo& info) {

@@ -33,7 +33,7 @@ void SpatialFastFilter::update_filter_config(int32_t argc, const char** argv, gx
     return;
   const int radius = parameters.integer(0);
   if (radius != 3 && radius != 5) {
-    parameters.refuse("params out of range", "radius");
+    parameters.refuse_value("radius");
     return;
   }
   lock.update([&] { return radius != anchor_params.radius; },
@@ -54,7 +54,7 @@ void SpatialFastFilter::take_over(ProcessingFrame& call, FrameSize size) {
 void SpatialFastFilter::updateConfig(ProcessingFrame& call) {
   current_filter_params = anchor_params;
   if (current_frame_info.width == 0 || current_frame_info.height == 0) {
-    call.fail_traced({"invalid params", "updateConfig", "frame_info.width||frame_info.height"});
+    call.fail_traced(invalid_params("frame_info.width||frame_info.height"));
     return;
   }
   anchor_frame_info = current_frame_info;

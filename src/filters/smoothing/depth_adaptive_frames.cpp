@@ -36,15 +36,14 @@ bool DepthAdaptiveFrames::follow_frame(FrameInfo info) {
 }
 
 void DepthAdaptiveFrames::updateConfig(ProcessingFrame& call, uint16_t& disp_diff) {
-  constexpr const char* operation = "updateConfig";
   const FrameInfo& info = current_frame_info;
   if (const char* field = invalid_field(info)) {
-    call.fail_traced({"invalid params", operation, field});
+    call.fail_traced(invalid_params(field));
   } else {
     if (info.depth_flag != GX_PIXEL_TOF_DEPTH && info.fraction_bit_size != reference_fraction_bits)
       disp_diff = rescale_fraction_bits(disp_diff, reference_fraction_bits, info.fraction_bit_size);
     if (updateDepthDiffLut(info, disp_diff, depth_diff_lut) != 0)
-      call.fail_traced({"update depth diff lut error", operation, "updateDepthDiffLut()"});
+      call.fail_traced(depth_diff_lut_error);
   }
   params_changed = !call.ok();
 }

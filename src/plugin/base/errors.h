@@ -12,6 +12,11 @@ struct FilterError {
   gx_exception_type type = GX_EXCEPTION_TYPE_INVALID_VALUE;
 };
 
+/// What parameters cannot be derived from; `args` names it.
+constexpr FilterError invalid_params(const char* args, const char* operation = "updateConfig") {
+  return {"invalid params", operation, args};
+}
+
 /// Stores a new host error in the slot, which the host then owns. What the slot held before is
 /// overwritten, not deleted; a null slot stores nothing. Takes no memory of its own; where the host
 /// has none for the error, the slot becomes null.

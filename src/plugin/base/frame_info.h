@@ -57,6 +57,10 @@ struct DepthDiffLut {
 /// is not above 0 (then nothing changes).
 int updateDepthDiffLut(const FrameInfo& info, uint16_t difference, DepthDiffLut& lut);
 
+/// What a filter says where that returns 1.
+inline constexpr FilterError depth_diff_lut_error{"update depth diff lut error", "updateConfig",
+                                                  "updateDepthDiffLut()"};
+
 /// Writes the entries to standard output, on one line under their heading.
 void print_depth_diff_lut(const DepthDiffLut& depth_diff_lut);
 

@@ -18,7 +18,7 @@ class Parameters {
   Parameters(const char* filter, int32_t argc, const char** argv, gx_error** error)
       : filter_(filter), argc_(argc), argv_(argv), error_(error) {}
 
-  /// Refuses any other number of strings with "the number of params error".
+  /// Refuses any other number of strings.
   bool count_is(int32_t expected);
 
   bool accepted() const { return accepted_; }
@@ -31,8 +31,8 @@ class Parameters {
   int integer(int32_t index) const;
   double real(int32_t index) const;
 
-  /// The string as an integer between `min` and `max`; outside it is refused with "params out
-  /// of range" and the parameter's name `key`.
+  /// The string as an integer between `min` and `max`; outside it is refused, as by
+  /// `refuse_value`.
   int integer(int32_t index, const char* key, int min, int max);
 
   /// The same for a number that is narrowed to single precision first; one too large for it becomes
@@ -43,10 +43,12 @@ class Parameters {
   template <typename Number>
   bool in_range(const char* key, Number value, Number min, Number max) {
     if (!(value >= min && value <= max))
-      refuse("params out of range", key);
+      refuse_value(key);
     return accepted_;
   }
 
+  /// Refuses the value of the parameter `key`.
+  void refuse_value(const char* key) { refuse("params out of range", key); }
   void refuse(const char* message, const char* args);
 
  private:

@@ -1,38 +1,21 @@
-#include "hosting/host_objects.h"
+#include "recordings/host_frame.h"
 
 #include <cstring>
 
 #include <fmt/format.h>
 
-#include "gexton_host.h"
-
-namespace hosting {
-
-using namespace recordings;
-
+namespace recordings {
 namespace {
 
-Error host_error(const ErrorSlot& slot) {
+Error host_error(const gexton::ErrorSlot& slot) {
   return {slot.text(), ErrorKind::processing};
 }
 
 } // namespace
 
-std::string ErrorSlot::text() const {
-  return fmt::format("{} (in {}, {})", gx_error_get_message(error_), gx_error_get_function(error_),
-                     gx_error_get_args(error_));
-}
-
-void ErrorSlot::clear() {
-  if (error_ != nullptr) {
-    gx_delete_error(error_);
-    error_ = nullptr;
-  }
-}
-
-Result<ProfileHandle> make_profile(FrameSize size, const Camera& camera) {
-  ErrorSlot slot;
-  ProfileHandle profile(
+Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera) {
+  gexton::ErrorSlot slot;
+  gexton::Profile profile(
       gexton_create_stream_profile(GX_FORMAT_Y16, size.width, size.height, slot.receive()));
   if (slot)
     return host_error(slot);
@@ -45,10 +28,10 @@ Result<ProfileHandle> make_profile(FrameSize size, const Camera& camera) {
   return profile;
 }
 
-Result<FrameHandle> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
-                               const Camera& camera) {
-  ErrorSlot slot;
-  FrameHandle frame(
+Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
+                                 const Camera& camera) {
+  gexton::ErrorSlot slot;
+  gexton::Frame frame(
       gexton_create_video_frame(GX_FRAME_DEPTH, &profile, image.pixels.data(), slot.receive()));
   if (slot)
     return host_error(slot);
@@ -69,7 +52,7 @@ Result<FrameHandle> make_frame(const Image& image, uint64_t index, gx_stream_pro
 }
 
 Result<FrameView> view_frame(const gx_frame& frame) {
-  ErrorSlot slot;
+  gexton::ErrorSlot slot;
   FrameView view;
   view.image.size.width = gx_video_frame_get_width(&frame, slot.receive());
   if (slot)
@@ -93,4 +76,4 @@ Result<FrameView> view_frame(const gx_frame& frame) {
   return view;
 }
 
-} // namespace hosting
+} // namespace recordings

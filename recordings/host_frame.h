@@ -1,0 +1,28 @@
+// The two-way road between pictures with a camera and the host's frames.
+#pragma once
+
+#include "gexton_host.hpp"
+#include "recordings/camera.h"
+#include "recordings/image.h"
+
+namespace recordings {
+
+/// A profile that carries the camera's intrinsics and disparity record.
+Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera);
+
+/// A depth frame with the image's pixels, its number in the recording and the camera's facts.
+Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
+                                 const Camera& camera);
+
+/// What a frame's pixels are and mean.
+struct FrameView {
+  Image image;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  float value_scale = 1; // millimetres for one unit
+};
+
+/// A copy of the frame's pixels with their meaning; an error (of kind `processing`) where the frame
+/// holds fewer pixels than its size says.
+Result<FrameView> view_frame(const gx_frame& frame);
+
+} // namespace recordings
