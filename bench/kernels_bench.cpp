@@ -121,19 +121,11 @@ void add_spatial_advanced() {
   });
 }
 
-/// 65536 depths that descend with the code.
-Pixels lookup_table() {
-  Pixels table(65536);
-  for (uint32_t code = 1; code < table.size(); ++code)
-    table[code] = static_cast<uint16_t>(5'000'000 / (code + 80));
-  return table;
-}
-
 void add_disparity_lookup() {
   using Kernels = DisparityLookupKernels;
   const auto map = [](const std::string& name, auto member) {
     add<Kernels>("DisparityLookup." + name, [=](const Kernels& kernels, Size) {
-      return [map = kernels.*member, table = lookup_table()](Pixels& pixels) {
+      return [map = kernels.*member, table = descending_depths()](Pixels& pixels) {
         map(pixels.data(), pixels.data(), pixels.size(), table.data());
       };
     });
@@ -159,7 +151,7 @@ void add_sampling() {
       Pixels columns(width);
       for (uint32_t x = 0; x < width; ++x)
         columns[x] = static_cast<uint16_t>(x / factor);
-      return [=, &kernels, table = lookup_table(),
+      return [=, &kernels, table = descending_depths(),
               output = Pixels(Size{width, height}.pixels())](Pixels& pixels) mutable {
         const SampledRows rows{width,
                                height,

@@ -2,6 +2,7 @@
 // and through OpenCV, beside a memcpy of the frame's pixels. Names are
 // <filters|kernels|naive|opencv>/<what>/<size>[/<instruction level>].
 
+#include <cstdio>
 #include <fstream>
 
 #include "measure.h"
@@ -35,6 +36,10 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv))
     return 1;
+  if (const std::string filter = bench::filter_without_configuration(); !filter.empty()) {
+    std::fprintf(stderr, "%s has no configuration in bench/configurations.cpp\n", filter.c_str());
+    return 1;
+  }
   benchmark::AddCustomContext("processor", processor());
   benchmark::AddCustomContext("compiler", __VERSION__);
   for (const Size size : bench::sizes)

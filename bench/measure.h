@@ -13,6 +13,9 @@
 
 namespace bench {
 
+/// "" when all have one.
+std::string filter_without_configuration();
+
 void register_filters();
 void register_kernels();
 void register_naive_forms();

@@ -82,6 +82,14 @@ inline Pixels one_region(Size size) {
   return Pixels(size.pixels(), 1000);
 }
 
+/// A lookup table: 65536 depths that descend with the code.
+inline Pixels descending_depths() {
+  Pixels table(65536);
+  for (uint32_t code = 1; code < table.size(); ++code)
+    table[code] = static_cast<uint16_t>(5'000'000 / (code + 80));
+  return table;
+}
+
 /// A frame of the recording in Debian's package visp-images-data, at an eighth of a millimetre,
 /// brought to the size by repeating or leaving out pixels. Empty where the package is not
 /// installed.

@@ -6,7 +6,7 @@
 
 #include "fuzz/fuzzing.h"
 #include "simd/level.h"
-#include "support/filter_cases.h"
+#include "support/filter_facts.h"
 #include "support/schema.h"
 
 namespace {
@@ -16,18 +16,6 @@ using filter_processor::simd::Level;
 using filter_processor::simd::supported_levels;
 using filter_processor::simd::use_level;
 using namespace test;
-
-/// The filters by index.
-enum : uint64_t {
-  disparity_transform = 0,
-  hole_filling = 1,
-  depth_resize = 5,
-  edge_noise = 6,
-  hardware_d2d = 7,
-  openni_transform = 8,
-  false_positive = 11,
-  mgc_noise = 13,
-};
 
 // ---- parameters ----
 
@@ -229,12 +217,11 @@ Outcome call(Slot kind, Function function) {
 
 class Twins {
  public:
-  Twins(uint64_t index, Level other_level)
-      : index_(index), levels_{supported_levels().back(), other_level},
-        instances_{gexton::Filter(gx_create_filter(index, nullptr)),
-                   gexton::Filter(gx_create_filter(index, nullptr))} {
+  Twins(const FilterFacts& filter, Level other_level)
+      : filter_(filter), levels_{supported_levels().back(), other_level},
+        instances_{gexton::Filter::create(filter.name), gexton::Filter::create(filter.name)} {
     for (const gexton::Filter& instance : instances_)
-      require(bool(instance), "every filter of the list can be made");
+      require(bool(instance), "every filter can be made");
     parameters_ = schema_of(instances_[0]);
   }
 
@@ -242,10 +229,10 @@ class Twins {
     Update update;
     for (const SchemaParameter& parameter : parameters_)
       update.values.push_back(read_value(input, parameter));
-    const size_t target = index_ == depth_resize ? 0 : 3;
-    if (index_ == depth_resize || index_ == openni_transform) {
-      bound_target_side(update.values[target]);
-      bound_target_side(update.values[target + 1]);
+    if (filter_.size_parameter >= 0) {
+      const auto width = static_cast<size_t>(filter_.size_parameter);
+      bound_target_side(update.values[width]);
+      bound_target_side(update.values[width + 1]);
     }
     point_to_values(input, update);
     configure(input, [&](gx_priv_filter_context& context, gx_error** error) {
@@ -276,7 +263,7 @@ class Twins {
   void set_record(Input& input) {
     std::vector<uint8_t> data(input.pick(290U, 290U, 290U, 290U, 0U, 4U, 289U, 291U));
     if (data.size() == 290) {
-      const naive::Record record = read_record(input);
+      const naive::false_positive::Record record = read_record(input);
       std::copy(record.bytes.begin(), record.bytes.end(), data.begin() + 1);
     }
     const bool null = input.one_in(16);
@@ -301,7 +288,7 @@ class Twins {
 
  private:
   void process_frame(Input& input, Size size) {
-    if (index_ == depth_resize && !input.one_in(4))
+    if (filter_.must_fit_frame && !input.one_in(4))
       fit_resize(input, size);
     const Frame frame = read_frame(input, size, previous_);
     const std::string before = dump(frame);
@@ -359,10 +346,10 @@ class Twins {
             "a frame comes for a frame, a set for a set");
     require(gx_frame_get_index(to.get(), nullptr) == gx_frame_get_index(from.get(), nullptr),
             "the frame number stays");
-    const bool converts = index_ == disparity_transform || index_ == openni_transform;
-    if (converts && gx_video_frame_get_pixel_type(from.get(), nullptr) != GX_PIXEL_DISPARITY)
+    if (filter_.converts &&
+        gx_video_frame_get_pixel_type(from.get(), nullptr) != GX_PIXEL_DISPARITY)
       require(dump(outcome.frame) == dump(input), "what is no disparity comes back as it was");
-    if (index_ != depth_resize && index_ != openni_transform)
+    if (filter_.size_parameter < 0)
       require(gx_frame_get_data_size(to.get(), nullptr) ==
                   gx_frame_get_data_size(from.get(), nullptr),
               "the size stays");
@@ -378,9 +365,9 @@ class Twins {
   /// What holds for each pixel whatever the parameters.
   void check_pixels(const gx_frame& from, const gx_frame& to) const {
     require(has_all_pixels(to) || !has_all_pixels(from), "the result has all its pixels");
-    const bool clears = index_ == edge_noise || index_ == hardware_d2d || index_ == mgc_noise;
-    if (!clears && index_ != hole_filling)
+    if (filter_.pixel == Pixel::may_change)
       return;
+    const bool clears = filter_.pixel == Pixel::may_be_cleared;
     const Pixels before = pixels_of(&from);
     const Pixels after = pixels_of(&to);
     for (size_t i = 0; i < before.size(); ++i) {
@@ -391,7 +378,7 @@ class Twins {
     }
   }
 
-  uint64_t index_;
+  const FilterFacts& filter_;
   Level levels_[2];
   gexton::Filter instances_[2];
   std::vector<SchemaParameter> parameters_;
@@ -400,10 +387,10 @@ class Twins {
 };
 
 void ask_for_lists(Input& input) {
-  require(gx_get_filter_count(nullptr) == 14, "the list has its length");
+  const uint64_t count = gx_get_filter_count(nullptr);
   const auto index = input.number<int32_t>();
   require(std::strlen(gx_get_filter_name(index, nullptr)) > 0, "every index has some name");
-  require(gx_create_filter(uint64_t{14} + input.number<uint64_t>() / 2, nullptr) == nullptr,
+  require(gx_create_filter(count + input.number<uint64_t>() / 2, nullptr) == nullptr,
           "there is no filter outside the list");
 }
 
@@ -416,7 +403,7 @@ void run(Input& input) {
   for (int step = 0; step < most_steps && !input.ended(); ++step) {
     std::optional<Twins>& twins = filters[input.below(filters.size())];
     if (!twins)
-      twins.emplace(input.below(14), other_level);
+      twins.emplace(all_filters()[input.below(all_filters().size())], other_level);
     const unsigned action = input.below(16);
     if (action == 0)
       twins.reset();

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/noise/false_positive_naive.h"
+#include "naive/false_positive.h"
 #include "support/host_objects.h"
 
 /// Called once before the first input.
@@ -57,7 +57,7 @@ class Input {
   uint8_t byte() { return number<uint8_t>(); }
 
   /// A number below `count`, which is at most 256.
-  unsigned below(unsigned count) { return byte() % count; }
+  unsigned below(size_t count) { return byte() % static_cast<unsigned>(count); }
   bool one_in(unsigned count) { return below(count) == count - 1; }
 
   template <typename T, typename... Others>
@@ -140,10 +140,10 @@ inline test::Pixels read_pixels(Input& input, Size size) {
 
 /// A configuration record of FalsePositiveFilter with some fields, or all, replaced. Its reference
 /// size needs little memory.
-inline naive::Record read_record(Input& input) {
+inline naive::false_positive::Record read_record(Input& input) {
   const Size size = read_size(input, 4096);
-  naive::Record record =
-      naive::default_record(static_cast<int>(size.width & 0xffff), static_cast<int>(size.height));
+  naive::false_positive::Record record = naive::false_positive::default_record(
+      static_cast<int>(size.width & 0xffff), static_cast<int>(size.height));
   for (const size_t enable : {50U, 52U, 79U, 160U, 231U, 270U})
     record.u8(enable, input.one_in(2) ? 1 : 0);
   record.u8(51, input.pick(1, 2, 3, 0, 7));

@@ -2,7 +2,7 @@
 // refused and every pixel of the others.
 
 #include "fuzz/fuzzing.h"
-#include "simd/level.h"
+#include "support/filter.h"
 
 namespace {
 
@@ -18,7 +18,7 @@ constexpr std::pair<size_t, size_t> parameter_bytes[] = {{52, 1},  {59, 16}, {79
 class Pair {
  public:
   void set_record(Input& input) {
-    const naive::Record record = read_record(input);
+    const naive::false_positive::Record record = read_record(input);
     std::vector<uint8_t> blob(1, input.byte());
     blob.insert(blob.end(), record.bytes.begin(), record.bytes.end());
     ErrorSlot error;
@@ -53,9 +53,9 @@ class Pair {
   }
 
  private:
-  const naive::Record defaults_ = naive::default_record();
-  naive::Fired fired_;
-  naive::Filter model_{fired_};
+  const naive::false_positive::Record defaults_ = naive::false_positive::default_record();
+  naive::false_positive::Fired fired_;
+  naive::false_positive::Filter model_{fired_};
   Filter filter_{"FalsePositiveFilter"};
 };
 

@@ -289,63 +289,61 @@ void Host::check(const char* name, Function function, const Handle& handle,
 
 TEST_F(Host, ItsOwnFunctionsRefuseNullToo) {
   const auto id = GX_METADATA_DISPARITY_OFFSET;
+  const auto refused = [&](const std::string& function_and_parameter) {
+    EXPECT_EQ(error.text(), "invalid argument | " + function_and_parameter + " | 4");
+  };
   gexton_frame_add_reference(nullptr, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_add_reference | frame | 4");
+  refused("gexton_frame_add_reference | frame");
   gexton_frame_set_index(nullptr, 1, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_set_index | frame | 4");
+  refused("gexton_frame_set_index | frame");
   gexton_frame_set_metadata(nullptr, id, 1, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_set_metadata | frame | 4");
+  refused("gexton_frame_set_metadata | frame");
   gexton_frame_remove_metadata(nullptr, id, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_frame_remove_metadata | frame | 4");
+  refused("gexton_frame_remove_metadata | frame");
   gexton_create_video_frame(GX_FRAME_DEPTH, nullptr, nullptr, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_create_video_frame | profile | 4");
+  refused("gexton_create_video_frame | profile");
   gexton_frameset_get_count(nullptr, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_frameset_get_count | frameset | 4");
+  refused("gexton_frameset_get_count | frameset");
   gexton_frameset_get_frame(set.get(), 1, error.receive());
-  EXPECT_EQ(error.text(), "invalid argument | gexton_frameset_get_frame | index | 4");
+  refused("gexton_frameset_get_frame | index");
   gexton_stream_profile_set_disparity_param(profile.get(), nullptr, error.receive());
-  EXPECT_EQ(error.text(),
-            "invalid argument | gexton_stream_profile_set_disparity_param | parameters | 4");
+  refused("gexton_stream_profile_set_disparity_param | parameters");
 }
 
+#define CHECK(function, ...) check(#function, function, __VA_ARGS__)
 TEST_F(Host, FunctionsSucceedFailOnPurposeAndRefuseNull) {
   const auto offset = GX_METADATA_DISPARITY_OFFSET;
-  check("gx_frame_get_type", gx_frame_get_type, frame);
-  check("gx_frame_get_format", gx_frame_get_format, frame);
-  check("gx_frame_get_index", gx_frame_get_index, frame);
-  check("gx_frame_get_data", gx_frame_get_data, frame);
-  check("gx_frame_get_data_size", gx_frame_get_data_size, frame);
-  check("gx_frame_update_data", gx_frame_update_data, frame, nullptr, 0U);
-  check("gx_frame_copy_info", gx_frame_copy_info, frame, frame.get());
-  check("gx_frame_get_stream_profile", gx_frame_get_stream_profile, frame);
-  check("gx_frame_set_stream_profile", gx_frame_set_stream_profile, frame, profile.get());
-  check("gx_frame_has_metadata", gx_frame_has_metadata, frame, offset);
-  check("gx_frame_get_metadata_value", gx_frame_get_metadata_value, frame, offset);
-  check("gx_create_frame_from_other_frame", gx_create_frame_from_other_frame, set, true);
-  check("gx_frameset_get_depth_frame", gx_frameset_get_depth_frame, set);
-  check("gx_frameset_push_frame", gx_frameset_push_frame, set, frame.get());
-  check("gx_video_frame_get_width", gx_video_frame_get_width, frame);
-  check("gx_video_frame_get_height", gx_video_frame_get_height, frame);
-  check("gx_video_frame_get_pixel_type", gx_video_frame_get_pixel_type, frame);
-  check("gx_video_frame_set_pixel_type", gx_video_frame_set_pixel_type, frame, GX_PIXEL_DEPTH);
-  check("gx_video_frame_get_pixel_available_bit_size", gx_video_frame_get_pixel_available_bit_size,
-        frame);
-  check("gx_video_frame_set_pixel_available_bit_size", gx_video_frame_set_pixel_available_bit_size,
-        frame, uint8_t{16});
-  check("gx_depth_frame_get_value_scale", gx_depth_frame_get_value_scale, frame);
-  check("gx_depth_frame_set_value_scale", gx_depth_frame_set_value_scale, frame, 1.0F);
-  check("gx_create_stream_profile_from_other_stream_profile",
-        gx_create_stream_profile_from_other_stream_profile, profile);
-  check("gx_stream_profile_get_format", gx_stream_profile_get_format, profile);
-  check("gx_video_stream_profile_get_width", gx_video_stream_profile_get_width, profile);
-  check("gx_video_stream_profile_get_height", gx_video_stream_profile_get_height, profile);
-  check("gx_video_stream_profile_set_width", gx_video_stream_profile_set_width, profile, 4U);
-  check("gx_video_stream_profile_set_height", gx_video_stream_profile_set_height, profile, 2U);
-  check("gx_video_stream_profile_get_intrinsic", gx_video_stream_profile_get_intrinsic, profile);
-  check("gx_video_stream_profile_set_intrinsic", gx_video_stream_profile_set_intrinsic, profile,
-        gx_camera_intrinsic{});
-  check("gx_disparity_based_stream_profile_get_disparity_param",
-        gx_disparity_based_stream_profile_get_disparity_param, profile);
+  CHECK(gx_frame_get_type, frame);
+  CHECK(gx_frame_get_format, frame);
+  CHECK(gx_frame_get_index, frame);
+  CHECK(gx_frame_get_data, frame);
+  CHECK(gx_frame_get_data_size, frame);
+  CHECK(gx_frame_update_data, frame, nullptr, 0U);
+  CHECK(gx_frame_copy_info, frame, frame.get());
+  CHECK(gx_frame_get_stream_profile, frame);
+  CHECK(gx_frame_set_stream_profile, frame, profile.get());
+  CHECK(gx_frame_has_metadata, frame, offset);
+  CHECK(gx_frame_get_metadata_value, frame, offset);
+  CHECK(gx_create_frame_from_other_frame, set, true);
+  CHECK(gx_frameset_get_depth_frame, set);
+  CHECK(gx_frameset_push_frame, set, frame.get());
+  CHECK(gx_video_frame_get_width, frame);
+  CHECK(gx_video_frame_get_height, frame);
+  CHECK(gx_video_frame_get_pixel_type, frame);
+  CHECK(gx_video_frame_set_pixel_type, frame, GX_PIXEL_DEPTH);
+  CHECK(gx_video_frame_get_pixel_available_bit_size, frame);
+  CHECK(gx_video_frame_set_pixel_available_bit_size, frame, uint8_t{16});
+  CHECK(gx_depth_frame_get_value_scale, frame);
+  CHECK(gx_depth_frame_set_value_scale, frame, 1.0F);
+  CHECK(gx_create_stream_profile_from_other_stream_profile, profile);
+  CHECK(gx_stream_profile_get_format, profile);
+  CHECK(gx_video_stream_profile_get_width, profile);
+  CHECK(gx_video_stream_profile_get_height, profile);
+  CHECK(gx_video_stream_profile_set_width, profile, 4U);
+  CHECK(gx_video_stream_profile_set_height, profile, 2U);
+  CHECK(gx_video_stream_profile_get_intrinsic, profile);
+  CHECK(gx_video_stream_profile_set_intrinsic, profile, gx_camera_intrinsic{});
+  CHECK(gx_disparity_based_stream_profile_get_disparity_param, profile);
   // What is given back is made for it.
   const auto delete_frame = [](gx_frame* held, gx_error** slot) {
     gx_delete_frame(held == nullptr ? held : gexton_frame_add_reference(held, nullptr), slot);

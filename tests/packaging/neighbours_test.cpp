@@ -18,6 +18,8 @@
 
 namespace {
 
+constexpr uint64_t foreign_count = 5;
+
 bool stays_itself(void* library) {
   const auto own = [&]<typename Function>(const char* name, Function*& function) {
     function = reinterpret_cast<Function*>(dlsym(library, name));
@@ -37,8 +39,8 @@ bool stays_itself(void* library) {
   own("gx_priv_filter_reset", words.reset);
   const auto is_ours = [](std::string_view text) { return text != "foreign"; };
 
-  bool right = count(nullptr) == 14;
-  for (uint64_t index = 0; index < 14; ++index) {
+  bool right = count(nullptr) > 0 && count(nullptr) != foreign_count;
+  for (uint64_t index = 0; index < count(nullptr); ++index) {
     gx_priv_filter_context* context = create(index, nullptr);
     if (context == nullptr)
       return false;

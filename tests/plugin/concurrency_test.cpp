@@ -13,21 +13,16 @@ namespace {
 
 using namespace test;
 
-/// Filters whose results depend on more than the last update: a record, a table that stays.
-bool remembers(const std::string& filter) {
-  return filter == "FalsePositiveFilter" || filter == "MgcNoiseRemovalFilter";
-}
-
 class ConcurrencyTest : public ::testing::TestWithParam<FilterCase> {};
 
 INSTANTIATE_TEST_SUITE_P(Filters, ConcurrencyTest, ::testing::ValuesIn(filter_cases()),
                          [](const auto& test) { return std::string(test.param.label); });
 
 TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
-  if (!facts_of_filter(GetParam().filter).locks_itself)
+  if (!GetParam().filter->locks_itself)
     GTEST_SKIP() << "the host serialises the calls on this filter";
   const NoLeftovers no_leftovers;
-  Filter filter(GetParam().filter);
+  Filter filter(GetParam().filter->name);
   const auto schema = schema_of(filter);
   std::vector<const char*> values[2] = {{}, GetParam().values};
   for (const SchemaParameter& parameter : schema)
@@ -38,15 +33,14 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
   const Frame input = make_case_frame(GetParam());
   Pixels results[2];
   for (int i = 0; i < 2; ++i) {
-    Filter fresh(GetParam().filter);
+    Filter fresh(GetParam().filter->name);
     EXPECT_EQ(fresh.update(values[i]), "");
     results[i] = pixels_of(fresh.process(input.get()).get());
   }
 
   std::atomic<bool> done{false};
   const auto update = [&] {
-    auto record = blob_for(GetParam());
-    record.resize(290); // only FalsePositiveFilter takes as much
+    const Blob record = GetParam().filter->keeps_blob ? GetParam().filter->blob : Blob{};
     ErrorSlot error_of_record;
     for (unsigned i = 0; !done; ++i) {
       EXPECT_EQ(filter.update(values[i % 2]), "");
@@ -60,7 +54,7 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
     const Frame output = filter.process(input, error);
     ASSERT_NE(output, nullptr) << error.text();
     const Pixels pixels = pixels_of(output.get());
-    EXPECT_TRUE(pixels == results[0] || pixels == results[1] || remembers(GetParam().filter))
+    EXPECT_TRUE(pixels == results[0] || pixels == results[1] || GetParam().filter->remembers)
         << "a mixture of both";
   }
   done = true;
@@ -72,7 +66,7 @@ TEST_P(ConcurrencyTest, InstancesShareNothing) {
   const NoLeftovers no_leftovers;
   const Frame input = make_case_frame(GetParam());
   const auto run = [&input] {
-    Filter filter(GetParam().filter);
+    Filter filter(GetParam().filter->name);
     if (!GetParam().values.empty())
       filter.update(GetParam().values);
     Pixels pixels;

@@ -4,10 +4,10 @@
 #include <limits>
 #include <random>
 
+#include "naive/depth_table.h"
 #include "plugin/base/frame_info.h"
 #include "plugin/base/numbers.h"
 #include "support/camera_frame.h"
-#include "support/naive_depth_table.h"
 
 namespace {
 
@@ -39,13 +39,6 @@ TEST(Numbers, AreCutToWholeNumbersAnd16Bits) {
     EXPECT_EQ(low_16_bits(value), expected) << value;
 }
 
-TEST(FractionBits, RescaleByPowersOfTwo) {
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(256, 8, 6), 64);
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(255, 8, 6), 63); // 63.75
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(10000, 8, 12), 160000 % 65536);
-  EXPECT_EQ(filter_processor::rescale_fraction_bits(10000, 8, 255), 0);
-}
-
 TEST(DepthDiffLut, EqualsTheNaiveForm) {
   std::mt19937 random(3);
   std::uniform_real_distribution<double> octave(-8, 8);
@@ -62,7 +55,7 @@ TEST(DepthDiffLut, EqualsTheNaiveForm) {
     DepthDiffLut lut{{1, 2, 3, 4, 5, 6, 7}, 8};
     DepthDiffLut expected = lut;
     ASSERT_EQ(updateDepthDiffLut(info, difference, lut) == 0,
-              test::naive_depth_table(info, difference, expected));
+              naive::build_depth_table(info, difference, expected));
     ASSERT_EQ(lut.entries, expected.entries);
     ASSERT_EQ(lut.shift, expected.shift) << info.depth_unit;
   }

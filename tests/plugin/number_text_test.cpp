@@ -18,7 +18,7 @@
 #include <thread>
 
 #include "plugin/base/number_text.h"
-#include "support/host_objects.h"
+#include "support/filter.h"
 
 namespace {
 

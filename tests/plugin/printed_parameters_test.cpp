@@ -4,11 +4,12 @@
 
 #include <fstream>
 #include <functional>
+#include <map>
 #include <sstream>
 
 #include "plugin/base/i_priv_filter.h"
-#include "support/camera_frame.h"
 #include "support/capture.h"
+#include "support/filter_facts.h"
 
 namespace {
 
@@ -50,10 +51,7 @@ CameraFrame of_lettered_camera() {
   return frame;
 }
 
-const struct {
-  const char* filter;
-  std::vector<Step> steps;
-} cases[] = {
+const std::map<std::string, std::vector<Step>> steps_of_filters = {
     {"DisparityTransform", {frame(of_lettered_camera()), print}},
     {"OpenNIDisparityTransform", {frame(of_lettered_camera()), print}},
     {"DepthResize",
@@ -93,12 +91,14 @@ TEST(PrintedParameters, AreThoseOfTheTable) {
   std::ostringstream expected;
   expected << std::ifstream(TEST_FILES "/plugin/printed_parameters.txt").rdbuf();
   std::string printed;
-  for (const auto& [name, steps] : cases) {
-    Filter filter(name);
+  for (const FilterFacts& facts : all_filters()) {
+    const auto steps = steps_of_filters.find(facts.name);
+    ASSERT_NE(steps, steps_of_filters.end()) << facts.name << " has no steps";
+    Filter filter(facts.name);
     Capture output(stdout);
-    for (const Step& step : steps)
+    for (const Step& step : steps->second)
       step(filter);
-    printed += "---- " + std::string(name) + "\n" + legible(output.text());
+    printed += "---- " + facts.name + "\n" + legible(output.text());
   }
   EXPECT_EQ(printed, expected.str());
 }

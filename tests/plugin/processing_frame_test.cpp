@@ -8,8 +8,8 @@
 #include <sstream>
 
 #include "plugin/base/gx_frame.h"
-#include "support/filter_cases.h"
-#include "support/host_objects.h"
+#include "support/filter.h"
+#include "support/filter_facts.h"
 
 namespace {
 
@@ -30,7 +30,7 @@ TEST(ProcessingFrame, TakesALongBuffer) {
 }
 
 /// The host functions that a new filter calls for a frame, in order, perhaps after another frame.
-std::string calls_of(const char* filter_name, const Frame& frame, const Frame& before) {
+std::string calls_of(const std::string& filter_name, const Frame& frame, const Frame& before) {
   std::string names;
   for (uint64_t n = 1;; ++n) {
     Filter filter(filter_name);
@@ -55,14 +55,13 @@ TEST(ProcessingFrame, AsksTheHostInTheOrderOfTheTable) {
   std::ostringstream expected;
   expected << std::ifstream(TEST_FILES "/plugin/host_calls.txt").rdbuf();
   std::string calls;
-  for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-    const char* filter = gx_get_filter_name(static_cast<int32_t>(i), nullptr);
+  for (const FilterFacts& filter : all_filters()) {
     for (const auto pixel_type : {GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY, GX_PIXEL_TOF_DEPTH}) {
-      const Frame frame = make_case_frame({"", "", {}, pixel_type});
+      const Frame frame = make_case_frame(pixel_type);
       const Frame before = CameraFrame{9, 9, pixel_type}.make();
-      calls += std::string(filter) + ", pixel type " + std::to_string(pixel_type) +
-               "\n  first: " + calls_of(filter, frame, nullptr) +
-               "\n  after another size: " + calls_of(filter, frame, before) + "\n";
+      calls += filter.name + ", pixel type " + std::to_string(pixel_type) +
+               "\n  first: " + calls_of(filter.name, frame, nullptr) +
+               "\n  after another size: " + calls_of(filter.name, frame, before) + "\n";
     }
   }
   EXPECT_EQ(calls, expected.str());

@@ -62,24 +62,20 @@ class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
  protected:
   static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
 
+  static const FilterFacts& facts() { return *filter_case().filter; }
+
   static bool applies(const Refusal& refusal) {
-    const std::string name = filter_case().filter;
-    // DisparityTransform reads the camera of a stream once: what its first frame lacks stays away.
-    if (name == "DisparityTransform" && refusal.name == std::string("no camera"))
+    // What the first frame of a stream lacks would stay away.
+    if (facts().derives_once && refusal.name == std::string("no camera"))
       return false;
-    return !refusal.by_kernel || name == "FalsePositiveFilter" ||
-           (!words(facts_of_filter(name).failing).empty() && !filter_case().values.empty());
+    return !refusal.by_kernel || !facts().failing_blob.empty() ||
+           (!facts().failing.empty() && !filter_case().values.empty());
   }
 
   static void set_kernel(Instance& instance, bool fails) {
-    const std::string name = filter_case().filter;
-    if (name == "FalsePositiveFilter") {
-      auto blob = blob_for(filter_case());
-      blob[52] = fails ? 7 : 1; // quarter turns, of which the kernel knows three
-      instance.set_blob_to(blob);
-    }
-    const Values values = words(facts_of_filter(name).failing);
-    instance.update_to(fails && !values.empty() ? values : filter_case().values);
+    if (!facts().failing_blob.empty())
+      instance.set_blob_to(fails ? facts().failing_blob : facts().blob);
+    instance.update_to(fails && !facts().failing.empty() ? facts().failing : filter_case().values);
   }
 
   static Attempt attempt(Instance& instance, const Look& look, const Strike& strike) {
@@ -104,8 +100,8 @@ class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
                       std::string("injected fault | ") + gexton_get_last_fault() + " | gexton | 0";
       EXPECT_TRUE(!result.failed || printed == error.trace());
     } else {
-      result.failed = result.outcome.empty() ||
-                      reports_no_memory(result.outcome, strike.fault, filter_case().filter);
+      result.failed =
+          result.outcome.empty() || reports_no_memory(result.outcome, strike.fault, facts());
     }
     return result;
   }
@@ -154,13 +150,12 @@ void RefusedFrames::torture(const Refusal& refusal, Occasion occasion) {
     for (const Strike& second : {none, skipped})
       followings.insert(live(refusal, occasion, first, second).following);
   }
-  EXPECT_LE(followings.size(), filter_case().blends_frames ? 4U : 1U);
+  EXPECT_LE(followings.size(), facts().blends_frames ? 4U : 1U);
   const auto check = [&](const Strike& first, const Strike& second) {
     SCOPED_TRACE(std::to_string(first.n) + " and then " + std::to_string(second.n));
     const History history = live(refusal, occasion, first, second);
     // A table whose building the host broke off stays empty while the camera's record stays.
-    const bool lost_table = second.n > 0 &&
-                            filter_case().filter == std::string("DisparityTransform") &&
+    const bool lost_table = second.n > 0 && facts().derives_once &&
                             gexton_get_last_fault() == std::string("gx_stream_profile_get_format");
     const auto& [refused, next, following] = history;
     EXPECT_TRUE(refused.failed || refused.outcome == whole.refused.outcome)
@@ -202,10 +197,10 @@ TEST(RefusedFramesTable, EachFrameIsRefused) {
       Look look = instance.look;
       refusal.change(look);
       if (refusal.by_kernel)
-        instance.update_to(words(facts_of_filter(each.filter).failing));
+        instance.update_to(each.filter->failing);
       const std::string outcome = instance.outcome(instance.make(look));
       if (!is_frame(outcome))
-        errors.insert(each.filter);
+        errors.insert(each.filter->name);
     }
     EXPECT_GE(errors.size(), 4U) << refusal.name;
   }

@@ -6,6 +6,7 @@
 
 #include "gexton_host.h"
 #include "support/allocation_faults.h"
+#include "support/filter_facts.h"
 
 namespace test {
 
@@ -34,20 +35,14 @@ inline bool disarm(Fault fault) {
   return struck;
 }
 
-constexpr const char* no_memory_by_stage =
-    "FP filter error | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0";
-
 /// Whether a failed allocation may end in this error, in this filter.
-inline bool reports_no_memory(const std::string& error, Fault fault, const std::string& filter) {
+inline bool reports_no_memory(const std::string& error, Fault fault, const FilterFacts& filter) {
   // Where there is no memory for the error either, the host has one ready, or none at all.
   if (fault == Fault::all_allocations)
     return error == "out of memory |  |  | 0" || error.empty();
-  const std::string end = " |  | 0";
-  const bool by_host = error.starts_with("out of memory | gx_") && error.ends_with(end);
+  const bool by_host = error.starts_with("out of memory | gx_") && error.ends_with(" |  | 0");
   return by_host || error == "std::bad_alloc | gx_priv_filter_process | frame | 0" ||
-         (filter == "TemporalFilter" &&
-          error == "bad allocation | gx_priv_filter_process | frame | 0") ||
-         (filter == "FalsePositiveFilter" && error == no_memory_by_stage);
+         (!error.empty() && error == filter.no_memory);
 }
 
 } // namespace test

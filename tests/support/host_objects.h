@@ -1,6 +1,6 @@
 #pragma once
 
-// The host's side of a test: frames, sets and filter instances with owners, and errors as values.
+// The host's side of a test: frames and sets with owners, and errors as values.
 
 #include <gtest/gtest.h>
 
@@ -52,31 +52,6 @@ inline Pixels pixels_of(const gx_frame* frame) {
   const auto* data = reinterpret_cast<const uint16_t*>(gx_frame_get_data(frame, nullptr));
   return {data, data + gx_frame_get_data_size(frame, nullptr) / 2};
 }
-
-/// A filter instance whose refusals are texts.
-class Filter : public gexton::Filter {
- public:
-  explicit Filter(const std::string& name) : gexton::Filter(create(name)) {}
-
-  /// The error's text, "" when the values were accepted. Null values too.
-  std::string update(std::vector<const char*> values) {
-    ErrorSlot error;
-    context().update_config(context().filter, static_cast<int32_t>(values.size()), values.data(),
-                            error.receive());
-    return error.text();
-  }
-  std::string update_to(const std::vector<std::string>& texts) {
-    ErrorSlot error;
-    update_config(texts, error);
-    return error.text();
-  }
-  Frame process(gx_frame* frame, gx_error** error = nullptr) {
-    return Frame{context().process(context().filter, frame, error)};
-  }
-  Frame process(const Frame& frame, ErrorSlot& error) {
-    return process(frame.get(), error.receive());
-  }
-};
 
 /// Fails the test when host objects are left over at the end of a scope.
 class NoLeftovers {

@@ -3,15 +3,13 @@
 // Instances of all filters, configured and with a camera, for tests that drive them through
 // histories of updates, resets and frames.
 
-#include <cstring>
 #include <map>
 #include <optional>
 #include <tuple>
 #include <utility>
 
-#include "filters/noise/false_positive/config.h"
 #include "support/capture.h"
-#include "support/filter_cases.h"
+#include "support/filter_facts.h"
 
 namespace test {
 
@@ -47,31 +45,11 @@ inline std::string legible(const std::string& dump) {
 
 /// Values that the case's filter accepts besides the case's, and see the difference.
 inline Values other_values(const FilterCase& filter_case, bool for_larger_frame) {
-  const FilterFacts& facts = facts_of_filter(filter_case.filter);
-  const Values others = words(facts.others);
-  const Values second = words(facts.second_others);
-  const bool resizes = filter_case.filter == std::string("DepthResize");
+  const FilterFacts& facts = *filter_case.filter;
   const bool are_set =
-      !filter_case.values.empty() && std::string(filter_case.values[0]) == others[0];
-  return !second.empty() && (resizes ? for_larger_frame : are_set) ? second : others;
-}
-
-/// The record that a filter takes as one blob; empty where it takes none.
-inline std::vector<uint8_t> blob_for(const FilterCase& filter_case) {
-  const std::string name = filter_case.filter;
-  if (name == "SpatialModerateFilter")
-    return {1, 0, 2, 0};
-  if (name != "FalsePositiveFilter")
-    return {};
-  filter_processor::FalsePositiveConfig config;
-  config.width = 48;
-  config.height = 24;
-  config.small_region_size = 600;
-  config.turned = 1;
-  config.quarter_turns = 1;
-  std::vector<uint8_t> blob(1 + sizeof config);
-  std::memcpy(blob.data() + 1, &config, sizeof config);
-  return blob;
+      !filter_case.values.empty() && std::string(filter_case.values[0]) == facts.others[0];
+  const bool second = facts.must_fit_frame ? for_larger_frame : are_set;
+  return second && !facts.second_others.empty() ? facts.second_others : facts.others;
 }
 
 // ---- an instance and its camera ----
@@ -97,7 +75,7 @@ inline std::string name_of(const ::testing::TestParamInfo<CaseAndKind>& test) {
 class Instance {
  public:
   Instance(const FilterCase& filter_case, InputKind kind)
-      : Instance(filter_case, kind, Filter(filter_case.filter)) {}
+      : Instance(filter_case, kind, Filter(filter_case.filter->name)) {}
   Instance(const FilterCase& filter_case, InputKind kind, Filter filter)
       : filter_case_(filter_case), kind_(kind), filter_(std::move(filter)) {
     look.pixel_type = filter_case.pixel_type;
@@ -148,8 +126,8 @@ class Instance {
   void update() { update_to(other_values(filter_case_, false)); }
   void update_for_larger() { update_to(other_values(filter_case_, true)); }
   void reset() { filter_.reset(); }
-  void set_blob() { set_blob_to(blob_for(filter_case_)); }
-  void set_blob_to(const std::vector<uint8_t>& blob) {
+  void set_blob() { set_blob_to(filter_case_.filter->blob); }
+  void set_blob_to(const Blob& blob) {
     ErrorSlot error;
     const Capture numbers(stdout);
     filter_.set_config_data(blob.data(), blob.size(), error);

@@ -3,7 +3,8 @@
 #include <cmath>
 
 #include "filters/depth/nearest_sampling.h"
-#include "support/host_objects.h"
+#include "naive/sampling.h"
+#include "support/filter.h"
 #include "support/random.h"
 
 namespace {
@@ -28,23 +29,17 @@ struct Resize {
   }
 };
 
-Pixels naive_resize(const Resize& r, const Pixels& src) {
+Pixels naive_resize(const Resize& r, Pixels src) {
   const auto out_w = static_cast<int>(r.out_w()), out_h = static_cast<int>(r.out_h());
-  Pixels dst(static_cast<size_t>(out_w) * static_cast<size_t>(out_h), 0);
-  const auto step = static_cast<uint32_t>(65536 / r.scale + 1);
-  const auto start = [&](int side) {
-    return side < 0 ? uint32_t(std::fabs(float(side) / r.scale)) : 0u;
+  Pixels dst(naive::place(0, out_h, out_w));
+  const auto walk = [&](uint32_t side, int before, int end) {
+    const auto start = before < 0 ? uint32_t(std::fabs(float(before) / r.scale)) : 0u;
+    return naive::Walk{std::max(before, 0),
+                       std::min(end, int(float(side) * r.scale + float(before))), start << 16,
+                       static_cast<uint32_t>(65536 / r.scale + 1)};
   };
-  const int x1 = std::min(out_w, int(float(r.w) * r.scale + float(r.left)));
-  const int y1 = std::min(out_h, int(float(r.h) * r.scale + float(r.top)));
-  uint32_t y_at = start(r.top) << 16;
-  for (int y = std::max(r.top, 0); y < y1; ++y, y_at += step) {
-    uint32_t x_at = start(r.left) << 16;
-    for (int x = std::max(r.left, 0); x < x1; ++x, x_at += step) {
-      dst[size_t(y) * size_t(out_w) + size_t(x)] =
-          src[std::min(y_at >> 16, r.h - 1) * r.w + std::min(x_at >> 16, r.w - 1)];
-    }
-  }
+  naive::sample({src, r.w, r.h}, {dst, out_w, out_h}, walk(r.w, r.left, out_w),
+                walk(r.h, r.top, out_h));
   return dst;
 }
 
@@ -59,7 +54,7 @@ TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
   test::Random random(6);
   const float scales[] = {1, 1, 2, 2, 0.5f, 0.1f, 0.75f, 1.25f, 1.9375f, 3, 7.5f, 50};
   int done = 0;
-  while (done < 400) {
+  while (done < 1000) {
     Resize r;
     r.w = 1 + random() % 150;
     r.h = 1 + random() % 12;
@@ -71,19 +66,15 @@ TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
     ++done;
     const Pixels src = counted(size_t{r.w} * r.h);
     const Pixels expected = naive_resize(r, src);
-    for (const simd::Level level : simd::supported_levels()) {
-      simd::use_level(level);
-      Filter filter("DepthResize");
-      ASSERT_EQ(r.update(filter, r.out_w(), r.out_h()), "");
-      ErrorSlot error;
-      const Frame output = filter.process(test::make_frame(r.w, r.h, src), error);
-      ASSERT_NE(output, nullptr) << error.text();
-      ASSERT_EQ(test::pixels_of(output.get()), expected)
-          << simd::level_name(level) << " " << r.w << "x" << r.h << " * " << r.scale << " "
-          << r.left << " " << r.right << " " << r.top << " " << r.bottom;
-      EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), r.out_w());
-      EXPECT_EQ(gx_video_frame_get_height(output.get(), nullptr), r.out_h());
-    }
+    Filter filter("DepthResize");
+    ASSERT_EQ(r.update(filter, r.out_w(), r.out_h()), "");
+    const auto [output, pixels, error, trace, printed, level] =
+        filter.outcome(make_frame(r.w, r.h, src));
+    ASSERT_EQ(pixels, expected) << level << " " << r.w << "x" << r.h << " * " << r.scale << " "
+                                << r.left << " " << r.right << " " << r.top << " " << r.bottom
+                                << error;
+    EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), r.out_w());
+    EXPECT_EQ(gx_video_frame_get_height(output.get(), nullptr), r.out_h());
   }
 }
 
@@ -110,32 +101,22 @@ TEST(DepthResize, CopiesOneToOneExceptFarFromTheStart) {
   const Resize wide{65535, 2};
   ASSERT_EQ(wide.update(filter, 65535, 2), "");
   const Pixels pixels = counted(size_t{65535} * 2);
-  ErrorSlot error;
-  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(65535, 2, pixels), error).get()),
-            pixels);
-
+  EXPECT_EQ(filter.outcome(make_frame(65535, 2, pixels)).pixels, pixels);
   filter.reset();
   const Pixels frame = counted(size_t{1280} * 720);
-  EXPECT_EQ(test::pixels_of(filter.process(test::make_frame(1280, 720, frame), error).get()),
-            frame);
-  EXPECT_EQ(filter.process(test::make_frame(1281, 720, counted(size_t{1281} * 720)), error),
-            nullptr);
-  EXPECT_EQ(error.text(),
+  EXPECT_EQ(filter.outcome(make_frame(1280, 720, frame)).pixels, frame);
+  EXPECT_EQ(filter.outcome(make_frame(1281, 720, counted(size_t{1281} * 720))).error,
             "incorrect config schema | DepthResize::filter_process | DepthResize | 4");
 }
 
 TEST(DepthResize, RefusesAnEmptyOutputAndOneBeyondTheHostsFrames) {
   const std::string expected = "depth resize error | DepthResize::filter_process | DepthResize | 0";
-  const test::NoLeftovers no_leftovers;
-  const Frame input = test::make_frame(1, 1, {5});
+  const Frame input = make_frame(1, 1, {5});
   Filter filter("DepthResize"); // every member 0
-  ErrorSlot error;
-  EXPECT_EQ(filter.process(input, error), nullptr);
-  EXPECT_EQ(error.text(), expected);
+  EXPECT_EQ(filter.outcome(input).error, expected);
   const Resize huge{1, 1, 1, 65534, 0, 65534, 0};
   ASSERT_EQ(huge.update(filter, 65535, 65535), "");
-  EXPECT_EQ(filter.process(input, error), nullptr);
-  EXPECT_EQ(error.text(), expected);
+  EXPECT_EQ(filter.outcome(input).error, expected);
 }
 
 } // namespace

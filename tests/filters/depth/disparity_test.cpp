@@ -9,13 +9,14 @@
 #include <limits>
 #include <optional>
 
-#include "filters/depth/disparity_lookup_kernels.h"
+#include "naive/disparity_lookup.h"
+#include "naive/sampling.h"
 #include "support/camera_frame.h"
+#include "support/filter.h"
 #include "support/random.h"
 
 namespace {
 
-namespace simd = filter_processor::simd;
 using namespace test;
 
 using Input = test::CameraFrame;
@@ -135,13 +136,12 @@ struct Model {
       if (!build())
         return std::nullopt;
     }
-    Pixels out;
-    for (const uint32_t in : input.pixels) {
-      out.push_back(!open_ni && input.format == GX_FORMAT_Y12_SHIFTED
-                        ? static_cast<uint16_t>((*table)[in >> 4] * 16u + (in & 15))
-                        : (*table)[in]);
-    }
-    return out;
+    Pixels pixels = input.pixels;
+    if (!open_ni && input.format == GX_FORMAT_Y12_SHIFTED)
+      naive::look_up_shifted(pixels, *table);
+    else
+      naive::look_up(pixels, *table);
+    return pixels;
   }
 };
 
@@ -222,95 +222,32 @@ TEST_P(DisparityFilters, FollowTheModelThroughRandomSequences) {
       input.bits = random() % 4 == 0 ? uint8_t{11} : input.record.bitSize;
       if (random() % 2 == 0)
         input.offset = random() % 9;
-      for (size_t i = 0; i < size_t{input.width} * 9; ++i)
+      input.pixels = {0, 8192, 65531, 65532, 65534, 65535};
+      while (input.pixels.size() < size_t{input.width} * 9)
         input.pixels.push_back(static_cast<uint16_t>(random() >> random() % 16));
+      const Frame frame = input.make();
+      if (random() % 4 == 0) { // the whole buffer is mapped, however long
+        input.pixels.insert(input.pixels.end(), {160, 5, 1000});
+        gx_frame_update_data(frame.get(), reinterpret_cast<const uint8_t*>(input.pixels.data()),
+                             static_cast<uint32_t>(2 * input.pixels.size()), nullptr);
+      }
       const auto expected = model.process(input);
-      ErrorSlot error;
-      const Frame output = filter.process(input.make(), error);
-      ASSERT_EQ(output != nullptr, expected.has_value()) << sequence << "/" << step << error.text();
-      if (!output) {
+      const auto [output, pixels, error, trace, printed, level] = filter.outcome(frame);
+      if (!expected) {
         const std::string operation = model.stored.isDualCamera != 0
                                           ? "stereo_camera_init_lookup_table"
                                           : "mono_camera_init_lookup_table";
-        EXPECT_EQ(error.text(),
-                  "Unsupported disparity data pack type error | DisparityTransform::" + operation +
-                      " | " + operation + " | 4");
+        EXPECT_EQ(error, "Unsupported disparity data pack type error | DisparityTransform::" +
+                             operation + " | " + operation + " | 4");
         continue;
       }
-      ASSERT_EQ(test::pixels_of(output.get()), *expected) << sequence << "/" << step;
+      ASSERT_EQ(pixels, *expected) << sequence << "/" << step << " " << level << error;
       EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
       EXPECT_EQ(gx_video_frame_get_pixel_available_bit_size(output.get(), nullptr),
                 model.output_bits);
       EXPECT_EQ(gx_depth_frame_get_value_scale(output.get(), nullptr), 1.0f / model.value_scale);
     }
   }
-}
-
-TEST_P(DisparityFilters, MapTheWholeBuffer) {
-  Filter filter(name());
-  ErrorSlot error;
-  const Input input = all_codes(test::stereo_record());
-  const Pixels depths = test::pixels_of(filter.process(input.make(), error).get());
-  const Frame longer = input.make();
-  Pixels codes = test::pixels_of(longer.get());
-  const size_t size = codes.size();
-  codes.insert(codes.end(), codes.begin(), codes.begin() + 1000);
-  gx_frame_update_data(longer.get(), reinterpret_cast<const uint8_t*>(codes.data()),
-                       static_cast<uint32_t>(2 * codes.size()), nullptr);
-  const Pixels mapped = test::pixels_of(filter.process(longer, error).get());
-  ASSERT_EQ(mapped.size(), size + 1000);
-  EXPECT_TRUE(std::equal(depths.begin(), depths.end(), mapped.begin()));
-  EXPECT_TRUE(
-      std::equal(mapped.begin() + static_cast<ptrdiff_t>(size), mapped.end(), depths.begin()));
-}
-
-TEST_P(DisparityFilters, CopyWhatIsNoDisparityWhateverItsBuffer) {
-  Filter filter(name());
-  Input input = all_codes(test::stereo_record());
-  const Frame disparity = input.make();
-  const auto* bytes = gx_frame_get_data(disparity.get(), nullptr);
-  ErrorSlot error;
-  input.pixel_type = GX_PIXEL_TOF_DEPTH;
-  const Frame depth = input.make();
-  gx_frame_update_data(depth.get(), bytes, 10, nullptr);
-  EXPECT_EQ(test::pixels_of(filter.process(depth, error).get()), (Pixels{0, 1, 2, 3, 4}));
-  const Frame color = test::make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
-  const Frame set = filter.process(gexton::make_frame_set({color.get(), depth.get()}), error);
-  EXPECT_EQ(gexton_frameset_get_count(set.get(), nullptr), 2u) << "the whole set is copied";
-}
-
-/// What a new DisparityTransform makes of one code.
-int depth_of(const D2DParameters& record, uint16_t code) {
-  Filter filter("DisparityTransform");
-  ErrorSlot error;
-  const Frame output = filter.process(all_codes(record).make(), error);
-  return output ? test::pixels_of(output.get())[code] : -1;
-}
-
-TEST(DisparityTransform, GivesHandComputedDepths) {
-  D2DParameters r = test::stereo_record(); // bf = 20000, 16 codes to the pixel
-  EXPECT_EQ(depth_of(r, 160), 2000);       // 20000 / 10
-  EXPECT_EQ(depth_of(r, 5), 64000);        // 20000 / 0.3125
-  EXPECT_EQ(depth_of(r, 4), 0);            // 80000 does not fit
-  r.packMode = 3;                          // 4 codes to the pixel
-  EXPECT_EQ(depth_of(r, 160), 500);
-  r.packMode = 1; // 328.375 - 1000 / 8 = 203.375
-  EXPECT_EQ(depth_of(r, 1000), 98);
-  EXPECT_EQ(depth_of(r, 500), 0); // 265.875 is beyond 256
-  r.isDualCamera = 0;
-  r.zpd = 1000; // k = 0.05
-  EXPECT_EQ(depth_of(r, 0), 0);
-  EXPECT_EQ(depth_of(r, 1603), 1000); // 200.375 - 200.375 = 0
-  r.packMode = 2;
-  EXPECT_EQ(depth_of(r, 320), 500); // 1000 / (20 * 0.05 + 1)
-  r.bitSize = 14;                   // 64 codes to the pixel, negative ones too
-  EXPECT_EQ(depth_of(r, 16384 - 640), 2000);
-  EXPECT_EQ(depth_of(r, 8192), 0);
-  r.packMode = 4;
-  EXPECT_EQ(depth_of(r, 640), 666);
-  r.bitSize = 16;
-  EXPECT_EQ(depth_of(r, 65531), 72); // 1000 / (255.98 * 0.05 + 1)
-  EXPECT_EQ(depth_of(r, 65532), 0);
 }
 
 TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
@@ -328,24 +265,20 @@ TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
   // Resampling stays on while a refused update has stored a width of 0, which no frame can have.
   EXPECT_EQ(update("0", "4", "0"), range + "scale | 4");
   const Frame input = all_codes(test::stereo_record()).make();
-  ErrorSlot error;
   for (const char* height : {"4", "65535"}) {
     if (height[0] == '6')
       EXPECT_EQ(update("65535", height, "1"), ""); // more bytes than a frame can count
-    EXPECT_EQ(filter.process(input, error), nullptr);
-    EXPECT_EQ(error.text(), "Frame sampling process error | "
-                            "OpenNIDisparityTransform::filter_process | frameType | 4");
+    EXPECT_EQ(filter.outcome(input).error,
+              "Frame sampling process error | "
+              "OpenNIDisparityTransform::filter_process | frameType | 4");
   }
   EXPECT_EQ(update("4", "0", "1"), ""); // either 0 switches resampling off
-  const Frame output = filter.process(input, error);
-  ASSERT_NE(output, nullptr) << error.text();
-  EXPECT_EQ(gx_frame_get_data_size(output.get(), nullptr),
-            gx_frame_get_data_size(input.get(), nullptr));
+  EXPECT_EQ(filter.outcome(input).pixels.size(), pixels_of(input.get()).size());
 }
 
 TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
   test::Random random(3);
-  for (int round = 0; round < 150; ++round) {
+  for (int round = 0; round < 400; ++round) {
     Input input{1 + random() % 70, 1 + random() % 20, GX_PIXEL_DISPARITY};
     input.record.minDisparity = 100;
     for (size_t i = 0; i < size_t{input.width} * input.height; ++i)
@@ -364,29 +297,23 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
     model.update(9999, 5, 1);
     model.process(input);
     (*model.table)[0] = 0;
+    Pixels depths = input.pixels;
+    naive::look_up(depths, *model.table);
     Pixels expected(size_t{width} * height, 0);
-    const auto step = static_cast<uint32_t>(65536.0f / parsed + 1.0f);
-    uint32_t y = y_cut << 16;
-    for (uint32_t r = 0; r < height && r < uint32_t(float(input.height) * parsed); ++r, y += step) {
-      uint32_t x = x_cut << 16;
-      for (uint32_t c = 0; c < width && c < uint32_t(float(input.width) * parsed); ++c, x += step) {
-        if (r < y_set || r + y_set >= height || c < x_set || c + x_set >= width)
-          continue;
-        const auto source =
-            std::min(y >> 16, input.height - 1) * input.width + std::min(x >> 16, input.width - 1);
-        expected[r * width + c] = (*model.table)[input.pixels[source]];
-      }
-    }
-    for (const simd::Level level : simd::supported_levels()) {
-      simd::use_level(level);
-      Filter filter("OpenNIDisparityTransform");
-      ASSERT_EQ(filter.update_to(texts), "");
-      ErrorSlot error;
-      const Frame output = filter.process(input.make(), error);
-      ASSERT_EQ(test::pixels_of(output.get()), expected) << simd::level_name(level) << round;
-      EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), width);
-      EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
-    }
+    const auto walk = [&](uint32_t source, uint32_t side, uint32_t from, uint32_t blank) {
+      const auto step = static_cast<uint32_t>(65536.0f / parsed + 1.0f);
+      const auto end = std::min(uint32_t(float(source) * parsed), side - std::min(side, blank));
+      return naive::Walk{static_cast<int>(blank), static_cast<int>(end),
+                         (from << 16) + blank * step, step};
+    };
+    naive::sample({depths, input.width, input.height}, {expected, width, height},
+                  walk(input.width, width, x_cut, x_set), walk(input.height, height, y_cut, y_set));
+    Filter filter("OpenNIDisparityTransform");
+    ASSERT_EQ(filter.update_to(texts), "");
+    const auto [output, pixels, error, trace, printed, level] = filter.outcome(input.make());
+    ASSERT_EQ(pixels, expected) << level << round;
+    EXPECT_EQ(gx_video_frame_get_width(output.get(), nullptr), width);
+    EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
   }
 }
 
@@ -402,8 +329,8 @@ TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
                            {"400", "300", 300, 200}}) {
     Filter filter("OpenNIDisparityTransform");
     filter.update({"900", "9", "1", each.width, each.height, "1", "0", "0", "0", "0"});
-    ErrorSlot error;
-    const Frame output = filter.process(all_codes(test::stereo_record()).make(), error);
+    const Frame input = all_codes(stereo_record()).make();
+    const Frame output = filter.process(input.get());
     const Profile profile{gx_frame_get_stream_profile(output.get(), nullptr)};
     const auto intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
     EXPECT_EQ(intrinsic.fx, 1);
@@ -411,29 +338,6 @@ TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
     EXPECT_EQ(intrinsic.cy, each.cy);
     EXPECT_EQ(intrinsic.width, std::atoi(each.width));
     EXPECT_EQ(intrinsic.height, std::atoi(each.height));
-  }
-}
-
-TEST(DisparityLookupKernels, EveryLevelMapsEveryCount) {
-  test::Random random(5);
-  Pixels table(65536), codes(75);
-  for (auto* pixels : {&table, &codes})
-    for (auto& pixel : *pixels)
-      pixel = static_cast<uint16_t>(random());
-  for (size_t count = 0; count <= codes.size(); ++count) {
-    Pixels whole(codes.size(), 9), shifted(codes.size(), 9);
-    for (size_t i = 0; i < count; ++i) {
-      whole[i] = table[codes[i]];
-      shifted[i] = static_cast<uint16_t>(table[codes[i] / 16] * 16 + codes[i] % 16);
-    }
-    for (const simd::Level level : simd::supported_levels()) {
-      const auto& kernels = simd::kernels<filter_processor::DisparityLookupKernels>(level);
-      Pixels out(codes.size(), 9);
-      kernels.whole(codes.data(), out.data(), count, table.data());
-      EXPECT_EQ(out, whole) << simd::level_name(level) << count;
-      kernels.shifted(codes.data(), out.data(), count, table.data());
-      EXPECT_EQ(out, shifted) << simd::level_name(level) << count;
-    }
   }
 }
 

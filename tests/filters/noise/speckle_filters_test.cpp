@@ -5,12 +5,14 @@
 #include <cmath>
 #include <random>
 
-#include "filters/noise/naive_speckles.h"
+#include "naive/depth_table.h"
+#include "naive/speckles.h"
 #include "support/camera_frame.h"
-#include "support/naive_depth_table.h"
+#include "support/filter.h"
 
 namespace {
 
+using filter_processor::SpeckleTask;
 using namespace test;
 using Input = CameraFrame;
 
@@ -61,15 +63,15 @@ struct NaiveFilter {
     const int fraction_bits = static_cast<uint8_t>(input.bits - input.record.dispIntPlace);
     const int diff = type == GX_PIXEL_TOF_DEPTH
                          ? min_diff
-                         : cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
+                         : naive::cut(std::exp2(fraction_bits) * min_diff / std::exp2(8));
     std::vector<uint16_t> limits;
     for (const int size : sizes)
-      limits.push_back(cut(static_cast<float>(size) * area));
+      limits.push_back(naive::cut(static_cast<float>(size) * area));
     const auto bxf = static_cast<float>(double{input.record.baseline} * input.record.fx);
     filter_processor::DepthDiffLut table;
-    if (!naive_depth_table({input.width, input.height, input.scale, type, bxf,
-                            static_cast<uint8_t>(fraction_bits)},
-                           static_cast<uint16_t>(diff), table))
+    if (!naive::build_depth_table({input.width, input.height, input.scale, type, bxf,
+                                   static_cast<uint8_t>(fraction_bits)},
+                                  static_cast<uint16_t>(diff), table))
       return error("update depth diff lut error", "updateConfig", "updateDepthDiffLut()");
     SpeckleTask task{.width = input.width,
                      .height = input.height,
@@ -86,7 +88,7 @@ struct NaiveFilter {
       task.invalid_value = !own_code ? 0 : input.record.packMode == 4 ? 65532 : 8192;
     }
     pixels = input.pixels;
-    naive_remove_speckles(task, pixels);
+    naive::remove_speckles(task, pixels);
     return "";
   }
 };
@@ -170,15 +172,10 @@ TEST_P(SpeckleFilters, EqualTheNaiveFilterOverAnySequence) {
           input = random_input(random);
         Pixels expected;
         const std::string failure = naive.process(input, expected);
-        ErrorSlot error;
-        testing::internal::CaptureStdout();
-        const Frame output = filter.process(input.make(), error);
-        const std::string printed = testing::internal::GetCapturedStdout();
-        ASSERT_EQ(error.text(), failure) << instance << "." << step;
-        ASSERT_EQ(printed, failure.empty() ? "" : error.trace());
-        ASSERT_EQ(output != nullptr, failure.empty());
-        if (output != nullptr)
-          ASSERT_EQ(pixels_of(output.get()), expected) << instance << "." << step;
+        const Outcome outcome = filter.outcome(input.make());
+        ASSERT_EQ(outcome.error, failure) << instance << "." << step;
+        ASSERT_EQ(outcome.printed, outcome.trace);
+        ASSERT_EQ(outcome.pixels, failure.empty() ? expected : Pixels{}) << instance << "." << step;
       }
     }
   }
@@ -186,20 +183,18 @@ TEST_P(SpeckleFilters, EqualTheNaiveFilterOverAnySequence) {
 
 TEST_P(SpeckleFilters, RepeatADerivationThatFailed) {
   Filter filter(name());
-  ErrorSlot error;
   // Of the size, and but for its pixel type like what the parameters are for before any frame.
   Input input = tiled() ? Input{1280, 800} : Input{848, 480};
   input.record = {};
   input.bits = 8;
   const Frame depth = input.make();
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(filter.process(depth, error), nullptr);
-    EXPECT_EQ(error.text(), "update depth diff lut error | " + name() +
-                                "::updateConfig | updateDepthDiffLut() | 4");
+    EXPECT_EQ(filter.outcome(depth).error, "update depth diff lut error | " + name() +
+                                               "::updateConfig | updateDepthDiffLut() | 4");
     filter.reset();
   }
   input.pixel_type = GX_PIXEL_UNKNOWN;
-  EXPECT_NE(filter.process(input.make(), error), nullptr) << error.text();
+  EXPECT_EQ(filter.outcome(input.make()).error, "");
 }
 
 TEST_P(SpeckleFilters, RefuseSizesThatNoParametersCanBeDerivedFor) {
@@ -209,13 +204,11 @@ TEST_P(SpeckleFilters, RefuseSizesThatNoParametersCanBeDerivedFor) {
   std::vector<int> values(tiled() ? 16 : 1, 9);
   values.insert(values.end(), {9, 1280, 1024});
   ASSERT_EQ(update(filter, values), "");
-  ErrorSlot error;
   for (const Input& input :
        {Input{0, 3}, Input{3, 0}, Input{3, 4}, Input{32768, 1}, Input{1, 32768}}) {
-    EXPECT_EQ(filter.process(input.make(), error), nullptr);
-    EXPECT_EQ(error.text(), refusal) << input.width << "x" << input.height;
+    EXPECT_EQ(filter.outcome(input.make()).error, refusal) << input.width << "x" << input.height;
   }
-  EXPECT_NE(filter.process(Input{32767, 1}.make(), error), nullptr) << error.text();
+  EXPECT_EQ(filter.outcome(Input{32767, 1}.make()).error, "");
 }
 
 } // namespace

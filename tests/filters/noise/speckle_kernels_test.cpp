@@ -5,13 +5,14 @@
 #include <iterator>
 #include <random>
 
-#include "filters/noise/naive_speckles.h"
+#include "naive/speckles.h"
 #include "support/host_objects.h"
 
 namespace {
 
 namespace simd = filter_processor::simd;
 using filter_processor::SpeckleKernels;
+using filter_processor::SpeckleTask;
 using namespace test;
 
 Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level) {
@@ -25,7 +26,7 @@ Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level)
 
 void expect_naive(const SpeckleTask& task, const Pixels& input, const std::string& what) {
   Pixels expected = input;
-  naive_remove_speckles(task, expected);
+  naive::remove_speckles(task, expected);
   for (const simd::Level level : simd::supported_levels()) {
     ASSERT_EQ(filtered(task, input, level), expected)
         << what << " " << simd::level_name(level) << " " << task.width << "x" << task.height

@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "filters/smoothing/spatial_advanced_kernels.h"
-#include "support/depth_adaptive_model.h"
+#include "naive/depth_adaptive.h"
+#include "naive/spatial_advanced.h"
 
 namespace {
 
@@ -9,111 +10,6 @@ namespace simd = filter_processor::simd;
 using filter_processor::PixelGrid;
 using filter_processor::SpatialAdvancedKernels;
 using namespace test;
-
-// The passes written down pixel by pixel.
-
-struct Image {
-  Pixels pixels;
-  int width, height;
-
-  uint16_t& at(int y, int x) {
-    return pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
-  }
-};
-
-bool valid(uint16_t v) {
-  return static_cast<int16_t>(v) > 0;
-}
-
-/// |cur - prev|, taken as 16 bits.
-uint16_t distance(uint16_t cur, uint16_t prev) {
-  const auto d = static_cast<int16_t>(static_cast<uint16_t>(cur - prev));
-  return static_cast<uint16_t>(std::abs(int{d}));
-}
-
-using Table = std::array<uint16_t, 7>;
-
-/// The threshold of lane `lane` of eight pixels: one for all, or that of the table for the first
-/// half of the lanes, spread over the even ones.
-struct Threshold {
-  bool fixed;
-  uint16_t value;
-  Table table;
-
-  template <typename PixelOfLane>
-  uint16_t of(int lane, PixelOfLane pixel) const {
-    if (fixed)
-      return value;
-    return lane % 2 == 0 ? table[std::min<size_t>(pixel(lane / 2) >> 1, 6)] : uint16_t{0};
-  }
-};
-
-void naive_row_walk(Image& image, const Threshold& threshold, uint8_t radius, int block, int start,
-                    int end, int step) {
-  int counter[8] = {};
-  uint16_t prev[8];
-  for (int i = 0; i < 8; ++i)
-    prev[i] = image.at(block + i, start);
-  for (int x = start + step; x != end; x += step) {
-    uint16_t next[8];
-    for (int i = 0; i < 8; ++i) {
-      const auto cur = image.at(block + i, x);
-      const uint16_t t = static_cast<uint16_t>(
-          threshold.of(i, [&](int row) { return image.at(block + row, x); }) + 1);
-      const auto d = distance(cur, prev[i]);
-      next[i] = cur;
-      if (valid(cur) && valid(prev[i]))
-        counter[i] = 0;
-      if (!valid(cur) && valid(prev[i])) {
-        if (++counter[i] < radius)
-          next[i] = prev[i];
-      } else if (valid(cur) && valid(prev[i]) && d > 0 && d < t) {
-        next[i] = static_cast<uint16_t>((cur + prev[i]) >> 1);
-      }
-    }
-    for (int i = 0; i < 8; ++i)
-      prev[i] = image.at(block + i, x) = next[i];
-  }
-}
-
-void naive_rows(Image& image, const Threshold& threshold, uint8_t radius) {
-  if (image.width <= 2)
-    return;
-  for (int block = 0; block + 8 <= image.height; block += 8) {
-    naive_row_walk(image, threshold, radius, block, 0, image.width - 1, 1);
-    naive_row_walk(image, threshold, radius, block, image.width - 1, -1, -1);
-  }
-}
-
-void naive_columns(Image& image, const Threshold& threshold) {
-  if (image.height < 2)
-    return;
-  const auto meet = [&](int y, int previous) {
-    for (int group = 0; group + 8 <= image.width; group += 8) {
-      uint16_t t[8];
-      for (int i = 0; i < 8; ++i)
-        t[i] = threshold.of(i, [&](int column) { return image.at(y, group + column); });
-      for (int i = 0; i < 8; ++i) {
-        auto& cur = image.at(y, group + i);
-        const auto prev = image.at(previous, group + i);
-        const auto d = distance(cur, prev);
-        if (valid(cur) && valid(prev) && d > 0 && d < t[i])
-          cur = static_cast<uint16_t>((cur + prev) >> 1);
-      }
-    }
-  };
-  for (int y = 1; y < image.height; ++y)
-    meet(y, y - 1);
-  for (int y = image.height - 2; y >= 0; --y)
-    meet(y, y + 1);
-}
-
-void naive_smooth(Image& image, const Threshold& threshold, int iterations, uint8_t radius) {
-  for (int i = 0; i < (threshold.fixed ? 1 : iterations); ++i) {
-    naive_rows(image, threshold, radius);
-    naive_columns(image, threshold);
-  }
-}
 
 TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
   std::mt19937 random(7);
@@ -123,16 +19,17 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
     const uint32_t spread = std::array{4U, 60U, 900U, 65536U}[random() % 4];
     const Pixels input =
         random_surfaces(static_cast<size_t>(width) * static_cast<size_t>(height), spread, random);
-    Threshold threshold{random() % 2 == 0, static_cast<uint16_t>(random() % spread), {}};
+    naive::AdvancedThreshold threshold{
+        random() % 2 == 0, static_cast<uint16_t>(random() % spread), {}};
     if (random() % 8 == 0)
       threshold.value = std::array<uint16_t, 5>{0, 1, 32767, 65534, 65535}[random() % 5];
     for (auto& entry : threshold.table)
       entry = static_cast<uint16_t>(random() % 10 == 0 ? 65535 : random() % spread);
     const auto radius = static_cast<uint8_t>(random() % 10);
-    Image rows{input, width, height};
-    naive_rows(rows, threshold, radius);
-    Image columns{input, width, height};
-    naive_columns(columns, threshold);
+    Pixels rows = input;
+    naive::walk_rows({rows, width, height}, threshold, radius);
+    Pixels columns = input;
+    naive::walk_columns({columns, width, height}, threshold);
     for (const simd::Level level : simd::supported_levels()) {
       const auto& kernels = simd::kernels<SpatialAdvancedKernels>(level);
       Pixels by_rows = input;
@@ -151,8 +48,8 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
       }
       const auto where = ::testing::Message() << simd::level_name(level) << " " << width << "x"
                                               << height << (threshold.fixed ? " fixed" : " table");
-      ASSERT_EQ(by_rows, rows.pixels) << where << " rows, radius " << int{radius};
-      ASSERT_EQ(by_columns, columns.pixels) << where << " columns";
+      ASSERT_EQ(by_rows, rows) << where << " rows, radius " << int{radius};
+      ASSERT_EQ(by_columns, columns) << where << " columns";
     }
   }
 }
@@ -180,11 +77,9 @@ struct Model : DepthAdaptiveModel<Params> {
   }
 
   void smooth(Pixels& pixels) const {
-    Image image{pixels, static_cast<int>(current_facts.width),
-                static_cast<int>(current_facts.height)};
-    naive_smooth(image, {current_facts.pixel_type == 2, current.disp_diff, table.entries},
-                 current.magnitude, static_cast<uint8_t>(current.radius));
-    pixels = image.pixels;
+    naive::smooth_recursively({pixels, current_facts.width, current_facts.height},
+                              {current_facts.pixel_type == 2, current.disp_diff, table.entries},
+                              current.magnitude, static_cast<uint8_t>(current.radius));
   }
 };
 
@@ -204,12 +99,9 @@ TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
 TEST(SpatialAdvancedFilter, ReportsAKernelThatCannotWork) {
   // A description like that of no frame needs no derivation, which would refuse it earlier.
   const FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
-  const NoLeftovers no_leftovers;
-  Filter filter("SpatialAdvancedFilter");
-  ErrorSlot error;
-  EXPECT_EQ(filter.process(make_frame_of(facts, {}), error), nullptr);
-  EXPECT_EQ(error.text(), "spatial advanced filter error | SpatialAdvancedFilter::filter_process | "
-                          "SpatialaDvancedFilter | 0");
+  EXPECT_EQ(Filter("SpatialAdvancedFilter").outcome(make_frame_of(facts, {})).error,
+            "spatial advanced filter error | SpatialAdvancedFilter::filter_process | "
+            "SpatialaDvancedFilter | 0");
 }
 
 TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
@@ -218,13 +110,11 @@ TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
   std::mt19937 random(3);
   const Pixels pixels = random_surfaces(size_t{65545} * 9, 200, random);
   Filter filter("SpatialAdvancedFilter");
-  ErrorSlot error;
-  const Frame output = filter.process(make_frame_of(facts, pixels), error);
-  Image corner{Pixels(pixels.begin(), pixels.begin() + 81), 9, 9};
-  naive_smooth(corner, {true, 160, {}}, 1, 1);
+  Pixels corner(pixels.begin(), pixels.begin() + 81);
+  naive::smooth_recursively({corner, 9, 9}, {true, 160}, 1, 1);
   Pixels expected = pixels;
-  std::copy(corner.pixels.begin(), corner.pixels.end(), expected.begin());
-  EXPECT_EQ(pixels_of(output.get()), expected);
+  std::copy(corner.begin(), corner.end(), expected.begin());
+  EXPECT_EQ(filter.outcome(make_frame_of(facts, pixels)).pixels, expected);
 }
 
 } // namespace

@@ -3,7 +3,8 @@
 #include <functional>
 
 #include "filters/smoothing/spatial_moderate_kernels.h"
-#include "support/depth_adaptive_model.h"
+#include "naive/depth_adaptive.h"
+#include "naive/spatial_moderate.h"
 
 namespace {
 
@@ -11,57 +12,6 @@ namespace simd = filter_processor::simd;
 using filter_processor::SmoothingWindow;
 using filter_processor::SpatialModerateKernels;
 using namespace test;
-
-struct Thresholds {
-  bool fixed;
-  uint16_t value;
-  std::array<uint16_t, 7> table;
-  unsigned shift;
-
-  uint16_t of(uint16_t pixel) const {
-    return fixed ? value : table[shift < 16 ? std::min(unsigned{pixel} >> shift, 6U) : 0];
-  }
-};
-
-/// The algorithm written down pixel by pixel, in the order of its loops.
-void naive_smooth(Pixels& image, int width, int height, int reach, int iterations,
-                  const Thresholds& thresholds) {
-  std::vector<uint32_t> sums(static_cast<size_t>(width)), counts(sums);
-  const auto at = [&](int y, int x) -> uint16_t& {
-    return image[static_cast<size_t>(y) * sums.size() + static_cast<size_t>(x)];
-  };
-  const int grouped = reach + std::max(width - 2 * reach, 0) / 8 * 8;
-  for (int i = 0; i < iterations; ++i) {
-    for (int y = reach; y < height - reach; ++y) {
-      for (int dy = -reach; dy <= reach; ++dy) {
-        int shared = 0;
-        for (int x = reach; x < width - reach; ++x) {
-          const bool in_group = x < grouped;
-          if (in_group && (x - reach) % 8 == 0)
-            shared = thresholds.of(at(y, x + dy));
-          auto& sum = sums[static_cast<size_t>(x)];
-          auto& count = counts[static_cast<size_t>(x)];
-          const auto p = at(y, x);
-          if (p == 0)
-            continue;
-          for (int dx = -reach; dx <= reach; ++dx) {
-            const auto q = at(y + dy, x + dx);
-            const int difference = std::abs(q - p);
-            if (q != 0 && (in_group ? difference < shared : difference <= thresholds.of(p))) {
-              sum += q;
-              ++count;
-            }
-          }
-          if (dy == reach) {
-            if (count != 0)
-              at(y, x) = static_cast<uint16_t>(sum / count);
-            sum = count = 0;
-          }
-        }
-      }
-    }
-  }
-}
 
 TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
   struct Size {
@@ -78,7 +28,8 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
       for (const int spread : {3, 60, 900, 5000, 65536}) {
         const Pixels input = random_surfaces(size_t{size.width} * size.height,
                                              static_cast<uint32_t>(spread), random);
-        Thresholds thresholds{random() % 2 == 0, static_cast<uint16_t>(spread), {}, 0};
+        naive::ModerateThresholds thresholds{
+            random() % 2 == 0, static_cast<uint16_t>(spread), {}, 0};
         if (random() % 8 == 0)
           thresholds.value = random() % 2 == 0 ? 0 : 65535;
         for (auto& entry : thresholds.table)
@@ -86,8 +37,8 @@ TEST(SpatialModerateKernels, EveryLevelEqualsTheNaiveForm) {
         thresholds.shift = std::array{9U, 13U, 3U, 15U, 16U, 137U, 0U}[random() % 7];
         const uint32_t iterations = random() % 4;
         Pixels expected = input;
-        naive_smooth(expected, static_cast<int>(size.width), static_cast<int>(size.height),
-                     static_cast<int>(reach), static_cast<int>(iterations), thresholds);
+        naive::smooth_windows({expected, size.width, size.height}, static_cast<int>(reach),
+                              static_cast<int>(iterations), thresholds);
         for (const simd::Level level : simd::supported_levels()) {
           Pixels output = input;
           Pixels buffers(size_t{size.width} * SpatialModerateKernels::row_buffers);
@@ -153,11 +104,10 @@ struct Model : DepthAdaptiveModel<Params> {
   }
 
   void smooth(Pixels& pixels) const {
-    const Thresholds thresholds{current_facts.pixel_type == 2, current.disp_diff, table.entries,
-                                table.shift};
-    naive_smooth(pixels, static_cast<int>(current_facts.width),
-                 static_cast<int>(current_facts.height), current.radius / 2, current.magnitude,
-                 thresholds);
+    const naive::ModerateThresholds thresholds{current_facts.pixel_type == 2, current.disp_diff,
+                                               table.entries, table.shift};
+    naive::smooth_windows({pixels, current_facts.width, current_facts.height}, current.radius / 2,
+                          current.magnitude, thresholds);
   }
 };
 

@@ -4,7 +4,7 @@
 
 #include "plugin/base/frame_info.h"
 
-namespace test {
+namespace naive {
 
 /// The low 16 bits of a whole number that may be larger than any integer type; 0 for none.
 inline uint16_t cut(double value) {
@@ -15,7 +15,7 @@ inline uint16_t cut(double value) {
 }
 
 /// The table entry by entry, in the widths that hosts rely on; left as it is on failure.
-inline bool naive_depth_table(const filter_processor::FrameInfo& info, uint16_t difference,
+inline bool build_depth_table(const filter_processor::FrameInfo& info, uint16_t difference,
                               filter_processor::DepthDiffLut& table) {
   const bool depth = info.depth_flag == GX_PIXEL_DEPTH;
   const bool tof = info.depth_flag == GX_PIXEL_TOF_DEPTH;
@@ -40,4 +40,4 @@ inline bool naive_depth_table(const filter_processor::FrameInfo& info, uint16_t 
   return true;
 }
 
-} // namespace test
+} // namespace naive

@@ -10,13 +10,13 @@
 
 #include "filters/noise/speckle/speckle_kernels.h"
 
-namespace test {
+namespace naive {
 
 using filter_processor::SpeckleTask;
 
-class NaiveSpeckles {
+class Speckles {
  public:
-  NaiveSpeckles(const SpeckleTask& task, std::vector<uint16_t>& pixels)
+  Speckles(const SpeckleTask& task, std::vector<uint16_t>& pixels)
       : task_(task), pixels_(pixels), width_(static_cast<int>(task.width)),
         height_(static_cast<int>(task.height)), labels_(pixels.size()), is_speckle_(1) {}
 
@@ -130,8 +130,8 @@ class NaiveSpeckles {
   std::vector<bool> is_speckle_; ///< by label; labels begin with 1
 };
 
-inline void naive_remove_speckles(const SpeckleTask& task, std::vector<uint16_t>& pixels) {
-  NaiveSpeckles(task, pixels).run();
+inline void remove_speckles(const SpeckleTask& task, std::vector<uint16_t>& pixels) {
+  Speckles(task, pixels).run();
 }
 
-} // namespace test
+} // namespace naive

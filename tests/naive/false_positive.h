@@ -8,11 +8,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
-namespace naive {
+#include "naive/image.h"
 
-using Pixels = std::vector<uint16_t>;
+namespace naive::false_positive {
 
 /// The configuration record as bytes.
 struct Record {
@@ -61,11 +60,6 @@ inline Record default_record(int width = 848, int height = 480) {
   r.u16(271, 500);
   r.set<float>(273, {0.0F, 0.1F, 0.4F, 1.0F});
   return r;
-}
-
-/// The index of column x and row y in rows of `width` pixels.
-inline size_t place(int x, int y, int width) {
-  return static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x);
 }
 
 /// The whole part, within bounds that stand for "beyond any image".
@@ -419,7 +413,8 @@ class Filter {
     const float sx = static_cast<float>(width) / static_cast<float>(anchor.u16(0));
     const float sy = static_cast<float>(height) / static_cast<float>(anchor.u16(2));
     const float sxy = sx * sy;
-    if (width == 0 || height == 0 || sx < 0.00001F || sy < 0.00001F || sxy < 0.00001F)
+    if (width == 0 || height == 0 || width > 65535 || height > 65535 || sx < 0.00001F ||
+        sy < 0.00001F || sxy < 0.00001F)
       return false;
     Record r = anchor;
     const auto scale = [&](size_t offset, float factor) {
@@ -445,4 +440,4 @@ class Filter {
   Fired& fired_;
 };
 
-} // namespace naive
+} // namespace naive::false_positive
