@@ -17,7 +17,7 @@ struct KnownDifference {
   const char* filter;
   const char* check;
   const char* doing; ///< wildcards
-  const char* came;  ///< wildcards
+  std::string came;  ///< wildcards
   const char* why;
 };
 

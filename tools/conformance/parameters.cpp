@@ -83,7 +83,7 @@ class BoundsCheck {
   void refuse(size_t i, const std::string& value, const std::string& what) {
     gexton::ErrorSlot slot;
     const std::string came = try_value(i, value, what, slot);
-    const std::string message = slot ? message_of(slot.get()) : "params out of range";
+    const std::string message = slot ? message_of(slot.get()) : out_of_range;
     findings_.expect(describe_error(message, update_function(subject_), filter_.schema()[i].name),
                      came);
     findings_.doing(fmt::format("frames after {} = {}, {}", filter_.schema()[i].name, value, what));

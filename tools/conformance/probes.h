@@ -8,6 +8,8 @@
 namespace conformance {
 
 inline constexpr const char* no_error = "no error";
+/// How plug-ins word their refusal of a parameter's value.
+inline constexpr const char* out_of_range = "params out of range";
 
 /// 'the error "message" in function(args), type 4', or "no error" for null.
 std::string describe(const gx_error* error);
