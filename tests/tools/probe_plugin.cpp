@@ -7,10 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "filter_processor.h"
-#include "gexton_host.h"
+#include "gexton_host.hpp"
 
 namespace {
+
+const gexton::LiveHandles at_load;
 
 enum class Kind { probe, failing, silent, schemaless, record };
 constexpr const char* names[] = {"ProbeFilter", "FailingFilter", "SilentFilter", "SchemalessFilter",
@@ -35,10 +36,9 @@ void reject(const char* message, const char* function, const char* args, gx_erro
 
 /// What the filter learned about the frame and itself, one number for each pixel.
 std::vector<int> observations(const gx_priv_filter& filter, const gx_frame* frame) {
-  gx_stream_profile* profile = gx_frame_get_stream_profile(frame, nullptr);
-  const gx_camera_intrinsic intrinsic = gx_video_stream_profile_get_intrinsic(profile, nullptr);
-  const D2DParameters d2d = gx_disparity_based_stream_profile_get_disparity_param(profile, nullptr);
-  gx_delete_stream_profile(profile, nullptr);
+  const gexton::Profile profile(gx_frame_get_stream_profile(frame, nullptr));
+  const auto intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
+  const auto d2d = gx_disparity_based_stream_profile_get_disparity_param(profile.get(), nullptr);
   std::vector<int> seen{
       static_cast<int>(gx_frame_get_index(frame, nullptr)),
       gx_video_frame_get_pixel_type(frame, nullptr),
@@ -77,8 +77,7 @@ gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
 
 void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
   // The host must have given everything back before it lets its last filter go.
-  const gexton_live_handles live = gexton_get_live_handles();
-  if (live.frames + live.stream_profiles + live.errors + gexton_get_excess_releases() != 0)
+  if (!at_load.left_over().empty())
     std::printf("LEAK\n");
   delete context->filter;
   delete context;
