@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -20,23 +21,22 @@ namespace {
 
 constexpr uint64_t foreign_count = 5;
 
+/// The record's words that are functions, in its order.
+constexpr std::array record_functions{
+    "gx_priv_filter_context_destroy", "",
+    "gx_priv_filter_reset",           "gx_priv_filter_get_config_schema",
+    "gx_priv_filter_update_config",   "gx_priv_filter_set_config_data",
+    "gx_priv_filter_process"};
+
+template <typename Function>
+Function* function_of(void* library, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
 bool stays_itself(void* library) {
-  const auto own = [&]<typename Function>(const char* name, Function*& function) {
-    function = reinterpret_cast<Function*>(dlsym(library, name));
-  };
-  decltype(gx_get_filter_count)* count = nullptr;
-  decltype(gx_get_filter_name)* name = nullptr;
-  decltype(gx_create_filter)* create = nullptr;
-  gx_priv_filter_context words{};
-  own("gx_get_filter_count", count);
-  own("gx_get_filter_name", name);
-  own("gx_create_filter", create);
-  own("gx_priv_filter_context_destroy", words.destroy);
-  own("gx_priv_filter_get_config_schema", words.get_config_schema);
-  own("gx_priv_filter_update_config", words.update_config);
-  own("gx_priv_filter_set_config_data", words.set_config_data);
-  own("gx_priv_filter_process", words.process);
-  own("gx_priv_filter_reset", words.reset);
+  const auto count = function_of<decltype(gx_get_filter_count)>(library, "gx_get_filter_count");
+  const auto name = function_of<decltype(gx_get_filter_name)>(library, "gx_get_filter_name");
+  const auto create = function_of<decltype(gx_create_filter)>(library, "gx_create_filter");
   const auto is_ours = [](std::string_view text) { return text != "foreign"; };
 
   bool right = count(nullptr) > 0 && count(nullptr) != foreign_count;
@@ -44,10 +44,9 @@ bool stays_itself(void* library) {
     gx_priv_filter_context* context = create(index, nullptr);
     if (context == nullptr)
       return false;
-    right = right && context->destroy == words.destroy && context->reset == words.reset &&
-            context->get_config_schema == words.get_config_schema &&
-            context->update_config == words.update_config &&
-            context->set_config_data == words.set_config_data && context->process == words.process;
+    const auto words = std::bit_cast<std::array<void*, record_functions.size()>>(*context);
+    for (size_t word = 0; word < words.size(); ++word)
+      right &= word == 1 || words[word] == dlsym(library, record_functions[word]);
     right = right && is_ours(context->get_config_schema(context->filter)) &&
             is_ours(name(static_cast<int32_t>(index), nullptr));
     context->destroy(context);
