@@ -61,11 +61,6 @@ class Pair {
 
 } // namespace
 
-int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  // Traces of failures would fill the disk.
-  return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
-}
-
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   constexpr int most_steps = 12;
   Input input({data, size});
