@@ -167,21 +167,15 @@ TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
 }
 
 TEST(Recordings, OrderNumbersByValue) {
-  std::vector<std::string> names{"b",   "f10", "f9", "f010", "f01x",
-                                 "f1x", "f1",  "f",  "f9a",  "f99999999999999999999"};
+  const std::vector<std::string> ordered{"b",  "f",   "f1",   "f01x", "f1x",
+                                         "f9", "f9a", "f010", "f10",  "f99999999999999999999"};
+  auto names = ordered;
+  std::ranges::reverse(names);
   std::ranges::sort(names, natural_less);
-  EXPECT_EQ(names, (std::vector<std::string>{"b", "f", "f1", "f01x", "f1x", "f9", "f9a", "f010",
-                                             "f10", "f99999999999999999999"}));
+  EXPECT_EQ(names, ordered);
 }
 
 constexpr FrameSize small{97, 61};
-
-TEST(Scene, DependsOnSeedAndFrameAlone) {
-  const Image first = render_scene({.size = small}, 3);
-  EXPECT_EQ(render_scene({.size = small}, 3), first);
-  EXPECT_NE(render_scene({.size = small}, 4), first);
-  EXPECT_NE(render_scene({.size = small, .seed = 2}, 3), first);
-}
 
 TEST(Scene, IsTheSameOnEveryMachine) {
   const SceneSettings settings{
@@ -192,8 +186,13 @@ TEST(Scene, IsTheSameOnEveryMachine) {
   EXPECT_EQ(sum, 6587342931022281921U);
 }
 
-void expect_agreement(const SceneSettings& depth_settings, const SceneSettings& code_settings) {
-  const Image depth = render_scene(depth_settings, 0);
+void expect_agreement(uint32_t pack_mode, uint32_t disparity_offset) {
+  SCOPED_TRACE(testing::Message() << "pack mode " << pack_mode << ", offset " << disparity_offset);
+  const Image depth = render_scene({.size = small, .disparity_offset = disparity_offset}, 0);
+  const SceneSettings code_settings{.size = small,
+                                    .pixel_type = GX_PIXEL_DISPARITY,
+                                    .pack_mode = pack_mode,
+                                    .disparity_offset = disparity_offset};
   const Image codes = render_scene(code_settings, 0);
   const auto camera = make_camera(scene_facts(code_settings), code_settings.size);
   ASSERT_TRUE(camera) << camera.error().message;
@@ -219,16 +218,9 @@ void expect_agreement(const SceneSettings& depth_settings, const SceneSettings& 
 }
 
 TEST(Scene, AgreesInDepthAndDisparity) {
-  for (const uint32_t pack_mode : {1U, 2U}) {
-    for (const uint32_t offset : {0U, 1U}) {
-      SCOPED_TRACE(testing::Message() << "pack mode " << pack_mode << ", offset " << offset);
-      expect_agreement({.size = small, .disparity_offset = offset},
-                       {.size = small,
-                        .pixel_type = GX_PIXEL_DISPARITY,
-                        .pack_mode = pack_mode,
-                        .disparity_offset = offset});
-    }
-  }
+  for (const uint32_t pack_mode : {1U, 2U})
+    for (const uint32_t offset : {0U, 1U})
+      expect_agreement(pack_mode, offset);
 }
 
 /// Runs of one value that the frame without faults does not have there.
