@@ -12,9 +12,7 @@
 namespace {
 
 using namespace fuzzing;
-using filter_processor::simd::Level;
-using filter_processor::simd::supported_levels;
-using filter_processor::simd::use_level;
+using namespace filter_processor::simd;
 using namespace test;
 
 // ---- parameters ----
@@ -115,14 +113,12 @@ void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
 
 /// New pixels or those of the frame before, each at most seven larger or smaller.
 Pixels read_pixels_after(Input& input, Size size, Pixels& previous) {
-  if (previous.size() == size.pixels() && input.one_in(2)) {
-    const uint32_t step = 1 + input.byte();
-    for (size_t i = 0; i < previous.size(); ++i)
-      if (previous[i] != 0)
-        previous[i] = static_cast<uint16_t>(previous[i] + i * step % 15 - 7);
-  } else {
-    previous = read_pixels(input, size);
-  }
+  if (previous.size() != size.pixels() || !input.one_in(2))
+    return previous = read_pixels(input, size);
+  const uint32_t step = 1 + input.byte();
+  for (size_t i = 0; i < previous.size(); ++i)
+    if (previous[i] != 0)
+      previous[i] = static_cast<uint16_t>(previous[i] + i * step % 15 - 7);
   return previous;
 }
 
@@ -191,8 +187,7 @@ struct Outcome {
 /// `function(error slot)`, with a slot as hosts may hand it over.
 template <typename Function>
 Outcome call(Slot kind, Function function) {
-  ErrorSlot held;
-  ErrorSlot written;
+  ErrorSlot held, written;
   gx_error* before = nullptr;
   if (kind == Slot::holding_an_error) {
     before = gx_create_error(GX_STATUS_ERROR, "old", "", "", GX_EXCEPTION_TYPE_UNKNOWN);
@@ -332,18 +327,16 @@ class Twins {
     require(from != nullptr, "only depth frames and sets with one are filtered");
     const Frame to = gexton::depth_frame_of(*outcome.frame);
     require(to != nullptr, "the result holds a depth frame");
-    require(gx_frame_get_type(outcome.frame.get(), nullptr) ==
-                gx_frame_get_type(input.get(), nullptr),
-            "a frame comes for a frame, a set for a set");
-    require(gx_frame_get_index(to.get(), nullptr) == gx_frame_get_index(from.get(), nullptr),
-            "the frame number stays");
+    const auto same = [](auto property, const Frame& one, const Frame& other) {
+      return property(one.get(), nullptr) == property(other.get(), nullptr);
+    };
+    require(same(gx_frame_get_type, outcome.frame, input), "a frame for a frame, a set for a set");
+    require(same(gx_frame_get_index, to, from), "the frame number stays");
     if (filter_.converts &&
         gx_video_frame_get_pixel_type(from.get(), nullptr) != GX_PIXEL_DISPARITY)
       require(dump(outcome.frame) == dump(input), "what is no disparity comes back as it was");
     if (filter_.size_parameter < 0)
-      require(gx_frame_get_data_size(to.get(), nullptr) ==
-                  gx_frame_get_data_size(from.get(), nullptr),
-              "the size stays");
+      require(same(gx_frame_get_data_size, to, from), "the size stays");
     check_pixels(*from, *to);
   }
 
