@@ -1,6 +1,7 @@
 // The reference host: who owns what, what copies carry, and the faults that it is asked for.
 
 #include <algorithm>
+#include <cstring>
 #include <latch>
 #include <set>
 #include <thread>
@@ -16,12 +17,8 @@
 
 namespace {
 
+using namespace test;
 using gexton::FrameState;
-using test::ErrorSlot;
-using test::Frame;
-using test::Pixels;
-using test::pixels_of;
-using test::Profile;
 using Names = std::vector<std::string>;
 
 /// Every test begins with a depth frame of 4 x 2 pixels and a set that holds it, and ends without
@@ -31,7 +28,7 @@ class Host : public testing::Test {
   Host() { gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, -7, nullptr); }
   ~Host() override { gexton_clear_faults(); }
 
-  const test::NoLeftovers no_leftovers;
+  const NoLeftovers no_leftovers;
   const Pixels pixels{0x0100, 0x0101, 0x0102, 0x0103, 0x0104, 0x0105, 0x0106, 0x0107};
   const Profile profile{gexton_create_stream_profile(GX_FORMAT_Y16, 4, 2, nullptr)};
   const Frame frame{
@@ -193,10 +190,10 @@ TEST_F(Host, FramesHoldAsManyBytesAs32BitsCount) {
   for (const auto& [width, height, expected] : cases) {
     const Profile vast{gexton_create_stream_profile(GX_FORMAT_Y16, width, height, nullptr)};
     EXPECT_EQ(gx_video_stream_profile_get_intrinsic(vast.get(), nullptr).width, INT16_MAX);
-    test::fail_nth_allocation(height == 1 ? 1 : 0); // the pixels
+    fail_nth_allocation(height == 1 ? 1 : 0); // the pixels
     EXPECT_EQ(gexton_create_video_frame(GX_FRAME_DEPTH, vast.get(), nullptr, error.receive()),
               nullptr);
-    test::fail_nth_allocation(0);
+    fail_nth_allocation(0);
     EXPECT_EQ(error.text(), expected);
   }
 }
@@ -235,7 +232,7 @@ void check(const char* name, Function function, const Handle& handle, Arguments.
   SCOPED_TRACE(name);
   const auto outcome = [&](typename Handle::pointer object) {
     using Result = decltype(function(object, arguments..., nullptr));
-    const test::NoLeftovers nothing_left;
+    const NoLeftovers nothing_left;
     ErrorSlot slot;
     const uint64_t calls = gexton_get_call_count();
     if constexpr (std::is_invocable_v<gexton::Release, Result>) {
@@ -256,9 +253,7 @@ void check(const char* name, Function function, const Handle& handle, Arguments.
   EXPECT_EQ(outcome(handle.get()), fault);
   function(handle.get(), arguments..., nullptr); // nowhere to store the error
   gexton_fail_function(nullptr, 0);
-  const auto has = [function_name = std::string(name)](const char* part) {
-    return function_name.find(part) != std::string::npos;
-  };
+  const auto has = [name](const char* part) { return std::strstr(name, part) != nullptr; };
   const std::string parameter = has("_from_other")                ? "other"
                                 : has("copy_info")                ? "source"
                                 : has("frameset")                 ? "frameset"

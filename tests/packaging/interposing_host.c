@@ -16,9 +16,7 @@ struct gx_error {
 };
 
 static struct gx_error made;
-static int failures;
-static int type_queries;
-static int deletions;
+static int failures, type_queries, deletions;
 
 static void check(int condition, const char* what) {
   if (condition)

@@ -21,12 +21,10 @@ namespace {
 
 constexpr uint64_t foreign_count = 5;
 
-/// The record's words that are functions, in its order.
-constexpr std::array record_functions{
-    "gx_priv_filter_context_destroy", "",
-    "gx_priv_filter_reset",           "gx_priv_filter_get_config_schema",
-    "gx_priv_filter_update_config",   "gx_priv_filter_set_config_data",
-    "gx_priv_filter_process"};
+/// The record's words in its order, named as the functions are; one of them is none.
+const std::array<std::string, 7> words{
+    "context_destroy", "",       "reset", "get_config_schema", "update_config",
+    "set_config_data", "process"};
 
 template <typename Function>
 Function* function_of(void* library, const char* name) {
@@ -44,9 +42,10 @@ bool stays_itself(void* library) {
     gx_priv_filter_context* context = create(index, nullptr);
     if (context == nullptr)
       return false;
-    const auto words = std::bit_cast<std::array<void*, record_functions.size()>>(*context);
-    for (size_t word = 0; word < words.size(); ++word)
-      right &= word == 1 || words[word] == dlsym(library, record_functions[word]);
+    const auto record = std::bit_cast<std::array<void*, words.size()>>(*context);
+    for (size_t i = 0; i < words.size(); ++i)
+      right &=
+          words[i].empty() || record[i] == dlsym(library, ("gx_priv_filter_" + words[i]).c_str());
     right = right && is_ours(context->get_config_schema(context->filter)) &&
             is_ours(name(static_cast<int32_t>(index), nullptr));
     context->destroy(context);
@@ -73,10 +72,9 @@ int main(int argc, char** argv) {
         for (const unsigned file : order)
           libraries[file] = dlopen(files[file].c_str(),
                                    RTLD_LAZY | (global >> file & 1U ? RTLD_GLOBAL : RTLD_LOCAL));
-        _exit(libraries[0] != libraries[1] && libraries[2] != nullptr &&
-                      stays_itself(libraries[0]) && stays_itself(libraries[1])
-                  ? 0
-                  : 1);
+        const bool right = libraries[0] != libraries[1] && libraries[2] != nullptr &&
+                           stays_itself(libraries[0]) && stays_itself(libraries[1]);
+        _exit(right ? 0 : 1);
       }
       int status = 0;
       if (waitpid(child, &status, 0) != child || status != 0) {

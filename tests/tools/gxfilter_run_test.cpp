@@ -26,9 +26,8 @@ class GxfilterProgram : public testing::Test {
   void TearDown() override { fs::remove_all(directory_); }
 
   static std::string text_of(const fs::path& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
   }
 
   /// Runs the program with these shell words in the test's own directory.
@@ -53,7 +52,7 @@ class GxfilterProgram : public testing::Test {
     std::ofstream(directory_ / path) << text;
   }
 
-  /// The names of the pictures in a directory; empty where there is no such directory.
+  /// The pictures in a directory; none where there is no such directory.
   size_t count_files(const std::string& path) const {
     std::error_code missing;
     return static_cast<size_t>(
@@ -257,11 +256,9 @@ TEST_F(GxfilterWithProbe, ChoosesTheRecordingInADirectory) {
   expect_end(probe("recording --filter ProbeFilter"), 2, {"--match"});
   EXPECT_EQ(probe("recording --match '*.bin' --filter ProbeFilter").status, 0);
   EXPECT_EQ(count_files("results"), 1U);
-  EXPECT_EQ(run("run --out recording recording --match '*.png' --filter ProbeFilter" +
-                std::string(with_probe))
-                .status,
-            2)
-      << "results must not replace the recording";
+  expect_end(run("run --out recording recording --match '*.png' --filter ProbeFilter" +
+                 std::string(with_probe)),
+             2, {"would replace an input"});
   EXPECT_EQ(probe("recording/f9.bin recording/f9.png --filter ProbeFilter").status, 2)
       << "two frames with one result";
 }

@@ -86,10 +86,9 @@ TEST(Canvas, DrawsWithinItself) {
   canvas.text(0, 0, 1, {4, 4, 4}, "L!");
   const RgbImage image = canvas.take();
   std::string drawn;
-  for (uint32_t i = 0; i < 80; ++i) {
-    drawn +=
-        std::string(i % 10 == 0 && i > 0 ? "\n" : "") + " .+#@"[color_at(image, i % 10, i / 10)[0]];
-  }
+  for (uint32_t y = 0; y < 8; ++y, drawn += '\n')
+    for (uint32_t x = 0; x < 10; ++x)
+      drawn += " .+#@"[color_at(image, x, y)[0]];
   EXPECT_EQ(drawn, "@.......@.\n"
                    "@....###@.\n"
                    "@....#..@.\n"
@@ -97,7 +96,7 @@ TEST(Canvas, DrawsWithinItself) {
                    "@.......@.\n"
                    "@.........\n"
                    "@@@@@...@+\n"
-                   "........++");
+                   "........++\n");
 }
 
 TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {

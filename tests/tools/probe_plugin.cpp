@@ -1,10 +1,10 @@
 // A plug-in that shows what the command-line host hands over: its filters write what they were
 // given into the frame's first pixels, or fail on purpose.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <string>
 #include <vector>
 
 #include "gexton_host.hpp"
@@ -91,10 +91,9 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
 
 void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,
                                   gx_error** error) {
-  std::vector<int> values;
-  values.reserve(static_cast<size_t>(argc));
-  for (int32_t i = 0; i < argc; ++i)
-    values.push_back(std::atoi(argv[i]));
+  std::vector<int> values(static_cast<size_t>(argc));
+  std::transform(argv, argv + argc, values.begin(),
+                 [](const char* text) { return std::atoi(text); });
   if (argc == 2 && values[1] > 5) {
     reject("params out of range", "probe::update", "second", error);
     return;
