@@ -16,13 +16,14 @@ build=build/fuzz
 cmake --preset fuzz
 cmake --build --preset fuzz --target "${targets[@]/%/_fuzz}"
 
-# fuzz TARGET: leaves what was found in artifacts, a file for each finding.
+# fuzz TARGET: leaves what was found in artifacts, a file for each finding. Traces of failures, on the
+# standard output, would fill the disk.
 fuzz() {
   local corpus=$build/corpus/$1 artifacts=$build/artifacts/$1
   mkdir -p "$corpus" "$artifacts" "$build/logs"
   ASAN_OPTIONS=quarantine_size_mb=16 UBSAN_OPTIONS=print_stacktrace=1 \
     "$build/bin/$1_fuzz" -entropic=0 -max_total_time="$seconds" -max_len=4096 -timeout=60 -rss_limit_mb=2048 \
-    -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "tests/fuzz/corpus/$1" \
+    -print_final_stats=1 -close_fd_mask=1 -artifact_prefix="$artifacts/" "$corpus" "tests/fuzz/corpus/$1" \
     >"$build/logs/$1.log" 2>&1 || touch "$build/logs/$1.failed"
 }
 

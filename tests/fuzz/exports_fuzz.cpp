@@ -12,9 +12,7 @@
 namespace {
 
 using namespace fuzzing;
-using filter_processor::simd::Level;
-using filter_processor::simd::supported_levels;
-using filter_processor::simd::use_level;
+using namespace filter_processor::simd;
 using namespace test;
 
 // ---- parameters ----
@@ -51,8 +49,7 @@ struct Update {
 };
 
 void point_to_values(Input& input, Update& update) {
-  for (const std::string& value : update.values)
-    update.argv.push_back(value.c_str());
+  update.argv = gexton::argument_texts(update.values);
   const unsigned oddity = input.below(32);
   if (oddity == 0)
     update.argv.push_back("1");
@@ -106,30 +103,22 @@ void misfit_buffer(Input& input, gx_frame* frame, gx_stream_profile* profile) {
   const uint32_t bytes = gx_frame_get_data_size(frame, nullptr);
   const uint32_t wanted = input.one_in(2) ? bytes + input.byte() : bytes - input.byte();
   const std::vector<uint8_t> data(wanted < bytes + 256 ? wanted : 0, input.byte());
-  switch (input.below(4)) {
-  case 0:
-    gx_video_stream_profile_set_width(profile, input.pick(70000U, 0x80000000U, UINT32_MAX, 0U),
-                                      nullptr);
-    break;
-  case 1:
-    gx_video_stream_profile_set_height(profile, input.pick(70000U, 0x80000000U, UINT32_MAX, 0U),
-                                       nullptr);
-    break;
-  default:
-    gx_frame_update_data(frame, data.data(), static_cast<uint32_t>(data.size()), nullptr);
-  }
+  const unsigned kind = input.below(4);
+  if (kind > 1)
+    return gx_frame_update_data(frame, data.data(), static_cast<uint32_t>(data.size()), nullptr);
+  const auto set_side =
+      kind == 0 ? gx_video_stream_profile_set_width : gx_video_stream_profile_set_height;
+  set_side(profile, input.pick(70000U, 0x80000000U, UINT32_MAX, 0U), nullptr);
 }
 
 /// New pixels or those of the frame before, each at most seven larger or smaller.
 Pixels read_pixels_after(Input& input, Size size, Pixels& previous) {
-  if (previous.size() == size.pixels() && input.one_in(2)) {
-    const uint32_t step = 1 + input.byte();
-    for (size_t i = 0; i < previous.size(); ++i)
-      if (previous[i] != 0)
-        previous[i] = static_cast<uint16_t>(previous[i] + i * step % 15 - 7);
-  } else {
-    previous = read_pixels(input, size);
-  }
+  if (previous.size() != size.pixels() || !input.one_in(2))
+    return previous = read_pixels(input, size);
+  const uint32_t step = 1 + input.byte();
+  for (size_t i = 0; i < previous.size(); ++i)
+    if (previous[i] != 0)
+      previous[i] = static_cast<uint16_t>(previous[i] + i * step % 15 - 7);
   return previous;
 }
 
@@ -198,8 +187,7 @@ struct Outcome {
 /// `function(error slot)`, with a slot as hosts may hand it over.
 template <typename Function>
 Outcome call(Slot kind, Function function) {
-  ErrorSlot held;
-  ErrorSlot written;
+  ErrorSlot held, written;
   gx_error* before = nullptr;
   if (kind == Slot::holding_an_error) {
     before = gx_create_error(GX_STATUS_ERROR, "old", "", "", GX_EXCEPTION_TYPE_UNKNOWN);
@@ -229,11 +217,9 @@ class Twins {
     Update update;
     for (const SchemaParameter& parameter : parameters_)
       update.values.push_back(read_value(input, parameter));
-    if (filter_.size_parameter >= 0) {
-      const auto width = static_cast<size_t>(filter_.size_parameter);
-      bound_target_side(update.values[width]);
-      bound_target_side(update.values[width + 1]);
-    }
+    if (filter_.size_parameter >= 0)
+      for (const int side : {filter_.size_parameter, filter_.size_parameter + 1})
+        bound_target_side(update.values[static_cast<size_t>(side)]);
     point_to_values(input, update);
     configure(input, [&](gx_priv_filter_context& context, gx_error** error) {
       context.update_config(context.filter, update.argc, update.arguments, error);
@@ -294,12 +280,12 @@ class Twins {
     const std::string before = dump(frame);
     const auto slot = input.pick(Slot::empty, Slot::empty, Slot::none, Slot::holding_an_error);
     const uint64_t failing_call = input.one_in(8) ? input.below(48) : 0;
-    const Outcome first =
-        process_at(levels_[0], instances_[0].context(), frame, slot, failing_call);
-    require(dump(frame) == before, "the input frame stays as it was");
-    const Outcome second =
-        process_at(levels_[1], instances_[1].context(), frame, slot, failing_call);
-    require(dump(frame) == before, "the input frame stays as it was");
+    Outcome outcomes[2];
+    for (size_t i = 0; i < 2; ++i) {
+      outcomes[i] = process_at(levels_[i], instances_[i].context(), frame, slot, failing_call);
+      require(dump(frame) == before, "the input frame stays as it was");
+    }
+    const auto& [first, second] = outcomes;
     require(first.error == second.error, "both levels report the same");
     require(dump(first.frame) == dump(second.frame), "both levels give the same frame");
     check(frame, first, slot);
@@ -341,18 +327,16 @@ class Twins {
     require(from != nullptr, "only depth frames and sets with one are filtered");
     const Frame to = gexton::depth_frame_of(*outcome.frame);
     require(to != nullptr, "the result holds a depth frame");
-    require(gx_frame_get_type(outcome.frame.get(), nullptr) ==
-                gx_frame_get_type(input.get(), nullptr),
-            "a frame comes for a frame, a set for a set");
-    require(gx_frame_get_index(to.get(), nullptr) == gx_frame_get_index(from.get(), nullptr),
-            "the frame number stays");
+    const auto same = [](auto property, const Frame& one, const Frame& other) {
+      return property(one.get(), nullptr) == property(other.get(), nullptr);
+    };
+    require(same(gx_frame_get_type, outcome.frame, input), "a frame for a frame, a set for a set");
+    require(same(gx_frame_get_index, to, from), "the frame number stays");
     if (filter_.converts &&
         gx_video_frame_get_pixel_type(from.get(), nullptr) != GX_PIXEL_DISPARITY)
       require(dump(outcome.frame) == dump(input), "what is no disparity comes back as it was");
     if (filter_.size_parameter < 0)
-      require(gx_frame_get_data_size(to.get(), nullptr) ==
-                  gx_frame_get_data_size(from.get(), nullptr),
-              "the size stays");
+      require(same(gx_frame_get_data_size, to, from), "the size stays");
     check_pixels(*from, *to);
   }
 
@@ -421,11 +405,6 @@ void run(Input& input) {
 }
 
 } // namespace
-
-int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  // Traces of failures would fill the disk.
-  return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
-}
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const gexton::LiveHandles before;

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the fuzz targets share: the entry points, a reader that turns any bytes into choices, and
+// What the fuzz targets share: the entry point, a reader that turns any bytes into choices, and
 // frames made of such choices.
 
 #include <algorithm>
@@ -16,8 +16,6 @@
 #include "naive/false_positive.h"
 #include "support/host_objects.h"
 
-/// Called once before the first input.
-extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 /// Runs one input; a broken expectation ends the process.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

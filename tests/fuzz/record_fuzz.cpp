@@ -7,8 +7,7 @@
 namespace {
 
 using namespace fuzzing;
-using filter_processor::simd::supported_levels;
-using filter_processor::simd::use_level;
+using namespace filter_processor::simd;
 using namespace test;
 
 /// Bytes of the record that parameter strings set, and so does a reset; offset and length.
@@ -31,10 +30,8 @@ class Pair {
 
   void reset() {
     filter_.reset();
-    for (const auto& [offset, length] : parameter_bytes) {
-      std::copy_n(defaults_.bytes.begin() + static_cast<ptrdiff_t>(offset), length,
-                  model_.anchor.bytes.begin() + static_cast<ptrdiff_t>(offset));
-    }
+    for (const auto& [offset, length] : parameter_bytes)
+      std::copy_n(&defaults_.bytes[offset], length, &model_.anchor.bytes[offset]);
     model_.params_changed = false;
   }
 
@@ -60,11 +57,6 @@ class Pair {
 };
 
 } // namespace
-
-int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  // Traces of failures would fill the disk.
-  return std::freopen("/dev/null", "w", stdout) == nullptr ? 1 : 0;
-}
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   constexpr int most_steps = 12;

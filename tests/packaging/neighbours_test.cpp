@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -20,23 +21,20 @@ namespace {
 
 constexpr uint64_t foreign_count = 5;
 
+/// The record's words in its order, named as the functions are; one of them is none.
+const std::array<std::string, 7> words{
+    "context_destroy", "",       "reset", "get_config_schema", "update_config",
+    "set_config_data", "process"};
+
+template <typename Function>
+Function* function_of(void* library, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(library, name));
+}
+
 bool stays_itself(void* library) {
-  const auto own = [&]<typename Function>(const char* name, Function*& function) {
-    function = reinterpret_cast<Function*>(dlsym(library, name));
-  };
-  decltype(gx_get_filter_count)* count = nullptr;
-  decltype(gx_get_filter_name)* name = nullptr;
-  decltype(gx_create_filter)* create = nullptr;
-  gx_priv_filter_context words{};
-  own("gx_get_filter_count", count);
-  own("gx_get_filter_name", name);
-  own("gx_create_filter", create);
-  own("gx_priv_filter_context_destroy", words.destroy);
-  own("gx_priv_filter_get_config_schema", words.get_config_schema);
-  own("gx_priv_filter_update_config", words.update_config);
-  own("gx_priv_filter_set_config_data", words.set_config_data);
-  own("gx_priv_filter_process", words.process);
-  own("gx_priv_filter_reset", words.reset);
+  const auto count = function_of<decltype(gx_get_filter_count)>(library, "gx_get_filter_count");
+  const auto name = function_of<decltype(gx_get_filter_name)>(library, "gx_get_filter_name");
+  const auto create = function_of<decltype(gx_create_filter)>(library, "gx_create_filter");
   const auto is_ours = [](std::string_view text) { return text != "foreign"; };
 
   bool right = count(nullptr) > 0 && count(nullptr) != foreign_count;
@@ -44,10 +42,10 @@ bool stays_itself(void* library) {
     gx_priv_filter_context* context = create(index, nullptr);
     if (context == nullptr)
       return false;
-    right = right && context->destroy == words.destroy && context->reset == words.reset &&
-            context->get_config_schema == words.get_config_schema &&
-            context->update_config == words.update_config &&
-            context->set_config_data == words.set_config_data && context->process == words.process;
+    const auto record = std::bit_cast<std::array<void*, words.size()>>(*context);
+    for (size_t i = 0; i < words.size(); ++i)
+      right &=
+          words[i].empty() || record[i] == dlsym(library, ("gx_priv_filter_" + words[i]).c_str());
     right = right && is_ours(context->get_config_schema(context->filter)) &&
             is_ours(name(static_cast<int32_t>(index), nullptr));
     context->destroy(context);
@@ -74,10 +72,9 @@ int main(int argc, char** argv) {
         for (const unsigned file : order)
           libraries[file] = dlopen(files[file].c_str(),
                                    RTLD_LAZY | (global >> file & 1U ? RTLD_GLOBAL : RTLD_LOCAL));
-        _exit(libraries[0] != libraries[1] && libraries[2] != nullptr &&
-                      stays_itself(libraries[0]) && stays_itself(libraries[1])
-                  ? 0
-                  : 1);
+        const bool right = libraries[0] != libraries[1] && libraries[2] != nullptr &&
+                           stays_itself(libraries[0]) && stays_itself(libraries[1]);
+        _exit(right ? 0 : 1);
       }
       int status = 0;
       if (waitpid(child, &status, 0) != child || status != 0) {

@@ -1,10 +1,8 @@
 // A plug-in with a single fault. It offers one filter of the real plug-in and passes every call on
 // to it, but for what the environment variable GXFILTER_TEST_FAULT asks it to do wrong.
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -13,11 +11,10 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include "filter_processor.h"
-#include "gexton_host.h"
+#include "gexton_host.hpp"
 
 struct gx_priv_filter {
-  gx_priv_filter_context* real;
+  gexton::FilterContext real;
   int number; // of the instance
   bool doomed = false;
 };
@@ -46,19 +43,21 @@ Function real(const char* name) {
 }
 
 gx_priv_filter_context* create_real() {
-  const auto name_of = real<decltype(&gx_get_filter_name)>("gx_get_filter_name");
-  uint64_t index = 0;
-  while (name_of(static_cast<int32_t>(index), nullptr) != filter_name())
-    ++index;
-  return real<decltype(&gx_create_filter)>("gx_create_filter")(index, nullptr);
+  const auto index = gexton::find_filter(
+      filter_name(), real<decltype(&gx_get_filter_count)>("gx_get_filter_count"),
+      real<decltype(&gx_get_filter_name)>("gx_get_filter_name"));
+  return real<decltype(&gx_create_filter)>("gx_create_filter")(index.value(), nullptr);
 }
 
 void refuse(const std::string& message, const std::string& function, const char* args, int type,
             gx_error** error) {
-  if (error != nullptr) {
+  if (error != nullptr)
     *error = gx_create_error(GX_STATUS_ERROR, message.c_str(), function.c_str(), args,
                              static_cast<gx_exception_type>(type));
-  }
+}
+
+void refuse_weight(gx_error** error) {
+  refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
 }
 
 /// Puts an error with other words in place of the one in the slot.
@@ -77,10 +76,6 @@ bool error_is(gx_error** error, std::string_view message) {
   return error != nullptr && *error != nullptr && gx_error_get_message(*error) == message;
 }
 
-uint32_t width_times_height(const gx_frame* frame) {
-  return gx_video_frame_get_width(frame, nullptr) * gx_video_frame_get_height(frame, nullptr);
-}
-
 /// Faults of what goes in, before the real filter sees it. Without a fault no host call is made
 /// here: it would meet the failures that are meant for the filter.
 void spoil_input(gx_frame* frame) {
@@ -96,10 +91,9 @@ void spoil_input(gx_frame* frame) {
   } else if (fault_is("writes the colour frame of a set") &&
              gx_frame_get_type(frame, nullptr) == GX_FRAME_SET) {
     for (uint32_t i = gexton_frameset_get_count(frame, nullptr); i-- > 0;) {
-      gx_frame* const member = gexton_frameset_get_frame(frame, i, nullptr);
-      if (gx_frame_get_type(member, nullptr) == GX_FRAME_COLOR)
-        gx_frame_get_data(member, nullptr)[0] ^= 1;
-      gx_delete_frame(member, nullptr);
+      const gexton::Frame member{gexton_frameset_get_frame(frame, i, nullptr)};
+      if (gx_frame_get_type(member.get(), nullptr) == GX_FRAME_COLOR)
+        gx_frame_get_data(member.get(), nullptr)[0] ^= 1;
     }
   } else if (fault_is("crashes") && is_depth() && gx_frame_get_index(frame, nullptr) == 7) {
     std::abort();
@@ -118,12 +112,9 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
   } else if (fault_is("differs between instances")) {
     gx_frame_get_data(output, nullptr)[0] = static_cast<uint8_t>(filter.number);
   } else if (blanks_next_frame) {
-    gx_frame* const depth = gx_frame_get_type(output, nullptr) == GX_FRAME_SET
-                                ? gx_frameset_get_depth_frame(output, nullptr)
-                                : gexton_frame_add_reference(output, nullptr);
-    if (uint8_t* const pixels = gx_frame_get_data(depth, nullptr)) // a call that may fail, too
-      std::fill_n(pixels, gx_frame_get_data_size(depth, nullptr), uint8_t{0});
-    gx_delete_frame(depth, nullptr);
+    const gexton::Frame depth = gexton::depth_frame_of(*output);
+    if (uint8_t* const pixels = gx_frame_get_data(depth.get(), nullptr)) // may fail, too
+      std::fill_n(pixels, gx_frame_get_data_size(depth.get(), nullptr), uint8_t{0});
     blanks_next_frame = false;
   } else if (fault_is("cuts the output")) {
     gx_frame_update_data(output, gx_frame_get_data(output, nullptr), 10, nullptr);
@@ -132,10 +123,7 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
   } else if (fault_is("puts the input into the set") &&
              gx_frame_get_type(output, nullptr) == GX_FRAME_SET) {
     gx_delete_frame(output, nullptr);
-    output = gexton_create_frameset(nullptr);
-    gx_frame* const member = gx_frameset_get_depth_frame(input, nullptr);
-    gx_frameset_push_frame(output, member, nullptr);
-    gx_delete_frame(member, nullptr);
+    return gexton::make_frame_set({gexton::depth_frame_of(*input).get()}).release();
   }
   return output;
 }
@@ -143,27 +131,24 @@ gx_frame* spoil_output(gx_frame* output, gx_frame* input, const gx_priv_filter& 
 /// Faults of a call that the real filter failed.
 gx_frame* spoil_failure(gx_frame* frame, gx_error** error) {
   const bool host_failed = error_is(error, "injected fault");
-  if (host_failed && fault_is("ignores host errors")) {
+  const bool is_short = error_is(error, "invalid frame data size error");
+  if ((host_failed && fault_is("ignores host errors")) ||
+      (is_short && fault_is("takes short frames")) ||
+      (error_is(error, "invalid frame type error") && fault_is("takes any frame"))) {
     forget(error);
     return gx_create_frame_from_other_frame(frame, true, nullptr);
   }
   blanks_next_frame |= host_failed && fault_is("gives zeros after a failure");
-  if (host_failed && fault_is("says too much")) {
+  if (host_failed && fault_is("says too much"))
     std::puts("and so on");
-  } else if (host_failed && fault_is("leaks when the host fails")) {
+  if (host_failed && fault_is("leaks when the host fails"))
     static_cast<void>(gx_frame_get_stream_profile(frame, nullptr));
-  } else if (error_is(error, "invalid frame type error") && fault_is("takes any frame")) {
-    forget(error);
-    return gx_create_frame_from_other_frame(frame, true, nullptr);
-  } else if (error_is(error, "invalid frame data size error")) {
-    if (fault_is("reads beyond a short frame")) {
-      const volatile uint8_t* data = gx_frame_get_data(frame, nullptr);
-      if (data != nullptr) // a read there would be noticed without guards as well
-        static_cast<void>(data[2 * width_times_height(frame) - 1]);
-    } else if (fault_is("takes short frames")) {
-      forget(error);
-      return gx_create_frame_from_other_frame(frame, true, nullptr);
-    }
+  if (is_short && fault_is("reads beyond a short frame")) {
+    const uint32_t pixels =
+        gx_video_frame_get_width(frame, nullptr) * gx_video_frame_get_height(frame, nullptr);
+    const volatile uint8_t* data = gx_frame_get_data(frame, nullptr);
+    if (data != nullptr) // a read there would be noticed without guards as well
+      static_cast<void>(data[2 * pixels - 1]);
   }
   return nullptr;
 }
@@ -207,24 +192,23 @@ gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
   const uint64_t seen = fault_is("cuts the index") ? static_cast<uint32_t>(index) : index;
   if (seen != 0)
     return nullptr;
-  auto* const filter = new gx_priv_filter{create_real(), ++instances};
-  const bool strange = fault_is("has a reset of its own");
-  return new gx_priv_filter_context{
-      gx_priv_filter_context_destroy,
-      filter,
-      strange ? [](gx_priv_filter* instance) { gx_priv_filter_reset(instance); }
-              : gx_priv_filter_reset,
-      gx_priv_filter_get_config_schema,
-      gx_priv_filter_update_config,
-      gx_priv_filter_set_config_data,
-      gx_priv_filter_process};
+  auto* const filter = new gx_priv_filter{gexton::FilterContext(create_real()), ++instances};
+  auto* reset = gx_priv_filter_reset;
+  if (fault_is("has a reset of its own"))
+    reset = [](gx_priv_filter* instance) { gx_priv_filter_reset(instance); };
+  return new gx_priv_filter_context{gx_priv_filter_context_destroy,
+                                    filter,
+                                    reset,
+                                    gx_priv_filter_get_config_schema,
+                                    gx_priv_filter_update_config,
+                                    gx_priv_filter_set_config_data,
+                                    gx_priv_filter_process};
 }
 
 void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
   if (context != nullptr) {
     if (context->filter->doomed)
       std::abort();
-    context->filter->real->destroy(context->filter->real);
     delete context->filter;
     delete context;
   }
@@ -249,11 +233,10 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
 
 void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,
                                   gx_error** error) {
-  if (filter == nullptr) {
-    if (fault_is("crashes on updates of null"))
-      std::abort();
+  if (filter == nullptr && fault_is("crashes on updates of null"))
+    std::abort();
+  if (filter == nullptr)
     return;
-  }
   if (fault_is("exits"))
     _exit(0);
   if (fault_is("throws what is no exception"))
@@ -261,7 +244,7 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
   if (argc == 2 && fault_is("has bounds of ten digits")) {
     const long long weight = std::atoll(argv[1]);
     if (weight < 1 || weight > std::numeric_limits<int32_t>::max()) {
-      refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
+      refuse_weight(error);
       return;
     }
     argv[1] = "0.4"; // whatever was asked for
@@ -269,18 +252,18 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
   if (error == nullptr && fault_is("relies on a slot"))
     std::abort();
   filter->real->update_config(filter->real->filter, argc, argv, error);
+  const bool out_of_range = error_is(error, "params out of range");
   if (argc == 2 && std::string_view(argv[1]) == "1" && fault_is("refuses a maximum")) {
-    refuse("params out of range", "TemporalFilter::update_filter_config", "weight", 4, error);
-  } else if (error_is(error, "the number of params error") && fault_is("takes any count")) {
+    refuse_weight(error);
+  } else if ((out_of_range && fault_is("takes any value")) ||
+             (error_is(error, "the number of params error") && fault_is("takes any count"))) {
     forget(error);
-  } else if (error_is(error, "params out of range") && fault_is("keeps what it refuses")) {
+  } else if (out_of_range && fault_is("keeps what it refuses")) {
     const char* other[] = {"1", "1"};
     filter->real->update_config(filter->real->filter, 2, other, nullptr);
-  } else if (error_is(error, "params out of range") && fault_is("takes any value")) {
-    forget(error);
-  } else if (error_is(error, "params out of range") && fault_is("names another parameter")) {
+  } else if (out_of_range && fault_is("names another parameter")) {
     reword("parameter", 4, error);
-  } else if (error_is(error, "params out of range") && fault_is("has an exception type of 0")) {
+  } else if (out_of_range && fault_is("has an exception type of 0")) {
     reword(gx_error_get_args(*error), 0, error);
   } else if (error_is(error, "invalid hole filling mode params") &&
              fault_is("has lost a known difference")) {

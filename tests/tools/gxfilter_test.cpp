@@ -22,16 +22,14 @@ TEST(Schema, ReadsIrregularSpacingAndCommasInDescriptions) {
                            "\n"
                            "  alpha ,float, 0.1,1,0.01 ,\t0.5,weight\r\n"
                            "short, bool");
-  ASSERT_EQ(schema.size(), 3U);
-  EXPECT_EQ(schema[0].min, "-640");
-  EXPECT_EQ(schema[0].description, "extension on the right, in pixels");
+  std::string fields;
+  for (const auto& [name, type, min, max, step, value, description, line] : schema)
+    fields += name + '|' + type + '|' + min + '|' + max + '|' + step + '|' + value + '|' +
+              description + '\n';
+  EXPECT_EQ(fields, "ex_right|integer|-640|640|1|0|extension on the right, in pixels\n"
+                    "alpha|float|0.1|1|0.01|0.5|weight\n"
+                    "short|bool|||||\n");
   EXPECT_EQ(schema[0].line, "ex_right, integer,-640, 640, 1, 0, extension on the right, in pixels");
-  EXPECT_EQ(schema[1].name, "alpha");
-  EXPECT_EQ(schema[1].step, "0.01");
-  EXPECT_EQ(schema[1].default_value, "0.5");
-  EXPECT_EQ(schema[1].description, "weight");
-  EXPECT_EQ(schema[2].type, "bool");
-  EXPECT_EQ(schema[2].default_value, "");
   EXPECT_TRUE(gexton::parse_schema("").empty());
   EXPECT_TRUE(gexton::parse_schema(" \n\n").empty());
 }
@@ -88,10 +86,9 @@ TEST(Canvas, DrawsWithinItself) {
   canvas.text(0, 0, 1, {4, 4, 4}, "L!");
   const RgbImage image = canvas.take();
   std::string drawn;
-  for (uint32_t i = 0; i < 80; ++i) {
-    drawn +=
-        std::string(i % 10 == 0 && i > 0 ? "\n" : "") + " .+#@"[color_at(image, i % 10, i / 10)[0]];
-  }
+  for (uint32_t y = 0; y < 8; ++y, drawn += '\n')
+    for (uint32_t x = 0; x < 10; ++x)
+      drawn += " .+#@"[color_at(image, x, y)[0]];
   EXPECT_EQ(drawn, "@.......@.\n"
                    "@....###@.\n"
                    "@....#..@.\n"
@@ -99,7 +96,7 @@ TEST(Canvas, DrawsWithinItself) {
                    "@.......@.\n"
                    "@.........\n"
                    "@@@@@...@+\n"
-                   "........++");
+                   "........++\n");
 }
 
 TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
@@ -176,10 +173,7 @@ TEST(Statistics, CountPerFrame) {
             "filter  frames  median ms     p95 ms   changed px  valid before  valid after\n"
             "F           20     10.000     19.000          1.0           1.0          1.9\n"
             "(pixel counts are averages per frame)\n");
-  EXPECT_EQ(statistics.quantile(0.5), 10);
-  EXPECT_EQ(statistics.quantile(0.95), 19);
   EXPECT_EQ(statistics.changed_pixels(), 1) << "the resized frame can't be compared";
-  EXPECT_EQ(statistics.valid_before(), 1);
   EXPECT_DOUBLE_EQ(statistics.valid_after(), (19 * 2 + 1) / 20.0);
 }
 

@@ -1,16 +1,17 @@
 // A plug-in that shows what the command-line host hands over: its filters write what they were
 // given into the frame's first pixels, or fail on purpose.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <string>
 #include <vector>
 
-#include "filter_processor.h"
-#include "gexton_host.h"
+#include "gexton_host.hpp"
 
 namespace {
+
+const gexton::LiveHandles at_load;
 
 enum class Kind { probe, failing, silent, schemaless, record };
 constexpr const char* names[] = {"ProbeFilter", "FailingFilter", "SilentFilter", "SchemalessFilter",
@@ -35,10 +36,9 @@ void reject(const char* message, const char* function, const char* args, gx_erro
 
 /// What the filter learned about the frame and itself, one number for each pixel.
 std::vector<int> observations(const gx_priv_filter& filter, const gx_frame* frame) {
-  gx_stream_profile* profile = gx_frame_get_stream_profile(frame, nullptr);
-  const gx_camera_intrinsic intrinsic = gx_video_stream_profile_get_intrinsic(profile, nullptr);
-  const D2DParameters d2d = gx_disparity_based_stream_profile_get_disparity_param(profile, nullptr);
-  gx_delete_stream_profile(profile, nullptr);
+  const gexton::Profile profile(gx_frame_get_stream_profile(frame, nullptr));
+  const auto intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);
+  const auto d2d = gx_disparity_based_stream_profile_get_disparity_param(profile.get(), nullptr);
   std::vector<int> seen{
       static_cast<int>(gx_frame_get_index(frame, nullptr)),
       gx_video_frame_get_pixel_type(frame, nullptr),
@@ -77,8 +77,7 @@ gx_priv_filter_context* gx_create_filter(uint64_t index, gx_error**) {
 
 void gx_priv_filter_context_destroy(gx_priv_filter_context* context) {
   // The host must have given everything back before it lets its last filter go.
-  const gexton_live_handles live = gexton_get_live_handles();
-  if (live.frames + live.stream_profiles + live.errors + gexton_get_excess_releases() != 0)
+  if (!at_load.left_over().empty())
     std::printf("LEAK\n");
   delete context->filter;
   delete context;
@@ -92,10 +91,9 @@ const char* gx_priv_filter_get_config_schema(gx_priv_filter* filter) {
 
 void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const char** argv,
                                   gx_error** error) {
-  std::vector<int> values;
-  values.reserve(static_cast<size_t>(argc));
-  for (int32_t i = 0; i < argc; ++i)
-    values.push_back(std::atoi(argv[i]));
+  std::vector<int> values(static_cast<size_t>(argc));
+  std::transform(argv, argv + argc, values.begin(),
+                 [](const char* text) { return std::atoi(text); });
   if (argc == 2 && values[1] > 5) {
     reject("params out of range", "probe::update", "second", error);
     return;
