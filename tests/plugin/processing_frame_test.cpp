@@ -15,20 +15,6 @@ namespace {
 
 using namespace test;
 
-TEST(ProcessingFrame, TakesALongBuffer) {
-  const Frame frame = make_frame(4, 4, Pixels(16, 1));
-  Filter filter("HoleFillingFilter");
-  ErrorSlot error;
-  const Pixels longer = {7, 8, 9, 6, 0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1, 0, 0, 0, 0};
-  const auto* bytes = reinterpret_cast<const uint8_t*>(longer.data());
-
-  gx_frame_update_data(frame.get(), bytes, 38, nullptr);
-  const Frame output = filter.process(frame, error);
-  ASSERT_NE(output, nullptr);
-  EXPECT_EQ(pixels_of(output.get()),
-            (Pixels{7, 8, 9, 6, 7, 8, 9, 6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0}));
-}
-
 /// The host functions that a new filter calls for a frame, in order, perhaps after another frame.
 std::string calls_of(const std::string& filter_name, const Frame& frame, const Frame& before) {
   std::string names;
