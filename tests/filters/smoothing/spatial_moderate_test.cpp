@@ -101,9 +101,7 @@ struct Model : DepthAdaptiveModel<Params> {
     changed = changed || static_cast<uint16_t>(radius) != anchor.radius;
     store({static_cast<uint8_t>(radius), static_cast<uint8_t>(magnitude),
            static_cast<uint16_t>(disp_diff)});
-    EXPECT_EQ(filter.update_to(
-                  {std::to_string(magnitude), std::to_string(disp_diff), std::to_string(radius)}),
-              "");
+    EXPECT_EQ(filter.update_to_numbers<int>({magnitude, disp_diff, radius}), "");
   }
 
   void smooth(Pixels& pixels) const override {
