@@ -8,8 +8,7 @@
 #include <sstream>
 
 #include "plugin/base/gx_frame.h"
-#include "support/filter.h"
-#include "support/filter_facts.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -22,14 +21,10 @@ std::string calls_of(const std::string& filter_name, const Frame& frame, const F
     Filter filter(filter_name);
     if (before != nullptr)
       filter.process(before.get());
-    testing::internal::CaptureStdout(); // of the trace
-    gexton_clear_faults();
-    gexton_fail_nth_call(n);
+    const Capture traces(stdout);
+    arm(Fault::host_call, n);
     filter.process(frame.get());
-    const bool struck = gexton_get_fault_count() > 0;
-    gexton_clear_faults();
-    testing::internal::GetCapturedStdout();
-    if (!struck)
+    if (!disarm(Fault::host_call))
       return names;
     names += gexton_get_last_fault() + std::string(" ");
   }
