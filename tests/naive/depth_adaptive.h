@@ -1,15 +1,13 @@
 #pragma once
 
 // What the smoothing filters with a depth-difference table make of parameters and frames, written
-// down step by step, and the random sequences of calls that compare a filter with it.
+// down step by step, and random frames for them.
 
 #include <array>
 #include <cmath>
-#include <random>
 
 #include "naive/depth_table.h"
-#include "support/camera_frame.h"
-#include "support/filter.h"
+#include "support/sequences.h"
 
 namespace test {
 
@@ -23,60 +21,8 @@ struct FrameFacts {
   bool operator==(const FrameFacts&) const = default;
 };
 
-/// `Params` is the record of a filter's parameters, with its defaults.
-template <typename Params>
-struct DepthAdaptiveModel {
-  Params anchor, current;
-  FrameFacts anchor_facts, current_facts;
-  bool changed = false;
-  filter_processor::DepthDiffLut table{};
-
-  void reset() {
-    anchor = current = Params{};
-    anchor_facts = FrameFacts{};
-  }
-
-  /// The error's message and argument, "" if the frame can be worked on.
-  std::string take_over(FrameFacts facts) {
-    if (facts.pixel_type == 4) {
-      facts.scale = current_facts.scale;
-      facts.bxf = current_facts.bxf;
-      facts.fraction_bits = current_facts.fraction_bits;
-    }
-    current_facts = facts;
-    if (facts == anchor_facts && !changed)
-      return "";
-    anchor_facts = facts;
-    current = anchor;
-    std::string error = derive();
-    changed = !error.empty();
-    return error;
-  }
-
-  std::string derive() {
-    const FrameFacts& facts = current_facts;
-    if (facts.width < 1 || facts.height < 1)
-      return "invalid params | frame_info.width||frame_info.height";
-    if (facts.pixel_type == -1)
-      return "invalid params | frame_info.pixel_type";
-    if (facts.pixel_type != 2 && facts.scale <= 0)
-      return "invalid params | frame_info.depth_unit";
-    const double ratio = std::pow(2.0, facts.fraction_bits) / std::pow(2.0, 8);
-    if (facts.pixel_type != 4 && facts.fraction_bits != 8)
-      current.disp_diff = naive::cut(current.disp_diff * ratio);
-    return build_table() ? "" : "update depth diff lut error | updateDepthDiffLut()";
-  }
-
-  bool build_table() {
-    const FrameFacts& facts = current_facts;
-    return naive::build_depth_table(
-        {facts.width, facts.height, facts.scale, facts.pixel_type, facts.bxf, facts.fraction_bits},
-        current.disp_diff, table);
-  }
-};
-
 /// Facts that touch each other's borders, and some that no filter can work with.
-inline FrameFacts random_facts(std::mt19937& random) {
+inline FrameFacts random_facts(Random& random) {
   const auto pick = [&](auto... values) {
     const std::array choices{values...};
     return choices[random() % choices.size()];
@@ -93,19 +39,19 @@ inline FrameFacts random_facts(std::mt19937& random) {
 
 /// A frame that says these things of itself. Only the product of baseline and focal length and the
 /// difference of the two bit counts matter.
-inline Frame make_frame_of(const FrameFacts& facts, const Pixels& pixels) {
+inline CameraFrame frame_of(const FrameFacts& facts, const Pixels& pixels) {
   CameraFrame frame{facts.width, facts.height, static_cast<gx_pixel_type>(facts.pixel_type),
                     static_cast<float>(facts.scale), static_cast<uint8_t>(facts.fraction_bits + 7)};
   frame.record.baseline = facts.bxf / 4;
   frame.record.fx = 4.0;
   frame.record.dispIntPlace = 0x707;
   frame.pixels = pixels;
-  return frame.make();
+  return frame;
 }
 
 /// Surfaces with noise of `spread`, on steps of which some reach into the upper half of the range,
 /// with holes in runs.
-inline Pixels random_surfaces(size_t count, uint64_t spread, std::mt19937& random) {
+inline Pixels random_surfaces(size_t count, uint64_t spread, Random& random) {
   Pixels pixels(count);
   uint64_t surface = 1;
   for (size_t i = 0; i < count; ++i) {
@@ -117,44 +63,86 @@ inline Pixels random_surfaces(size_t count, uint64_t spread, std::mt19937& rando
   return pixels;
 }
 
-/// Runs frames with changing facts through `filter`, with random updates and resets in between, and
-/// through `model`, which has `random_update`, `smooth` and what DepthAdaptiveModel has.
-template <typename Model>
-void compare_sequences(const char* filter_name, Model model, unsigned seed) {
-  std::mt19937 random(seed);
-  Filter filter(filter_name);
-  FrameFacts facts;
-  int compared = 0;
-  for (int i = 0; i < 3000; ++i) {
-    const auto dice = random() % 10;
-    if (dice < 2)
-      EXPECT_EQ(filter.update_to(model.random_update(random)), "");
-    if (dice == 3) {
-      filter.reset();
-      model.reset();
-    }
-    if (dice > 4 || i == 0)
-      facts = random_facts(random);
-    const Pixels pixels =
-        random_surfaces(size_t{facts.width} * facts.height, 1 + random() % 300, random);
-    const Frame input = make_frame_of(facts, pixels);
-    const Outcome outcome = filter.outcome(input);
-    const std::string refused = model.take_over(facts);
-    if (!refused.empty()) {
-      const std::string function = std::string(" | ") + filter_name + "::updateConfig";
-      std::string expected = refused;
-      expected.insert(expected.find(" | "), function);
-      ASSERT_EQ(outcome.error, expected + " | 4") << i;
-      ASSERT_EQ(outcome.printed, outcome.trace) << i;
-      continue;
-    }
-    ASSERT_EQ(outcome.error, "") << i;
-    Pixels expected = pixels;
-    model.smooth(expected);
-    ASSERT_EQ(outcome.pixels, expected) << i;
-    compared += expected != pixels;
+/// `Params` is the record of a filter's parameters, with its defaults.
+template <typename Params>
+struct DepthAdaptiveModel {
+  explicit DepthAdaptiveModel(std::string filter_name) : name(std::move(filter_name)) {}
+  virtual ~DepthAdaptiveModel() = default;
+
+  std::string name;
+  Params anchor, current;
+  FrameFacts next, anchor_facts, current_facts;
+  bool changed = false;
+  filter_processor::DepthDiffLut table{};
+
+  virtual void smooth(Pixels& pixels) const = 0;
+
+  void store(const Params& params) {
+    changed = changed || params != anchor;
+    anchor = params;
   }
-  EXPECT_GT(compared, 400) << "too few frames were changed at all";
-}
+
+  CameraFrame frame(Random& random) {
+    if (next.pixel_type == -1 || random() % 2 == 0)
+      next = random_facts(random);
+    return frame_of(next,
+                    random_surfaces(size_t{next.width} * next.height, 1 + random() % 300, random));
+  }
+
+  Pixels process(const CameraFrame& input, std::string& error) {
+    error = take_over(next);
+    if (!error.empty())
+      return {};
+    Pixels pixels = input.pixels;
+    smooth(pixels);
+    return pixels;
+  }
+
+  void reset() {
+    anchor = current = Params{};
+    anchor_facts = FrameFacts{};
+  }
+
+  /// The error, "" if the frame can be worked on.
+  std::string take_over(FrameFacts facts) {
+    if (facts.pixel_type == 4) {
+      facts.scale = current_facts.scale;
+      facts.bxf = current_facts.bxf;
+      facts.fraction_bits = current_facts.fraction_bits;
+    }
+    current_facts = facts;
+    if (facts == anchor_facts && !changed)
+      return "";
+    anchor_facts = facts;
+    current = anchor;
+    const std::string error = derive();
+    changed = !error.empty();
+    return error;
+  }
+
+  std::string derive() {
+    const auto refusal = [&](const char* message, const char* args) {
+      return message + (" | " + name) + "::updateConfig | " + args + " | 4";
+    };
+    const FrameFacts& facts = current_facts;
+    if (facts.width < 1 || facts.height < 1)
+      return refusal("invalid params", "frame_info.width||frame_info.height");
+    if (facts.pixel_type == -1)
+      return refusal("invalid params", "frame_info.pixel_type");
+    if (facts.pixel_type != 2 && facts.scale <= 0)
+      return refusal("invalid params", "frame_info.depth_unit");
+    const double ratio = std::pow(2.0, facts.fraction_bits) / std::pow(2.0, 8);
+    if (facts.pixel_type != 4 && facts.fraction_bits != 8)
+      current.disp_diff = naive::cut(current.disp_diff * ratio);
+    return build_table() ? "" : refusal("update depth diff lut error", "updateDepthDiffLut()");
+  }
+
+  bool build_table() {
+    const FrameFacts& facts = current_facts;
+    return naive::build_depth_table(
+        {facts.width, facts.height, facts.scale, facts.pixel_type, facts.bxf, facts.fraction_bits},
+        current.disp_diff, table);
+  }
+};
 
 } // namespace test

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "support/instance.h"
-#include "support/schema.h"
 
 namespace {
 
@@ -23,12 +22,8 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
     GTEST_SKIP() << "the host serialises the calls on this filter";
   const NoLeftovers no_leftovers;
   Filter filter(GetParam().filter->name);
-  const auto schema = schema_of(filter);
-  std::vector<const char*> values[2] = {{}, GetParam().values};
-  for (const SchemaParameter& parameter : schema)
-    values[0].push_back(parameter.default_value.c_str());
-  if (values[1].empty())
-    values[1] = values[0];
+  const Values defaults = default_values(filter);
+  const Values values[] = {defaults, GetParam().values.empty() ? defaults : GetParam().values};
 
   const Frame input = make_case_frame(GetParam());
   Pixels results[2];

@@ -177,10 +177,7 @@ TEST(Updates, HaveTheirOwnBoundsWhereTheSchemaHasOthers) {
                {"DepthResize", 2, "0.1", "0.09"}};
   for (const auto& [name, index, accepted, refused] : cases) {
     test::Filter filter(name);
-    const auto parameters = test::schema_of(filter);
-    std::vector<const char*> values;
-    for (const auto& parameter : parameters)
-      values.push_back(parameter.default_value.c_str());
+    test::Values values = test::default_values(filter);
     values[index] = accepted;
     EXPECT_EQ(filter.update(values), "") << name;
     values[index] = refused;

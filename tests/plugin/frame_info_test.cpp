@@ -7,7 +7,8 @@
 #include "naive/depth_table.h"
 #include "plugin/base/frame_info.h"
 #include "plugin/base/numbers.h"
-#include "support/camera_frame.h"
+#include "support/capture.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -70,13 +71,11 @@ TEST(ReadFrameInfo, ChangesNothingWhenAHostCallFails) {
       FrameInfo info = before;
       D2DParameters record{};
       test::ErrorSlot error;
-      testing::internal::CaptureStdout();
-      gexton_clear_faults();
-      gexton_fail_nth_call(n);
+      const test::Capture traces(stdout);
+      test::arm(test::Fault::host_call, n);
       ProcessingFrame call("AFilter", frame.get(), error.receive());
       const bool done = read_frame_info(call, of, info, record);
-      gexton_clear_faults();
-      testing::internal::GetCapturedStdout();
+      test::disarm(test::Fault::host_call);
       EXPECT_EQ(done, n == 10) << n;
       EXPECT_EQ(info == before && record.packMode == 0, !done) << n;
     }

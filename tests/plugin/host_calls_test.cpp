@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
-
 #include <chrono>
 #include <functional>
 #include <future>
 
 #include "support/filter_facts.h"
-#include "support/schema.h"
+#include "support/host_function.h"
 
 namespace {
 
@@ -23,51 +21,44 @@ struct Observer {
 };
 Observer observer;
 
-template <typename Function>
-Function* host_function(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+void call_once(std::function<void()>& watched) {
+  if (const auto call = std::exchange(watched, nullptr))
+    call();
 }
 
 } // namespace
 
 gx_frame* gx_create_frame(gx_frame_type type, gx_format format, uint32_t size, gx_error** error) {
-  static const auto call = host_function<decltype(gx_create_frame)>("gx_create_frame");
+  static const auto call = test::host_function(gx_create_frame, __func__);
   if (observer.creates)
     observer.creates(type, format, size);
-  if (const auto copies = std::exchange(observer.copies, nullptr))
-    copies();
+  call_once(observer.copies);
   return call(type, format, size, error);
 }
 
 void gx_frame_set_stream_profile(gx_frame* frame, gx_stream_profile* profile, gx_error** error) {
-  static const auto call =
-      host_function<decltype(gx_frame_set_stream_profile)>("gx_frame_set_stream_profile");
+  static const auto call = test::host_function(gx_frame_set_stream_profile, __func__);
   if (observer.sets_profile)
     observer.sets_profile(profile);
   call(frame, profile, error);
 }
 
 void gx_frame_update_data(gx_frame* frame, const uint8_t* data, uint32_t size, gx_error** error) {
-  static const auto call = host_function<decltype(gx_frame_update_data)>("gx_frame_update_data");
+  static const auto call = test::host_function(gx_frame_update_data, __func__);
   if (observer.updates)
     observer.updates(frame, data, size);
   call(frame, data, size, error);
 }
 
-gx_frame* gx_create_frame_from_other_frame(const gx_frame* other, bool copy_data,
-                                           gx_error** error) {
-  static const auto call =
-      host_function<decltype(gx_create_frame_from_other_frame)>("gx_create_frame_from_other_frame");
-  if (const auto copies = std::exchange(observer.copies, nullptr))
-    copies();
-  return call(other, copy_data, error);
+gx_frame* gx_create_frame_from_other_frame(const gx_frame* other, bool copy, gx_error** error) {
+  static const auto call = test::host_function(gx_create_frame_from_other_frame, __func__);
+  call_once(observer.copies);
+  return call(other, copy, error);
 }
 
 uint32_t gx_video_frame_get_width(const gx_frame* frame, gx_error** error) {
-  static const auto call =
-      host_function<decltype(gx_video_frame_get_width)>("gx_video_frame_get_width");
-  if (const auto asks = std::exchange(observer.asks_width, nullptr))
-    asks();
+  static const auto call = test::host_function(gx_video_frame_get_width, __func__);
+  call_once(observer.asks_width);
   return call(frame, error);
 }
 
@@ -94,14 +85,12 @@ INSTANTIATE_TEST_SUITE_P(Filters, HostCalls, ::testing::ValuesIn(filter_cases())
 /// A host may keep copies of what it is given: a profile must be complete when it is set, and the
 /// pixels must be committed.
 TEST_P(HostCalls, OutputsOfAnotherSizeAreCompleteForHostsThatCopy) {
-  const Frame depth = make_case_frame(GetParam());
-  const Profile profile{gexton_create_stream_profile(GX_FORMAT_Y12_SHIFTED, 32, 16, nullptr)};
-  const D2DParameters record = stereo_record();
-  gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
-  Frame shifted{gexton_create_video_frame(
-      GX_FRAME_DEPTH, profile.get(),
-      reinterpret_cast<const uint16_t*>(gx_frame_get_data(depth.get(), nullptr)), nullptr)};
-  gx_video_frame_set_pixel_type(shifted.get(), GetParam().pixel_type, nullptr);
+  const Frame shifted = CameraFrame{.width = 32,
+                                    .height = 16,
+                                    .pixel_type = GetParam().pixel_type,
+                                    .pixels = case_pixels(32, 16),
+                                    .format = GX_FORMAT_Y12_SHIFTED}
+                            .make();
   const Frame set = gexton::make_frame_set({shifted.get()});
 
   Filter filter = make_filter();
@@ -143,10 +132,7 @@ TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
     return;
   Filter filter = make_filter();
   const Frame input = make_case_frame(GetParam());
-  const auto defaults = schema_of(filter);
-  std::vector<const char*> values; // others than in use, in most cases: these are stored
-  for (const auto& parameter : defaults)
-    values.push_back(parameter.default_value.c_str());
+  const Values values = default_values(filter); // in most cases others than in use: they are stored
   std::future<void> thread;
   observer.asks_width = [&] {
     EXPECT_TRUE(ends_soon(thread, [&] { EXPECT_EQ(filter.update(values), ""); }));
@@ -160,14 +146,11 @@ TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
   if (!GetParam().filter->locks_itself)
     return;
   Filter filter(GetParam().filter->name);
-  const auto defaults = schema_of(filter);
-  std::vector<const char*> values = GetParam().values;
-  for (size_t i = values.size(); i < defaults.size(); ++i)
-    values.push_back(defaults[i].default_value.c_str());
+  const Values values = GetParam().values.empty() ? default_values(filter) : GetParam().values;
   EXPECT_EQ(filter.update(values), "");
-  std::vector<const char*> refused = values;
+  Values refused = values;
   refused[refused.size() > 3 ? 3 : 0] = "-5"; // behind depth ranges, which are refused silently
-  std::vector<const char*> changed = values;
+  Values changed = values;
   const bool compares = GetParam().filter->compares_updates;
   changed[0] = !compares ? "0" : std::string(values[0]) == "3" ? "5" : "3";
 

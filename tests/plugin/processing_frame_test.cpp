@@ -8,26 +8,11 @@
 #include <sstream>
 
 #include "plugin/base/gx_frame.h"
-#include "support/filter.h"
-#include "support/filter_facts.h"
+#include "support/faults.h"
 
 namespace {
 
 using namespace test;
-
-TEST(ProcessingFrame, TakesALongBuffer) {
-  const Frame frame = make_frame(4, 4, Pixels(16, 1));
-  Filter filter("HoleFillingFilter");
-  ErrorSlot error;
-  const Pixels longer = {7, 8, 9, 6, 0, 0, 0, 0, 1, 1, 1, 1, 0, 1, 1, 0, 0, 0, 0};
-  const auto* bytes = reinterpret_cast<const uint8_t*>(longer.data());
-
-  gx_frame_update_data(frame.get(), bytes, 38, nullptr);
-  const Frame output = filter.process(frame, error);
-  ASSERT_NE(output, nullptr);
-  EXPECT_EQ(pixels_of(output.get()),
-            (Pixels{7, 8, 9, 6, 7, 8, 9, 6, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0}));
-}
 
 /// The host functions that a new filter calls for a frame, in order, perhaps after another frame.
 std::string calls_of(const std::string& filter_name, const Frame& frame, const Frame& before) {
@@ -36,14 +21,10 @@ std::string calls_of(const std::string& filter_name, const Frame& frame, const F
     Filter filter(filter_name);
     if (before != nullptr)
       filter.process(before.get());
-    testing::internal::CaptureStdout(); // of the trace
-    gexton_clear_faults();
-    gexton_fail_nth_call(n);
+    const Capture traces(stdout);
+    arm(Fault::host_call, n);
     filter.process(frame.get());
-    const bool struck = gexton_get_fault_count() > 0;
-    gexton_clear_faults();
-    testing::internal::GetCapturedStdout();
-    if (!struck)
+    if (!disarm(Fault::host_call))
       return names;
     names += gexton_get_last_fault() + std::string(" ");
   }

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <set>
 
-#include "support/faults.h"
 #include "support/instance.h"
 
 namespace {
@@ -21,11 +20,11 @@ struct Refusal {
 };
 
 constexpr Refusal refusals[] = {
-    {"short buffer", [](Look& look) { look.missing_bytes = 2; }},
+    {"short buffer", [](Look& look) { look.is_short = true; }},
     {"no columns", [](Look& look) { look.width = 0; }},
     {"no rows", [](Look& look) { look.height = 0; }},
     {"wrong type", [](Look& look) { look.type = GX_FRAME_COLOR; }},
-    {"no depth unit", [](Look& look) { look.value_scale = 0.0F; }},
+    {"no depth unit", [](Look& look) { look.scale = 0.0F; }},
     {"no camera", [](Look& look) { look.camera_known = false; }},
     {"no camera and another size",
      [](Look& look) {
@@ -58,12 +57,8 @@ struct History {
   std::vector<std::string> following; // two good frames and the refused one again
 };
 
-class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
+class RefusedFrames : public CaseTest {
  protected:
-  static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
-
-  static const FilterFacts& facts() { return *filter_case().filter; }
-
   static bool applies(const Refusal& refusal) {
     // What the first frame of a stream lacks would stay away.
     if (facts().derives_once && refusal.name == std::string("no camera"))
@@ -81,35 +76,24 @@ class RefusedFrames : public ::testing::TestWithParam<CaseAndKind> {
   static Attempt attempt(Instance& instance, const Look& look, const Strike& strike) {
     if (strike.skipped)
       return {};
-    if (strike.n == 0)
-      return {instance.outcome(instance.make(look))};
-    const Frame input = instance.make(look);
-    ErrorSlot error;
-    gx_error** const slot = error.receive();
-    Capture standard_output(stdout);
-    const Capture standard_error(stderr);
-    arm(strike.fault, strike.n);
-    const Frame output = instance.filter().process(input.get(), slot);
-    Attempt result{"", disarm(strike.fault)};
-    const std::string printed = standard_output.text();
-    result.outcome = output != nullptr ? gexton::FrameState(*output).dump() : error.text();
-    if (!result.struck || output != nullptr)
-      return result;
+    const Struck result = instance.strike(instance.make(look), strike.fault, strike.n);
+    Attempt attempt{result.outcome, result.struck};
+    if (!result.struck || result.output != nullptr)
+      return attempt;
     if (is_of_host(strike.fault)) {
-      result.failed = result.outcome ==
-                      std::string("injected fault | ") + gexton_get_last_fault() + " | gexton | 0";
-      EXPECT_TRUE(!result.failed || printed == error.trace());
+      attempt.failed = result.outcome == "injected fault | " + result.culprit + " | gexton | 0";
+      EXPECT_TRUE(!attempt.failed || result.printed == result.trace);
     } else {
-      result.failed =
+      attempt.failed =
           result.outcome.empty() || reports_no_memory(result.outcome, strike.fault, facts());
     }
-    return result;
+    return attempt;
   }
 
   static History live(const Refusal& refusal, Occasion occasion, const Strike& at_refused,
                       const Strike& at_next) {
     const NoLeftovers no_leftovers;
-    Instance instance(filter_case(), std::get<InputKind>(GetParam()));
+    Instance instance(filter_case(), kind());
     const auto set_kernel_where_needed = [&](bool fails) {
       if (refusal.by_kernel)
         set_kernel(instance, fails);

@@ -2,7 +2,6 @@
 // fails at each point of that way in turn. Each failure must be reported, leave nothing behind and
 // change nothing for the frames that follow.
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +9,7 @@
 #include <climits>
 #include <cstdlib>
 
-#include "support/faults.h"
+#include "support/host_function.h"
 #include "support/instance.h"
 
 namespace {
@@ -21,9 +20,8 @@ bool frames_have_no_profile = false;
 
 /// In place of the host's function: hosts may have frames without a profile.
 gx_stream_profile* gx_frame_get_stream_profile(const gx_frame* frame, gx_error** error) {
-  static const auto host_function = reinterpret_cast<decltype(&gx_frame_get_stream_profile)>(
-      dlsym(RTLD_NEXT, "gx_frame_get_stream_profile"));
-  return frames_have_no_profile ? nullptr : host_function(frame, error);
+  static const auto call = test::host_function(gx_frame_get_stream_profile, __func__);
+  return frames_have_no_profile ? nullptr : call(frame, error);
 }
 
 namespace {
@@ -56,12 +54,12 @@ Look of_other_bits(Look look) {
 }
 Look unconverted(Look look) {
   look.pixel_type = GX_PIXEL_DEPTH;
-  look.disparity_offset.reset();
+  look.offset.reset();
   return look;
 }
 Look next(Look look) {
   look.shift = 1;
-  look.disparity_offset = look.disparity_offset.value_or(0) + 1;
+  look.offset = look.offset.value_or(0) + 1;
   return look;
 }
 
@@ -112,13 +110,8 @@ struct Reference {
   std::vector<std::string> unseen, seen;
 };
 
-class TortureTest : public ::testing::TestWithParam<CaseAndKind> {
+class TortureTest : public CaseTest {
  protected:
-  static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
-  static InputKind kind() { return std::get<InputKind>(GetParam()); }
-  static const FilterFacts& facts() { return *filter_case().filter; }
-  static bool is_set() { return kind() == InputKind::frame_set; }
-
   static Reference reference(const Path& path) {
     Reference result;
     Instance once(filter_case(), kind());
@@ -128,15 +121,14 @@ class TortureTest : public ::testing::TestWithParam<CaseAndKind> {
     Instance twice(filter_case(), kind());
     path.prepare(twice);
     twice.outcome(twice.make(look));
-    result.seen = {twice.outcome(twice.make(look)), twice.outcome(twice.make(twice.look))};
+    result.seen = twice.outcomes(look);
     return result;
   }
 
   void torture(Fault fault);
   void torture(const Path& path, Fault fault);
   bool strike(const Path& path, Fault fault, uint64_t n, const Reference& expected);
-  void check_memory_report(Fault fault, const ErrorSlot& error, const std::string& printed,
-                           const std::string& printed_errors, const Reference& expected);
+  void check_memory_report(Fault fault, const Struck& result, const Reference& expected);
   void check_next(Instance& instance, const Look& look, const std::string& culprit,
                   const Reference& expected);
 
@@ -188,59 +180,47 @@ bool TortureTest::strike(const Path& path, Fault fault, uint64_t n, const Refere
   const Look look = path.prepare(instance);
   const Frame input = instance.make(look);
   const std::string input_facts = gexton::FrameState(*input).dump();
-  ErrorSlot error;
-  gx_error** const slot = fault == Fault::unheard_host_call ? nullptr : error.receive();
-
-  Capture standard_output(stdout);
-  Capture standard_error(stderr);
-  arm(fault, n);
-  const Frame output = instance.filter().process(input.get(), slot);
-  const bool struck = disarm(fault);
-  const std::string printed_errors = standard_error.text();
-  const std::string printed = standard_output.text();
+  const Struck result = instance.strike(input, fault, n);
+  const auto& [struck, output, error, trace, outcome, printed, printed_errors, culprit] = result;
+  const bool heard = fault != Fault::unheard_host_call;
   EXPECT_TRUE(gexton::FrameState(*input).dump() == input_facts);
-  if (output != nullptr || (!struck && slot != nullptr)) {
-    const std::string outcome =
-        output != nullptr ? gexton::FrameState(*output).dump() : error.text();
+  if (output != nullptr || (!struck && heard))
     EXPECT_TRUE(outcome == expected.frame) << legible(outcome);
-  }
   if (!struck)
     return true;
 
-  const std::string culprit = is_of_host(fault) ? gexton_get_last_fault() : "";
-  if (output != nullptr || (is_of_host(fault) && error.text() == expected.frame)) {
+  if (output != nullptr || (is_of_host(fault) && outcome == expected.frame)) {
     // Only giving a frame of the filter's own back may fail unnoticed: nothing is lost by it.
     EXPECT_TRUE(is_set());
     EXPECT_EQ(culprit, "gx_delete_frame");
     EXPECT_EQ(printed, "");
-    EXPECT_TRUE(output == nullptr || !error);
-  } else if (slot == nullptr) {
+    EXPECT_TRUE(output == nullptr || error.empty());
+  } else if (!heard) {
     EXPECT_EQ(printed, "");
   } else if (is_of_host(fault)) {
-    EXPECT_EQ(error.text(), "injected fault | " + culprit + " | gexton | 0");
-    EXPECT_EQ(printed, error.trace());
+    EXPECT_EQ(outcome, "injected fault | " + culprit + " | gexton | 0");
+    EXPECT_EQ(printed, trace);
   } else {
-    check_memory_report(fault, error, printed, printed_errors, expected);
+    check_memory_report(fault, result, expected);
   }
   check_next(instance, look, culprit, expected);
   return false;
 }
 
-void TortureTest::check_memory_report(Fault fault, const ErrorSlot& error,
-                                      const std::string& printed, const std::string& printed_errors,
+void TortureTest::check_memory_report(Fault fault, const Struck& result,
                                       const Reference& expected) {
-  const std::string text = error.text();
+  const std::string& text = result.outcome;
   // A refusal stays unreported where the host has no memory for an error.
   const bool unreported_refusal = text.empty() && !is_frame(expected.frame);
   EXPECT_TRUE(unreported_refusal || reports_no_memory(text, fault, facts())) << text;
   const bool without_workspace = facts().has_workspace && text == facts().no_memory;
-  EXPECT_EQ(printed, text.starts_with("out of memory") ? error.trace()
-                     : without_workspace               ? "Handle is not exist! Exiting function.\n"
-                                                       : "");
+  EXPECT_EQ(result.printed, text.starts_with("out of memory") ? result.trace
+                            : without_workspace ? "Handle is not exist! Exiting function.\n"
+                                                : "");
   // The one message on this stream: there is no memory for a workspace.
-  if (without_workspace || !printed_errors.empty()) {
+  if (without_workspace || !result.printed_errors.empty()) {
     EXPECT_TRUE(facts().has_workspace);
-    EXPECT_EQ(printed_errors, "Memory allocation failed: std::bad_alloc\n");
+    EXPECT_EQ(result.printed_errors, "Memory allocation failed: std::bad_alloc\n");
   }
 }
 
@@ -258,8 +238,7 @@ std::string with_zero_pixels(std::string outcome, Instance& instance, const Look
 
 void TortureTest::check_next(Instance& instance, const Look& look, const std::string& culprit,
                              const Reference& expected) {
-  const std::vector<std::string> next = {instance.outcome(instance.make(look)),
-                                         instance.outcome(instance.make(instance.look))};
+  const std::vector<std::string> next = instance.outcomes(look);
   if (next == expected.unseen && seen_ == 0)
     return;
   if (next == expected.seen) {
@@ -552,18 +531,15 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
     const Look look = path.prepare(instance);
     const bool needs_profile = look.pixel_type != GX_PIXEL_TOF_DEPTH && facts().needs_profile;
     const Frame input = instance.make(look);
-    ErrorSlot error;
     frames_have_no_profile = true;
-    Capture printed(stdout);
-    const Frame output = instance.filter().process(input, error);
-    const std::string trace = printed.text();
+    const Struck result = instance.strike(input, Fault::host_call, 0);
     frames_have_no_profile = false;
     const std::string outcome =
-        output != nullptr ? gexton::FrameState(*output).dump() : error.text();
+        result.output != nullptr ? gexton::FrameState(*result.output).dump() : result.error;
     EXPECT_TRUE(outcome == expected.frame || needs_profile);
     EXPECT_TRUE(outcome != expected.frame || &path != &paths[0] || !needs_profile);
     if (outcome == expected.frame) {
-      EXPECT_EQ(trace, "");
+      EXPECT_EQ(result.printed, "");
     } else {
       // The host's answer to a question about no profile.
       EXPECT_TRUE(outcome ==
@@ -572,30 +548,24 @@ TEST_P(TortureTest, StandsFramesWithoutAProfile) {
                   outcome == "invalid argument | gx_create_stream_profile_from_other_stream_profile"
                              " | other | 4")
           << legible(outcome);
-      EXPECT_EQ(trace, error.trace());
+      EXPECT_EQ(result.printed, result.trace);
     }
-    const std::vector<std::string> next = {instance.outcome(instance.make(look)),
-                                           instance.outcome(instance.make(instance.look))};
-    EXPECT_TRUE(next == (output != nullptr ? expected.seen : expected.unseen));
+    EXPECT_TRUE(instance.outcomes(look) ==
+                (result.output != nullptr ? expected.seen : expected.unseen));
   }
-}
-
-/// What becomes of a frame, but for what it says of itself.
-std::string pixels_or_error(const FilterCase& filter_case, InputKind kind, const Look& look) {
-  Instance instance(filter_case, kind);
-  ErrorSlot error;
-  const Capture printed(stdout);
-  const Frame output = instance.filter().process(instance.make(look), error);
-  return output == nullptr ? error.text()
-                           : gexton::FrameState(*gexton::depth_frame_of(*output)).pixels();
 }
 
 TEST_P(TortureTest, StandsCodesThatNoHeaderLists) {
   constexpr int of_no_header = 77;
   const auto outcome = [](auto member, int code) {
-    Look look = Instance(filter_case(), kind()).look;
+    Instance instance(filter_case(), kind());
+    Look look = instance.look;
     look.*member = static_cast<std::decay_t<decltype(look.*member)>>(code);
-    return pixels_or_error(filter_case(), kind(), look);
+    const Struck result = instance.strike(instance.make(look), Fault::host_call, 0);
+    // But for what a frame says of itself.
+    return result.output == nullptr
+               ? result.outcome
+               : gexton::FrameState(*gexton::depth_frame_of(*result.output)).pixels();
   };
   for (const int code : {INT_MIN, -2, 1, 4711, INT_MAX}) {
     EXPECT_EQ(outcome(&Look::type, code),

@@ -19,24 +19,30 @@ inline D2DParameters stereo_record() {
   return record;
 }
 
-/// A depth frame with all that filters ask about it.
+/// A frame as the camera delivers it, with all that filters ask about it.
 struct CameraFrame {
   uint32_t width = 0, height = 0;
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
   float scale = 1;
   uint8_t bits = 12;
   D2DParameters record = stereo_record();
-  Pixels pixels{}; ///< empty: 1000 all
+  Pixels pixels{}; ///< the whole buffer, however long; empty: 1000 all
   std::optional<int64_t> offset{};
   gx_format format = GX_FORMAT_Y16;
+  gx_frame_type type = GX_FRAME_DEPTH;
 
-  Frame make() const {
-    const Pixels data = pixels.empty() ? Pixels(size_t{width} * height, 1000) : pixels;
-    EXPECT_EQ(data.size(), size_t{width} * height);
-    const Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
+  Profile make_profile() const {
+    Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
     gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
     gx_video_stream_profile_set_intrinsic(profile.get(), {1, 2, 300, 200, 5, 6}, nullptr);
-    Frame frame{gexton_create_video_frame(GX_FRAME_DEPTH, profile.get(), data.data(), nullptr)};
+    return profile;
+  }
+  Frame make() const { return make(make_profile()); }
+  Frame make(const Profile& profile) const {
+    const Pixels data = pixels.empty() ? Pixels(size_t{width} * height, 1000) : pixels;
+    Frame frame{gexton_create_video_frame(type, profile.get(), nullptr, nullptr)};
+    gx_frame_update_data(frame.get(), reinterpret_cast<const uint8_t*>(data.data()),
+                         static_cast<uint32_t>(2 * data.size()), nullptr);
     gx_video_frame_set_pixel_type(frame.get(), pixel_type, nullptr);
     gx_video_frame_set_pixel_available_bit_size(frame.get(), bits, nullptr);
     gx_depth_frame_set_value_scale(frame.get(), scale, nullptr);

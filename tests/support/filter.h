@@ -35,6 +35,13 @@ class Filter : public gexton::Filter {
     update_config(texts, error);
     return error.text();
   }
+  template <typename Number>
+  std::string update_to_numbers(const std::vector<Number>& numbers) {
+    std::vector<std::string> texts;
+    for (const Number number : numbers)
+      texts.push_back(std::to_string(number));
+    return update_to(texts);
+  }
   Frame process(gx_frame* frame, gx_error** error = nullptr) {
     return Frame{context().process(context().filter, frame, error)};
   }

@@ -27,6 +27,14 @@ inline Values words(const char* text) {
   return values;
 }
 
+/// What a filter's schema has for values.
+inline Values default_values(const gexton::Filter& filter) {
+  std::string texts;
+  for (const gexton::Parameter& parameter : filter.schema())
+    texts += parameter.default_value + " ";
+  return words(texts.c_str());
+}
+
 struct FilterFacts;
 
 /// A filter in a typical configuration.

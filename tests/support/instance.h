@@ -4,28 +4,20 @@
 // histories of updates, resets and frames.
 
 #include <map>
-#include <optional>
 #include <tuple>
 #include <utility>
 
 #include "support/capture.h"
-#include "support/filter_facts.h"
+#include "support/faults.h"
 
 namespace test {
 
 // ---- what frames are ----
 
-/// A frame as the camera delivers it: its kind, its pixels and what it says of itself.
-struct Look {
-  uint32_t width = 32, height = 16;
-  gx_format format = GX_FORMAT_Y16;
-  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
-  uint8_t bits = 12;
-  std::optional<int64_t> disparity_offset{};
-  unsigned shift = 0; // of the content
-  float value_scale = 1.0F;
-  gx_frame_type type = GX_FRAME_DEPTH;
-  uint32_t missing_bytes = 0; // of the pixel buffer
+/// A frame of an instance's camera; its pixels are those of the case.
+struct Look : CameraFrame {
+  unsigned shift = 0; ///< of the content
+  bool is_short = false;
   bool camera_known = true;
 
   auto stream() const { return std::tuple(width, height, format, camera_known); }
@@ -70,6 +62,25 @@ inline std::string name_of(const ::testing::TestParamInfo<CaseAndKind>& test) {
          std::string(kind == InputKind::frame_set ? "OfFrameSet" : "OfDepthFrame");
 }
 
+/// What came of a frame while a fault was due.
+struct Struck {
+  bool struck = false;
+  Frame output{};
+  std::string error{}, trace{};
+  std::string outcome{}; ///< the frame's facts, or the error
+  std::string printed{}, printed_errors{};
+  std::string culprit{}; ///< the function of the host that failed
+};
+
+/// Tests of all cases with both kinds of input.
+class CaseTest : public ::testing::TestWithParam<CaseAndKind> {
+ protected:
+  static const FilterCase& filter_case() { return std::get<FilterCase>(GetParam()); }
+  static InputKind kind() { return std::get<InputKind>(GetParam()); }
+  static const FilterFacts& facts() { return *filter_case().filter; }
+  static bool is_set() { return kind() == InputKind::frame_set; }
+};
+
 /// One instance of a case's filter, configured, with the camera that its frames come from. Frames
 /// of one size and format share a stream profile, as with real cameras.
 class Instance {
@@ -78,30 +89,24 @@ class Instance {
       : Instance(filter_case, kind, Filter(filter_case.filter->name)) {}
   Instance(const FilterCase& filter_case, InputKind kind, Filter filter)
       : filter_case_(filter_case), kind_(kind), filter_(std::move(filter)) {
+    look.width = 32;
+    look.height = 16;
     look.pixel_type = filter_case.pixel_type;
-    look.disparity_offset = filter_case.disparity_offset;
+    look.offset = filter_case.disparity_offset;
     configure();
   }
 
-  Frame make(const Look& frame_look) {
+  Frame make(Look frame_look) {
     Profile& profile = profiles_[frame_look.stream()];
-    const auto [width, height, format, camera_known] = frame_look.stream();
     if (profile == nullptr) {
-      profile.reset(gexton_create_stream_profile(format, width, height, nullptr));
-      set_record(profile.get(), camera_known);
+      profile = frame_look.make_profile();
+      set_record(profile.get(), frame_look.camera_known);
     }
-    const Pixels pixels = case_pixels(width, height, frame_look.shift);
-    Frame frame{gexton_create_video_frame(frame_look.type, profile.get(), pixels.data(), nullptr)};
-    if (frame_look.missing_bytes > 0)
-      gx_frame_update_data(frame.get(), reinterpret_cast<const uint8_t*>(pixels.data()),
-                           2 * width * height - frame_look.missing_bytes, nullptr);
-    gx_depth_frame_set_value_scale(frame.get(), frame_look.value_scale, nullptr);
-    gx_video_frame_set_pixel_type(frame.get(), frame_look.pixel_type, nullptr);
-    gx_video_frame_set_pixel_available_bit_size(frame.get(), frame_look.bits, nullptr);
+    frame_look.pixels = case_pixels(frame_look.width, frame_look.height, frame_look.shift);
+    if (frame_look.is_short)
+      frame_look.pixels.pop_back();
+    Frame frame = frame_look.make(profile);
     gexton_frame_set_index(frame.get(), frame_look.shift, nullptr);
-    if (frame_look.disparity_offset)
-      gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET,
-                                *frame_look.disparity_offset, nullptr);
     if (kind_ == InputKind::depth_frame)
       return frame;
     const Frame color = make_frame(1, 1, {7}, GX_PIXEL_UNKNOWN, GX_FRAME_COLOR);
@@ -110,14 +115,34 @@ class Instance {
 
   /// What the filter makes of a frame: the facts of its output, or its error.
   std::string outcome(const Frame& frame) {
+    const Struck result = strike(frame, Fault::host_call, 0);
+    EXPECT_NE(result.output == nullptr, result.error.empty());
+    return result.outcome;
+  }
+
+  /// The same while a fault is due; n = 0: none is.
+  Struck strike(const Frame& frame, Fault fault, uint64_t n) {
+    Struck result;
     ErrorSlot error;
-    Frame output;
-    {
-      const Capture refusals(stdout); // are printed
-      output = filter_.process(frame, error);
-    }
-    EXPECT_EQ(output == nullptr, bool(error));
-    return output != nullptr ? gexton::FrameState(*output).dump() : error.text();
+    gx_error** const slot = fault == Fault::unheard_host_call ? nullptr : error.receive();
+    Capture printed(stdout);
+    Capture printed_errors(stderr);
+    arm(fault, n);
+    result.output = filter_.process(frame.get(), slot);
+    result.struck = disarm(fault) && n > 0;
+    result.printed = printed.text();
+    result.printed_errors = printed_errors.text();
+    result.error = error.text();
+    result.trace = error ? error.trace() : "";
+    result.outcome =
+        result.output != nullptr ? gexton::FrameState(*result.output).dump() : result.error;
+    if (result.struck && is_of_host(fault))
+      result.culprit = gexton_get_last_fault();
+    return result;
+  }
+  /// What the filter makes of a look, and then of the usual one.
+  std::vector<std::string> outcomes(const Look& first) {
+    return {outcome(make(first)), outcome(make(look))};
   }
 
   /// Steps of a history; none of them may fail.

@@ -1,18 +1,18 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <random>
 
 namespace test {
 
 /// The standard engine with results that are 32 bits wide on every platform.
-class Random {
- public:
-  explicit Random(uint32_t seed) : engine_(seed) {}
-  uint32_t operator()() { return static_cast<uint32_t>(engine_()); }
+using Random = std::independent_bits_engine<std::mt19937, 32, uint32_t>;
 
- private:
-  std::mt19937 engine_;
-};
+/// One of these values.
+template <typename T, size_t Count>
+const T& one_of(Random& random, const T (&values)[Count]) {
+  return values[random() % Count];
+}
 
 } // namespace test

@@ -51,7 +51,7 @@ Pixels counted(size_t count) {
 }
 
 TEST(DepthResize, EqualsTheNaiveFormAtEveryLevel) {
-  test::Random random(6);
+  Random random(6);
   const float scales[] = {1, 1, 2, 2, 0.5f, 0.1f, 0.75f, 1.25f, 1.9375f, 3, 7.5f, 50};
   int done = 0;
   while (done < 1000) {

@@ -3,46 +3,67 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <optional>
 
 #include "naive/disparity_lookup.h"
 #include "naive/sampling.h"
-#include "support/camera_frame.h"
-#include "support/filter.h"
-#include "support/random.h"
+#include "support/sequences.h"
 
 namespace {
 
 using namespace test;
 
-using Input = test::CameraFrame;
+using Input = CameraFrame;
 
-/// All 65536 codes, or the first 2^bits of them.
-Input all_codes(const D2DParameters& record) {
-  Input input{.width = 256, .pixel_type = GX_PIXEL_DISPARITY};
-  input.height = record.bitSize >= 16 ? 256 : 1u << record.bitSize >> 8;
-  input.bits = record.bitSize;
-  input.record = record;
-  input.pixels.resize(size_t{input.width} * input.height);
-  for (size_t i = 0; i < input.pixels.size(); ++i)
-    input.pixels[i] = static_cast<uint16_t>(i);
-  return input;
+bool same(const D2DParameters& a, const D2DParameters& b) {
+  return std::memcmp(&a, &b, sizeof a) == 0; // packed: without padding
 }
 
-using RecordBytes = std::array<char, sizeof(D2DParameters)>;
-
-RecordBytes bytes_of(const D2DParameters& record) {
-  return std::bit_cast<RecordBytes>(record); // packed: without padding
+D2DParameters random_record(Random& random) {
+  const auto pick = [&](std::initializer_list<double> values) {
+    return values.begin()[random() % values.size()];
+  };
+  if (random() % 8 == 0)
+    return {}; // what a new filter believes to know already
+  D2DParameters r = test::stereo_record();
+  r.zpd = pick({600, 1000, 0});
+  r.baseline = static_cast<float>(pick({50, 75.3, 1e30, 0}));
+  r.fx = pick({400, 580.7, std::numeric_limits<double>::infinity()});
+  r.bitSize = static_cast<uint8_t>(pick({12, 12, 14, 10, 16, 0, 6, 255}));
+  r.unit = static_cast<float>(pick({1, 0.1, 7.3}));
+  r.minDisparity = static_cast<float>(pick({0, 100.5, 328}));
+  r.packMode = static_cast<uint8_t>(pick({1, 2, 2, 3, 4, 5}));
+  r.dispOffset = static_cast<float>(pick({0, 0.25, -3}));
+  r.invalidDisp = static_cast<int32_t>(pick({0, 5, 200}));
+  r.isDualCamera = static_cast<uint8_t>(random() % 2);
+  return r;
 }
+
+constexpr void (*changes[])(D2DParameters&) = {
+    [](D2DParameters& r) { r.baseline += 10; },
+    [](D2DParameters& r) { r.fx += 100; },
+    [](D2DParameters& r) { r.unit *= 2; },
+    [](D2DParameters& r) { r.dispOffset += 1; },
+    [](D2DParameters& r) { r.invalidDisp += 7; },
+    [](D2DParameters& r) { r.minDisparity += 1; },
+    [](D2DParameters& r) { r.isDualCamera ^= 1; },
+    [](D2DParameters& r) { r.zpd += 500; },
+    [](D2DParameters& r) { r.packMode = static_cast<uint8_t>(1 + r.packMode % 4); },
+};
 
 struct Model {
   explicit Model(bool open_ni_filter)
       : open_ni(open_ni_filter), max(open_ni ? 10000 : 65535), min(open_ni ? 100 : 0) {}
+  /// For random sequences: with two cameras that differ in one fact.
+  Model(bool open_ni_filter, Random& random) : Model(open_ni_filter) {
+    records[0] = records[1] = random_record(random);
+    one_of(random, changes)(records[1]);
+  }
   bool open_ni;
+  D2DParameters records[2]{};
   float max, min, unit = 1, value_scale = 1, offset = 0;
   bool changed = false;
   D2DParameters stored{};
@@ -116,12 +137,52 @@ struct Model {
     return true;
   }
 
-  std::optional<Pixels> process(const Input& input) {
+  void configure(Filter& filter, Random& random) {
+    const char* const texts[] = {"100", "700", "4095", "65535", "0", "65536"};
+    std::vector<const char*> values = {
+        one_of(random, texts), texts[random() % 3],
+        one_of(random, {"1", "0.5", "0.001", "0.0009", "10", "10.01", "nan"})};
+    if (std::string(values[2]) != "nan")
+      update(std::atoi(values[0]), std::atoi(values[1]), static_cast<float>(std::atof(values[2])));
+    if (open_ni)
+      values.insert(values.end(), {"0", "0", "1", "0", "0", "0", "0"});
+    EXPECT_EQ(filter.update(values), "");
+  }
+
+  void reset() { table.reset(); }
+
+  Input frame(Random& random) const {
+    Input input{31 + random() % 2, 9, GX_PIXEL_DISPARITY};
+    input.format = one_of(random, {GX_FORMAT_Y12_SHIFTED, GX_FORMAT_Y16, GX_FORMAT_Y16});
+    input.record = records[random() % 3 == 0];
+    input.bits = random() % 4 == 0 ? uint8_t{11} : input.record.bitSize;
+    if (random() % 2 == 0)
+      input.offset = random() % 9;
+    input.pixels = {0, 8192, 65531, 65532, 65534, 65535};
+    while (input.pixels.size() < size_t{input.width} * 9)
+      input.pixels.push_back(static_cast<uint16_t>(random() >> random() % 16));
+    if (random() % 4 == 0) // the whole buffer is mapped, however long
+      input.pixels.insert(input.pixels.end(), {160, 5, 1000});
+    return input;
+  }
+
+  Pixels process(const Input& input, std::string& error) {
+    if (const auto pixels = convert(input))
+      return *pixels;
+    const std::string operation = stored.isDualCamera != 0 ? "stereo_camera_init_lookup_table"
+                                                           : "mono_camera_init_lookup_table";
+    error = "Unsupported disparity data pack type error | DisparityTransform::" + operation +
+            " | " + operation + " | 4";
+    return {};
+  }
+
+  /// Nothing for an unsupported pack mode.
+  std::optional<Pixels> convert(const Input& input) {
     if (!cached || cached->width != input.width || cached->height != input.height ||
         cached->format != input.format || cached->bits != input.bits)
       cached = input;
     offset = static_cast<float>(input.offset.value_or(0));
-    if (bytes_of(stored) != bytes_of(cached->record) || changed) {
+    if (!same(stored, cached->record) || changed) {
       value_scale = 1.0f / unit;
       output_bits = 8;
       while (output_bits < 16 && !(std::ldexp(1.0f, output_bits) > max * value_scale))
@@ -145,108 +206,17 @@ struct Model {
   }
 };
 
-D2DParameters random_record(test::Random& random) {
-  const auto pick = [&](std::initializer_list<double> values) {
-    return values.begin()[random() % values.size()];
-  };
-  if (random() % 8 == 0)
-    return {}; // what a new filter believes to know already
-  D2DParameters r = test::stereo_record();
-  r.zpd = pick({600, 1000, 0});
-  r.baseline = static_cast<float>(pick({50, 75.3, 1e30, 0}));
-  r.fx = pick({400, 580.7, std::numeric_limits<double>::infinity()});
-  r.bitSize = static_cast<uint8_t>(pick({12, 12, 14, 10, 16, 0, 6, 255}));
-  r.unit = static_cast<float>(pick({1, 0.1, 7.3}));
-  r.minDisparity = static_cast<float>(pick({0, 100.5, 328}));
-  r.packMode = static_cast<uint8_t>(pick({1, 2, 2, 3, 4, 5}));
-  r.dispOffset = static_cast<float>(pick({0, 0.25, -3}));
-  r.invalidDisp = static_cast<int32_t>(pick({0, 5, 200}));
-  r.isDualCamera = static_cast<uint8_t>(random() % 2);
-  return r;
-}
-
-constexpr void (*changes[])(D2DParameters&) = {
-    [](D2DParameters& r) { r.baseline += 10; },
-    [](D2DParameters& r) { r.fx += 100; },
-    [](D2DParameters& r) { r.unit *= 2; },
-    [](D2DParameters& r) { r.dispOffset += 1; },
-    [](D2DParameters& r) { r.invalidDisp += 7; },
-    [](D2DParameters& r) { r.minDisparity += 1; },
-    [](D2DParameters& r) { r.isDualCamera ^= 1; },
-    [](D2DParameters& r) { r.zpd += 500; },
-    [](D2DParameters& r) { r.packMode = static_cast<uint8_t>(1 + r.packMode % 4); },
-};
-
-class DisparityFilters : public ::testing::TestWithParam<bool> {
- protected:
-  static bool open_ni() { return GetParam(); }
-  static std::string name() {
-    return open_ni() ? "OpenNIDisparityTransform" : "DisparityTransform";
-  }
-  static std::vector<const char*> values(std::vector<const char*> depth_range) {
-    if (open_ni())
-      for (const char* rest : {"0", "0", "1", "0", "0", "0", "0"})
-        depth_range.push_back(rest);
-    return depth_range;
-  }
-};
-
-INSTANTIATE_TEST_SUITE_P(Both, DisparityFilters, ::testing::Bool());
-
-TEST_P(DisparityFilters, FollowTheModelThroughRandomSequences) {
-  test::Random random(8);
-  for (int sequence = 0; sequence < 120; ++sequence) {
-    const test::NoLeftovers no_leftovers;
-    Filter filter(name());
-    Model model(open_ni());
-    const D2DParameters record = random_record(random);
-    D2DParameters records[] = {record, record};
-    changes[random() % std::size(changes)](records[1]);
-    for (int step = 0; step < 12; ++step) {
-      if (random() % 8 == 0) {
-        filter.reset();
-        model.table.reset();
-      }
-      if (random() % 4 == 0) {
-        const char* const texts[] = {"100", "700", "4095", "65535", "0", "65536"};
-        const char* const units[] = {"1", "0.5", "0.001", "0.0009", "10", "10.01", "nan"};
-        const char *max = texts[random() % 6], *min = texts[random() % 3],
-                   *unit = units[random() % 7];
-        EXPECT_EQ(filter.update(values({max, min, unit})), "");
-        if (std::string(unit) != "nan")
-          model.update(std::atoi(max), std::atoi(min), static_cast<float>(std::atof(unit)));
-      }
-      Input input{31 + random() % 2, 9, GX_PIXEL_DISPARITY};
-      input.format = random() % 3 == 0 ? GX_FORMAT_Y12_SHIFTED : GX_FORMAT_Y16;
-      input.record = records[random() % 3 == 0];
-      input.bits = random() % 4 == 0 ? uint8_t{11} : input.record.bitSize;
-      if (random() % 2 == 0)
-        input.offset = random() % 9;
-      input.pixels = {0, 8192, 65531, 65532, 65534, 65535};
-      while (input.pixels.size() < size_t{input.width} * 9)
-        input.pixels.push_back(static_cast<uint16_t>(random() >> random() % 16));
-      const Frame frame = input.make();
-      if (random() % 4 == 0) { // the whole buffer is mapped, however long
-        input.pixels.insert(input.pixels.end(), {160, 5, 1000});
-        gx_frame_update_data(frame.get(), reinterpret_cast<const uint8_t*>(input.pixels.data()),
-                             static_cast<uint32_t>(2 * input.pixels.size()), nullptr);
-      }
-      const auto expected = model.process(input);
-      const auto [output, pixels, error, trace, printed, level] = filter.outcome(frame);
-      if (!expected) {
-        const std::string operation = model.stored.isDualCamera != 0
-                                          ? "stereo_camera_init_lookup_table"
-                                          : "mono_camera_init_lookup_table";
-        EXPECT_EQ(error, "Unsupported disparity data pack type error | DisparityTransform::" +
-                             operation + " | " + operation + " | 4");
-        continue;
-      }
-      ASSERT_EQ(pixels, *expected) << sequence << "/" << step << " " << level << error;
-      EXPECT_EQ(gx_video_frame_get_pixel_type(output.get(), nullptr), GX_PIXEL_DEPTH);
-      EXPECT_EQ(gx_video_frame_get_pixel_available_bit_size(output.get(), nullptr),
-                model.output_bits);
-      EXPECT_EQ(gx_depth_frame_get_value_scale(output.get(), nullptr), 1.0f / model.value_scale);
-    }
+TEST(DisparityFilters, FollowTheModelThroughRandomSequences) {
+  Random random(8);
+  for (int sequence = 0; sequence < 240; ++sequence) {
+    Model model(sequence % 2 == 0, random);
+    follow(model.open_ni ? "OpenNIDisparityTransform" : "DisparityTransform", model, 12, random,
+           [&](gx_frame* output) {
+             EXPECT_EQ(gx_video_frame_get_pixel_type(output, nullptr), GX_PIXEL_DEPTH);
+             EXPECT_EQ(gx_video_frame_get_pixel_available_bit_size(output, nullptr),
+                       model.output_bits);
+             EXPECT_EQ(gx_depth_frame_get_value_scale(output, nullptr), 1.0f / model.value_scale);
+           });
   }
 }
 
@@ -264,7 +234,7 @@ TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
   EXPECT_EQ(update("4", "4", "0.1"), "");
   // Resampling stays on while a refused update has stored a width of 0, which no frame can have.
   EXPECT_EQ(update("0", "4", "0"), range + "scale | 4");
-  const Frame input = all_codes(test::stereo_record()).make();
+  const Frame input = CameraFrame{256, 16, GX_PIXEL_DISPARITY}.make();
   for (const char* height : {"4", "65535"}) {
     if (height[0] == '6')
       EXPECT_EQ(update("65535", height, "1"), ""); // more bytes than a frame can count
@@ -277,7 +247,7 @@ TEST(OpenNIDisparityTransform, RefusesWhatItsRangesExclude) {
 }
 
 TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
-  test::Random random(3);
+  Random random(3);
   for (int round = 0; round < 400; ++round) {
     Input input{1 + random() % 70, 1 + random() % 20, GX_PIXEL_DISPARITY};
     input.record.minDisparity = 100;
@@ -295,7 +265,7 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
 
     Model model(true);
     model.update(9999, 5, 1);
-    model.process(input);
+    model.convert(input);
     (*model.table)[0] = 0;
     Pixels depths = input.pixels;
     naive::look_up(depths, *model.table);
@@ -329,7 +299,8 @@ TEST(OpenNIDisparityTransform, MovesThePrincipalPointOfCroppedSizes) {
                            {"400", "300", 300, 200}}) {
     Filter filter("OpenNIDisparityTransform");
     filter.update({"900", "9", "1", each.width, each.height, "1", "0", "0", "0", "0"});
-    const Frame input = all_codes(stereo_record()).make();
+    const Frame input =
+        CameraFrame{.width = 256, .height = 16, .pixel_type = GX_PIXEL_DISPARITY}.make();
     const Frame output = filter.process(input.get());
     const Profile profile{gx_frame_get_stream_profile(output.get(), nullptr)};
     const auto intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), nullptr);

@@ -7,16 +7,16 @@
 #include "filters/depth/invalid_depth_kernels.h"
 #include "naive/depth_table.h"
 #include "naive/invalid_depth.h"
-#include "support/camera_frame.h"
-#include "support/filter.h"
-#include "support/random.h"
+#include "support/sequences.h"
 
 namespace {
 
 namespace simd = filter_processor::simd;
 using namespace test;
 
-using Input = test::CameraFrame;
+using Input = CameraFrame;
+
+constexpr float infinity = std::numeric_limits<float>::infinity();
 
 /// Pixel i has value i.
 Input counting_input(int64_t offset, uint32_t width = 256, uint32_t height = 256) {
@@ -33,7 +33,23 @@ struct Model {
   float tolerance = 0, last_scale = 0;
   std::optional<Input> cached{};
 
-  Pixels process(const Input& input) {
+  void configure(Filter&, Random&) {} // it has no parameters
+  void reset() { *this = Model{.tolerance = tolerance, .last_scale = last_scale}; }
+
+  Input frame(Random& random) {
+    Input input =
+        counting_input(one_of<int64_t>(random, {8, 8, 3, -5, 0, 70, 1, INT64_MAX, INT64_MIN}),
+                       250 + random() % 2, 251 + random() % 2);
+    input.scale = one_of(random, {1.0F, 1.0F, 0.1F, 0.125F, 0.4F, 1.5F, 2.0F, 1.7F, 7.3F, 13.0F,
+                                  17.0F, 1e30F, infinity, -infinity, -1.0F, std::nanf("")});
+    input.bits = one_of<uint8_t>(random, {12, 14, 16, 10});
+    input.record.fx = one_of(random, {HUGE_VAL, 33e7, 800.0, 800.0, 800.0, 800.0, 800.0, 800.0});
+    if (random() % 5 == 0)
+      input.offset.reset();
+    return input;
+  }
+
+  Pixels process(const Input& input, std::string&) {
     Pixels pixels = input.pixels;
     if (!cached || cached->width != input.width || cached->height != input.height) {
       cached = input;
@@ -71,34 +87,10 @@ struct Model {
 };
 
 TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
-  constexpr float infinity = std::numeric_limits<float>::infinity();
-  const float scales[] = {1,    1,  0.1f, 0.125f, 0.4f,     1.5f,      2.0f, 1.7f,
-                          7.3f, 13, 17,   1e30f,  infinity, -infinity, -1,   std::nanf("")};
-  const int64_t offsets[] = {8, 8, 3, -5, 0, 70, 1, INT64_MAX, INT64_MIN};
-  const uint8_t bits[] = {12, 14, 16, 10};
-  test::Random random(9);
+  Random random(9);
   for (int sequence = 0; sequence < 40; ++sequence) {
-    const test::NoLeftovers no_leftovers;
-    Filter filter("HardwareD2DCorrectionFilter");
     Model model;
-    for (int step = 0; step < 10; ++step) {
-      Input input = counting_input(offsets[random() % std::size(offsets)], 250 + random() % 2,
-                                   251 + random() % 2);
-      input.scale = scales[random() % std::size(scales)];
-      input.bits = bits[random() % 4];
-      input.record.fx = random() % 6 == 0 ? (random() % 2 == 0 ? HUGE_VAL : 33e7) : 800;
-      if (random() % 5 == 0)
-        input.offset.reset();
-      if (random() % 8 == 0) {
-        filter.reset();
-        model = Model{.tolerance = model.tolerance, .last_scale = model.last_scale};
-      }
-      const Pixels expected = model.process(input);
-      const Outcome outcome = filter.outcome(input.make());
-      ASSERT_EQ(outcome.pixels, expected)
-          << sequence << "/" << step << " scale " << input.scale << " bits " << int{input.bits}
-          << " invalid " << model.invalid_depth << " " << outcome.level;
-    }
+    follow("HardwareD2DCorrectionFilter", model, 10, random);
   }
 }
 

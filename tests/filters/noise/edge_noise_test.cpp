@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <random>
 
 #include "filters/noise/edge_strips_kernels.h"
 #include "naive/edge_strips.h"
 #include "support/allocation_faults.h"
-#include "support/filter.h"
+#include "support/sequences.h"
 
 namespace {
 
@@ -17,7 +16,7 @@ using Int = int64_t;
 using namespace test;
 
 /// A valid area with holes and a ragged outline.
-Pixels random_image(Int width, Int height, std::mt19937& random) {
+Pixels random_image(Int width, Int height, Random& random) {
   const auto below = [&](Int n) { return static_cast<Int>(random() % static_cast<unsigned>(n)); };
   Pixels pixels;
   const Int border = 1 + below(2 + width / 2);
@@ -64,12 +63,46 @@ Int floor_root(Int square) {
   return static_cast<Int>(std::sqrt(static_cast<long double>(std::max(square, Int{0}))));
 }
 
+std::string update(Filter& filter, bool mgc, const Values& v) {
+  std::vector<Int> values = {v.margin_x, v.margin_y, v.limit_x, v.limit_y, v.width, v.height};
+  if (mgc)
+    values.insert(values.begin(), {v.left, v.right, v.radius});
+  else
+    values.insert(values.begin() + 4, v.vertical);
+  return filter.update_to_numbers(values);
+}
+
+/// Values of a size like the frames', or of the largest, so that small frames are too small.
+Values random_values(bool mgc, Random& random) {
+  const auto up_to = [&](Int n) {
+    return static_cast<Int>(random() % static_cast<unsigned>(n + 1));
+  };
+  Values values = {.width = 1 + up_to(99), .height = 1 + up_to(49)};
+  values.limit_x = 1 + up_to(up_to(3) == 0 ? 639 : values.width / 2);
+  values.limit_y = 1 + up_to(up_to(3) == 0 ? 399 : values.height / 2);
+  values.margin_x = up_to(std::min(values.limit_x + 1, Int{640}));
+  values.margin_y = up_to(std::min(values.limit_y + 1, Int{400}));
+  values.vertical = mgc ? 1 : up_to(1);
+  if (mgc) {
+    values.left = up_to(values.width / 4);
+    values.right = up_to(1) * up_to(values.width / 4);
+    values.radius = up_to(2) * up_to(320);
+  }
+  if (up_to(3) == 0) {
+    values.width = 1280;
+    values.height = 1024;
+  }
+  return values;
+}
+
 /// Either filter as its description reads.
 class Model {
  public:
   explicit Model(bool mgc) : mgc_(mgc) { reset(); }
 
-  void update(const Values& values) {
+  void configure(Filter& filter, Random& random) {
+    const Values values = random() % 4 == 0 ? anchor_ : random_values(mgc_, random);
+    EXPECT_EQ(update(filter, mgc_, values), "");
     changed_ = changed_ || !(values == anchor_);
     anchor_ = values;
   }
@@ -79,8 +112,23 @@ class Model {
     changed_ = false;
   }
 
+  /// As large as before, as the anchor says, or of any size.
+  CameraFrame frame(Random& random) {
+    const auto below = [&](Int n) { return static_cast<Int>(random() % static_cast<unsigned>(n)); };
+    if (below(3) == 0)
+      size_ = below(2) == 0 && anchor_.width < 1280 ? Size{anchor_.width, anchor_.height}
+              : below(5) == 0                       ? Size{below(2), below(2)}
+                                                    : Size{below(100), below(100)};
+    if (below(200) == 0)
+      size_ = {3, 70000}; // more rows than 16 bits count
+    return {.width = static_cast<uint32_t>(size_.width),
+            .height = static_cast<uint32_t>(size_.height),
+            .pixels = random_image(size_.width, size_.height, random)};
+  }
+
   /// The filtered image, or nothing and the error's text.
-  Pixels process(const Pixels& input, Int width, Int height, std::string& error) {
+  Pixels process(const CameraFrame& input, std::string& error) {
+    const auto [width, height] = size_;
     const std::string name = mgc_ ? "MgcNoiseRemovalFilter" : "EdgeNoiseRemovalFilter";
     const bool has_table = !mgc_ || (table_width_ == width && table_height_ == height);
     if (changed_ || current_.width != width || current_.height != height || !has_table) {
@@ -98,8 +146,7 @@ class Model {
     }
     const auto rows = static_cast<size_t>(height);
     const naive::Runs margins(rows, {current_.margin_x, current_.margin_x});
-    error = "";
-    return naive::clear_strips(input, width, height,
+    return naive::clear_strips(input.pixels, width, height,
                                {mgc_ ? table_ : margins, mgc_, current_.limit_x,
                                 columns ? current_.margin_y : 0, current_.limit_y});
   }
@@ -145,102 +192,25 @@ class Model {
     table_height_ = h;
   }
 
+  struct Size {
+    Int width, height;
+  };
+
   bool mgc_;
   bool changed_ = false;
+  Size size_{40, 30};
   Values anchor_, current_;
   Int table_width_ = 0, table_height_ = 0;
   naive::Runs table_;
 };
 
-std::string update(Filter& filter, bool mgc, const Values& v) {
-  std::vector<Int> values = {v.margin_x, v.margin_y, v.limit_x, v.limit_y, v.width, v.height};
-  if (mgc)
-    values.insert(values.begin(), {v.left, v.right, v.radius});
-  else
-    values.insert(values.begin() + 4, v.vertical);
-  std::vector<std::string> texts;
-  texts.reserve(values.size());
-  for (const Int value : values)
-    texts.push_back(std::to_string(value));
-  return filter.update_to(texts);
-}
-
-/// Values of a size like the frames', or of the largest, so that small frames are too small.
-Values random_values(bool mgc, std::mt19937& random) {
-  const auto up_to = [&](Int n) {
-    return static_cast<Int>(random() % static_cast<unsigned>(n + 1));
-  };
-  Values values = {.width = 1 + up_to(99), .height = 1 + up_to(49)};
-  values.limit_x = 1 + up_to(up_to(3) == 0 ? 639 : values.width / 2);
-  values.limit_y = 1 + up_to(up_to(3) == 0 ? 399 : values.height / 2);
-  values.margin_x = up_to(std::min(values.limit_x + 1, Int{640}));
-  values.margin_y = up_to(std::min(values.limit_y + 1, Int{400}));
-  values.vertical = mgc ? 1 : up_to(1);
-  if (mgc) {
-    values.left = up_to(values.width / 4);
-    values.right = up_to(1) * up_to(values.width / 4);
-    values.radius = up_to(2) * up_to(320);
+TEST(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
+  Random random(13);
+  for (const bool mgc : {false, true}) {
+    Model model(mgc);
+    EXPECT_GT(follow(mgc ? "MgcNoiseRemovalFilter" : "EdgeNoiseRemovalFilter", model, 8000, random),
+              2000);
   }
-  if (up_to(3) == 0) {
-    values.width = 1280;
-    values.height = 1024;
-  }
-  return values;
-}
-
-class EdgeNoiseFilters : public ::testing::TestWithParam<bool> {
- protected:
-  static bool mgc() { return GetParam(); }
-  static std::string name() { return mgc() ? "MgcNoiseRemovalFilter" : "EdgeNoiseRemovalFilter"; }
-  static Values defaults() { return mgc() ? mgc_defaults : Values{}; }
-};
-
-INSTANTIATE_TEST_SUITE_P(All, EdgeNoiseFilters, ::testing::Bool(),
-                         [](const auto& test) { return std::string(test.param ? "Mgc" : "Edge"); });
-
-TEST_P(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
-  std::mt19937 random(mgc() ? 13 : 5);
-  const auto chance = [&](unsigned n) { return random() % n == 0; };
-  Filter filter(name());
-  Model model(mgc());
-  Int width = 40;
-  Int height = 30;
-  Values values = defaults();
-  int processed = 0;
-  for (int step = 0; step < 8000; ++step) {
-    if (chance(4)) {
-      values = chance(4) ? values : random_values(mgc(), random);
-      ASSERT_EQ(update(filter, mgc(), values), "");
-      model.update(values);
-    }
-    if (chance(9)) {
-      filter.reset();
-      model.reset();
-    }
-    if (chance(3)) {
-      const bool as_anchor = chance(2) && values.width < 1280;
-      const unsigned most = chance(5) ? 2 : 100;
-      width = as_anchor ? values.width : static_cast<Int>(random() % most);
-      height = as_anchor ? values.height : static_cast<Int>(random() % most);
-    }
-    if (step % 200 == 0) { // more rows than 16 bits count
-      width = 3;
-      height = 70000;
-    }
-    const Pixels input = random_image(width, height, random);
-    std::string expected_error;
-    const Pixels expected = model.process(input, width, height, expected_error);
-    const Frame frame =
-        make_frame(static_cast<uint32_t>(width), static_cast<uint32_t>(height), input);
-    const Outcome outcome = filter.outcome(frame);
-    ASSERT_EQ(outcome.error, expected_error) << step;
-    const bool derivation_failed = expected_error.find("updateConfig") != std::string::npos;
-    ASSERT_EQ(outcome.printed, derivation_failed ? outcome.trace : "");
-    ASSERT_EQ(outcome.pixels, expected)
-        << step << ": " << width << "x" << height << " " << outcome.level;
-    processed += !expected.empty() && expected != input;
-  }
-  EXPECT_GT(processed, 2000);
 }
 
 TEST(MgcNoiseRemovalFilter, GivesItsTableUpEvenWhereThereIsNoMemoryForAnother) {

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <random>
 
 #include "filters/noise/false_positive/config.h"
 #include "filters/noise/false_positive/region_tests.h"
 #include "filters/noise/false_positive/stage.h"
 #include "naive/false_positive.h"
 #include "support/allocation_faults.h"
-#include "support/filter.h"
+#include "support/filter_facts.h"
+#include "support/sequences.h"
 
 namespace {
 
@@ -18,13 +18,10 @@ using naive::false_positive::default_record;
 using naive::false_positive::Fired;
 using naive::false_positive::Record;
 using namespace test;
-using Random = std::mt19937;
-
 constexpr const char* class_name = "FalsePositiveFilter";
 
-std::vector<const char*> default_values() {
-  return {"0",    "0",    "1", "0", "0.6", "0", "0",   "1",    "0",   "0.6",
-          "6000", "1000", "0", "0", "1",   "0", "0.6", "4000", "3000"};
+Values default_values() {
+  return test::default_values(Filter(class_name));
 }
 
 std::string set_record(Filter& filter, const Record& record, size_t size = 290) {
@@ -47,11 +44,6 @@ int dice(Random& random, int sides) {
   return static_cast<int>(random() % static_cast<unsigned>(sides));
 }
 
-template <typename T>
-T pick(Random& random, const std::vector<T>& choices) {
-  return choices[random() % choices.size()];
-}
-
 /// Overlapping boxes, each flat, sloped or noisy, at similar and at distant depths, with holes.
 Pixels random_scene(int width, int height, Random& random) {
   Pixels image(place(0, height, width));
@@ -61,10 +53,10 @@ Pixels random_scene(int width, int height, Random& random) {
     const int y0 = box == 0 ? 0 : dice(random, height);
     const int x1 = box == 0 ? width : x0 + 1 + dice(random, width - x0);
     const int y1 = box == 0 ? height : y0 + 1 + dice(random, height - y0);
-    const int base = pick<int>(random, {0, 200, 900, 1000, 1010, 1100, 1490, 3000, 9900, 65000});
-    const int noise = pick<int>(random, {1, 1, 1, 2, 20, 60, 400});
-    const int slope = pick<int>(random, {0, 0, 1, 9});
-    const int holes = pick<int>(random, {0, 0, 5, 30});
+    const int base = one_of(random, {0, 200, 900, 1000, 1010, 1100, 1490, 3000, 9900, 65000});
+    const int noise = one_of(random, {1, 1, 1, 2, 20, 60, 400});
+    const int slope = one_of(random, {0, 0, 1, 9});
+    const int holes = one_of(random, {0, 0, 5, 30});
     for (int y = y0; y < y1; ++y) {
       for (int x = x0; x < x1; ++x) {
         image[place(x, y, width)] = static_cast<uint16_t>(
@@ -84,40 +76,40 @@ Record random_record(int width, int height, Random& random) {
     r.u8(offset, dice(random, 3) == 0 ? 0 : 1 + dice(random, 255));
   r.u8(50, dice(random, 3) == 0 ? 1 : 0);
   r.u8(51, dice(random, 5)); // of which the kernel knows 1 to 3
-  r.u16(4, pick<int>(random, {0, 0, 0, 1000}));
+  r.u16(4, one_of(random, {0, 0, 0, 1000}));
   r.u16(6, dice(random, 12));
-  r.u16(8, pick<int>(random, {1, 100, 499, 500, 4000, 65535}));
+  r.u16(8, one_of(random, {1, 100, 499, 500, 4000, 65535}));
   if (dice(random, 3) == 0)
     for (size_t bin = 0; bin < 20; ++bin)
       r.u16(10 + 2 * bin, dice(random, 4) == 0 ? dice(random, 65536) : dice(random, 80));
   r.u16(53, dice(random, 12));
-  r.u16(55, pick<int>(random, {0, 0, 1, 2, 5, 60000}));
-  r.u16(57, pick<int>(random, {200, 999, 1000, 10000, 10000}));
+  r.u16(55, one_of(random, {0, 0, 1, 2, 5, 60000}));
+  r.u16(57, one_of(random, {200, 999, 1000, 10000, 10000}));
   for (const size_t roi : {59U, 84U, 167U}) {
     for (const size_t side : {0U, 4U, 8U, 12U}) {
-      r.f32(roi + side, side % 8 == 0 ? pick<float>(random, {0.0F, 0.0F, 0.1F, 0.35F})
-                                      : pick<float>(random, {1.0F, 1.0F, 0.9F, 0.4F}));
+      r.f32(roi + side, side % 8 == 0 ? one_of(random, {0.0F, 0.0F, 0.1F, 0.35F})
+                                      : one_of(random, {1.0F, 1.0F, 0.9F, 0.4F}));
     }
   }
-  r.f32(75, pick<float>(random, {0.98F, 0.5F, 1.0F}));
+  r.f32(75, one_of(random, {0.98F, 0.5F, 1.0F}));
   r.u16(80, 20 + dice(random, dice(random, 3) == 0 ? 400 : 40));
   for (const size_t max_depth : {82U, 163U})
-    r.u16(max_depth, pick<int>(random, {900, 1000, 1100, 6000, 6000}));
-  r.u16(165, pick<int>(random, {900, 1000, 3000, 15000, 15000}));
-  r.f32(104, pick<float>(random, {0.3F, 1.0F}));
-  r.f32(108, pick<float>(random, {0.3F, 1.0F}));
+    r.u16(max_depth, one_of(random, {900, 1000, 1100, 6000, 6000}));
+  r.u16(165, one_of(random, {900, 1000, 3000, 15000, 15000}));
+  r.f32(104, one_of(random, {0.3F, 1.0F}));
+  r.f32(108, one_of(random, {0.3F, 1.0F}));
   r.u16(161, 10 + dice(random, 200));
-  r.f32(183, pick<float>(random, {0.15F, 0.02F, 0.6F}));
-  r.f32(187, pick<float>(random, {0.25F, 0.1F, 1.0F}));
+  r.f32(183, one_of(random, {0.15F, 0.02F, 0.6F}));
+  r.f32(187, one_of(random, {0.25F, 0.1F, 1.0F}));
   for (size_t band = 0; band < 20; ++band)
-    r.u16(191 + 2 * band, pick<int>(random, {0, 10, 50, 1000}));
-  r.f32(234, pick<float>(random, {0.5F, 0.1F}));
+    r.u16(191 + 2 * band, one_of(random, {0, 10, 50, 1000}));
+  r.f32(234, one_of(random, {0.5F, 0.1F}));
   r.f32(250, static_cast<float>(height) / 2);
   r.f32(242, 20);
-  r.f32(254, pick<float>(random, {0.0F, 0.3F}));
-  r.f32(277, pick<float>(random, {0.1F, 0.8F}));
-  r.f32(281, pick<float>(random, {0.4F, 0.0F}));
-  r.f32(285, pick<float>(random, {1.0F, 0.5F, 0.8F}));
+  r.f32(254, one_of(random, {0.0F, 0.3F}));
+  r.f32(277, one_of(random, {0.1F, 0.8F}));
+  r.f32(281, one_of(random, {0.4F, 0.0F}));
+  r.f32(285, one_of(random, {1.0F, 0.5F, 0.8F}));
   return r;
 }
 
@@ -133,89 +125,95 @@ Record hostile_record(int width, int height, Random& random) {
         112U, 128U, 144U, 167U, 171U, 175U, 179U, 183U, 187U, 234U, 238U, 242U,
         246U, 250U, 254U, 258U, 262U, 266U, 273U, 277U, 281U, 285U})
     if (dice(random, 12) == 0)
-      r.f32(offset, pick(random, std::vector<float>(std::begin(wild), std::end(wild))));
+      r.f32(offset, one_of(random, wild));
   if (r.u16(8) == 0)
     r.u16(8, 1);
   return r;
 }
 
-TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveModel) {
-  Random random(13);
+struct Model {
   Fired fired;
-  Filter filter(class_name);
-  naive::false_positive::Filter model(fired);
-  const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
-                            82, 80, 160, 167, 171, 175, 179, 163, 161};
-  const auto store = [&](const std::vector<std::string>& values) {
+  naive::false_positive::Filter filter{fired};
+  int width = 30, height = 20;
+  int unchanged_after_blob = 0, refused = 0;
+
+  void store(const std::vector<std::string>& values) {
+    const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
+                              82, 80, 160, 167, 171, 175, 179, 163, 161};
     for (size_t i = 0; i < 19; ++i)
-      if (offsets[i] == 52 || offsets[i] == 79 || offsets[i] == 160)
-        model.anchor.u8(offsets[i], std::stoi(values[i]));
+      if (i == 0 || i == 5 || i == 12)
+        filter.anchor.u8(offsets[i], std::stoi(values[i]));
       else if (i == 10 || i == 11 || i >= 17)
-        model.anchor.u16(offsets[i], std::stoi(values[i]));
+        filter.anchor.u16(offsets[i], std::stoi(values[i]));
       else
-        model.anchor.f32(offsets[i], std::stof(values[i]));
-  };
-  int width = 30;
-  int height = 20;
-  int unchanged_after_blob = 0;
-  int processed = 0;
-  int refused = 0;
-  const std::string invalid = "invalid params";
-  for (int step = 0; step < 12000; ++step) {
-    const int action = dice(random, 10);
-    if (action == 0) {
-      const Record record = dice(random, 3) != 0
-                                ? random_record(std::min(width, 150), std::min(height, 150), random)
-                                : hostile_record(pick<int>(random, {1, 5, 40, 300, 2000}),
-                                                 pick<int>(random, {1, 7, 40, 200, 1000}), random);
-      ASSERT_EQ(set_record(filter, record), "");
-      model.anchor = record;
-      unchanged_after_blob += !model.params_changed;
-    } else if (action == 1) {
-      const auto defaults = default_values();
-      std::vector<std::string> values(defaults.begin(), defaults.end());
-      for (const size_t i : {0U, 5U, 12U})
-        values[i] = std::to_string(dice(random, 2));
-      values[11] = std::to_string(1 + dice(random, 65535));
-      values[18] = std::to_string(1 + dice(random, 3000));
-      values[9] = values[16] = "1.0";
-      ASSERT_EQ(filter.update_to(values), "");
-      store(values);
-      model.params_changed = true;
-    } else if (action == 2) {
-      filter.reset();
-      const auto defaults = default_values();
-      store({defaults.begin(), defaults.end()});
-      model.params_changed = false;
-    } else if (action == 3) {
+        filter.anchor.f32(offsets[i], std::stof(values[i]));
+  }
+
+  void configure(test::Filter& tested, Random& random) {
+    if (dice(random, 2) == 0) {
+      filter.anchor = dice(random, 3) != 0
+                          ? random_record(std::min(width, 150), std::min(height, 150), random)
+                          : hostile_record(one_of(random, {1, 5, 40, 300, 2000}),
+                                           one_of(random, {1, 7, 40, 200, 1000}), random);
+      EXPECT_EQ(set_record(tested, filter.anchor), "");
+      unchanged_after_blob += !filter.params_changed;
+      return;
+    }
+    const auto defaults = default_values();
+    std::vector<std::string> values(defaults.begin(), defaults.end());
+    for (const size_t i : {0U, 5U, 12U})
+      values[i] = std::to_string(dice(random, 2));
+    values[11] = std::to_string(1 + dice(random, 65535));
+    values[18] = std::to_string(1 + dice(random, 3000));
+    values[9] = values[16] = "1.0";
+    EXPECT_EQ(tested.update_to(values), "");
+    store(values);
+    filter.params_changed = true;
+  }
+
+  void reset() {
+    const auto defaults = default_values();
+    store({defaults.begin(), defaults.end()});
+    filter.params_changed = false;
+  }
+
+  CameraFrame frame(Random& random) {
+    if (dice(random, 6) == 0) {
       width = 1 + dice(random, dice(random, 4) == 0 ? 150 : 40);
       height = 1 + dice(random, 40);
       if (dice(random, 50) == 0) // longer than a record can say
         std::tie(width, height) = dice(random, 2) == 0 ? std::pair(65536, 1) : std::pair(1, 65537);
-    } else {
-      const Pixels image = random_scene(width, height, random);
-      Pixels expected = image;
-      const std::string message = model.process(expected, width, height);
-      const Outcome outcome = process(filter, image, width, height);
-      ASSERT_EQ(outcome.pixels, expected) << "step " << step << " " << outcome.level;
-      ASSERT_EQ(outcome.error,
-                message == invalid
-                    ? message + " | FalsePositiveFilter::update_all_config_and_initial"
-                                " | width||height | 4"
-                : message.empty() ? ""
-                                  : message + " | FalsePositiveFilter::filter_process | "
-                                              "FalsePositiveFilter | 0");
-      ASSERT_EQ(outcome.printed, message == invalid ? outcome.trace : "");
-      ++(expected.empty() ? refused : processed);
     }
+    return {.width = static_cast<uint32_t>(width),
+            .height = static_cast<uint32_t>(height),
+            .pixels = random_scene(width, height, random)};
   }
+
+  Pixels process(const CameraFrame& input, std::string& error) {
+    Pixels pixels = input.pixels;
+    error = filter.process(pixels, width, height);
+    if (error.empty())
+      return pixels;
+    ++refused;
+    error += error == "invalid params" ? " | FalsePositiveFilter::update_all_config_and_initial"
+                                         " | width||height | 4"
+                                       : " | FalsePositiveFilter::filter_process"
+                                         " | FalsePositiveFilter | 0";
+    return pixels;
+  }
+};
+
+TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveModel) {
+  Random random(13);
+  Model model;
+  EXPECT_GT(follow(class_name, model, 8000, random), 2000);
+  const Fired& fired = model.fired;
   for (const int count :
        {fired.bleeding_run, fired.partial_run, fired.small, fired.texture, fired.flat, fired.ground,
         fired.band, fired.candidate, fired.supported, fired.unsupported, fired.foreign_neighbour})
     EXPECT_GT(count, 100) << "the scenes do not exercise every rule";
-  EXPECT_GT(unchanged_after_blob, 10);
-  EXPECT_GT(refused, 100);
-  EXPECT_GT(processed, 2000);
+  EXPECT_GT(model.unchanged_after_blob, 10);
+  EXPECT_GT(model.refused, 100);
 }
 
 // Built scenes of 100 x 60 pixels with a record of that size; 81 pixels are a region.

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <random>
 
 #include "naive/speckles.h"
 #include "support/host_objects.h"
+#include "support/random.h"
 
 namespace {
 
@@ -34,8 +34,6 @@ void expect_naive(const SpeckleTask& task, const Pixels& input, const std::strin
         << " size " << task.max_size << " invalid " << task.invalid_value;
   }
 }
-
-using Random = std::mt19937;
 
 uint32_t below(Random& random, uint32_t limit) {
   return std::uniform_int_distribution<uint32_t>(0, limit - 1)(random);

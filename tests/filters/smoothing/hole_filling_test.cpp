@@ -1,18 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 
 #include "filters/smoothing/HoleFillingFilter.h"
 #include "naive/hole_filling.h"
 #include "support/capture.h"
 #include "support/filter.h"
+#include "support/random.h"
 
 namespace {
 
 using namespace test;
 
-Pixels random_pixels(size_t count, double holes, std::mt19937& random) {
+Pixels random_pixels(size_t count, double holes, Random& random) {
   std::uniform_real_distribution<double> share(0, 1);
   Pixels pixels(count);
   for (auto& pixel : pixels) {
@@ -37,7 +37,7 @@ TEST(HoleFillingFilter, EqualsTheNaiveFormOfItsModeAndPixelType) {
                {"1", GX_PIXEL_DEPTH, fill_minimum},     {"2", GX_PIXEL_DEPTH, fill_maximum},
                {"1", GX_PIXEL_DISPARITY, fill_maximum}, {"2", GX_PIXEL_DISPARITY, fill_minimum},
                {"1", GX_PIXEL_TOF_DEPTH, fill_minimum}, {"2", GX_PIXEL_TOF_DEPTH, fill_maximum}};
-  std::mt19937 random(4);
+  Random random(4);
   for (const auto& [mode, pixel_type, form] : cases) {
     Filter filter("HoleFillingFilter");
     EXPECT_EQ(filter.update({mode}), "");

@@ -12,7 +12,7 @@ using filter_processor::SpatialAdvancedKernels;
 using namespace test;
 
 TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
-  std::mt19937 random(7);
+  Random random(7);
   for (int round = 0; round < 1500; ++round) {
     const int width = static_cast<int>(random() % (round % 50 == 0 ? 300 : 70));
     const int height = static_cast<int>(random() % (round % 50 == 0 ? 200 : 40));
@@ -63,20 +63,20 @@ struct Params {
 };
 
 struct Model : DepthAdaptiveModel<Params> {
-  std::vector<std::string> random_update(std::mt19937& random) {
+  using DepthAdaptiveModel::DepthAdaptiveModel;
+
+  void configure(Filter& filter, Random& random) {
     const Params params{static_cast<uint8_t>(1 + random() % 5),
                         static_cast<float>(1 + random() % 8) / 8,
                         static_cast<uint16_t>(1 + random() % (random() % 3 ? 200 : 10000)),
                         static_cast<uint16_t>(random() % 9)};
-    if (params != anchor) {
-      anchor = params;
-      changed = true;
-    }
-    return {std::to_string(params.magnitude), std::to_string(params.alpha),
-            std::to_string(params.disp_diff), std::to_string(params.radius)};
+    store(params);
+    EXPECT_EQ(filter.update_to({std::to_string(params.magnitude), std::to_string(params.alpha),
+                                std::to_string(params.disp_diff), std::to_string(params.radius)}),
+              "");
   }
 
-  void smooth(Pixels& pixels) const {
+  void smooth(Pixels& pixels) const override {
     naive::smooth_recursively({pixels, current_facts.width, current_facts.height},
                               {current_facts.pixel_type == 2, current.disp_diff, table.entries},
                               current.magnitude, static_cast<uint8_t>(current.radius));
@@ -84,8 +84,9 @@ struct Model : DepthAdaptiveModel<Params> {
 };
 
 TEST(SpatialAdvancedFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
-  for (unsigned seed = 10; seed < 13; ++seed)
-    compare_sequences("SpatialAdvancedFilter", Model{}, seed);
+  Random random(10);
+  Model model("SpatialAdvancedFilter");
+  EXPECT_GT(follow(model.name, model, 9000, random), 1200);
 }
 
 TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
@@ -99,7 +100,7 @@ TEST(SpatialAdvancedFilter, ChecksAlphaInSinglePrecision) {
 TEST(SpatialAdvancedFilter, ReportsAKernelThatCannotWork) {
   // A description like that of no frame needs no derivation, which would refuse it earlier.
   const FrameFacts facts{0, 0, -1, 1.0, 0.0F, 8};
-  EXPECT_EQ(Filter("SpatialAdvancedFilter").outcome(make_frame_of(facts, {})).error,
+  EXPECT_EQ(Filter("SpatialAdvancedFilter").outcome(frame_of(facts, {}).make()).error,
             "spatial advanced filter error | SpatialAdvancedFilter::filter_process | "
             "SpatialaDvancedFilter | 0");
 }
@@ -107,14 +108,14 @@ TEST(SpatialAdvancedFilter, ReportsAKernelThatCannotWork) {
 TEST(SpatialAdvancedFilter, TakesSixteenBitsOfTheSize) {
   // 65536 + 9 pixels in a row count as 9, and 9 rows of them as the whole image.
   const FrameFacts facts{65545, 9, 2, 1.0, 0.0F, 8};
-  std::mt19937 random(3);
+  Random random(3);
   const Pixels pixels = random_surfaces(size_t{65545} * 9, 200, random);
   Filter filter("SpatialAdvancedFilter");
   Pixels corner(pixels.begin(), pixels.begin() + 81);
   naive::smooth_recursively({corner, 9, 9}, {true, 160}, 1, 1);
   Pixels expected = pixels;
   std::copy(corner.begin(), corner.end(), expected.begin());
-  EXPECT_EQ(filter.outcome(make_frame_of(facts, pixels)).pixels, expected);
+  EXPECT_EQ(filter.outcome(frame_of(facts, pixels).make()).pixels, expected);
 }
 
 } // namespace

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "filters/smoothing/SpatialFastFilter.h"
 #include "filters/smoothing/spatial_fast_kernels.h"
 #include "naive/spatial_fast.h"
-#include "support/filter.h"
+#include "support/sequences.h"
 
 namespace {
 
@@ -14,7 +12,7 @@ using filter_processor::SpatialFastFilter;
 using filter_processor::SpatialFastKernels;
 using namespace test;
 
-Pixels random_pixels(size_t count, unsigned kind, std::mt19937& random) {
+Pixels random_pixels(size_t count, unsigned kind, Random& random) {
   Pixels pixels(count);
   for (auto& pixel : pixels) {
     switch (kind % 3) {
@@ -49,7 +47,7 @@ constexpr Variant variants[] = {{"3", &SpatialFastKernels::median_3x3, naive::me
                                 {"5", &SpatialFastKernels::median_5x5, naive::median_5x5}};
 
 TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
-  std::mt19937 random(5);
+  Random random(5);
   std::vector<Size> sizes = {{531, 7}, {264, 66}, {263, 65}, {20, 131}};
   for (uint32_t width = 0; width < 90; ++width)
     for (const uint32_t height : {0U, 1U, 2U, 3U, 4U, 5U, 12U})
@@ -72,48 +70,44 @@ TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
   }
 }
 
-TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
-  const NoLeftovers no_leftovers;
-  constexpr Size sizes[] = {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}};
-  const std::string invalid = "invalid params | SpatialFastFilter::updateConfig | "
-                              "frame_info.width||frame_info.height | 4";
-  std::mt19937 random(3);
-  Filter filter("SpatialFastFilter");
+struct Model {
   int anchor = 3, current = 3;
   bool pending = false; // a take-over is due whatever the size
   Size taken{0, 0};
-  for (int step = 0; step < 3000; ++step) {
-    const auto action = random() % 8;
-    if (action == 0) {
-      filter.reset();
-      anchor = current = 3;
-      taken = {0, 0};
-    } else if (action < 3) {
-      const char* value = action == 1 ? "3" : "5";
-      pending = pending || value[0] - '0' != anchor;
-      anchor = value[0] - '0';
-      filter.update({value});
-    } else {
-      const auto size = sizes[random() % std::size(sizes)];
-      const Pixels pixels = random_pixels(size_t{size.first} * size.second, 0, random);
-      const Frame input = make_frame(size.first, size.second, pixels);
-      std::string expected_error;
-      if (size != taken || pending) {
-        current = anchor;
-        if (size.first == 0 || size.second == 0) {
-          expected_error = invalid;
-        } else {
-          taken = size;
-          pending = false;
-        }
-      }
-      const Outcome outcome = filter.outcome(input);
-      ASSERT_EQ(outcome.error, expected_error) << step;
-      ASSERT_EQ(outcome.printed, outcome.trace);
-      if (expected_error.empty())
-        ASSERT_EQ(outcome.pixels, filtered(variants[current == 5].naive, pixels, size)) << step;
-    }
+
+  void configure(Filter& filter, Random& random) {
+    const int side = one_of(random, {3, 5});
+    EXPECT_EQ(filter.update_to({std::to_string(side)}), "");
+    pending = pending || side != anchor;
+    anchor = side;
   }
+  void reset() { *this = {.pending = pending}; }
+  CameraFrame frame(Random& random) const {
+    const Size size = one_of<Size>(random, {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}});
+    return {.width = size.first,
+            .height = size.second,
+            .pixels = random_pixels(size_t{size.first} * size.second, 0, random)};
+  }
+  Pixels process(const CameraFrame& input, std::string& error) {
+    const Size size{input.width, input.height};
+    if (size != taken || pending) {
+      current = anchor;
+      if (input.width == 0 || input.height == 0) {
+        error = "invalid params | SpatialFastFilter::updateConfig | "
+                "frame_info.width||frame_info.height | 4";
+        return {};
+      }
+      taken = size;
+      pending = false;
+    }
+    return filtered(variants[current == 5].naive, input.pixels, size);
+  }
+};
+
+TEST(SpatialFastFilter, TakesParametersOverAsTheNaiveFilterDoes) {
+  Random random(3);
+  Model model;
+  EXPECT_GT(follow("SpatialFastFilter", model, 3000, random), 1000);
 }
 
 TEST(SpatialFastFilter, FailsWithoutAKernelForItsSide) {

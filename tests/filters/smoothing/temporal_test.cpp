@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 
 #include "filters/smoothing/temporal_kernels.h"
 #include "naive/temporal.h"
 #include "support/allocation_faults.h"
-#include "support/filter.h"
+#include "support/sequences.h"
 
 namespace {
 
@@ -14,35 +13,12 @@ namespace simd = filter_processor::simd;
 using filter_processor::TemporalKernels;
 using namespace test;
 
-/// The whole filter, frame by frame.
-struct NaiveFilter {
-  float diff_scale = 0.1F, weight = 0.4F;
-  uint32_t width = 0, height = 0;
-  Pixels history;
-
-  Pixels process(uint32_t new_width, uint32_t new_height, Pixels pixels) {
-    if (history.empty() || width != new_width || height != new_height)
-      history.assign(pixels.size(), 0);
-    width = new_width;
-    height = new_height;
-    naive::blend(pixels, history, diff_scale, weight);
-    return pixels;
-  }
-};
-
 /// A pixel about as far from `other` as the scales' limits lie, or any.
-uint16_t related_pixel(uint16_t other, std::mt19937& random) {
+uint16_t related_pixel(uint16_t other, Random& random) {
   if (random() % 8 == 0)
     return static_cast<uint16_t>(random());
   const double factor = std::uniform_real_distribution<double>(0.4, 1.6)(random);
   return static_cast<uint16_t>(std::min(65535.0, other * factor));
-}
-
-Pixels random_pixels(size_t count, std::mt19937& random) {
-  Pixels pixels(count);
-  for (auto& pixel : pixels)
-    pixel = random() % 10 == 0 ? uint16_t{0} : static_cast<uint16_t>(random());
-  return pixels;
 }
 
 void expect_equal_at_every_level(const Pixels& current, const Pixels& previous, float diff_scale,
@@ -74,53 +50,53 @@ TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
   }
 }
 
-TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
-  const NoLeftovers no_leftovers;
-  struct Size {
-    uint32_t width, height;
-  };
-  constexpr Size sizes[] = {{37, 5}, {5, 37}, {16, 4}, {1, 1}, {0, 3}};
-  const char* texts[] = {"0.1", "0.25x", " 1", "0.0999999999", "0.05", "1.01", "nan", "1e99", ""};
-  const bool valid[] = {true, true, true, true, false, false, false, false, false};
-  std::mt19937 random(11);
-  Filter filter("TemporalFilter");
-  NaiveFilter model;
-  Size size = sizes[0];
-  Pixels scene = random_pixels(185, random);
-  for (int step = 0; step < 2000; ++step) {
-    const auto action = random() % 20;
-    if (action == 0) {
-      filter.reset();
-      model = {};
-    } else if (action < 3) {
-      const auto scale = random() % std::size(texts);
-      const auto weight = random() % std::size(texts);
-      const std::string refusal = filter.update({texts[scale], texts[weight]});
-      if (valid[scale])
-        model.diff_scale = static_cast<float>(std::atof(texts[scale]));
-      if (valid[scale] && valid[weight])
-        model.weight = static_cast<float>(std::atof(texts[weight]));
-      const std::string key = !valid[scale] ? "diff_scale" : "weight";
-      EXPECT_EQ(refusal, valid[scale] && valid[weight]
-                             ? ""
-                             : "params out of range | TemporalFilter::update_filter_config | " +
-                                   key + " | 4");
-    } else if (action == 3) {
-      size = sizes[random() % std::size(sizes)];
-    }
-    scene.resize(size_t{size.width} * size.height, 500);
-    for (auto& pixel : scene)
-      pixel = related_pixel(pixel == 0 ? 3000 : pixel, random);
-    const Frame input = make_frame(size.width, size.height, scene);
-    if (action == 4) { // a buffer that is too short leaves the history alone
-      const Pixels shorter(2);
-      const Frame refused = make_frame(3, 1, {1, 2, 3});
-      gx_frame_update_data(refused.get(), reinterpret_cast<const uint8_t*>(shorter.data()), 4,
-                           nullptr);
-      EXPECT_EQ(filter.process(refused.get()), nullptr);
-    }
-    ASSERT_EQ(filter.outcome(input).pixels, model.process(size.width, size.height, scene)) << step;
+/// The whole filter, frame by frame.
+struct Model {
+  float diff_scale = 0.1F, weight = 0.4F;
+  Pixels history{};
+  std::pair<uint32_t, uint32_t> of_history{}, size{37, 5};
+  Pixels scene{};
+
+  void configure(Filter& filter, Random& random) {
+    const char* texts[] = {"0.1", "0.25x", " 1", "0.0999999999", "0.05", "1.01", "nan", "1e99", ""};
+    const auto scale = random() % std::size(texts);
+    const auto new_weight = random() % std::size(texts);
+    const char* refused = scale > 3 ? "diff_scale" : new_weight > 3 ? "weight" : nullptr;
+    if (scale <= 3)
+      diff_scale = static_cast<float>(std::atof(texts[scale]));
+    if (refused == nullptr)
+      weight = static_cast<float>(std::atof(texts[new_weight]));
+    EXPECT_EQ(filter.update({texts[scale], texts[new_weight]}),
+              refused == nullptr ? ""
+                                 : "params out of range | TemporalFilter::update_filter_config | " +
+                                       std::string(refused) + " | 4");
+    // A buffer that is too short leaves the history alone.
+    const Frame refused_frame = CameraFrame{.width = 3, .height = 1, .pixels = {1, 2}}.make();
+    EXPECT_EQ(filter.process(refused_frame.get()), nullptr);
   }
+  void reset() { *this = {.size = size, .scene = scene}; }
+  CameraFrame frame(Random& random) {
+    if (random() % 20 == 0)
+      size = one_of<decltype(size)>(random, {{37, 5}, {5, 37}, {16, 4}, {1, 1}, {0, 3}});
+    scene.resize(size_t{size.first} * size.second, 500);
+    for (auto& pixel : scene)
+      pixel = random() % 10 == 0 ? uint16_t{0} : related_pixel(pixel == 0 ? 3000 : pixel, random);
+    return {.width = size.first, .height = size.second, .pixels = scene};
+  }
+  Pixels process(const CameraFrame& input, std::string&) {
+    Pixels pixels = input.pixels;
+    if (history.empty() || of_history != size)
+      history.assign(pixels.size(), 0);
+    of_history = size;
+    naive::blend(pixels, history, diff_scale, weight);
+    return pixels;
+  }
+};
+
+TEST(TemporalFilter, FollowsTheNaiveFilterThroughAnySequence) {
+  Random random(11);
+  Model model;
+  EXPECT_GT(follow("TemporalFilter", model, 2000, random), 500);
 }
 
 TEST(TemporalFilter, StartsAnewWhereThereIsNoMemoryForAHistory) {
