@@ -3,9 +3,26 @@
 // <filters|kernels|naive|opencv>/<what>/<size>[/<instruction level>].
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
+#include <new>
 
 #include "measure.h"
+
+/// Buffers begin at cache lines, as the host's do: where the heap happens to put them, vectors that
+/// straddle two lines would take up to half as long again.
+void* operator new(size_t size) {
+  constexpr size_t line = 64;
+  if (void* memory = std::aligned_alloc(line, (size + line) / line * line))
+    return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+  std::free(memory);
+}
 
 namespace {
 

@@ -154,12 +154,14 @@ class Tables {
   }
 
   void write_kernels() {
+    // What the first wider registers gain.
     const std::string lowest = level_names[0];
-    std::cout << table_head("kernel alone", {lowest + " ÷ best"});
+    const std::string next = level_names[std::size(level_names) > 1 ? 1 : 0];
+    std::cout << table_head("kernel alone", {lowest + " ÷ " + next});
     for (const std::string& kernel : members("kernels")) {
       const std::string name = "kernels/" + kernel;
       std::cout << "| " << kernel << columns_by_level(name) << " | "
-                << ratio(time(name, lowest), best(name)) << " |\n";
+                << ratio(time(name, lowest), time(name, next)) << " |\n";
     }
   }
 

@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "naive/false_positive.h"

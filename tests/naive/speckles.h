@@ -57,6 +57,10 @@ class Speckles {
     return task_.lut[std::min(bin, task_.lut_size - 1)];
   }
 
+  bool may_expand(int value, int other) const {
+    return std::abs(value - other) <= threshold(value);
+  }
+
   int limit(int x, int y) const {
     if (task_.single)
       return max_size_;
@@ -99,8 +103,7 @@ class Speckles {
         if (nx < 0 || nx >= width_ || ny < 0 || ny >= height_ || labels_[index(nx, ny)] != 0)
           continue;
         const int other = pixel(nx, ny);
-        if (static_cast<uint32_t>(other) == task_.invalid_value ||
-            std::abs(value - other) > threshold(value))
+        if (static_cast<uint32_t>(other) == task_.invalid_value || !may_expand(value, other))
           continue;
         labels_[index(nx, ny)] = label;
         stack.emplace_back(nx, ny);
@@ -118,7 +121,7 @@ class Speckles {
 
   void repair(int x, int y, int value) {
     for (uint16_t* companion : {&pixel(x - 1, y), &pixel(x, y - 1), &pixel(x - 1, y - 1)})
-      if (std::abs(*companion - value) > threshold(value))
+      if (!may_expand(value, *companion))
         *companion = static_cast<uint16_t>(value);
   }
 

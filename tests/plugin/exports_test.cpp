@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -17,38 +19,16 @@ std::vector<std::string> names() {
   return names;
 }
 
-/// FNV-1a.
-uint64_t hash(const char* text) {
-  uint64_t sum = 0xcbf29ce484222325;
-  for (; *text != '\0'; ++text)
-    sum = (sum ^ static_cast<unsigned char>(*text)) * 0x100000001b3;
-  return sum;
-}
-
 TEST(Registry, ListsTheFiltersInTheirOrderWithSchemasOfWhichNoLetterChangesUnseen) {
-  using Entry = std::pair<std::string, uint64_t>;
-  const std::vector<Entry> expected = {
-      {"DisparityTransform", 0xc0b81f7079b2c68b},
-      {"HoleFillingFilter", 0x986b2fe26c88c4df},
-      {"NoiseRemovalFilter", 0x2c4d6f4b17d6b486},
-      {"SpatialAdvancedFilter", 0x56676bec05bba1d9},
-      {"TemporalFilter", 0xa7acf9f381641fb5},
-      {"DepthResize", 0x18fb2cee7c9d2901},
-      {"EdgeNoiseRemovalFilter", 0x4f54a8813e130ade},
-      {"HardwareD2DCorrectionFilter", 0xcbf29ce484222325},
-      {"OpenNIDisparityTransform", 0x1316f2e7acb65b1a},
-      {"SpatialFastFilter", 0xfe367f28ff10c7b1},
-      {"SpatialModerateFilter", 0x0ca2339318fa6c6c},
-      {"FalsePositiveFilter", 0x30a966cfb7ffe3ca},
-      {"LutNoiseRemovalFilter", 0x00be1fd3a21cdc2d},
-      {"MgcNoiseRemovalFilter", 0x7694385d802a11bb},
-  };
-  std::vector<Entry> listed;
+  std::ostringstream expected;
+  expected << std::ifstream(TEST_FILES "/plugin/schemas.txt").rdbuf();
+  std::string listed;
   for (const std::string& name : names()) {
     const test::Filter filter(name);
-    listed.emplace_back(name, hash(filter.context().get_config_schema(filter.context().filter)));
+    listed +=
+        "---- " + name + "\n" + filter.context().get_config_schema(filter.context().filter) + "\n";
   }
-  EXPECT_EQ(listed, expected) << "Hosts rely on it and show it.";
+  EXPECT_EQ(listed, expected.str()) << "Hosts rely on it and show it.";
   EXPECT_EQ(filter_processor::getFilterFactory()->createFilter(-1), nullptr);
   EXPECT_STREQ(gx_get_commit_hash(), "2c544ce");
 }

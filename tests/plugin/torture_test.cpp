@@ -273,21 +273,19 @@ TEST_P(TortureTest, SurvivesMemoryThatStaysShort) {
   torture(Fault::all_allocations);
 }
 
-TEST_P(TortureTest, DeliversANewFrameOfTheInputsType) {
-  const bool blends = facts().blends_frames;
+/// Or else little of a filter's way would be seen. That a frame comes for a frame and a set for a
+/// set, `gxfilter validate` checks.
+TEST_P(TortureTest, TheCasesFramesGiveTheFilterSomethingToDo) {
   Instance instance(filter_case(), kind());
+  const bool blends = facts().blends_frames;
   if (blends)
     instance.pass();
   const Frame input = instance.make(blends ? next(instance.look) : instance.look);
   ErrorSlot error;
   const Frame output = instance.filter().process(input, error);
   ASSERT_NE(output, nullptr) << error.text();
-  EXPECT_NE(output, input);
   EXPECT_NE(pixels_of(gexton::depth_frame_of(*output).get()),
-            pixels_of(gexton::depth_frame_of(*input).get()))
-      << "the case's frame gives the filter nothing to do";
-  EXPECT_EQ(gx_frame_get_type(output.get(), nullptr), gx_frame_get_type(input.get(), nullptr));
-  EXPECT_EQ(gexton_frameset_get_count(output.get(), nullptr), is_set() ? 1U : 0U);
+            pixels_of(gexton::depth_frame_of(*input).get()));
 }
 
 /// What a new instance makes of the frame at the end of the path of that name.

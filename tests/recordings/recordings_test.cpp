@@ -1,6 +1,5 @@
 // Depth on disk: readers, camera facts, the generated scene and the order of recordings.
 #include <algorithm>
-#include <array>
 
 #include <gtest/gtest.h>
 #include <png.h>

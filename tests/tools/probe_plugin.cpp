@@ -2,7 +2,6 @@
 // given into the frame's first pixels, or fail on purpose.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <vector>

@@ -94,14 +94,6 @@ TEST(HardwareD2DCorrectionFilter, FollowsTheModelThroughRandomSequences) {
   }
 }
 
-TEST(HardwareD2DCorrectionFilter, CopiesDisparity) {
-  Filter filter("HardwareD2DCorrectionFilter");
-  const Frame disparity = counting_input(8).make();
-  gx_video_frame_set_pixel_type(disparity.get(), GX_PIXEL_DISPARITY, nullptr);
-  const Frame copy = filter.process(disparity.get());
-  EXPECT_EQ(test::pixels_of(copy.get()), test::pixels_of(disparity.get()));
-}
-
 TEST(InvalidDepthKernels, EveryLevelClearsEveryRange) {
   Pixels all(65536 + 7);
   for (size_t i = 0; i < all.size(); ++i)

@@ -221,23 +221,13 @@ TEST(FalsePositiveFilter, FollowsUpdatesBlobsResetsAndFrameSizesLikeTheNaiveMode
 constexpr int scene_width = 100;
 constexpr int scene_height = 60;
 
-struct Box {
-  int x, y, width, height;
-};
+Pixels empty_scene() {
+  return Pixels(place(0, scene_height, scene_width));
+}
 
-struct Scene {
-  Pixels pixels = Pixels(place(0, scene_height, scene_width), 0);
-
-  Scene& flat(Box box, int depth) {
-    for (int y = box.y; y < box.y + box.height; ++y)
-      for (int x = box.x; x < box.x + box.width; ++x)
-        pixels[place(x, y, scene_width)] = static_cast<uint16_t>(depth);
-    return *this;
-  }
-};
-
-Record scene_record() {
-  return default_record(scene_width, scene_height);
+void draw(Pixels& scene, int left, int top, int width, int height, uint16_t depth) {
+  for (int y = top; y < top + height; ++y)
+    std::fill_n(&scene[place(left, y, scene_width)], width, depth);
 }
 
 TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
@@ -325,7 +315,9 @@ TEST(FalsePositiveFilter, TakesRecordsOfSizesThatNoFrameHasWhereTheyWouldFitInto
               n == 6 ? "" : "Memory allocation failed: std::bad_alloc\n");
   }
   Filter filter(class_name);
-  const Pixels image = Scene().flat({10, 10, 9, 9}, 1000).flat({50, 30, 1, 1}, 1000).pixels;
+  Pixels image = empty_scene();
+  draw(image, 10, 10, 9, 9, 1000);
+  draw(image, 50, 30, 1, 1, 1000);
   const Pixels expected = process(filter, image, scene_width, scene_height).pixels;
   grant_vast_allocations(true);
   EXPECT_EQ(set_record(filter, default_record(65535, 65535)), "");
@@ -346,22 +338,22 @@ TEST(FalsePositiveStage, RefusesAnotherSizeThanTheRecords) {
 
 TEST(FalsePositiveStage, AllocatesNothingInSteadyState) {
   REQUIRE_ALLOCATION_FAULTS();
-  Record record = scene_record();
+  Record record = default_record(scene_width, scene_height);
   record.u8(160, 1);
   const auto config = filter_processor::read_config(record.bytes.data());
   const auto workspace =
       filter_processor::make_false_positive_workspace(scene_width, scene_height, 1, 1);
   for (const bool steady : {false, true}) {
-    Scene scene;
+    Pixels scene = empty_scene();
     for (int n = 0; n < 20; ++n) // islands: candidates all
-      scene.flat({10 * (n % 10), 12 * (n / 10), 9, 10}, 2000);
+      draw(scene, 10 * (n % 10), 12 * (n / 10), 9, 10, 2000);
     fail_nth_allocation(steady ? 1 : 0);
-    EXPECT_EQ(filter_processor::remove_false_positives(scene.pixels.data(), scene_width,
-                                                       scene_height, config, workspace.get()),
+    EXPECT_EQ(filter_processor::remove_false_positives(scene.data(), scene_width, scene_height,
+                                                       config, workspace.get()),
               0);
     EXPECT_EQ(allocation_fault_pending(), steady);
     fail_nth_allocation(0);
-    EXPECT_EQ(scene.pixels, Scene().pixels);
+    EXPECT_EQ(scene, empty_scene());
   }
 }
 

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "filters/smoothing/spatial_moderate_kernels.h"
 #include "naive/depth_adaptive.h"
 #include "naive/spatial_moderate.h"
