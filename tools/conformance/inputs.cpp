@@ -68,9 +68,10 @@ gexton::Frame make_set(const std::vector<gx_frame*>& members) {
   return set;
 }
 
-FrameState::FrameState(const gx_frame& frame)
-    : gexton::FrameState(frame),
-      profile_(gexton::Profile(gx_frame_get_stream_profile(&frame, nullptr)).get()) {}
+FrameState::FrameState(const gx_frame& frame) : gexton::FrameState(frame) {
+  const gexton::Profile profile(gx_frame_get_stream_profile(&frame, nullptr));
+  profile_ = reinterpret_cast<uintptr_t>(profile.get());
+}
 
 std::string FrameState::changes_to(const FrameState& later) const {
   std::vector<std::string> changed = differences(later);

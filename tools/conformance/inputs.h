@@ -50,7 +50,7 @@ class FrameState : public gexton::FrameState {
   bool same_pixels(const FrameState& other) const { return pixels() == other.pixels(); }
 
  private:
-  const gx_stream_profile* profile_;
+  uintptr_t profile_; ///< to tell profiles apart: the frame holds its own, nobody follows this
 };
 inline constexpr const char* unchanged = "unchanged";
 
