@@ -31,7 +31,7 @@ void filter_frame(benchmark::State& state, const Configuration& configuration, S
 
 std::string filter_without_configuration() {
   for (uint64_t i = 0; i < gx_get_filter_count(nullptr); ++i) {
-    const std::string name = gx_get_filter_name(static_cast<int32_t>(i), nullptr);
+    std::string name = gx_get_filter_name(static_cast<int32_t>(i), nullptr);
     const auto is_for_it = [&](const Configuration& each) { return each.filter == name; };
     if (std::ranges::none_of(configurations(), is_for_it))
       return name;
