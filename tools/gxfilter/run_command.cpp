@@ -5,9 +5,10 @@
 
 #include "gxfilter/camera_options.h"
 #include "gxfilter/commands.h"
-#include "gxfilter/filter_chain.h"
+#include "gxfilter/idle_filters.h"
 #include "gxfilter/output_paths.h"
 #include "gxfilter/plugin_option.h"
+#include "gxfilter/presets.h"
 #include "gxfilter/preview.h"
 #include "gxfilter/progress.h"
 #include "gxfilter/statistics.h"
@@ -26,8 +27,10 @@ namespace fs = std::filesystem;
 
 struct RunOptions {
   fs::path plugin;                  ///< empty: the one that belongs to this program
+  std::string preset;               ///< empty: none
+  fs::path chain;                   ///< applied after the preset; empty: none
   std::vector<std::string> filters; ///< requests, applied after those of the chain file
-  fs::path chain;                   ///< empty: none
+  Ranges ranges = Ranges::checked;
   std::vector<fs::path> inputs;
   std::string match; ///< wildcards that choose among the files of directories
   fs::path output;   ///< directory, made when needed
@@ -38,13 +41,37 @@ struct RunOptions {
   CameraFacts facts = CameraFacts::object(); ///< what options say; wins over the file
 };
 
-Result<std::vector<Filter>> make_chain(const RunOptions& options) {
+/// The filters in their order, and what was asked of each.
+struct Chain {
+  std::shared_ptr<const Plugin> plugin;
   std::vector<FilterRequest> requests;
+  std::vector<Filter> filters;
+
+  /// "A > B key=value", with what differs from the defaults.
+  std::string caption() const {
+    std::string text;
+    for (size_t i = 0; i < filters.size(); ++i)
+      text += (i == 0 ? "" : " > ") + describe_request(requests[i], filters[i].schema());
+    return text;
+  }
+};
+
+Result<std::vector<FilterRequest>> gather_requests(const RunOptions& options) {
+  std::vector<FilterRequest> requests;
+  if (!options.preset.empty()) {
+    const auto presets = read_presets(preset_directories());
+    if (!presets)
+      return presets.error();
+    auto preset = find_preset(*presets, options.preset);
+    if (!preset)
+      return preset.error();
+    requests = std::move(preset->chain);
+  }
   if (!options.chain.empty()) {
-    auto chain = read_chain(options.chain);
+    const auto chain = read_preset(options.chain);
     if (!chain)
       return chain.error();
-    requests = std::move(*chain);
+    requests.insert(requests.end(), chain->chain.begin(), chain->chain.end());
   }
   for (const std::string& text : options.filters) {
     auto request = parse_filter_request(text);
@@ -53,21 +80,25 @@ Result<std::vector<Filter>> make_chain(const RunOptions& options) {
     requests.push_back(std::move(*request));
   }
   if (requests.empty())
-    return Error{"no filter is given (--filter or --chain)", ErrorKind::request};
+    return Error{"no filter is given (--filter, --preset or --chain)", ErrorKind::request};
+  return requests;
+}
+
+Result<Chain> make_chain(const RunOptions& options) {
+  auto requests = gather_requests(options);
+  if (!requests)
+    return requests.error();
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
-  std::vector<Filter> filters;
-  std::vector<std::string> notes;
-  for (const FilterRequest& request : requests) {
-    auto filter = make_filter(*plugin, request, notes);
+  Chain chain{*plugin, std::move(*requests), {}};
+  for (const FilterRequest& request : chain.requests) {
+    auto filter = make_filter(*plugin, request, options.ranges);
     if (!filter)
       return filter.error();
-    filters.push_back(std::move(*filter));
+    chain.filters.push_back(std::move(*filter));
   }
-  for (const std::string& text : notes)
-    note(text);
-  return filters;
+  return chain;
 }
 
 Result<CameraFacts> gather_facts(const RunOptions& options) {
@@ -82,11 +113,11 @@ Result<CameraFacts> gather_facts(const RunOptions& options) {
 /// Takes the frames of a recording through the filters, one after the other.
 class Runner {
  public:
-  Runner(std::vector<Filter> filters, CameraFacts facts, std::optional<FrameSize> raw_size,
+  Runner(Chain chain, CameraFacts facts, std::optional<FrameSize> raw_size,
          std::optional<Rectangle> crop)
-      : filters_(std::move(filters)), facts_(std::move(facts)), raw_size_(raw_size), crop_(crop),
-        painter_(caption(filters_)) {
-    for (const Filter& filter : filters_)
+      : chain_(std::move(chain)), facts_(std::move(facts)), raw_size_(raw_size), crop_(crop),
+        painter_(chain_.caption()) {
+    for (const Filter& filter : chain_.filters)
       statistics_.emplace_back(filter.name());
   }
 
@@ -111,14 +142,17 @@ class Runner {
 
   const std::vector<FilterStatistics>& statistics() const { return statistics_; }
 
- private:
-  static std::string caption(const std::vector<Filter>& filters) {
-    std::string names;
-    for (const Filter& filter : filters)
-      names += (names.empty() ? "" : " > ") + filter.name();
-    return names;
+  /// Of filters that did nothing, why.
+  std::vector<std::string> explain_idle_filters() const {
+    std::vector<std::string> explanations;
+    for (size_t i = 0; i < statistics_.size(); ++i)
+      if (statistics_[i].idle())
+        explanations.push_back(
+            explain_idleness(chain_.plugin, chain_.requests[i], camera_, statistics_[i]));
+    return explanations;
   }
 
+ private:
   /// The first frame sets the size and, with it, the camera's defaults and the stream profile that
   /// all frames share.
   Failure begin_frame(const Image& image) {
@@ -141,15 +175,17 @@ class Runner {
   }
 
   Result<FrameView> filter_frame(gexton::Frame frame, FrameView view) {
-    for (size_t i = 0; i < filters_.size(); ++i) {
+    for (size_t i = 0; i < chain_.filters.size(); ++i) {
+      Filter& filter = chain_.filters[i];
       gexton::ErrorSlot slot;
       const auto start = std::chrono::steady_clock::now();
-      gexton::Frame filtered = filters_[i].process(*frame, slot);
+      gexton::Frame filtered = filter.process(*frame, slot);
       const std::chrono::duration<double, std::milli> elapsed =
           std::chrono::steady_clock::now() - start;
       if (!filtered || slot) {
-        return Error{fmt::format("{} fails: {}", filters_[i].name(),
-                                 slot ? slot.text() : "no frame and no error"),
+        return Error{fmt::format("{} fails: {}\n  it got {}", filter.name(),
+                                 slot ? slot.text() : "no frame and no error",
+                                 describe_situation(view, chain_.requests[i], filter.schema())),
                      ErrorKind::processing};
       }
       auto result = view_frame(*filtered);
@@ -175,7 +211,7 @@ class Runner {
     return write_file(output.parent_path() / (stem + "_preview.png"), *picture);
   }
 
-  std::vector<Filter> filters_;
+  Chain chain_;
   CameraFacts facts_;
   std::optional<FrameSize> raw_size_;
   std::optional<Rectangle> crop_;
@@ -235,6 +271,8 @@ Result<ExitStatus> run_filters(const RunOptions& options) {
     }
   }
   fmt::print("{}", format_table(runner.statistics()));
+  for (const std::string& explanation : runner.explain_idle_filters())
+    note(explanation);
   if (failure)
     return *failure;
   return ExitStatus::ok;
@@ -254,16 +292,26 @@ Action add_run_options(CLI::App& command) {
       ->type_name("DIR")
       ->required();
   command
-      .add_option("--filter", options->filters,
-                  "Filter with parameters; those that are not named keep their defaults.\n"
-                  "Several make a chain. NAME:@FILE gives a configuration record instead")
+      .add_option(
+          "--filter", options->filters,
+          "Filter with parameters; those that are not named keep their defaults. Modes may\n"
+          "be given by the names that gxfilter describe shows (hole_filling_mode=nearest).\n"
+          "Several make a chain. NAME:@FILE gives a configuration record instead")
       ->type_name("NAME[:KEY=VALUE,...]")
       ->allow_extra_args(false);
   command
       .add_option(
           "--chain", options->chain,
-          "JSON list of {\"filter\": NAME, \"params\": {KEY: VALUE}}, applied before --filter")
+          "JSON list of {\"filter\": NAME, \"params\": {KEY: VALUE}}, or a preset of your own\n"
+          "({\"description\": TEXT, \"when_not\": TEXT, \"chain\": LIST}); applied before --filter")
       ->type_name("FILE");
+  command
+      .add_option("--preset", options->preset,
+                  "Chain that comes with the program (gxfilter presets), applied before --chain")
+      ->type_name("NAME");
+  command.add_flag_callback(
+      "--unchecked", [options = options.get()] { options->ranges = Ranges::left_to_the_filter; },
+      "Leave the ranges of parameters to the filters, which may take more than they offer");
   command.add_option("--match", options->match, "Take only these files of a directory ('*.bin')")
       ->type_name("WILDCARDS");
   command.add_flag("--preview", options->preview,

@@ -23,11 +23,18 @@ uint64_t count_changed(const std::vector<uint16_t>& before, const std::vector<ui
 
 } // namespace
 
+bool is_same_frame(const recordings::FrameView& left, const recordings::FrameView& right) {
+  return left.pixel_type == right.pixel_type && left.value_scale == right.value_scale &&
+         left.image == right.image;
+}
+
 void FilterStatistics::add(double milliseconds, const recordings::FrameView& before,
                            const recordings::FrameView& after) {
   milliseconds_.push_back(milliseconds);
   valid_before_ += count_valid(before);
   valid_after_ += count_valid(after);
+  idle_frames_ += is_same_frame(before, after) ? 1U : 0U;
+  last_input_ = {{before.image.size, {}}, before.pixel_type, before.value_scale};
   if (before.image.size == after.image.size) {
     changed_ += count_changed(before.image.pixels, after.image.pixels);
     ++compared_frames_;
