@@ -204,6 +204,22 @@ Result<Image> decode_png(std::span<const uint8_t> bytes) {
   return image;
 }
 
+Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
+                                           std::optional<FrameSize>) {
+  constexpr size_t around_chunk = 12; // its length, type and checksum
+  if (front.size() >= png_first_bytes.size() && !begins_with(front, png_first_bytes))
+    return Error{"not a PNG"};
+  for (uint64_t at = png_first_bytes.size(); at + around_chunk <= front.size();) {
+    const auto chunk = front.subspan(static_cast<size_t>(at));
+    const uint64_t length = uint64_t{chunk[0]} << 24 | uint64_t{chunk[1]} << 16 |
+                            uint64_t{chunk[2]} << 8 | uint64_t{chunk[3]};
+    at += around_chunk + length;
+    if (begins_with(chunk.subspan(4), "IEND"))
+      return std::optional(at);
+  }
+  return std::optional<uint64_t>();
+}
+
 Result<std::vector<uint8_t>> encode_png(const Image& image) {
   return encode(image.size, reinterpret_cast<const uint8_t*>(image.pixels.data()),
                 size_t{image.size.width} * 2, 16, PNG_COLOR_TYPE_GRAY);
