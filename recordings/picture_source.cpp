@@ -23,6 +23,7 @@ class PictureFiles final : public FrameSource {
     return std::optional(std::move(frame));
   }
 
+  std::vector<std::filesystem::path> files() const override { return recording_.frames; }
   std::optional<uint64_t> frame_count() const override { return recording_.frames.size(); }
 
   std::vector<std::string> remarks() const override {
