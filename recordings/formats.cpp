@@ -19,10 +19,24 @@ Result<Image> sized(std::span<const uint8_t> bytes, std::optional<FrameSize>) {
 }
 
 constexpr Format table[] = {
-    {".png", "16-bit .png", png_first_bytes, sized<decode_png>, encode_png},
-    {".pgm", "16-bit .pgm", pgm_first_bytes, sized<decode_pgm>, nullptr},
-    {".bin", ".bin", {}, sized<decode_bin>, nullptr},
-    {".raw", ".raw", {}, decode_raw, nullptr},
+    {.extension = ".png",
+     .title = "16-bit .png",
+     .first_bytes = png_first_bytes,
+     .read = sized<decode_png>,
+     .length = png_length,
+     .write = encode_png},
+    {.extension = ".pgm",
+     .title = "16-bit .pgm",
+     .first_bytes = pgm_first_bytes,
+     .read = sized<decode_pgm>,
+     .length = pgm_length,
+     .write = encode_pgm},
+    {.extension = ".bin", .title = ".bin", .read = sized<decode_bin>, .length = bin_length},
+    {.extension = ".raw",
+     .title = ".raw",
+     .read = decode_raw,
+     .length = raw_length,
+     .write = encode_raw},
 };
 
 std::string lower_case_extension(const std::filesystem::path& path) {
@@ -30,6 +44,18 @@ std::string lower_case_extension(const std::filesystem::path& path) {
   std::ranges::transform(extension, extension.begin(),
                          [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return extension;
+}
+
+/// "a, b or c".
+template <class Chosen>
+std::string list_titles(Chosen is_chosen) {
+  std::vector<std::string_view> titles;
+  for (const Format& format : table)
+    if (is_chosen(format))
+      titles.push_back(format.title);
+  const std::string last(titles.back());
+  titles.pop_back();
+  return fmt::format("{} or {}", fmt::join(titles, ", "), last);
 }
 
 } // namespace
@@ -47,12 +73,12 @@ const Format* format_of_content(std::span<const uint8_t> bytes) {
 }
 
 std::string format_titles() {
-  std::string titles;
-  for (const Format& format : table) {
-    const bool is_last = &format == std::end(table) - 1;
-    titles += fmt::format("{}{}", titles.empty() ? "" : is_last ? " or " : ", ", format.title);
-  }
-  return titles;
+  return list_titles([](const Format&) { return true; });
+}
+
+std::string written_titles() {
+  return list_titles(
+      [](const Format& format) { return format.write != nullptr || format.create != nullptr; });
 }
 
 } // namespace recordings

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "recordings/formats.h"
+#include "recordings/output_file.h"
 
 namespace recordings {
 namespace {
@@ -23,6 +24,8 @@ Result<Image> decode_image(const std::filesystem::path& path, std::span<const ui
     format = format_of_content(bytes);
   if (format == nullptr)
     return Error{fmt::format("not a depth image ({})", format_titles())};
+  if (format->read == nullptr)
+    return Error{fmt::format("{} holds a recording, not one picture", format->title)};
   return format->read(bytes, told_size);
 }
 
@@ -52,13 +55,12 @@ Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameS
 }
 
 Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-  file.close();
+  auto file = OutputFile::create(path);
   if (!file)
-    return Error{fmt::format("{}: can't be written", path.string()), ErrorKind::system};
-  return std::nullopt;
+    return file.error();
+  if (auto failure = file->write(bytes))
+    return failure;
+  return file->commit();
 }
 
 Failure write_image(const std::filesystem::path& path, const Image& image) {

@@ -17,7 +17,8 @@ Result<Image> decode_image(const std::filesystem::path& path, std::span<const ui
 Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path);
 Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameSize> told_size);
 
-/// Replaces the file; a failure is of kind `system` and names the file.
+/// Replaces the file, which is whole or as before at any time; a failure is of kind `system` and
+/// names the file.
 Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> bytes);
 /// The same in the format that the extension names; an error of kind `request` where that is none.
 Failure write_image(const std::filesystem::path& path, const Image& image);

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "recordings/pixel_bytes.h"
+
 namespace recordings {
 namespace {
 
@@ -51,34 +53,70 @@ class HeaderReader {
   std::span<const uint8_t> rest_;
 };
 
+struct Header {
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t maximum = 0;
+  std::span<const uint8_t> samples; ///< all that follows
+};
+
+/// Null where it is damaged or cut off.
+std::optional<Header> read_header(std::span<const uint8_t> bytes) {
+  HeaderReader reader(bytes.subspan(pgm_first_bytes.size()));
+  const auto width = reader.number();
+  const auto height = reader.number();
+  const auto maximum = reader.number();
+  const auto samples = reader.pixels();
+  if (!width || !height || !maximum || !samples)
+    return std::nullopt;
+  return Header{*width, *height, *maximum, *samples};
+}
+
 } // namespace
 
 Result<Image> decode_pgm(std::span<const uint8_t> bytes) {
   if (!begins_with(bytes, pgm_first_bytes))
     return Error{"not a binary PGM (P5)"};
-  HeaderReader header(bytes.subspan(pgm_first_bytes.size()));
-  const auto width = header.number();
-  const auto height = header.number();
-  const auto maximum = header.number();
-  const auto samples = header.pixels();
-  if (!width || !height || !maximum || !samples)
+  const auto header = read_header(bytes);
+  if (!header)
     return Error{"damaged or truncated PGM header"};
-  if (auto failure = check_size(*width, *height))
+  const auto [width, height, maximum, samples] = *header;
+  if (auto failure = check_size(width, height))
     return *failure;
-  if (*maximum <= 255 || *maximum > 65535) {
+  if (maximum <= 255 || maximum > 65535) {
     return Error{fmt::format(
-        "a PGM with maximum value {}; 16-bit samples (256 to 65535) are needed", *maximum)};
+        "a PGM with maximum value {}; 16-bit samples (256 to 65535) are needed", maximum)};
   }
-  const FrameSize size{*width, *height};
-  if (samples->size() != size.pixel_count() * 2) {
+  const FrameSize size{width, height};
+  if (samples.size() != size.pixel_count() * 2) {
     return Error{fmt::format("{} PGM: {} bytes of pixels where {}x{} needs {}",
-                             samples->size() < size.pixel_count() * 2 ? "truncated" : "too long",
-                             samples->size(), *width, *height, size.pixel_count() * 2)};
+                             samples.size() < size.pixel_count() * 2 ? "truncated" : "too long",
+                             samples.size(), width, height, size.pixel_count() * 2)};
   }
-  Image image{size, std::vector<uint16_t>(size.pixel_count())};
-  for (size_t i = 0; i < image.pixels.size(); ++i)
-    image.pixels[i] = static_cast<uint16_t>((*samples)[2 * i] << 8 | (*samples)[2 * i + 1]);
-  return image;
+  return image_of_bytes(size, samples, ByteOrder::big);
+}
+
+Result<std::optional<uint64_t>> pgm_length(std::span<const uint8_t> front,
+                                           std::optional<FrameSize>) {
+  constexpr size_t longest_header = 65536; // comments included
+  if (!begins_with(front, pgm_first_bytes))
+    return Error{"not a binary PGM (P5)"};
+  const auto header = read_header(front);
+  if (!header && front.size() > longest_header)
+    return Error{"damaged or truncated PGM header"};
+  if (!header)
+    return std::optional<uint64_t>();
+  if (auto failure = check_size(header->width, header->height))
+    return *failure;
+  const uint64_t header_length = front.size() - header->samples.size();
+  return std::optional(header_length + uint64_t{header->width} * header->height * 2);
+}
+
+Result<std::vector<uint8_t>> encode_pgm(const Image& image) {
+  const std::string header = fmt::format("P5\n{} {}\n65535\n", image.size.width, image.size.height);
+  std::vector<uint8_t> bytes(header.begin(), header.end());
+  append_pixels(bytes, image, ByteOrder::big);
+  return bytes;
 }
 
 } // namespace recordings

@@ -18,6 +18,10 @@ inline constexpr std::string_view png_first_bytes = "\x89PNG\r\n\x1a\n";
 /// Any other colour type or bit depth than 16-bit grey is refused, never converted.
 Result<Image> decode_png(std::span<const uint8_t> bytes);
 
+/// The bytes of the picture that begins here, null where more must be seen.
+Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
+                                           std::optional<FrameSize> told_size);
+
 Result<std::vector<uint8_t>> encode_png(const Image& image);
 /// With a palette where there are no more than 256 colours.
 Result<std::vector<uint8_t>> encode_png(const RgbImage& image);

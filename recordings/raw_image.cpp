@@ -2,8 +2,16 @@
 
 #include <fmt/format.h>
 
+#include "recordings/pixel_bytes.h"
+
 namespace recordings {
 namespace {
+
+constexpr size_t bin_header_size = 8;
+
+Error size_needed() {
+  return {"a headerless file needs its size", ErrorKind::size_needed};
+}
 
 uint32_t little_endian_32(std::span<const uint8_t> bytes) {
   return uint32_t{bytes[0]} | uint32_t{bytes[1]} << 8 | uint32_t{bytes[2]} << 16 |
@@ -14,7 +22,7 @@ uint32_t little_endian_32(std::span<const uint8_t> bytes) {
 
 Result<Image> decode_raw(std::span<const uint8_t> bytes, std::optional<FrameSize> told_size) {
   if (!told_size)
-    return Error{"a headerless file needs its size", ErrorKind::size_needed};
+    return size_needed();
   const FrameSize size = *told_size;
   if (auto failure = check_size(size.width, size.height))
     return *failure;
@@ -24,18 +32,37 @@ Result<Image> decode_raw(std::span<const uint8_t> bytes, std::optional<FrameSize
                              bytes.size() < expected ? "truncated" : "too long", bytes.size(),
                              size.width, size.height, expected)};
   }
-  Image image{size, std::vector<uint16_t>(size.pixel_count())};
-  for (size_t i = 0; i < image.pixels.size(); ++i)
-    image.pixels[i] = static_cast<uint16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
-  return image;
+  return image_of_bytes(size, bytes, ByteOrder::little);
 }
 
 Result<Image> decode_bin(std::span<const uint8_t> bytes) {
-  constexpr size_t header_size = 8;
-  if (bytes.size() < header_size)
+  if (bytes.size() < bin_header_size)
     return Error{fmt::format("truncated: {} bytes, shorter than its header", bytes.size())};
   const FrameSize size{little_endian_32(bytes.subspan(4)), little_endian_32(bytes)};
-  return decode_raw(bytes.subspan(header_size), size);
+  return decode_raw(bytes.subspan(bin_header_size), size);
+}
+
+Result<std::optional<uint64_t>> raw_length(std::span<const uint8_t>,
+                                           std::optional<FrameSize> told_size) {
+  if (!told_size)
+    return size_needed();
+  return std::optional(told_size->pixel_count() * 2);
+}
+
+Result<std::optional<uint64_t>> bin_length(std::span<const uint8_t> front,
+                                           std::optional<FrameSize>) {
+  if (front.size() < bin_header_size)
+    return std::optional<uint64_t>();
+  const FrameSize size{little_endian_32(front.subspan(4)), little_endian_32(front)};
+  if (auto failure = check_size(size.width, size.height))
+    return *failure;
+  return std::optional(bin_header_size + size.pixel_count() * 2);
+}
+
+Result<std::vector<uint8_t>> encode_raw(const Image& image) {
+  std::vector<uint8_t> bytes;
+  append_pixels(bytes, image, ByteOrder::little);
+  return bytes;
 }
 
 } // namespace recordings

@@ -13,4 +13,13 @@ Result<Image> decode_raw(std::span<const uint8_t> bytes, std::optional<FrameSize
 /// Two little-endian 32-bit numbers, height and width in this order, and then exactly the pixels.
 Result<Image> decode_bin(std::span<const uint8_t> bytes);
 
+/// The bytes of the picture that begins here, null where more must be seen.
+Result<std::optional<uint64_t>> raw_length(std::span<const uint8_t> front,
+                                           std::optional<FrameSize> told_size);
+Result<std::optional<uint64_t>> bin_length(std::span<const uint8_t> front,
+                                           std::optional<FrameSize> told_size);
+
+/// The pixels alone.
+Result<std::vector<uint8_t>> encode_raw(const Image& image);
+
 } // namespace recordings

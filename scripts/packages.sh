@@ -2,7 +2,7 @@
 # the tests and checks take besides.
 # shellcheck shell=bash disable=SC2034
 build_packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libpng-dev
-  nlohmann-json3-dev)
+  libyaml-cpp-dev nlohmann-json3-dev)
 test_packages=(clang clang-format-16 clang-tidy libclang-rt-14-dev binutils libgtest-dev
   libbenchmark-dev locales git)
 # What the benchmarks compare with, where it can be had.

@@ -18,6 +18,7 @@ using Action = std::function<recordings::Result<ExitStatus>()>;
 
 Action add_list_options(CLI::App& command);
 Action add_describe_options(CLI::App& command);
+Action add_info_options(CLI::App& command);
 Action add_run_options(CLI::App& command);
 Action add_presets_options(CLI::App& command);
 Action add_synth_options(CLI::App& command);
@@ -34,6 +35,7 @@ struct Command {
 inline constexpr Command commands[] = {
     {"list", "List the filters: index and name", add_list_options},
     {"describe", "Show a filter's parameters", add_describe_options},
+    {"info", "Say what is in a recording", add_info_options},
     {"run", "Filter one file or a recording", add_run_options},
     {"presets", "List chains that come with the program, or show one", add_presets_options},
     {"synth", "Write a generated recording and camera.json", add_synth_options},

@@ -202,4 +202,23 @@ Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,
   return filter;
 }
 
+std::string Chain::caption() const {
+  std::string text;
+  for (size_t i = 0; i < filters.size(); ++i)
+    text += (i == 0 ? "" : " > ") + describe_request(requests[i], filters[i].schema());
+  return text;
+}
+
+Result<Chain> make_chain(const std::shared_ptr<const Plugin>& plugin,
+                         std::vector<FilterRequest> requests, Ranges ranges) {
+  Chain chain{plugin, std::move(requests), {}};
+  for (const FilterRequest& request : chain.requests) {
+    auto filter = make_filter(plugin, request, ranges);
+    if (!filter)
+      return filter.error();
+    chain.filters.push_back(std::move(*filter));
+  }
+  return chain;
+}
+
 } // namespace gxfilter

@@ -51,4 +51,17 @@ recordings::Result<hosting::Filter>
 make_filter(const std::shared_ptr<const hosting::Plugin>& plugin, const FilterRequest& request,
             Ranges ranges);
 
+/// Filters in their order, and what was asked of each.
+struct Chain {
+  std::shared_ptr<const hosting::Plugin> plugin;
+  std::vector<FilterRequest> requests;
+  std::vector<hosting::Filter> filters;
+
+  /// "A > B key=value", with what differs from the defaults.
+  std::string caption() const;
+};
+
+recordings::Result<Chain> make_chain(const std::shared_ptr<const hosting::Plugin>& plugin,
+                                     std::vector<FilterRequest> requests, Ranges ranges);
+
 } // namespace gxfilter

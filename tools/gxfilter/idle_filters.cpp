@@ -95,10 +95,10 @@ std::optional<uint32_t> first_change(Filter& filter, FrameSize size, float unit,
       return std::nullopt;
     gexton::ErrorSlot slot;
     const gexton::Frame filtered = filter.process(**frame, slot);
-    const auto before = view_frame(**frame);
+    const auto before = look_at(**frame);
     if (slot || !filtered || !before)
       return std::nullopt;
-    const auto after = view_frame(*filtered);
+    const auto after = look_at(*filtered);
     if (after && !is_same_frame(*before, *after))
       return i;
   }
@@ -109,12 +109,12 @@ std::optional<uint32_t> first_change(Filter& filter, FrameSize size, float unit,
 /// changes.
 std::vector<std::pair<FrameKind, uint32_t>> try_kinds(const std::shared_ptr<const Plugin>& plugin,
                                                       const FilterRequest& request,
-                                                      const FrameView& input) {
+                                                      const PixelView& input) {
   // Some filters depend on the size, so it is the recording's, but for frames that take long to
   // make.
   constexpr uint64_t most_pixels = uint64_t{1} << 22;
   const FrameSize size =
-      input.image.size.pixel_count() <= most_pixels ? input.image.size : FrameSize{1280, 800};
+      input.size.pixel_count() <= most_pixels ? input.size : FrameSize{1280, 800};
   std::vector<std::pair<FrameKind, uint32_t>> changed;
   const SilentOutput silent;
   for (const bool has_offset : {false, true}) {
@@ -160,11 +160,10 @@ std::string reason(const std::vector<std::pair<FrameKind, uint32_t>>& changed, F
 
 } // namespace
 
-std::string describe_situation(const FrameView& frame, const FilterRequest& request,
+std::string describe_situation(const PixelView& frame, const FilterRequest& request,
                                const std::vector<gexton::Parameter>& schema) {
-  std::string text =
-      fmt::format("{}x{} {}, {:g} mm a unit", frame.image.size.width, frame.image.size.height,
-                  name_of(frame.pixel_type), static_cast<double>(frame.value_scale));
+  std::string text = fmt::format("{}x{} {}, {:g} mm a unit", frame.size.width, frame.size.height,
+                                 name_of(frame.pixel_type), static_cast<double>(frame.value_scale));
   if (!request.record.empty())
     return text + "; configured by " + request.record.string();
   for (const gexton::Parameter& parameter : schema) {
@@ -183,7 +182,7 @@ std::string explain_idleness(const std::shared_ptr<const Plugin>& plugin,
   const auto filter = make_filter(plugin, request, Ranges::left_to_the_filter);
   if (!filter)
     return {};
-  const FrameView& input = statistics.last_input();
+  const PixelView& input = statistics.last_input();
   const FrameKind own{input.pixel_type, camera.disparity_offset.value_or(0) != 0};
   const size_t frames = statistics.frames();
   return fmt::format("{} changed nothing in {} frame{}: {} (it got {})", request.name, frames,

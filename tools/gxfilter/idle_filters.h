@@ -10,7 +10,7 @@ namespace gxfilter {
 
 /// "640x480 depth, 1 mm a unit; max_size=400, min_diff=256": the frames that the filter got, and
 /// all its parameters as they were.
-std::string describe_situation(const recordings::FrameView& frame, const FilterRequest& request,
+std::string describe_situation(const recordings::PixelView& frame, const FilterRequest& request,
                                const std::vector<gexton::Parameter>& schema);
 
 /// Why the filter handed every frame back as it was, in a sentence; empty where it changed

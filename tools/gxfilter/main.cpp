@@ -10,15 +10,16 @@ namespace {
 
 using namespace gxfilter;
 
-constexpr const char* footer = "Exit status: 0 success; 1 anything not listed here; 2 wrong usage, "
-                               "an unknown filter or\nparameter, or a value that the filter "
-                               "rejects; 3 trouble with an input; 4 a filter failed\non a frame. "
-                               "Frames written before a failure are kept. 5 a plug-in does not\n"
-                               "conform.";
+constexpr const char* footer =
+    "Exit status: 0 success; 1 anything not listed here; 2 wrong usage, an unknown filter or\n"
+    "parameter, or a value that the filter rejects; 3 trouble with an input; 4 a filter failed\n"
+    "on a frame. Frames written before a failure are kept. 5 a plug-in does not conform; 6 frames\n"
+    "that could not be read were left out; 130 interrupted.";
 
 ExitStatus run_program(int argc, char** argv) {
   CLI::App app("Applies the depth filters of the FilterProcessor plug-in to files", "gxfilter");
   app.footer(footer);
+  app.set_version_flag("--version", "gxfilter " FILTER_PROCESSOR_VERSION);
   app.require_subcommand(1);
   Action chosen;
   for (const Command& command : commands) {

@@ -3,11 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "gxfilter/commands.h"
-#include "gxfilter/progress.h"
+#include "gxfilter/input_options.h"
 #include "gxfilter/score.h"
-#include "recordings/camera.h"
-#include "recordings/image_file.h"
-#include "recordings/recording.h"
 
 namespace gxfilter {
 
@@ -26,104 +23,113 @@ struct ScoreOptions {
   bool json = false;
 };
 
-/// Depth frames by name, and what is known of their camera.
+/// Depth frames and what is known of their unit.
 struct DepthRecording {
   fs::path path;
-  std::map<std::string, fs::path> frames; ///< by file name without extension
-  std::optional<Camera> camera;           ///< null where no file tells
-  std::optional<FrameSize> raw_size;
+  Input input;
+  std::optional<double> unit; ///< millimetres; null where nobody tells
 };
 
-Failure refuse_codes(const DepthRecording& recording) {
-  if (!recording.camera || recording.camera->pixel_type != GX_PIXEL_DISPARITY)
-    return std::nullopt;
-  return Error{fmt::format("{}: holds disparity codes, which have no error in millimetres; convert "
-                           "it first (gxfilter run --filter DisparityTransform, or --pixel-type "
-                           "depth in the camera file where they are depth already)",
-                           recording.path.string()),
-               ErrorKind::request};
-}
-
 Result<DepthRecording> open_recording(const fs::path& path) {
-  DepthRecording recording{path, {}, {}, {}};
-  const auto found = find_frames({path}, "");
-  if (!found)
-    return found.error();
-  for (const fs::path& frame : found->frames)
-    recording.frames[frame.stem().string()] = frame;
-  const fs::path camera_file = find_camera_file(path);
-  if (camera_file.empty())
-    return recording;
-  const auto facts = read_camera_file(camera_file);
-  if (!facts)
-    return facts.error();
+  InputOptions options;
+  options.inputs = {path};
+  auto input = open_input(options);
+  if (!input)
+    return input.error();
   // The size matters for the lens alone.
-  const auto camera = make_camera(*facts, {1, 1});
+  const auto camera = make_camera(input->facts.facts(), {1, 1});
   if (!camera)
-    return Error{fmt::format("{}: {}", camera_file.string(), camera.error().message)};
-  const auto raw_size = raw_frame_size(*facts);
-  if (!raw_size)
-    return raw_size.error();
-  recording.camera = *camera;
-  recording.raw_size = *raw_size;
-  if (auto failure = refuse_codes(recording))
-    return *failure;
-  return recording;
+    return camera.error();
+  if (camera->pixel_type == GX_PIXEL_DISPARITY) {
+    return Error{fmt::format("{}: holds disparity codes, which have no error in millimetres; "
+                             "convert it first (gxfilter run --filter DisparityTransform)",
+                             path.string()),
+                 ErrorKind::request};
+  }
+  std::optional<double> unit;
+  if (input->facts.facts().contains("depth_unit"))
+    unit = static_cast<double>(camera->depth_unit);
+  return DepthRecording{path, std::move(*input), unit};
 }
 
-/// Two single files belong together whatever their names.
-Failure pair_frames(const DepthRecording& result, DepthRecording& other) {
-  if (result.frames.size() == 1 && other.frames.size() == 1) {
-    other.frames = {{result.frames.begin()->first, other.frames.begin()->second}};
-    return std::nullopt;
-  }
-  const auto compare = [](const DepthRecording& has, const DepthRecording& lacks) -> Failure {
-    for (const auto& [name, path] : has.frames) {
-      if (!lacks.frames.contains(name)) {
-        return Error{fmt::format("{} has no frame of the name {} ({} frames; {} has {})",
-                                 lacks.path.string(), name, lacks.frames.size(), has.path.string(),
-                                 has.frames.size())};
-      }
-    }
-    return std::nullopt;
+struct NamedImage {
+  std::string name;
+  std::string place; ///< as messages name it
+  Image image;
+};
+
+/// Null at the end.
+Result<std::optional<NamedImage>> next_image(DepthRecording& recording) {
+  auto stored = recording.input.source->next();
+  if (!stored)
+    return stored.error();
+  if (!*stored)
+    return std::optional<NamedImage>();
+  auto image = (*stored)->decode();
+  if (!image)
+    return image.error();
+  return std::optional(NamedImage{(*stored)->info.name, (*stored)->place, std::move(*image)});
+}
+
+/// Pictures in folders belong together by their names. Single files, and frames within one file, do
+/// by their order.
+bool pairs_by_name(const DepthRecording& left, const DepthRecording& right) {
+  return left.input.source->files().size() > 1 && right.input.source->files().size() > 1;
+}
+
+/// The frame of `other` that belongs to `frame`, which may be null at the end.
+Result<std::optional<NamedImage>> partner_of(const std::optional<NamedImage>& frame,
+                                             const DepthRecording& result, DepthRecording& other) {
+  auto partner = next_image(other);
+  if (!partner)
+    return partner;
+  const auto lacks = [](const DepthRecording& has, const NamedImage& which,
+                        const DepthRecording& missing) {
+    return Error{fmt::format("{} has no frame for {} of {}", missing.path.string(), which.name,
+                             has.path.string())};
   };
-  if (auto failure = compare(result, other))
-    return failure;
-  return compare(other, result);
-}
-
-/// Frames without a camera file are in the unit of those that they are compared with: filters keep
-/// it.
-double unit_of(const DepthRecording& recording, double otherwise) {
-  return recording.camera ? static_cast<double>(recording.camera->depth_unit) : otherwise;
-}
-
-/// The three recordings, frame by frame.
-Failure add_frames(const ScoreOptions& options, const DepthRecording& result,
-                   const DepthRecording& truth, const DepthRecording* input, Score& score) {
-  const double truth_unit = unit_of(truth, 1);
-  const double result_unit =
-      options.depth_unit > 0 ? options.depth_unit : unit_of(result, truth_unit);
-  ProgressBar progress(result.frames.size());
-  for (const auto& [name, path] : result.frames) {
-    const auto result_image = read_image(path, result.raw_size);
-    if (!result_image)
-      return result_image.error();
-    const auto truth_image = read_image(truth.frames.at(name), truth.raw_size);
-    if (!truth_image)
-      return truth_image.error();
-    const auto input_image =
-        input != nullptr ? read_image(input->frames.at(name), input->raw_size) : *truth_image;
-    if (!input_image)
-      return input_image.error();
-    const DepthView input_view{*input_image,
-                               input != nullptr ? unit_of(*input, truth_unit) : truth_unit};
-    if (auto failure = score.add({*result_image, result_unit}, {*truth_image, truth_unit},
-                                 input != nullptr ? &input_view : nullptr))
-      return Error{fmt::format("{}: {}", path.string(), failure->message)};
-    progress.advance();
+  if (frame && !*partner)
+    return lacks(result, *frame, other);
+  if (!frame && *partner)
+    return lacks(other, **partner, result);
+  if (frame && pairs_by_name(result, other) && frame->name != (*partner)->name) {
+    return Error{fmt::format("{} has {} where {} has {}: frames are paired by name",
+                             result.path.string(), frame->name, other.path.string(),
+                             (*partner)->name)};
   }
-  return std::nullopt;
+  return partner;
+}
+
+/// The recordings frame by frame; `input` may be null. How many frames they have.
+Result<size_t> add_frames(const ScoreOptions& options, DepthRecording& result,
+                          DepthRecording& truth, DepthRecording* input, Score& score) {
+  // Without a word about it, frames are in the unit of those that they are compared with: filters
+  // keep it.
+  const double truth_unit = truth.unit.value_or(1);
+  const double result_unit =
+      options.depth_unit > 0 ? options.depth_unit : result.unit.value_or(truth_unit);
+  const double input_unit = input != nullptr ? input->unit.value_or(truth_unit) : 0;
+  for (size_t frames = 0;; ++frames) {
+    const auto measured = next_image(result);
+    if (!measured)
+      return measured.error();
+    const auto expected = partner_of(*measured, result, truth);
+    if (!expected)
+      return expected.error();
+    const auto given = input != nullptr ? partner_of(*measured, result, *input)
+                                        : Result(std::optional<NamedImage>());
+    if (!given)
+      return given.error();
+    if (!*measured)
+      return frames;
+    std::optional<DepthView> given_view;
+    if (*given)
+      given_view.emplace(DepthView{(*given)->image, input_unit});
+    if (auto failure =
+            score.add({(*measured)->image, result_unit}, {(*expected)->image, truth_unit},
+                      given_view ? &*given_view : nullptr))
+      return Error{fmt::format("{}: {}", (*measured)->place, failure->message)};
+  }
 }
 
 double percent(uint64_t part, uint64_t whole) {
@@ -180,30 +186,27 @@ void print_figures(const ScoreOptions& options, const Score& score, size_t frame
 }
 
 Result<ExitStatus> score_result(const ScoreOptions& options) {
-  const auto result = open_recording(options.result);
+  auto result = open_recording(options.result);
   if (!result)
     return result.error();
   auto truth = open_recording(options.truth);
   if (!truth)
     return truth.error();
-  if (auto failure = pair_frames(*result, *truth))
-    return *failure;
-  auto input = options.input.empty() ? Result<DepthRecording>(DepthRecording{})
-                                     : open_recording(options.input);
-  if (!input)
-    return input.error();
+  std::optional<DepthRecording> input;
   if (!options.input.empty()) {
-    if (auto failure = pair_frames(*result, *input))
-      return *failure;
+    auto opened = open_recording(options.input);
+    if (!opened)
+      return opened.error();
+    input = std::move(*opened);
   }
   Score score(options.limits);
-  if (auto failure =
-          add_frames(options, *result, *truth, options.input.empty() ? nullptr : &*input, score))
-    return *failure;
+  const auto frames = add_frames(options, *result, *truth, input ? &*input : nullptr, score);
+  if (!frames)
+    return frames.error();
   if (options.json)
-    print_json(score, result->frames.size());
+    print_json(score, *frames);
   else
-    print_figures(options, score, result->frames.size());
+    print_figures(options, score, *frames);
   return ExitStatus::ok;
 }
 
@@ -212,12 +215,13 @@ Result<ExitStatus> score_result(const ScoreOptions& options) {
 Action add_score_options(CLI::App& command) {
   const auto options = std::make_shared<ScoreOptions>();
   command.footer(
-      "Frames are paired by name, two single files whatever their names. Each recording's unit is\n"
-      "that of its camera file; without one, that of TRUTH, whose own is 1 mm without one. Of the\n"
-      "pixels that are valid in both, the error is the difference in millimetres. An outlier is "
-      "off\n"
-      "by more than --outlier and by more than --outlier-percent of the true depth.");
-  command.add_option("result", options->result, "Depth frames: a file or a directory of them")
+      "The pictures of two folders are paired by name, all other frames by their order. Each\n"
+      "recording's unit is that of its camera file; without one, that of TRUTH, whose own is 1 mm\n"
+      "without one. Of the pixels that are valid in both, the error is the difference in\n"
+      "millimetres. An outlier is off by more than --outlier and by more than --outlier-percent "
+      "of\n"
+      "the true depth.");
+  command.add_option("result", options->result, "Depth frames: a folder of pictures or a file")
       ->type_name("RESULT")
       ->required();
   command

@@ -9,34 +9,45 @@ namespace gxfilter {
 
 namespace {
 
-uint64_t count_valid(const recordings::FrameView& frame) {
-  return frame.image.pixels.size() -
-         static_cast<uint64_t>(std::ranges::count(frame.image.pixels, uint16_t{0}));
-}
-
-uint64_t count_changed(const std::vector<uint16_t>& before, const std::vector<uint16_t>& after) {
-  uint64_t changed = 0;
-  for (size_t i = 0; i < before.size(); ++i)
-    changed += before[i] != after[i] ? 1U : 0U;
-  return changed;
+/// How many of `count` positions `holds` is true for. Counted in stretches whose sum fits the
+/// pixels' own width, which compilers turn into as many lanes.
+template <class Holds>
+uint64_t count_where(size_t count, Holds holds) {
+  constexpr size_t stretch = 32768;
+  uint64_t total = 0;
+  for (size_t begin = 0; begin < count; begin += stretch) {
+    const size_t end = std::min(count, begin + stretch);
+    uint16_t sum = 0;
+    for (size_t i = begin; i < end; ++i)
+      sum = static_cast<uint16_t>(sum + (holds(i) ? 1 : 0));
+    total += sum;
+  }
+  return total;
 }
 
 } // namespace
 
-bool is_same_frame(const recordings::FrameView& left, const recordings::FrameView& right) {
-  return left.pixel_type == right.pixel_type && left.value_scale == right.value_scale &&
-         left.image == right.image;
+uint64_t count_valid(std::span<const uint16_t> pixels) {
+  return count_where(pixels.size(), [pixels](size_t i) { return pixels[i] != 0; });
 }
 
-void FilterStatistics::add(double milliseconds, const recordings::FrameView& before,
-                           const recordings::FrameView& after) {
+bool is_same_frame(const recordings::PixelView& left, const recordings::PixelView& right) {
+  return left.pixel_type == right.pixel_type && left.value_scale == right.value_scale &&
+         left.size == right.size && std::ranges::equal(left.pixels, right.pixels);
+}
+
+void FilterStatistics::add(double milliseconds, const recordings::PixelView& before,
+                           uint64_t valid_before, const recordings::PixelView& after,
+                           uint64_t valid_after) {
   milliseconds_.push_back(milliseconds);
-  valid_before_ += count_valid(before);
-  valid_after_ += count_valid(after);
+  valid_before_ += valid_before;
+  valid_after_ += valid_after;
   idle_frames_ += is_same_frame(before, after) ? 1U : 0U;
-  last_input_ = {{before.image.size, {}}, before.pixel_type, before.value_scale};
-  if (before.image.size == after.image.size) {
-    changed_ += count_changed(before.image.pixels, after.image.pixels);
+  last_input_ = {before.size, {}, before.pixel_type, before.value_scale};
+  if (before.size == after.size) {
+    changed_ += count_where(before.pixels.size(), [a = before.pixels, b = after.pixels](size_t i) {
+      return a[i] != b[i];
+    });
     ++compared_frames_;
   }
 }
@@ -76,6 +87,21 @@ std::string format_table(const std::vector<FilterStatistics>& statistics) {
                          filter.valid_after());
   }
   return table + "(pixel counts are averages per frame)\n";
+}
+
+nlohmann::json to_json(const std::vector<FilterStatistics>& statistics) {
+  nlohmann::json list = nlohmann::json::array();
+  for (const FilterStatistics& filter : statistics) {
+    const double changed = filter.changed_pixels();
+    list.push_back({{"filter", filter.filter()},
+                    {"frames", filter.frames()},
+                    {"median_ms", filter.quantile(0.5)},
+                    {"p95_ms", filter.quantile(0.95)},
+                    {"changed_pixels", changed < 0 ? nlohmann::json() : nlohmann::json(changed)},
+                    {"valid_before", filter.valid_before()},
+                    {"valid_after", filter.valid_after()}});
+  }
+  return list;
 }
 
 } // namespace gxfilter

@@ -1,22 +1,26 @@
 // What each filter did to a recording.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "recordings/host_frame.h"
 
 namespace gxfilter {
 
 /// Whether pixels, size, pixel type and unit are the same.
-bool is_same_frame(const recordings::FrameView& left, const recordings::FrameView& right);
+bool is_same_frame(const recordings::PixelView& left, const recordings::PixelView& right);
 
 class FilterStatistics {
  public:
   explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
 
-  void add(double milliseconds, const recordings::FrameView& before,
-           const recordings::FrameView& after);
+  /// `valid_before` and `valid_after`: their pixels other than 0.
+  void add(double milliseconds, const recordings::PixelView& before, uint64_t valid_before,
+           const recordings::PixelView& after, uint64_t valid_after);
 
   size_t frames() const { return milliseconds_.size(); }
   /// Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.
@@ -29,7 +33,7 @@ class FilterStatistics {
   /// Whether every frame came back as it was: pixels, size, pixel type and unit.
   bool idle() const { return frames() > 0 && idle_frames_ == frames(); }
   /// What the filter got at last: size, pixel type and unit, without the pixels.
-  const recordings::FrameView& last_input() const { return last_input_; }
+  const recordings::PixelView& last_input() const { return last_input_; }
 
   const std::string& filter() const { return filter_; }
 
@@ -43,10 +47,16 @@ class FilterStatistics {
   uint64_t valid_before_ = 0;
   uint64_t valid_after_ = 0;
   size_t idle_frames_ = 0;
-  recordings::FrameView last_input_;
+  recordings::PixelView last_input_;
 };
+
+/// Pixels other than 0.
+uint64_t count_valid(std::span<const uint16_t> pixels);
 
 /// The closing table, one line for each filter, ending with a line feed.
 std::string format_table(const std::vector<FilterStatistics>& statistics);
+
+/// The same numbers as a list of objects.
+nlohmann::json to_json(const std::vector<FilterStatistics>& statistics);
 
 } // namespace gxfilter

@@ -1,0 +1,74 @@
+#include "recordings/frame_source.h"
+
+#include <array>
+
+#include <fmt/format.h>
+
+#include "recordings/formats.h"
+#include "recordings/picture_source.h"
+#include "recordings/recording.h"
+
+namespace recordings {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// By its name, else by how it begins; null where that is a picture or nothing known.
+const Format* container_format(const fs::path& path) {
+  std::error_code code;
+  if (!fs::is_regular_file(path, code))
+    return nullptr;
+  const Format* format = format_of_name(path);
+  if (format == nullptr) {
+    std::array<uint8_t, 16> front{};
+    const auto stream = open_byte_stream(path);
+    const auto count = stream ? (*stream)->read(front) : Result<size_t>(stream.error());
+    if (count)
+      format = format_of_content(std::span(front).first(*count));
+  }
+  return format != nullptr && format->open != nullptr ? format : nullptr;
+}
+
+Result<std::unique_ptr<FrameSource>> open_standard_input(const SourceOptions& options) {
+  if (options.format.empty())
+    return Error{"standard input has no name that tells its format (--format)", ErrorKind::request};
+  const Format* format = format_of_name("x." + options.format);
+  if (format == nullptr || (format->open == nullptr && format->length == nullptr)) {
+    return Error{fmt::format("'{}' can't be read from standard input", options.format),
+                 ErrorKind::request};
+  }
+  auto stream = open_byte_stream(standard_stream);
+  if (!stream)
+    return stream.error();
+  if (format->open != nullptr)
+    return format->open(std::move(*stream), options);
+  return open_picture_stream(std::move(*stream), *format, options);
+}
+
+} // namespace
+
+Result<std::unique_ptr<FrameSource>> open_source(const std::vector<fs::path>& inputs,
+                                                 const SourceOptions& options) {
+  for (const fs::path& input : inputs) {
+    const bool from_pipe = input == standard_stream;
+    const Format* container = from_pipe ? nullptr : container_format(input);
+    if (!from_pipe && container == nullptr)
+      continue;
+    if (inputs.size() > 1) {
+      return Error{fmt::format("{} is a recording of its own: one at a time", input.string()),
+                   ErrorKind::request};
+    }
+    if (from_pipe)
+      return open_standard_input(options);
+    auto stream = open_byte_stream(input);
+    if (!stream)
+      return stream.error();
+    return container->open(std::move(*stream), options);
+  }
+  auto recording = find_frames(inputs, options.match);
+  if (!recording)
+    return recording.error();
+  return open_pictures(std::move(*recording), options);
+}
+
+} // namespace recordings

@@ -1,0 +1,125 @@
+#include "recordings/output_file.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "recordings/byte_stream.h"
+
+namespace recordings {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::FILE* claimed_output = nullptr;
+
+/// Of this process and call alone, so that runs beside each other don't meet. The leading dot keeps
+/// it out of sight; the extension, out of folders of pictures.
+fs::path temporary_name(const fs::path& path) {
+  static std::atomic<uint64_t> calls = 0;
+  return path.parent_path() /
+         fmt::format(".{}.{}-{}.part", path.filename().string(), getpid(), calls.fetch_add(1));
+}
+
+} // namespace
+
+std::FILE* standard_output() {
+  return claimed_output != nullptr ? claimed_output : stdout;
+}
+
+Failure claim_standard_output() {
+  if (claimed_output != nullptr)
+    return std::nullopt;
+  std::fflush(stdout);
+  const int own = dup(STDOUT_FILENO);
+  std::FILE* file = own >= 0 ? fdopen(own, "wb") : nullptr;
+  if (file == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+    return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
+  claimed_output = file;
+  return std::nullopt;
+}
+
+Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
+  OutputFile output;
+  output.path_ = path;
+  if (path == standard_stream) {
+    output.path_ = "standard output";
+    output.file_.reset(rewritten ? std::tmpfile() : standard_output());
+  } else {
+    std::error_code code;
+    if (fs::is_directory(path, code))
+      return Error{fmt::format("{}: {}", path.string(), std::strerror(EISDIR)), ErrorKind::system};
+    const fs::path temporary = temporary_name(path);
+    output.file_.reset(std::fopen(temporary.string().c_str(), "wb"));
+    if (output.file_ != nullptr)
+      output.temporary_ = temporary;
+  }
+  if (output.file_ == nullptr)
+    return output.system_error();
+  return output;
+}
+
+OutputFile::~OutputFile() {
+  if (file_ == nullptr || temporary_.empty())
+    return;
+  file_.reset();
+  std::error_code code;
+  fs::remove(temporary_, code);
+}
+
+Failure OutputFile::write(std::span<const uint8_t> bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size())
+    return system_error();
+  size_ += bytes.size();
+  return std::nullopt;
+}
+
+Failure OutputFile::rewrite(uint64_t position, std::span<const uint8_t> bytes) {
+  if (fseeko(file_.get(), static_cast<off_t>(position), SEEK_SET) != 0 ||
+      std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size() ||
+      fseeko(file_.get(), 0, SEEK_END) != 0)
+    return system_error();
+  return std::nullopt;
+}
+
+Failure OutputFile::commit() {
+  if (std::fflush(file_.get()) != 0)
+    return system_error();
+  if (temporary_.empty())
+    return file_.get() == standard_output() ? std::nullopt : copy_to_standard_output();
+  // A full disk may show only here.
+  if (std::fclose(file_.release()) != 0) {
+    Error error = system_error();
+    std::error_code code;
+    fs::remove(temporary_, code);
+    return error;
+  }
+  std::error_code code;
+  fs::rename(temporary_, path_, code);
+  if (!code)
+    return std::nullopt;
+  const std::string message = code.message();
+  fs::remove(temporary_, code);
+  return Error{fmt::format("{}: {}", path_.string(), message), ErrorKind::system};
+}
+
+Error OutputFile::system_error() const {
+  return {fmt::format("{}: {}", path_.string(), std::strerror(errno)), ErrorKind::system};
+}
+
+Failure OutputFile::copy_to_standard_output() {
+  std::array<uint8_t, 65536> bytes{};
+  std::rewind(file_.get());
+  while (const size_t count = std::fread(bytes.data(), 1, bytes.size(), file_.get()))
+    if (std::fwrite(bytes.data(), 1, count, standard_output()) != count)
+      return system_error();
+  if (std::ferror(file_.get()) != 0 || std::fflush(standard_output()) != 0)
+    return system_error();
+  return std::nullopt;
+}
+
+} // namespace recordings

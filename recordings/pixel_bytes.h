@@ -1,0 +1,18 @@
+// 16-bit pixels as files have them: two bytes each, in either order.
+#pragma once
+
+#include <span>
+
+#include "recordings/image.h"
+
+namespace recordings {
+
+enum class ByteOrder { little, big };
+
+/// `bytes` holds exactly the pixels of `size`, which is within the limits.
+Image image_of_bytes(FrameSize size, std::span<const uint8_t> bytes, ByteOrder order);
+
+/// Appends the pixels to `bytes`.
+void append_pixels(std::vector<uint8_t>& bytes, const Image& image, ByteOrder order);
+
+} // namespace recordings
