@@ -36,7 +36,7 @@ constexpr uint32_t line_height = glyph_height * text_scale;
 constexpr uint32_t line_step = line_height + 4;
 constexpr uint32_t character_width = glyph_advance * text_scale;
 constexpr uint32_t mark_size = 13;
-constexpr uint32_t refusal_width = 180; // of the panel that says why there is no difference
+constexpr uint32_t refusal_width = 200; // of the panel that says why there is no difference
 constexpr size_t most_caption_lines = 4;
 // So few shades of depth and of moves that the picture can be stored with a palette.
 constexpr uint32_t shades = 200;
