@@ -79,6 +79,14 @@ TEST_F(GxfilterProgram, ListsAndDescribesFilters) {
   EXPECT_EQ(run("synth --out scene --size 64x48 --frames 1 --fringe 65536").status, 2);
 }
 
+TEST_F(GxfilterProgram, AnswersAsProgramsDo) {
+  expect_end(run("runn scene"), 2, {"'runn' is not a command", "list, describe, info, run"});
+  expect_end(run(""), 2, {"Usage: gxfilter", "synth"});
+  EXPECT_PRED2(says, run("--version").out, "gxfilter 1.");
+  save("text.so", "no library");
+  expect_end(run("list --plugin text.so"), 1, {"text.so"});
+}
+
 TEST_F(GxfilterProgram, FillsHolesFromAbove) {
   ASSERT_EQ(run("synth --out scene --size 120x80 --frames 3 --seed 5").status, 0);
   const Outcome outcome = run("run scene --filter HoleFillingFilter --out filled --preview");
@@ -300,6 +308,21 @@ TEST_F(GxfilterProgram, StandsInPipes) {
   expect_end(run(cut), 0, {"cut off in frame 1"});
   EXPECT_EQ(count_files("cut"), 1U);
   expect_end(run("run - --filter TemporalFilter --out x </dev/null"), 2, {"--format"});
+}
+
+TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
+  // The third frame comes after the signal, to a program that waits for it.
+  Outcome outcome = run_shell(
+      "cd '" + directory_.string() +
+      "'; mkfifo frames; '" GXFILTER_PROGRAM
+      "' run - --format raw --size 8x4 --filter TemporalFilter --out results <frames 2>err.txt & "
+      "program=$!; while [ ! -p frames ]; do sleep 0.01; done; exec 3>frames; head -c 128 "
+      "/dev/zero >&3; "
+      "while [ ! -e results/frame_000001.png ]; do sleep 0.01; done; kill -INT $program; "
+      "head -c 64 /dev/zero >&3; exec 3>&-; wait $program");
+  outcome.err = text_of(directory_ / "err.txt");
+  expect_end(outcome, 130, {"interrupted: 3 frames are in results", "--resume"});
+  EXPECT_EQ(count_files("results"), 3U);
 }
 
 TEST_F(GxfilterProgram, SaysWhatIsInARecording) {

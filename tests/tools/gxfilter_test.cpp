@@ -292,7 +292,7 @@ TEST(Statistics, CountPerFrame) {
   const PixelView resized{{1, 1}, std::span(pixels).last(1)};
   EXPECT_LT(statistics.changed_pixels(), 0);
   for (int i = 1; i <= 20; ++i)
-    statistics.add(i, before, 1, i == 20 ? resized : after, i == 20 ? 1 : 2);
+    EXPECT_EQ(statistics.add(i, before, 1, i == 20 ? resized : after), i == 20 ? 1U : 2U);
   EXPECT_EQ(format_table({statistics}),
             "filter  frames  median ms     p95 ms   changed px  valid before  valid after\n"
             "F           20     10.000     19.000          1.0           1.0          1.9\n"

@@ -78,6 +78,11 @@ SceneSettings busy_scene(FrameSize size, float unit, FrameKind kind) {
   return settings;
 }
 
+bool is_same_frame(const PixelView& left, const PixelView& right) {
+  return left.pixel_type == right.pixel_type && left.value_scale == right.value_scale &&
+         left.size == right.size && std::ranges::equal(left.pixels, right.pixels);
+}
+
 /// The number of the first generated frame of that kind that the filter changes; null where it
 /// changes none or fails.
 std::optional<uint32_t> first_change(Filter& filter, FrameSize size, float unit, FrameKind kind) {

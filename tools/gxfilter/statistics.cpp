@@ -9,18 +9,26 @@ namespace gxfilter {
 
 namespace {
 
-/// How many of `count` positions `holds` is true for. Counted in stretches whose sum fits the
-/// pixels' own width, which compilers turn into as many lanes.
-template <class Holds>
-uint64_t count_where(size_t count, Holds holds) {
+struct Counts {
+  uint64_t valid = 0;   ///< pixels other than 0
+  uint64_t changed = 0; ///< pixels other than those in the same place
+};
+
+/// In one pass, in stretches whose sums fit the pixels' own width, which compilers turn into as
+/// many lanes.
+Counts count(std::span<const uint16_t> pixels, const uint16_t* compared) {
   constexpr size_t stretch = 32768;
-  uint64_t total = 0;
-  for (size_t begin = 0; begin < count; begin += stretch) {
-    const size_t end = std::min(count, begin + stretch);
-    uint16_t sum = 0;
-    for (size_t i = begin; i < end; ++i)
-      sum = static_cast<uint16_t>(sum + (holds(i) ? 1 : 0));
-    total += sum;
+  Counts total;
+  for (size_t begin = 0; begin < pixels.size(); begin += stretch) {
+    const size_t end = std::min(pixels.size(), begin + stretch);
+    uint16_t valid = 0;
+    uint16_t changed = 0;
+    for (size_t i = begin; i < end; ++i) {
+      valid = static_cast<uint16_t>(valid + (pixels[i] != 0 ? 1 : 0));
+      changed = static_cast<uint16_t>(changed + (pixels[i] != compared[i] ? 1 : 0));
+    }
+    total.valid += valid;
+    total.changed += changed;
   }
   return total;
 }
@@ -28,28 +36,23 @@ uint64_t count_where(size_t count, Holds holds) {
 } // namespace
 
 uint64_t count_valid(std::span<const uint16_t> pixels) {
-  return count_where(pixels.size(), [pixels](size_t i) { return pixels[i] != 0; });
+  return count(pixels, pixels.data()).valid;
 }
 
-bool is_same_frame(const recordings::PixelView& left, const recordings::PixelView& right) {
-  return left.pixel_type == right.pixel_type && left.value_scale == right.value_scale &&
-         left.size == right.size && std::ranges::equal(left.pixels, right.pixels);
-}
-
-void FilterStatistics::add(double milliseconds, const recordings::PixelView& before,
-                           uint64_t valid_before, const recordings::PixelView& after,
-                           uint64_t valid_after) {
+uint64_t FilterStatistics::add(double milliseconds, const recordings::PixelView& before,
+                               uint64_t valid_before, const recordings::PixelView& after) {
+  const bool comparable = before.size == after.size;
+  const Counts counts = count(after.pixels, (comparable ? before : after).pixels.data());
   milliseconds_.push_back(milliseconds);
   valid_before_ += valid_before;
-  valid_after_ += valid_after;
-  idle_frames_ += is_same_frame(before, after) ? 1U : 0U;
+  valid_after_ += counts.valid;
+  changed_ += counts.changed;
+  compared_frames_ += comparable ? 1U : 0U;
+  const bool same = comparable && counts.changed == 0 && before.pixel_type == after.pixel_type &&
+                    before.value_scale == after.value_scale;
+  idle_frames_ += same ? 1U : 0U;
   last_input_ = {before.size, {}, before.pixel_type, before.value_scale};
-  if (before.size == after.size) {
-    changed_ += count_where(before.pixels.size(), [a = before.pixels, b = after.pixels](size_t i) {
-      return a[i] != b[i];
-    });
-    ++compared_frames_;
-  }
+  return counts.valid;
 }
 
 double FilterStatistics::quantile(double share) const {

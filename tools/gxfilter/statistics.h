@@ -11,16 +11,13 @@
 
 namespace gxfilter {
 
-/// Whether pixels, size, pixel type and unit are the same.
-bool is_same_frame(const recordings::PixelView& left, const recordings::PixelView& right);
-
 class FilterStatistics {
  public:
   explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
 
-  /// `valid_before` and `valid_after`: their pixels other than 0.
-  void add(double milliseconds, const recordings::PixelView& before, uint64_t valid_before,
-           const recordings::PixelView& after, uint64_t valid_after);
+  /// `valid_before`: its pixels other than 0, which were counted before; those of `after` are returned.
+  uint64_t add(double milliseconds, const recordings::PixelView& before, uint64_t valid_before,
+               const recordings::PixelView& after);
 
   size_t frames() const { return milliseconds_.size(); }
   /// Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.
