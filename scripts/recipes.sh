@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 out=${1:-docs}
-gxfilter=${GXFILTER:-build/release/bin/gxfilter}
+gxfilter=build/release/bin/gxfilter
 recording=/usr/share/visp-images-data/ViSP-images/mbt-depth/castel/castel
 [ -x "$gxfilter" ] || {
   echo "$gxfilter is missing: build the release preset first" >&2
