@@ -6,7 +6,7 @@ build_packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libpng-
 test_packages=(clang clang-format-16 clang-tidy libclang-rt-14-dev binutils libgtest-dev
   libbenchmark-dev locales git)
 # What the benchmarks compare with, where it can be had.
-bench_packages=(libopencv-dev libopencv-contrib-dev visp-images-data)
+bench_packages=(libopencv-dev libopencv-contrib-dev python3-opencv visp-images-data)
 # What the checks beyond the tests take.
 memcheck_packages=(valgrind)
 coverage_packages=(gcovr)
