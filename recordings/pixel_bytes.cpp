@@ -16,11 +16,15 @@ bool is_native(ByteOrder order) {
 
 } // namespace
 
-void copy_from_bytes(std::span<uint16_t> pixels, std::span<const uint8_t> bytes, ByteOrder order) {
-  std::memcpy(pixels.data(), bytes.data(), bytes.size());
+void to_native(std::span<uint16_t> pixels, ByteOrder order) {
   if (!is_native(order))
     for (uint16_t& pixel : pixels)
       pixel = swapped(pixel);
+}
+
+void copy_from_bytes(std::span<uint16_t> pixels, std::span<const uint8_t> bytes, ByteOrder order) {
+  std::memcpy(pixels.data(), bytes.data(), bytes.size());
+  to_native(pixels, order);
 }
 
 void copy_to_bytes(std::span<uint8_t> bytes, std::span<const uint16_t> pixels, ByteOrder order) {
