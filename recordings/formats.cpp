@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "recordings/matroska.h"
 #include "recordings/npy_array.h"
 #include "recordings/npz_archive.h"
 #include "recordings/pgm_image.h"
@@ -46,6 +47,11 @@ constexpr Format table[] = {
      .open = open_npy,
      .create = create_npy},
     {.extension = ".npz", .title = ".npz", .first_bytes = npz_first_bytes, .open = open_npz},
+    {.extension = ".mkv",
+     .title = ".mkv",
+     .first_bytes = matroska_first_bytes,
+     .open = open_matroska,
+     .create = create_matroska},
 };
 
 std::string lower_case_extension(const std::filesystem::path& path) {

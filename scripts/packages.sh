@@ -1,7 +1,8 @@
 # Debian packages, to be sourced: what building the library and its command-line host takes, and what
 # the tests and checks take besides.
 # shellcheck shell=bash disable=SC2034
-build_packages=(g++ cmake ninja-build pkg-config libcli11-dev libdeflate-dev libfmt-dev libpng-dev libzip-dev
+build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavformat-dev libavutil-dev
+  libcli11-dev libdeflate-dev libfmt-dev libpng-dev libzip-dev
   nlohmann-json3-dev)
 test_packages=(clang clang-format-16 clang-tidy libclang-rt-14-dev binutils libgtest-dev
   libbenchmark-dev locales git)
