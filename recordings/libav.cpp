@@ -1,8 +1,20 @@
 #include "recordings/libav.h"
 
 #include <array>
+#include <cstdarg>
 
 namespace recordings::libav {
+namespace {
+
+void on_message(void* about, int level, const char*, va_list) {
+  const bool is_codec =
+      about != nullptr && *static_cast<const AVClass**>(about) == avcodec_get_class();
+  void* flag = is_codec ? static_cast<AVCodecContext*>(about)->opaque : nullptr;
+  if (flag != nullptr && level <= AV_LOG_ERROR)
+    *static_cast<Flag*>(flag) = true;
+}
+
+} // namespace
 
 Io make_io(void* user, ReadOrWrite read, ReadOrWrite write, Seek seek) {
   constexpr int buffer_size = 1 << 16;
@@ -25,8 +37,8 @@ Error out_of_memory() {
   return {"out of memory", ErrorKind::system};
 }
 
-void silence() {
-  av_log_set_level(AV_LOG_QUIET);
+void listen() {
+  av_log_set_callback(on_message);
 }
 
 } // namespace recordings::libav

@@ -1,6 +1,7 @@
 // Owners for libav's objects, and what else its reader and writer here share.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -41,7 +42,10 @@ std::string error_text(int code);
 /// Of what libav can only fail to do for want of memory.
 Error out_of_memory();
 
-/// libav prints what it thinks of a file; errors and remarks are ours to say.
-void silence();
+/// Once at least, before anything else: libav prints nothing from then on, as errors and remarks
+/// are ours to say. An error that it would have printed about a codec raises the flag that the
+/// codec's `opaque` points to: of damaged slices, which it patches up, it says nothing else.
+using Flag = std::atomic<bool>;
+void listen();
 
 } // namespace recordings::libav

@@ -16,12 +16,20 @@ namespace recordings {
 namespace {
 
 constexpr AVRational millisecond{1, 1000};
+constexpr AVRational default_rate{30, 1};
 
 Error failed(const char* what, int code) {
   return {fmt::format("{}: {}", what, libav::error_text(code)), ErrorKind::system};
 }
 
 Result<libav::Codec> open_encoder(FrameSize size) {
+  // libavcodec loses the pixels of smaller frames without a word.
+  constexpr uint32_t least_side = 3;
+  if (size.width < least_side || size.height < least_side) {
+    return Error{fmt::format("{}x{} pixels; FFV1 takes {} a side and more", size.width, size.height,
+                             least_side),
+                 ErrorKind::request};
+  }
   const AVCodec* kind = avcodec_find_encoder(AV_CODEC_ID_FFV1);
   if (kind == nullptr)
     return Error{"this build of libavcodec writes no FFV1", ErrorKind::request};
@@ -201,6 +209,8 @@ class MatroskaSink final : public FrameSink {
       return libav::out_of_memory();
     encoders_.give_back(std::move(*encoder));
     track->time_base = millisecond;
+    if (!first.time_ns)
+      track->avg_frame_rate = default_rate;
     format->pb = io_.get();
     format->flags |=
         AVFMT_FLAG_CUSTOM_IO | AVFMT_FLAG_BITEXACT; // the same file from the same frames
@@ -214,9 +224,9 @@ class MatroskaSink final : public FrameSink {
     if (first_time_ns_ && info.time_ns) {
       int64_t since = 0;
       if (!__builtin_sub_overflow(*info.time_ns, *first_time_ns_, &since))
-        return av_rescale(since, 1000, 1'000'000'000);
+        return av_rescale_q(since, {1, 1'000'000'000}, millisecond);
     }
-    return av_rescale(static_cast<int64_t>(written_), 1000, 30);
+    return av_rescale_q(static_cast<int64_t>(written_), av_inv_q(default_rate), millisecond);
   }
 
   std::string name_;
@@ -234,7 +244,7 @@ class MatroskaSink final : public FrameSink {
 
 Result<std::unique_ptr<FrameSink>> create_matroska(const std::filesystem::path& path,
                                                    const SinkOptions&) {
-  libav::silence();
+  libav::listen();
   auto file = OutputFile::create(path);
   if (!file)
     return file.error();

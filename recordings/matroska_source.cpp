@@ -1,5 +1,5 @@
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <charconv>
 #include <deque>
 #include <thread>
@@ -24,11 +24,16 @@ namespace {
 struct Bytes {
   std::unique_ptr<ByteStream> stream;
   Failure failure;
+  std::vector<uint8_t> front; ///< the first bytes, as far as `announced_end` needs them
 };
 
 int read_some(void* user, uint8_t* bytes, int count) {
   auto& input = *static_cast<Bytes*>(user);
+  constexpr size_t front_bytes = 128;
+  const bool at_front = input.stream->position() == 0;
   const auto got = input.stream->read({bytes, static_cast<size_t>(count)});
+  if (got && at_front)
+    input.front.assign(bytes, bytes + std::min(*got, front_bytes));
   if (got)
     return *got != 0 ? static_cast<int>(*got) : AVERROR_EOF;
   input.failure = got.error();
@@ -50,6 +55,36 @@ int64_t seek(void* user, int64_t offset, int whence) {
     return AVERROR(EINVAL);
   input.failure = input.stream->seek(static_cast<uint64_t>(offset));
   return input.failure ? AVERROR(EIO) : offset;
+}
+
+/// Cuts an element's identity or its size off the front of `bytes`: the first byte's leading zeros
+/// count the bytes that follow. The size's mark of length is no part of its value.
+std::optional<uint64_t> take_number(std::span<const uint8_t>& bytes, bool with_mark) {
+  const auto length = bytes.empty() ? 9U : static_cast<unsigned>(std::countl_zero(bytes[0])) + 1;
+  if (length > 8 || bytes.size() < length)
+    return std::nullopt;
+  uint64_t number = with_mark ? bytes[0] : bytes[0] & (0xffU >> length);
+  for (size_t i = 1; i < length; ++i)
+    number = number << 8 | bytes[i];
+  const bool unknown = !with_mark && number == (uint64_t{1} << (7 * length)) - 1;
+  bytes = bytes.subspan(length);
+  return unknown ? std::nullopt : std::optional(number);
+}
+
+/// Where the recording ends by what its front says, which libav does not hand out: beyond that of
+/// the bytes, it is cut off. Null where it was written to a pipe.
+std::optional<uint64_t> announced_end(std::span<const uint8_t> front) {
+  constexpr uint64_t segment = 0x18538067;
+  std::span<const uint8_t> rest = front;
+  const auto header = take_number(rest, true);
+  const auto header_bytes = header ? take_number(rest, false) : std::nullopt;
+  if (!header_bytes || *header_bytes > rest.size())
+    return std::nullopt;
+  rest = rest.subspan(static_cast<size_t>(*header_bytes));
+  if (take_number(rest, true) != segment)
+    return std::nullopt;
+  const auto size = take_number(rest, false);
+  return size ? std::optional(front.size() - rest.size() + *size) : std::nullopt;
 }
 
 struct CloseInput {
@@ -88,12 +123,15 @@ Result<libav::Frame> decode(AVCodecContext& codec, const AVPacket& packet) {
   libav::Frame frame(av_frame_alloc());
   if (frame == nullptr)
     return libav::out_of_memory();
+  libav::Flag complained = false;
+  codec.opaque = &complained;
   int code = avcodec_send_packet(&codec, &packet);
   if (code >= 0)
     code = avcodec_receive_frame(&codec, frame.get());
+  codec.opaque = nullptr;
   if (code < 0)
     return Error{fmt::format("damaged ({})", libav::error_text(code))};
-  if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
+  if (complained || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0)
     return Error{"damaged"};
   return frame;
 }
@@ -135,7 +173,7 @@ class MatroskaSource final : public FrameSource {
   }
 
   Failure open(const SourceOptions& options) {
-    libav::silence();
+    libav::listen();
     const bool seekable = bytes_->stream->size().has_value();
     io_ = libav::make_io(bytes_.get(), read_some, nullptr, seekable ? seek : nullptr);
     AVFormatContext* format = avformat_alloc_context();
@@ -292,10 +330,13 @@ class MatroskaSource final : public FrameSource {
       return *bytes_->failure;
     if (code >= 0 && (packet->flags & AV_PKT_FLAG_CORRUPT) == 0)
       return packet;
-    if (code != AVERROR_EOF)
-      remarks_.push_back(fmt::format("{}: cut off or damaged ({})", name_,
-                                     code < 0 ? libav::error_text(code) : "a part of a frame"));
     ended_ = true;
+    const uint64_t end = bytes_->stream->size().value_or(bytes_->stream->position());
+    const auto announced = announced_end(bytes_->front);
+    if (announced && *announced > end)
+      remarks_.push_back(fmt::format("{}: cut off behind {} of {} bytes", name_, end, *announced));
+    else if (code != AVERROR_EOF)
+      remarks_.push_back(fmt::format("{}: damaged, the rest is left out", name_));
     return libav::Packet();
   }
 

@@ -1,6 +1,6 @@
 #include "recordings/npz_archive.h"
 
-#include <algorithm>
+#include <array>
 
 #include <fmt/format.h>
 #include <zip.h>
@@ -149,16 +149,17 @@ class NpzSource final : public FrameSource {
     while (member_ != nullptr || next_member_ < member_count_) {
       if (member_ == nullptr && !open_member())
         continue;
-      auto stored = frame_ < header_.frames ? read_npy_frame(*member_, header_)
-                                            : Result(std::optional<Image>());
-      if (!stored)
-        return stored.error();
-      if (*stored)
-        return std::optional(make_frame(std::move(**stored)));
-      if (frame_ < header_.frames)
+      auto stored = read_frame();
+      if (stored && !*stored)
         remarks_.push_back(fmt::format("{}: cut off behind {} of {} frames", member_->name(),
                                        frame_, header_.frames));
-      member_.reset();
+      std::optional<StoredFrame> frame;
+      if (!stored || *stored)
+        frame = make_frame(std::move(stored));
+      if (!frame || frame_ == header_.frames)
+        member_.reset();
+      if (frame)
+        return frame;
     }
     if (index_ == 0)
       return Error{fmt::format("{}: no array of depth images", name_)};
@@ -173,6 +174,16 @@ class NpzSource final : public FrameSource {
   }
 
  private:
+  /// Of the member; null where that is cut off. Its checksum is looked at where it ends.
+  Result<std::optional<Image>> read_frame() {
+    auto stored = read_npy_frame(*member_, header_);
+    std::array<uint8_t, 1> more{};
+    if (stored && *stored && frame_ + 1 == header_.frames)
+      if (const auto count = member_->read(more); !count)
+        return count.error();
+    return stored;
+  }
+
   /// Whether the next member holds depth; the reason if not becomes a remark.
   bool open_member() {
     const zip_uint64_t index = next_member_++;
@@ -189,6 +200,8 @@ class NpzSource final : public FrameSource {
     const auto header = read_npy_header(*member);
     if (!header)
       return pass_over(place, header.error().message);
+    if (header->frames == 0)
+      return pass_over(place, "an array without frames");
     member_ = std::move(member);
     header_ = *header;
     frame_ = 0;
@@ -201,16 +214,19 @@ class NpzSource final : public FrameSource {
     return false;
   }
 
-  StoredFrame make_frame(Image stored) {
+  /// After an error the rest of the member can't be had: its frame is the last one.
+  StoredFrame make_frame(Result<std::optional<Image>> stored) {
     StoredFrame frame;
     frame.info.index = index_;
     frame.info.name = names_.make(header_.one_picture ? member_name_ : numbered_name(index_));
     frame.place = header_.one_picture ? member_->name()
                                       : fmt::format("{}, frame {}", member_->name(), frame_);
     ++index_;
-    ++frame_;
+    frame_ = stored ? frame_ + 1 : header_.frames;
     frame.decode = [stored = std::move(stored), header = header_]() mutable -> Result<Image> {
-      return decode_npy_frame(std::move(stored), header);
+      if (!stored)
+        return stored.error();
+      return decode_npy_frame(std::move(**stored), header);
     };
     return frame;
   }
