@@ -188,6 +188,10 @@ Result<Image> decode_png(std::span<const uint8_t> bytes) {
     return Error{"not a PNG"};
   if (auto image = decode_grey_png(bytes))
     return std::move(*image);
+  return decode_png_with_libpng(bytes);
+}
+
+Result<Image> decode_png_with_libpng(std::span<const uint8_t> bytes) {
   PngReader reader;
   reader.input = bytes;
   reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);

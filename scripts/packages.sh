@@ -4,8 +4,9 @@
 build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavformat-dev libavutil-dev
   libcli11-dev libdeflate-dev libfmt-dev libpng-dev libzip-dev
   nlohmann-json3-dev)
+# NumPy and ffmpeg make recordings that tests read, and read ours.
 test_packages=(clang clang-format-16 clang-tidy libclang-rt-14-dev binutils libgtest-dev
-  libbenchmark-dev locales git)
+  libbenchmark-dev locales git python3-numpy ffmpeg)
 # What the benchmarks compare with, where it can be had.
 bench_packages=(libopencv-dev libopencv-contrib-dev visp-images-data)
 # What the checks beyond the tests take.
