@@ -2,7 +2,7 @@
 # the tests and checks take besides.
 # shellcheck shell=bash disable=SC2034
 build_packages=(g++ cmake ninja-build pkg-config libavcodec-dev libavformat-dev libavutil-dev
-  libcli11-dev libdeflate-dev libfmt-dev libpng-dev libzip-dev
+  libcli11-dev libdeflate-dev libfmt-dev libpng-dev libyaml-cpp-dev libzip-dev
   nlohmann-json3-dev)
 # NumPy and ffmpeg make recordings that tests read, and read ours.
 test_packages=(clang clang-format-16 clang-tidy libclang-rt-14-dev binutils libgtest-dev
