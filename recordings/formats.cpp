@@ -5,6 +5,9 @@
 
 #include <fmt/format.h>
 
+#include "recordings/matroska.h"
+#include "recordings/npy_array.h"
+#include "recordings/npz_archive.h"
 #include "recordings/pgm_image.h"
 #include "recordings/png_image.h"
 #include "recordings/raw_image.h"
@@ -37,6 +40,18 @@ constexpr Format table[] = {
      .read = decode_raw,
      .length = raw_length,
      .write = encode_raw},
+    {.extension = ".npy",
+     .title = ".npy",
+     .first_bytes = npy_first_bytes,
+     .read = sized<decode_npy>,
+     .open = open_npy,
+     .create = create_npy},
+    {.extension = ".npz", .title = ".npz", .first_bytes = npz_first_bytes, .open = open_npz},
+    {.extension = ".mkv",
+     .title = ".mkv",
+     .first_bytes = matroska_first_bytes,
+     .open = open_matroska,
+     .create = create_matroska},
 };
 
 std::string lower_case_extension(const std::filesystem::path& path) {
