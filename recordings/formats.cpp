@@ -5,6 +5,10 @@
 
 #include <fmt/format.h>
 
+#include "recordings/bag_reader.h"
+#include "recordings/mcap.h"
+#include "recordings/message_sink.h"
+#include "recordings/message_source.h"
 #include "recordings/pgm_image.h"
 #include "recordings/png_image.h"
 #include "recordings/raw_image.h"
@@ -37,6 +41,15 @@ constexpr Format table[] = {
      .read = decode_raw,
      .length = raw_length,
      .write = encode_raw},
+    {.extension = ".mcap",
+     .title = ".mcap",
+     .first_bytes = mcap_first_bytes,
+     .open = open_mcap_source,
+     .create = create_mcap_sink},
+    {.extension = ".bag",
+     .title = "ROS 1 .bag",
+     .first_bytes = bag_first_bytes,
+     .open = open_bag_source},
 };
 
 std::string lower_case_extension(const std::filesystem::path& path) {

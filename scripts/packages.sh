@@ -2,7 +2,8 @@
 # the tests and checks take besides.
 # shellcheck shell=bash disable=SC2034
 build_packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libpng-dev
-  nlohmann-json3-dev)
+  nlohmann-json3-dev
+  libbz2-dev liblz4-dev libzstd-dev zlib1g-dev) # chunks of MCAP files and bags
 test_packages=(clang clang-format-16 clang-tidy libclang-rt-14-dev binutils libgtest-dev
   libbenchmark-dev locales git)
 # What the benchmarks compare with, where it can be had.
