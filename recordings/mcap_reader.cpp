@@ -232,11 +232,12 @@ class McapReader final : public MessageReader {
       return open_chunk(std::move(*content), whole);
     if (!whole)
       return cut_off();
-    if (head.record == McapRecord::data_end || head.record == McapRecord::footer) {
+    if (head.record == McapRecord::footer) {
       ended_ = true;
-      check_data(head.record, *content, checksum_before);
       return std::optional<Message>();
     }
+    if (head.record == McapRecord::data_end)
+      return end_data(*content, checksum_before);
     record_ = std::move(*content);
     return read_content(head.record, record_);
   }
@@ -358,11 +359,34 @@ class McapReader final : public MessageReader {
     return std::optional(message);
   }
 
-  /// Where the data end.
-  void check_data(McapRecord record, std::span<const uint8_t> content, uint32_t sum) {
+  /// The summary that follows may know channels without messages. What is wrong with it matters to
+  /// nobody who reads in order.
+  Next end_data(std::span<const uint8_t> content, uint32_t sum) {
     const auto said = ByteReader(content).number<uint32_t>();
-    if (record == McapRecord::data_end && said != 0 && saw_all_ && said != sum)
+    if (said != 0 && saw_all_ && said != sum)
       remarks_.push_back(fmt::format("{}: the checksum of its data is wrong", stream_->name()));
+    ended_ = true;
+    while (const auto head = read_summary_head()) {
+      const auto record = take(head->length);
+      if (!record || record->size() < head->length)
+        break;
+      if ((head->record == McapRecord::schema && definitions_.add_schema(*record)) ||
+          (head->record == McapRecord::channel && definitions_.add_channel(*record)))
+        break;
+    }
+    return std::optional<Message>();
+  }
+
+  /// Null where the summary ends.
+  std::optional<RecordHead> read_summary_head() {
+    const auto bytes = take(mcap_record_head);
+    if (!bytes)
+      return std::nullopt;
+    ByteReader reader(*bytes);
+    const RecordHead head = read_head(reader);
+    const bool more = !reader.failed() && head.record != McapRecord::footer &&
+                      head.record != McapRecord{} && head.length <= largest_definitions;
+    return more ? std::optional(head) : std::nullopt;
   }
 
   Next cut_off() {
