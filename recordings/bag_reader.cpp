@@ -352,37 +352,46 @@ class BagReader final : public MessageReader {
     const auto header = read_record_head();
     if (!header || !*header || (*header)->kind != BagRecord::bag_header)
       return std::nullopt;
-    const auto position = (*header)->fields.number<uint64_t>("index_pos");
-    if (!position || *position == 0 || *position > *stream_->size() || stream_->seek(*position))
+    const Fields& fields = (*header)->fields;
+    const auto position = fields.number<uint64_t>("index_pos").value_or(0);
+    const auto connection_count = fields.number<uint32_t>("conn_count");
+    const auto chunk_count = fields.number<uint32_t>("chunk_count");
+    if (position == 0 || position > *stream_->size() || !connection_count || !chunk_count ||
+        stream_->seek(position))
       return std::nullopt;
-    Connections connections;
-    std::map<const MessageChannel*, uint64_t> counts;
-    while (true) {
-      const auto record = read_record_head();
-      if (!record || (!*record && !at_end_))
+    BagIndex index;
+    for (uint64_t left = uint64_t{*connection_count} + *chunk_count; left > 0; --left)
+      if (!read_index_record(index))
         return std::nullopt;
-      if (!*record)
-        break;
-      if ((*record)->length > largest_definitions)
-        return std::nullopt;
-      const auto data = read_bytes(*stream_, (*record)->length);
-      if (!data || data->size() < (*record)->length)
-        return std::nullopt;
-      if ((*record)->kind == BagRecord::connection && connections.add((*record)->fields, *data))
-        return std::nullopt;
-      if ((*record)->kind == BagRecord::chunk_info) {
-        for (ByteReader pairs(*data); pairs.left() > 0 && !pairs.failed();) {
-          const auto* connection = connections.find(pairs.number<uint32_t>());
-          if (connection == nullptr)
-            return std::nullopt;
-          counts[&connection->channel] += pairs.number<uint32_t>();
-        }
-      }
-    }
     std::vector<IndexedTopic> topics;
-    for (const auto& [channel, count] : counts)
+    for (const auto& [channel, count] : index.counts)
       topics.push_back({channel->topic, channel->type(), count});
     return topics;
+  }
+
+  /// The connections and, for each chunk, how many messages of each it holds.
+  struct BagIndex {
+    Connections connections;
+    std::map<const MessageChannel*, uint64_t> counts;
+  };
+
+  bool read_index_record(BagIndex& index) {
+    const auto record = read_record_head();
+    if (!record || !*record || (*record)->length > largest_definitions)
+      return false;
+    const auto data = read_bytes(*stream_, (*record)->length);
+    if (!data || data->size() < (*record)->length)
+      return false;
+    if ((*record)->kind == BagRecord::connection)
+      return !index.connections.add((*record)->fields, *data);
+    ByteReader pairs(*data);
+    while ((*record)->kind == BagRecord::chunk_info && pairs.left() > 0) {
+      const auto* connection = index.connections.find(pairs.number<uint32_t>());
+      if (connection == nullptr)
+        return false;
+      index.counts[&connection->channel] += pairs.number<uint32_t>();
+    }
+    return (*record)->kind == BagRecord::chunk_info && !pairs.failed();
   }
 
   static constexpr uint64_t longest_header = uint64_t{1} << 20;

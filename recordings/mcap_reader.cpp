@@ -10,7 +10,9 @@
 namespace recordings {
 
 uint32_t checksum(std::span<const uint8_t> bytes, uint32_t before) {
-  return static_cast<uint32_t>(crc32_z(before, bytes.data(), bytes.size()));
+  // No bytes may come without an address, which zlib takes for a wish to start anew.
+  return bytes.empty() ? before
+                       : static_cast<uint32_t>(crc32_z(before, bytes.data(), bytes.size()));
 }
 
 const char* compression_name(Compression compression) {

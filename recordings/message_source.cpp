@@ -54,7 +54,13 @@ class MessageFrames final : public FrameSource {
 
   std::optional<uint64_t> frame_count() const override { return count_; }
   CameraFacts facts() const override { return survey_.facts(depth_.name); }
-  std::vector<Topic> topics() const override { return survey_.topics(); }
+  std::vector<Topic> topics() const override {
+    std::vector<Topic> topics = survey_.topics();
+    if (!count_) // only a part was looked at
+      for (Topic& topic : topics)
+        topic.messages = 0;
+    return topics;
+  }
   std::string topic() const override { return depth_.name; }
   std::vector<std::string> remarks() const override { return reader_->remarks(); }
 

@@ -293,8 +293,10 @@ std::vector<uint8_t> make_depth_message(const DepthMessage& like, Serialisation 
     writer.counted(encoded);
     return writer.message();
   }
-  const char* form = like.coding == DepthCoding::png ? "png" : "rvl";
-  writer.string(like.metres ? fmt::format("16UC1; compressedDepth {}", form) : like.encoding);
+  const bool is_rvl = like.coding == DepthCoding::rvl;
+  const bool fits = !like.metres && like.encoding.ends_with(" rvl") == is_rvl;
+  writer.string(fits ? like.encoding
+                     : fmt::format("16UC1; compressedDepth {}", is_rvl ? "rvl" : "png"));
   constexpr std::array<uint8_t, 12> settings{}; // which only "32FC1" needs
   writer.number(static_cast<uint32_t>(settings.size() + encoded.size()));
   writer.append(settings);

@@ -10,7 +10,7 @@ source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}"
 
 seconds=${1:-60}
-targets=(exports record readers)
+targets=(exports record readers messages)
 build=build/fuzz
 
 cmake --preset fuzz
