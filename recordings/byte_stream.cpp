@@ -134,8 +134,14 @@ std::unique_ptr<ByteStream> memory_stream(std::span<const uint8_t> bytes, std::s
 }
 
 Result<std::vector<uint8_t>> read_bytes(ByteStream& stream, uint64_t count) {
-  constexpr uint64_t step = uint64_t{1} << 20;
   std::vector<uint8_t> bytes;
+  if (auto failure = read_up_to(stream, count, bytes))
+    return *failure;
+  return bytes;
+}
+
+Failure read_up_to(ByteStream& stream, uint64_t count, std::vector<uint8_t>& bytes) {
+  constexpr uint64_t step = uint64_t{1} << 20;
   while (bytes.size() < count) {
     const size_t before = bytes.size();
     // Doubling keeps copying cheap and never runs far ahead of what has come.
@@ -149,7 +155,7 @@ Result<std::vector<uint8_t>> read_bytes(ByteStream& stream, uint64_t count) {
       break;
     }
   }
-  return bytes;
+  return std::nullopt;
 }
 
 } // namespace recordings

@@ -46,4 +46,7 @@ std::unique_ptr<ByteStream> memory_stream(std::span<const uint8_t> bytes, std::s
 /// that a claimed length alone sets nothing aside.
 Result<std::vector<uint8_t>> read_bytes(ByteStream& stream, uint64_t count);
 
+/// The same behind what `bytes` holds already, up to `count` in all.
+Failure read_up_to(ByteStream& stream, uint64_t count, std::vector<uint8_t>& bytes);
+
 } // namespace recordings

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "recordings/camera_info_yaml.h"
 #include "recordings/image_file.h"
 
 namespace recordings {
@@ -19,8 +20,9 @@ constexpr double int32_max = std::numeric_limits<int32_t>::max();
 /// Reads the facts of one JSON object, each once, and remembers the first thing that is wrong.
 class FactReader {
  public:
-  FactReader(const nlohmann::json& facts, std::string prefix)
-      : facts_(facts), prefix_(std::move(prefix)) {
+  /// Messages begin with `origin`; keys in them, with `prefix`.
+  FactReader(const nlohmann::json& facts, std::string origin, std::string prefix)
+      : facts_(facts), origin_(std::move(origin)), prefix_(std::move(prefix)) {
     if (!facts.is_object())
       fail("", "must be an object");
   }
@@ -49,6 +51,11 @@ class FactReader {
     return static_cast<Integer>(value);
   }
 
+  /// 0 where it is missing.
+  uint32_t side(const char* key) {
+    return find(key) == nullptr ? 0 : whole<uint32_t>(key, 0, 1, max_side);
+  }
+
   gx_pixel_type pixel_type(const char* key) {
     const nlohmann::json* value = find(key);
     if (value == nullptr || *value == "depth")
@@ -69,21 +76,25 @@ class FactReader {
     return found == facts_.end() ? nullptr : &*found;
   }
 
-  /// The first thing that was wrong, or a key that nobody asked for.
+  /// The first thing that was wrong with what was asked for.
+  Failure wrong_fact() const { return failure_; }
+
+  /// The same, or a key that nobody asked for.
   Failure failure() {
     for (const auto& [key, value] : facts_.items())
       if (!known_.contains(key))
-        fail(key, "is not a camera fact");
+        fail(key, fmt::format("is not a camera fact (these are: {})", fmt::join(known_, ", ")));
     return failure_;
   }
 
  private:
   void fail(const std::string& key, const std::string& reason) {
     if (!failure_)
-      failure_ = Error{fmt::format("camera facts: {}{} {}", prefix_, key, reason)};
+      failure_ = Error{fmt::format("{}: {}{} {}", origin_, prefix_, key, reason)};
   }
 
   const nlohmann::json& facts_;
+  std::string origin_;
   std::string prefix_;
   std::set<std::string> known_;
   Failure failure_;
@@ -122,6 +133,11 @@ gx_camera_intrinsic read_intrinsic(FactReader& reader, FrameSize size) {
           static_cast<int16_t>(std::min(size.height, widest))};
 }
 
+/// The number that reads as the same float32, with the fewest digits.
+nlohmann::json shortest(float number) {
+  return nlohmann::json::parse(fmt::format("{}", number), nullptr, false);
+}
+
 } // namespace
 
 Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json) {
@@ -135,7 +151,8 @@ Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
   if (!bytes)
     return bytes.error();
-  auto facts = parse_camera_facts(*bytes);
+  const bool is_yaml = path.extension() == ".yaml" || path.extension() == ".yml";
+  auto facts = is_yaml ? parse_camera_info_yaml(*bytes) : parse_camera_facts(*bytes);
   if (!facts)
     return Error{fmt::format("{}: {}", path.string(), facts.error().message)};
   return facts;
@@ -144,13 +161,15 @@ Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
 std::filesystem::path find_camera_file(const std::filesystem::path& input) {
   std::error_code code;
   std::vector<std::filesystem::path> candidates;
-  if (std::filesystem::is_directory(input, code)) {
-    candidates = {input / "camera.json"};
-  } else {
+  std::filesystem::path directory = input;
+  if (!std::filesystem::is_directory(input, code)) {
     std::filesystem::path replaced = input;
     replaced.replace_extension(".json");
-    candidates = {input.string() + ".json", replaced, input.parent_path() / "camera.json"};
+    candidates = {input.string() + ".json", replaced};
+    directory = input.parent_path();
   }
+  candidates.push_back(directory / "camera.json");
+  candidates.push_back(directory / "camera_info.yaml");
   for (const auto& candidate : candidates)
     if (std::filesystem::is_regular_file(candidate, code))
       return candidate;
@@ -170,23 +189,19 @@ CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides) {
 Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts) {
   if (!facts.contains("width") || !facts.contains("height"))
     return std::optional<FrameSize>();
-  for (const char* side : {"width", "height"}) {
-    if (!facts[side].is_number_integer() || facts[side].get<int64_t>() < 1 ||
-        facts[side].get<int64_t>() > max_side) {
-      return Error{
-          fmt::format("camera facts: {} must be a whole number from 1 to {}", side, max_side)};
-    }
-  }
-  const FrameSize size{facts["width"].get<uint32_t>(), facts["height"].get<uint32_t>()};
+  FactReader reader(facts, "camera facts", "");
+  const FrameSize size{reader.side("width"), reader.side("height")};
+  if (auto failure = reader.wrong_fact())
+    return *failure;
   if (auto failure = check_size(size.width, size.height))
     return *failure;
   return std::optional(size);
 }
 
-Result<Camera> make_camera(const CameraFacts& facts, FrameSize size) {
-  FactReader reader(facts, "");
-  reader.find("width");
-  reader.find("height");
+Result<Camera> make_camera(const CameraFacts& facts, FrameSize size, const std::string& origin) {
+  FactReader reader(facts, origin, "");
+  reader.side("width");
+  reader.side("height");
   Camera camera;
   camera.depth_unit = static_cast<float>(reader.number("depth_unit", 1, 1e-6, 1e6));
   camera.intrinsic = read_intrinsic(reader, size);
@@ -197,7 +212,7 @@ Result<Camera> make_camera(const CameraFacts& facts, FrameSize size) {
     camera.disparity_offset = reader.whole<int64_t>("disparity_offset", 0, int32_min, int32_max);
   const nlohmann::json* d2d = reader.find("d2d");
   const nlohmann::json none = nlohmann::json::object();
-  FactReader d2d_reader(d2d != nullptr ? *d2d : none, "d2d.");
+  FactReader d2d_reader(d2d != nullptr ? *d2d : none, origin, "d2d.");
   camera.d2d =
       read_d2d(d2d_reader, baseline, static_cast<double>(camera.intrinsic.fx), camera.bit_size);
   if (auto failure = reader.failure())
@@ -205,6 +220,61 @@ Result<Camera> make_camera(const CameraFacts& facts, FrameSize size) {
   if (auto failure = d2d_reader.failure())
     return *failure;
   return camera;
+}
+
+Failure KnownFacts::add(const std::string& origin, const CameraFacts& facts) {
+  constexpr FrameSize any_size{1, 1};
+  if (const auto camera = make_camera(facts, any_size, origin); !camera)
+    return camera.error();
+  facts_ = merge_facts(std::move(facts_), facts);
+  for (const auto& [key, value] : facts.items())
+    origins_[key] = origin;
+  return std::nullopt;
+}
+
+std::string KnownFacts::origin_of(const std::string& key) const {
+  const auto found = origins_.find(key);
+  return found != origins_.end() ? found->second : "assumed";
+}
+
+Failure KnownFacts::check_size_of(FrameSize frames) const {
+  const std::pair<const char*, uint32_t> sides[] = {{"width", frames.width},
+                                                    {"height", frames.height}};
+  for (const auto& [key, side] : sides) {
+    if (facts_.contains(key) && facts_[key] != side) {
+      return Error{fmt::format("{}: {} is {}, but the frames are {}x{}", origin_of(key), key,
+                               facts_[key].dump(), frames.width, frames.height)};
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<FactInForce> facts_in_force(const KnownFacts& known, const Camera& camera,
+                                        FrameSize size) {
+  const auto pixel_type = camera.pixel_type == GX_PIXEL_DISPARITY ? "disparity"
+                          : camera.pixel_type == GX_PIXEL_DEPTH   ? "depth"
+                                                                  : "tof";
+  std::vector<FactInForce> facts = {
+      {"width", size.width, "pixels", ""},
+      {"height", size.height, "pixels", ""},
+      {"depth_unit", shortest(camera.depth_unit), "mm", ""},
+      {"pixel_type", pixel_type, "", ""},
+      {"bit_size", camera.bit_size, "", ""},
+      {"fx", shortest(camera.intrinsic.fx), "pixels", ""},
+      {"fy", shortest(camera.intrinsic.fy), "pixels", ""},
+      {"cx", shortest(camera.intrinsic.cx), "pixels", ""},
+      {"cy", shortest(camera.intrinsic.cy), "pixels", ""},
+      {"baseline", shortest(camera.d2d.baseline), "mm", ""},
+  };
+  if (camera.disparity_offset)
+    facts.push_back({"disparity_offset", *camera.disparity_offset, "", ""});
+  if (known.facts().contains("d2d"))
+    facts.push_back({"d2d", known.facts()["d2d"], "", ""});
+  for (FactInForce& fact : facts) {
+    const bool is_size = fact.key == "width" || fact.key == "height";
+    fact.origin = is_size ? "the frames" : known.origin_of(fact.key);
+  }
+  return facts;
 }
 
 Failure check_codes(const Image& image, const Camera& camera) {

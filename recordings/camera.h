@@ -1,9 +1,13 @@
 // What is known about the camera that took a recording.
 #pragma once
 
+#include <array>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -22,7 +26,7 @@ struct Camera {
 };
 
 /// Facts are a JSON object with any of these keys; what is missing gets a default:
-///   width, height      size of headerless frames
+///   width, height      pixels: the size of headerless frames, and of others a check
 ///   depth_unit         millimetres per unit (1)
 ///   fx, fy, cx, cy     pixels (0.9 * width, fx, the centre)
 ///   baseline           millimetres (50)
@@ -34,11 +38,19 @@ struct Camera {
 ///                      whose code 0 is invalid
 using CameraFacts = nlohmann::json;
 
+/// Every key, in the order of messages.
+inline constexpr std::array fact_keys{
+    "width", "height", "depth_unit", "pixel_type", "bit_size",         "fx",
+    "fy",    "cx",     "cy",         "baseline",   "disparity_offset", "d2d"};
+
 Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);
+/// A JSON object of facts or, by its ending .yaml or .yml, a ROS camera_info file. Errors name the
+/// file.
 Result<CameraFacts> read_camera_file(const std::filesystem::path& path);
 
-/// The file that belongs to an input: camera.json in a directory; INPUT.json, then the input's name
-/// with .json in place of its extension, then camera.json beside a file. Empty where there is none.
+/// The file that belongs to an input: camera.json or camera_info.yaml in a directory; INPUT.json,
+/// then the input's name with .json in place of its extension, then the same two beside a file.
+/// Empty where there is none.
 std::filesystem::path find_camera_file(const std::filesystem::path& input);
 
 /// `facts` with everything that `overrides` says instead, also inside d2d, whose baseline, fx and
@@ -48,9 +60,40 @@ CameraFacts merge_facts(CameraFacts facts, const CameraFacts& overrides);
 /// The size of headerless frames, null where the facts don't tell both sides.
 Result<std::optional<FrameSize>> raw_frame_size(const CameraFacts& facts);
 
-/// Checks every fact; unknown keys, wrong types and values out of range are errors that name the
-/// key.
-Result<Camera> make_camera(const CameraFacts& facts, FrameSize size);
+/// Checks every fact; unknown keys, wrong types and values out of range are errors that begin with
+/// `origin` and name the key.
+Result<Camera> make_camera(const CameraFacts& facts, FrameSize size,
+                           const std::string& origin = "camera facts");
+
+/// Facts from several places, the later winning over the earlier.
+class KnownFacts {
+ public:
+  /// Null, or what is wrong with these facts, with `origin` in front and the valid keys where one
+  /// is unknown.
+  Failure add(const std::string& origin, const CameraFacts& facts);
+
+  const CameraFacts& facts() const { return facts_; }
+  /// Who said it, "assumed" where nobody did.
+  std::string origin_of(const std::string& key) const;
+  /// An error that names who says otherwise where the frames have another size.
+  Failure check_size_of(FrameSize frames) const;
+
+ private:
+  CameraFacts facts_ = CameraFacts::object();
+  std::map<std::string, std::string> origins_;
+};
+
+/// A fact in force, for people.
+struct FactInForce {
+  std::string key;
+  nlohmann::json value;
+  std::string unit;   ///< "mm", "pixels" or nothing
+  std::string origin; ///< as `KnownFacts::origin_of`
+};
+
+/// In the order of `fact_keys`, those that have a value.
+std::vector<FactInForce> facts_in_force(const KnownFacts& known, const Camera& camera,
+                                        FrameSize size);
 
 /// Null where every disparity code fits the camera's bit size, as filters that look codes up rely
 /// on.

@@ -46,6 +46,8 @@ class FrameSource {
   /// where its last whole frame ends, with a remark.
   virtual Result<std::optional<StoredFrame>> next() = 0;
 
+  /// The pictures that the frames are, in their order; nothing where one file holds them.
+  virtual std::vector<std::filesystem::path> files() const { return {}; }
   /// How many frames there are, where that is known beforehand.
   virtual std::optional<uint64_t> frame_count() const { return std::nullopt; }
   /// What the recording itself says about its camera; with width and height where it says them.

@@ -1,7 +1,5 @@
 #include "recordings/host_frame.h"
 
-#include <cstring>
-
 #include <fmt/format.h>
 
 namespace recordings {
@@ -51,29 +49,40 @@ Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_p
   return frame;
 }
 
-Result<FrameView> view_frame(const gx_frame& frame) {
+Result<PixelView> look_at(const gx_frame& frame) {
   gexton::ErrorSlot slot;
-  FrameView view;
-  view.image.size.width = gx_video_frame_get_width(&frame, slot.receive());
+  PixelView view;
+  view.size.width = gx_video_frame_get_width(&frame, slot.receive());
   if (slot)
     return host_error(slot);
-  view.image.size.height = gx_video_frame_get_height(&frame, slot.receive());
+  view.size.height = gx_video_frame_get_height(&frame, slot.receive());
   if (slot)
     return host_error(slot);
-  const auto [width, height] = view.image.size;
+  const auto [width, height] = view.size;
   if (auto failure = check_size(width, height))
     return Error{failure->message, ErrorKind::processing};
-  view.image.pixels.resize(view.image.size.pixel_count());
-  const size_t bytes = view.image.pixels.size() * sizeof(uint16_t);
+  const size_t count = view.size.pixel_count();
   const uint8_t* data = gx_frame_get_data(&frame, nullptr);
-  if (data == nullptr || gx_frame_get_data_size(&frame, nullptr) < bytes) {
+  if (data == nullptr || gx_frame_get_data_size(&frame, nullptr) < count * sizeof(uint16_t)) {
     return Error{fmt::format("the frame holds fewer pixels than {}x{}", width, height),
                  ErrorKind::processing};
   }
-  std::memcpy(view.image.pixels.data(), data, bytes);
+  // Frames hold their pixels at addresses that fit them.
+  view.pixels = {reinterpret_cast<const uint16_t*>(data), count};
   view.pixel_type = gx_video_frame_get_pixel_type(&frame, nullptr);
   view.value_scale = gx_depth_frame_get_value_scale(&frame, nullptr);
   return view;
+}
+
+Result<FrameView> view_frame(const gx_frame& frame) {
+  const auto view = look_at(frame);
+  if (!view)
+    return view.error();
+  return copy_of(*view);
+}
+
+FrameView copy_of(const PixelView& view) {
+  return {{view.size, {view.pixels.begin(), view.pixels.end()}}, view.pixel_type, view.value_scale};
 }
 
 } // namespace recordings

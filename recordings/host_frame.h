@@ -14,15 +14,25 @@ Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera);
 Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
                                  const Camera& camera);
 
-/// What a frame's pixels are and mean.
+/// What a frame's pixels are and mean, as long as the frame lives.
+struct PixelView {
+  FrameSize size;
+  std::span<const uint16_t> pixels;
+  gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+  float value_scale = 1; ///< millimetres for one unit
+};
+
+/// An error (of kind `processing`) where the frame holds fewer pixels than its size says.
+Result<PixelView> look_at(const gx_frame& frame);
+
+/// The same with pixels of its own.
 struct FrameView {
   Image image;
   gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
   float value_scale = 1; ///< millimetres for one unit
 };
 
-/// A copy of the frame's pixels with their meaning; an error (of kind `processing`) where the frame
-/// holds fewer pixels than its size says.
 Result<FrameView> view_frame(const gx_frame& frame);
+FrameView copy_of(const PixelView& view);
 
 } // namespace recordings

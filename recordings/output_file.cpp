@@ -15,6 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::FILE* claimed_output = nullptr;
+
 /// Of this process and call alone, so that runs beside each other don't meet. The leading dot keeps
 /// it out of sight; the extension, out of folders of pictures.
 fs::path temporary_name(const fs::path& path) {
@@ -25,12 +27,28 @@ fs::path temporary_name(const fs::path& path) {
 
 } // namespace
 
+std::FILE* standard_output() {
+  return claimed_output != nullptr ? claimed_output : stdout;
+}
+
+Failure claim_standard_output() {
+  if (claimed_output != nullptr)
+    return std::nullopt;
+  std::fflush(stdout);
+  const int own = dup(STDOUT_FILENO);
+  std::FILE* file = own >= 0 ? fdopen(own, "wb") : nullptr;
+  if (file == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+    return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
+  claimed_output = file;
+  return std::nullopt;
+}
+
 Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
   OutputFile output;
   output.path_ = path;
   if (path == standard_stream) {
     output.path_ = "standard output";
-    output.file_.reset(rewritten ? std::tmpfile() : stdout);
+    output.file_.reset(rewritten ? std::tmpfile() : standard_output());
   } else {
     std::error_code code;
     if (fs::is_directory(path, code))
@@ -72,7 +90,7 @@ Failure OutputFile::commit() {
   if (std::fflush(file_.get()) != 0)
     return system_error();
   if (temporary_.empty())
-    return file_.get() == stdout ? std::nullopt : copy_to_standard_output();
+    return file_.get() == standard_output() ? std::nullopt : copy_to_standard_output();
   // A full disk may show only here.
   if (std::fclose(file_.release()) != 0) {
     Error error = system_error();
@@ -97,9 +115,9 @@ Failure OutputFile::copy_to_standard_output() {
   std::array<uint8_t, 65536> bytes{};
   std::rewind(file_.get());
   while (const size_t count = std::fread(bytes.data(), 1, bytes.size(), file_.get()))
-    if (std::fwrite(bytes.data(), 1, count, stdout) != count)
+    if (std::fwrite(bytes.data(), 1, count, standard_output()) != count)
       return system_error();
-  if (std::ferror(file_.get()) != 0 || std::fflush(stdout) != 0)
+  if (std::ferror(file_.get()) != 0 || std::fflush(standard_output()) != 0)
     return system_error();
   return std::nullopt;
 }

@@ -10,6 +10,14 @@
 
 namespace recordings {
 
+/// Where results go that are meant for standard output. The same as `stdout` until
+/// `claim_standard_output` was called.
+std::FILE* standard_output();
+
+/// Keeps standard output for `standard_output` alone: what anything else in this process prints
+/// there goes to standard error from here on. Before other threads start.
+Failure claim_standard_output();
+
 /// A file that is written under another name beside its place and renamed when it is complete; an
 /// existing file stays as it is until then. Without `commit` nothing remains.
 class OutputFile {
@@ -34,7 +42,7 @@ class OutputFile {
  private:
   struct CloseFile {
     void operator()(std::FILE* file) const {
-      if (file != stdout)
+      if (file != standard_output())
         std::fclose(file);
     }
   };

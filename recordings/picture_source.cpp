@@ -1,5 +1,7 @@
 #include "recordings/picture_source.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "recordings/image_file.h"
@@ -23,6 +25,7 @@ class PictureFiles final : public FrameSource {
     return std::optional(std::move(frame));
   }
 
+  std::vector<std::filesystem::path> files() const override { return recording_.frames; }
   std::optional<uint64_t> frame_count() const override { return recording_.frames.size(); }
 
   std::vector<std::string> remarks() const override {
@@ -71,7 +74,7 @@ class PictureStream final : public FrameSource {
   Result<std::vector<uint8_t>> next_picture() {
     size_t wanted = first_look;
     while (true) {
-      if (auto failure = look_ahead(wanted))
+      if (auto failure = read_up_to(*stream_, wanted, ahead_))
         return *failure;
       if (ahead_.empty())
         return std::vector<uint8_t>();
@@ -91,17 +94,9 @@ class PictureStream final : public FrameSource {
     }
   }
 
-  Failure look_ahead(size_t count) {
-    if (ahead_.size() >= count)
-      return std::nullopt;
-    auto more = read_bytes(*stream_, count - ahead_.size());
-    if (!more)
-      return more.error();
-    ahead_.insert(ahead_.end(), more->begin(), more->end());
-    return std::nullopt;
-  }
-
   std::vector<uint8_t> take(size_t length) {
+    if (length == ahead_.size())
+      return std::exchange(ahead_, {});
     const auto end = ahead_.begin() + static_cast<ptrdiff_t>(length);
     std::vector<uint8_t> picture(ahead_.begin(), end);
     ahead_.erase(ahead_.begin(), end);

@@ -6,9 +6,12 @@
 #include "fuzz/fuzzing.h"
 #include "gxfilter/filter_chain.h"
 #include "recordings/camera.h"
+#include "recordings/camera_info_yaml.h"
 #include "recordings/host_frame.h"
 #include "recordings/image_file.h"
 #include "recordings/pgm_image.h"
+#include "recordings/picture_source.h"
+#include "recordings/pixel_bytes.h"
 #include "recordings/png_image.h"
 #include "recordings/raw_image.h"
 #include "recordings/recording.h"
@@ -29,27 +32,13 @@ void check_error(const Error& error) {
 
 // ---- pictures ----
 
-Bytes encode_raw(const Image& image, Bytes header, bool big_endian) {
-  for (const uint16_t pixel : image.pixels) {
-    const auto low = static_cast<uint8_t>(pixel & 0xff);
-    const auto high = static_cast<uint8_t>(pixel >> 8);
-    header.push_back(big_endian ? high : low);
-    header.push_back(big_endian ? low : high);
-  }
-  return header;
-}
-
-Bytes encode_pgm(const Image& image) {
-  const std::string header = fmt::format("P5\n{} {}\n65535\n", image.size.width, image.size.height);
-  return encode_raw(image, {header.begin(), header.end()}, true);
-}
-
 Bytes encode_bin(const Image& image) {
   Bytes header;
   for (const uint32_t side : {image.size.height, image.size.width})
     for (unsigned shift = 0; shift < 32; shift += 8)
       header.push_back(static_cast<uint8_t>(side >> shift & 0xff));
-  return encode_raw(image, header, false);
+  append_pixels(header, image, ByteOrder::little);
+  return header;
 }
 
 /// A picture that was read is the same again after each way through a file.
@@ -61,11 +50,30 @@ void check_image(const Result<Image>& image) {
   require(!check_size(image->size.width, image->size.height), "a picture is within the limits");
   require(image->pixels.size() == image->size.pixel_count(), "a picture has all its pixels");
   const auto same = [&](const Result<Image>& again) { return again && *again == *image; };
-  require(same(decode_pgm(encode_pgm(*image))), "PGM keeps a picture");
+  require(same(decode_pgm(*encode_pgm(*image))), "PGM keeps a picture");
   require(same(decode_bin(encode_bin(*image))), "bin keeps a picture");
-  require(same(decode_raw(encode_raw(*image, {}, false), image->size)), "raw keeps a picture");
+  require(same(decode_raw(*encode_raw(*image), image->size)), "raw keeps a picture");
   const auto png = encode_png(*image);
   require(png && same(decode_png(*png)), "PNG keeps a picture");
+}
+
+/// A pipe gives the pictures that were put into it, and then whatever may follow.
+void read_picture_stream(Input& input) {
+  const char* name = input.pick("a.png", "a.pgm", "a.raw", "a.bin");
+  SourceOptions options;
+  options.told_size = FrameSize{input.below(8) + 1U, input.below(8) + 1U};
+  const std::span<const uint8_t> bytes = input.take_all();
+  const auto source =
+      open_picture_stream(memory_stream(bytes, "pipe"), *format_of_name(name), options);
+  for (uint64_t count = 0;; ++count) {
+    auto next = source->next();
+    if (!next)
+      return check_error(next.error());
+    if (!*next)
+      return;
+    require((*next)->info.index == count && count < bytes.size(), "frames are counted");
+    check_image((*next)->decode());
+  }
 }
 
 void read_any_picture(Input& input) {
@@ -189,6 +197,16 @@ void read_chain_text(std::string text) {
     check_request(request, {});
 }
 
+void read_camera_info(std::string text) {
+  const auto facts =
+      parse_camera_info_yaml({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+  if (!facts)
+    return check_error(facts.error());
+  KnownFacts known;
+  if (const Failure failure = known.add("file", *facts))
+    check_error(*failure);
+}
+
 void compare_names(std::string text) {
   std::array<std::string, 3> names;
   for (std::string& name : names)
@@ -214,9 +232,9 @@ void read_size_text(std::string text) {
 }
 
 void read(Input& input) {
-  constexpr std::array text_readers{read_schema, read_filter_request, read_chain_text,
-                                    compare_names, read_size_text};
-  const unsigned kind = input.below(6 + text_readers.size());
+  constexpr std::array text_readers{read_schema,   read_filter_request, read_chain_text,
+                                    compare_names, read_size_text,      read_camera_info};
+  const unsigned kind = input.below(7 + text_readers.size());
   switch (kind) {
   case 0:
     return check_image(decode_png(input.take_all()));
@@ -232,6 +250,8 @@ void read(Input& input) {
     return read_any_picture(input);
   case 5:
     return read_facts(input);
+  case 6 + text_readers.size():
+    return read_picture_stream(input);
   default:
     return text_readers[kind - 6](text_of(input.take_all()));
   }

@@ -76,11 +76,21 @@ TEST_F(GxfilterProgram, ListsAndDescribesFilters) {
   EXPECT_EQ(run("synth --out scene --size 64x48 --frames 1 --fringe 65536").status, 2);
 }
 
+TEST_F(GxfilterProgram, AnswersAsProgramsDo) {
+  expect_end(run("runn scene"), 2, {"'runn' is not a command", "list, describe, info, run"});
+  expect_end(run(""), 2, {"Usage: gxfilter", "synth"});
+  EXPECT_PRED2(says, run("--version").out, "gxfilter 1.");
+  save("text.so", "no library");
+  expect_end(run("list --plugin text.so"), 1, {"text.so"});
+}
+
 TEST_F(GxfilterProgram, FillsHolesFromAbove) {
   ASSERT_EQ(run("synth --out scene --size 120x80 --frames 3 --seed 5").status, 0);
   const Outcome outcome = run("run scene --filter HoleFillingFilter --out filled --preview");
   ASSERT_EQ(outcome.status, 0) << outcome.err;
-  EXPECT_EQ(count_files("filled"), 6U);
+  EXPECT_EQ(count_files("filled"), 3U + 1U) << "and a folder of previews";
+  EXPECT_EQ(count_files("filled/previews"), 3U);
+  EXPECT_EQ(run("run filled --filter HoleFillingFilter --out again").status, 0);
   for (const char* name : {"frame_0000.png", "frame_0001.png", "frame_0002.png"}) {
     Image expected = picture(std::string("scene/") + name);
     for (size_t i = 120; i < expected.pixels.size(); ++i)
@@ -129,8 +139,132 @@ TEST_F(GxfilterProgram, KeepsWhatCameBeforeABadFrame) {
   expect_end(outcome, 3, {"frame_0030.png", "48x64"});
   EXPECT_EQ(count_files("results"), 30U);
   EXPECT_PRED2(says, outcome.out, "HoleFillingFilter      30");
-  const std::string both = run("run scene --filter HoleFillingFilter --out results 2>&1; true").out;
+  const std::string both =
+      run("run scene --filter HoleFillingFilter --out results --overwrite 2>&1; true").out;
   EXPECT_LT(both.find("HoleFillingFilter      30"), both.find("gxfilter: error: ")) << both;
+}
+
+TEST_F(GxfilterProgram, MakesTheSameWithAnyNumberOfThreads) {
+  ASSERT_EQ(run("synth --out scene --size 96x64 --frames 40").status, 0);
+  const std::string chain =
+      "run scene --filter TemporalFilter --filter NoiseRemovalFilter --preview";
+  std::string expected;
+  for (const std::string jobs : {"1", "2", "7"}) {
+    ASSERT_EQ(run(chain + " --jobs " + jobs + " --out " + jobs).status, 0);
+    EXPECT_EQ(count_files(jobs + "/previews"), 40U);
+    const std::string found = run_shell("cd '" + directory_.string() + "' && cat " + jobs +
+                                        "/*.png " + jobs + "/previews/*.png | cksum")
+                                  .out;
+    expected = expected.empty() ? found : expected;
+    EXPECT_EQ(found, expected) << jobs;
+  }
+}
+
+TEST_F(GxfilterProgram, LosesNoResult) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 6").status, 0);
+  const std::string chain = "run scene --filter TemporalFilter --out ";
+  ASSERT_EQ(run(chain + "whole").status, 0);
+  expect_end(run(chain + "whole"), 2, {"whole/frame_0000.png", "--overwrite", "--resume"});
+  EXPECT_EQ(run(chain + "whole --overwrite").status, 0);
+  // Of a run that stopped, a frame in the middle and the end are missing.
+  ASSERT_EQ(run(chain + "part").status, 0);
+  for (const char* name : {"frame_0002.png", "frame_0004.png", "frame_0005.png"})
+    fs::remove(directory_ / "part" / name);
+  const Outcome resumed = run(chain + "part --resume --json");
+  EXPECT_EQ(resumed.status, 0) << resumed.err;
+  EXPECT_PRED2(says, resumed.out, "\"kept\": 3");
+  for (const char* name : {"frame_0002.png", "frame_0003.png", "frame_0005.png"})
+    EXPECT_EQ(picture(std::string("part/") + name), picture(std::string("whole/") + name)) << name;
+  expect_end(run("run scene --filter HoleFillingFilter --out part --resume"), 2,
+             {"part/frame_0000.png is not what"});
+  EXPECT_EQ(picture("part/frame_0000.png"), picture("whole/frame_0000.png"));
+  expect_end(run("run scene --filter HoleFillingFilter --out - --format raw >/dev/full"), 1,
+             {"standard output: No space left on device"});
+  ASSERT_EQ(run_shell("mkdir '" + (directory_ / "taken").string() + "' && mkdir '" +
+                      (directory_ / "taken/frame_0001.png").string() + "'")
+                .status,
+            0);
+  expect_end(run(chain + "taken --overwrite"), 1, {"frame_0001.png: Is a directory"});
+  EXPECT_EQ(count_files("taken"), 2U) << "nothing half done is left behind";
+}
+
+TEST_F(GxfilterProgram, LeavesOutFramesThatCannotBeRead) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 5").status, 0);
+  save("scene/frame_0000.png", "text");
+  save("scene/frame_0003.png", Image{{48, 64}, std::vector<uint16_t>(3072, 700)});
+  expect_end(run("run scene --filter TemporalFilter --out results --skip-bad"), 6,
+             {"scene/frame_0000.png: not a PNG", "frame_0003.png: 48x64", "2 of 5"});
+  EXPECT_EQ(count_files("results"), 3U);
+  ASSERT_EQ(run("run --filter TemporalFilter --out direct scene/frame_0001.png "
+                "scene/frame_0002.png scene/frame_0004.png")
+                .status,
+            0);
+  EXPECT_EQ(picture("results/frame_0004.png"), picture("direct/frame_0004.png"));
+  save("bad.png", "text");
+  expect_end(run("run bad.png --filter TemporalFilter --out none --skip-bad"), 3, {"no frame"});
+}
+
+TEST_F(GxfilterProgram, StandsInPipes) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 4").status, 0);
+  ASSERT_EQ(run("run scene --filter HoleFillingFilter --filter TemporalFilter --out direct").status,
+            0);
+  const std::string size = " --size 64x48 --camera scene/camera.json";
+  for (const std::string format : {"raw", "png", "pgm"}) {
+    const std::string program = "'" GXFILTER_PROGRAM "' run - --format " + format + size;
+    const Outcome outcome =
+        run("run scene --filter HoleFillingFilter --out - --format " + format + " 2>/dev/null | " +
+            program + " --filter TemporalFilter --out " + format);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_PRED2(says, outcome.out, "TemporalFilter       4") << "the table stays out of the pipe";
+    EXPECT_EQ(picture(format + "/frame_000003.png"), picture("direct/frame_0003.png")) << format;
+  }
+  const std::string cut = "run scene --filter HoleFillingFilter --out - --format raw 2>/dev/null | "
+                          "head -c 7000 | '" GXFILTER_PROGRAM "' run - --format raw" +
+                          size + " --filter TemporalFilter --out cut";
+  expect_end(run(cut), 0, {"cut off in frame 1"});
+  EXPECT_EQ(count_files("cut"), 1U);
+  expect_end(run("run - --filter TemporalFilter --out x </dev/null"), 2, {"--format"});
+}
+
+TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
+  // The third frame comes after the signal, to a program that waits for it.
+  Outcome outcome = run_shell(
+      "cd '" + directory_.string() +
+      "'; mkfifo frames; '" GXFILTER_PROGRAM
+      "' run - --format raw --size 8x4 --filter TemporalFilter --out results <frames 2>err.txt & "
+      "program=$!; while [ ! -p frames ]; do sleep 0.01; done; exec 3>frames; head -c 128 "
+      "/dev/zero >&3; "
+      "while [ ! -e results/frame_000001.png ]; do sleep 0.01; done; kill -INT $program; "
+      "head -c 64 /dev/zero >&3; exec 3>&-; wait $program");
+  outcome.err = text_of(directory_ / "err.txt");
+  expect_end(outcome, 130, {"interrupted: 3 frames are in results", "--resume"});
+  EXPECT_EQ(count_files("results"), 3U);
+}
+
+TEST_F(GxfilterProgram, SaysWhatIsInARecording) {
+  fs::create_directory(directory_ / "recording");
+  save("recording/a.png", Image{{4, 1}, {0, 100, 200, 300}});
+  save("recording/b.png", Image{{4, 1}, {0, 0, 50, 60}});
+  save("recording/camera_info.yaml",
+       "image_width: 4\nimage_height: 1\ncamera_matrix:\n  rows: 3\n  cols: 3\n"
+       "  data: [600, 0, 2, 0, 610, 0.5, 0, 0, 1]\n"
+       "projection_matrix:\n  data: [600, 0, 2, -30, 0, 610, 0.5, 0, 0, 0, 1, 0]\n");
+  const Outcome text = run("info recording --depth-unit 0.5");
+  EXPECT_EQ(text.status, 0) << text.err;
+  for (const char* part : {"frames  2", "size    4x1", "50 to 300 (25 to 150 mm), 62.5 %",
+                           "camera_info.yaml: fx 600 pixels, fy 610 pixels, cx 2 pixels",
+                           "baseline 50 mm", "options: depth_unit 0.5 mm", "assumed: pixel_type"})
+    EXPECT_PRED2(says, text.out, part);
+  EXPECT_PRED2(says, run("info recording --json").out, "\"frames\": 2");
+  save("recording/camera_info.yaml", "camera_matrix: {data: [1, 2]}");
+  expect_end(run("info recording"), 3, {"camera_info.yaml", "camera_matrix needs 9 numbers"});
+  save("camera.json", R"({"width": 5, "fxx": 1})");
+  expect_end(run("info recording --camera camera.json"), 3, {"camera.json: fxx", "depth_unit"});
+  save("camera.json", R"({"width": 5})");
+  expect_end(run("info recording --camera camera.json"), 3, {"camera.json: width is 5", "4x1"});
+  fs::remove(directory_ / "recording/camera_info.yaml");
+  expect_end(run("run recording --filter HoleFillingFilter --out x --size 5x1"), 3,
+             {"options: width is 5"});
 }
 
 TEST_F(GxfilterProgram, NamesTheInputThatCannotBeRead) {

@@ -1,12 +1,15 @@
 // The parts of the tools that need no plug-in: schema texts, filter requests, pictures and
 // statistics.
 #include <array>
+#include <atomic>
+#include <numeric>
 #include <regex>
 
 #include <gtest/gtest.h>
 
 #include "gxfilter/canvas.h"
 #include "gxfilter/filter_chain.h"
+#include "gxfilter/ordered_pipeline.h"
 #include "gxfilter/preview.h"
 #include "gxfilter/statistics.h"
 
@@ -163,12 +166,13 @@ TEST(Preview, TakesFramesOfAnySizeAndWithoutData) {
 
 TEST(Statistics, CountPerFrame) {
   FilterStatistics statistics("F");
-  const FrameView before{{{2, 1}, {0, 5}}, GX_PIXEL_DEPTH, 1.0F};
-  const FrameView after{{{2, 1}, {5, 5}}, GX_PIXEL_DEPTH, 1.0F};
-  const FrameView resized{{{1, 1}, {5}}, GX_PIXEL_DEPTH, 1.0F};
+  const std::vector<uint16_t> pixels{0, 5, 5, 5};
+  const PixelView before{{2, 1}, std::span(pixels).first(2)};
+  const PixelView after{{2, 1}, std::span(pixels).last(2)};
+  const PixelView resized{{1, 1}, std::span(pixels).last(1)};
   EXPECT_LT(statistics.changed_pixels(), 0);
   for (int i = 1; i <= 20; ++i)
-    statistics.add(i, before, i == 20 ? resized : after);
+    EXPECT_EQ(statistics.add(i, before, 1, i == 20 ? resized : after), i == 20 ? 1U : 2U);
   EXPECT_EQ(format_table({statistics}),
             "filter  frames  median ms     p95 ms   changed px  valid before  valid after\n"
             "F           20     10.000     19.000          1.0           1.0          1.9\n"
@@ -176,6 +180,93 @@ TEST(Statistics, CountPerFrame) {
   EXPECT_EQ(statistics.changed_pixels(), 1) << "the resized frame can't be compared";
   EXPECT_DOUBLE_EQ(statistics.valid_after(), (19 * 2 + 1) / 20.0);
 }
+
+TEST(Statistics, CountsFramesOfAnySize) {
+  const std::vector<uint16_t> pixels(100'001, 3); // longer than a lane of 16 bits can count
+  EXPECT_EQ(count_valid(pixels), 100'001U);
+  EXPECT_EQ(count_valid({}), 0U);
+}
+
+/// Items that note where they have been, and count themselves.
+struct Numbered {
+  Numbered(uint64_t own, std::atomic<int>& count) : number(own), alive(count) { ++alive; }
+  Numbered(const Numbered&) = delete;
+  Numbered& operator=(const Numbered&) = delete;
+  ~Numbered() { --alive; }
+
+  uint64_t number;
+  std::atomic<int>& alive;
+  std::vector<int> passed;
+};
+
+class PipelineThreads : public testing::TestWithParam<unsigned> {
+ protected:
+  /// Runs `count` items through a stage out of order and one in order. `fails` says of stage and
+  /// item whether it does.
+  Failure run(uint64_t count, std::function<bool(int, uint64_t)> fails) {
+    uint64_t next = 0;
+    OrderedPipeline<Numbered> pipeline(
+        [&]() -> Result<std::unique_ptr<Numbered>> {
+          if (next == count)
+            return std::unique_ptr<Numbered>();
+          if (fails(0, next))
+            return Error{"source " + std::to_string(next)};
+          EXPECT_LT(under_way_, 4);
+          return std::make_unique<Numbered>(next++, under_way_);
+        },
+        {{false, [&](Numbered& item) { return pass(1, item, fails); }},
+         {true,
+          [&](Numbered& item) {
+            auto failure = pass(2, item, fails);
+            if (!failure)
+              finished_.push_back(item.number);
+            return failure;
+          }}},
+        4);
+    return pipeline.run(GetParam());
+  }
+
+  static Failure pass(int stage, Numbered& item, const std::function<bool(int, uint64_t)>& fails) {
+    EXPECT_EQ(static_cast<int>(item.passed.size()), stage - 1);
+    item.passed.push_back(stage);
+    std::this_thread::sleep_for(std::chrono::microseconds(item.number * 37 % 200));
+    if (fails(stage, item.number))
+      return Error{std::to_string(stage) + " fails " + std::to_string(item.number)};
+    return std::nullopt;
+  }
+
+  std::vector<uint64_t> finished_;
+  std::atomic<int> under_way_ = 0;
+};
+
+TEST_P(PipelineThreads, CompletesWhatComesBeforeTheFirstFailure) {
+  std::vector<uint64_t> all(100);
+  std::iota(all.begin(), all.end(), 0);
+  EXPECT_FALSE(run(100, [](int, uint64_t) { return false; }));
+  EXPECT_EQ(finished_, all);
+  for (const int stage : {0, 1, 2}) {
+    SCOPED_TRACE(stage);
+    finished_.clear();
+    EXPECT_EQ(under_way_, 0);
+    const auto failure = run(100, [stage](int at, uint64_t number) {
+      return (at == stage && number == 40) || (at == 1 && number == 42);
+    });
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message, stage == 0   ? "source 40"
+                                : stage == 1 ? "1 fails 40"
+                                             : "2 fails 40");
+    EXPECT_EQ(finished_, std::vector<uint64_t>(all.begin(), all.begin() + 40));
+  }
+  EXPECT_THROW((void)run(100,
+                         [](int at, uint64_t number) {
+                           if (at == 1 && number == 7)
+                             throw std::bad_alloc();
+                           return false;
+                         }),
+               std::bad_alloc);
+}
+
+INSTANTIATE_TEST_SUITE_P(Jobs, PipelineThreads, testing::Values(1, 2, 5));
 
 } // namespace
 } // namespace gxfilter

@@ -18,6 +18,7 @@ using Action = std::function<recordings::Result<ExitStatus>()>;
 
 Action add_list_options(CLI::App& command);
 Action add_describe_options(CLI::App& command);
+Action add_info_options(CLI::App& command);
 Action add_run_options(CLI::App& command);
 Action add_synth_options(CLI::App& command);
 Action add_validate_options(CLI::App& command);
@@ -32,6 +33,7 @@ struct Command {
 inline constexpr Command commands[] = {
     {"list", "List the filters: index and name", add_list_options},
     {"describe", "Show a filter's parameters", add_describe_options},
+    {"info", "Say what is in a recording", add_info_options},
     {"run", "Filter one file or a recording", add_run_options},
     {"synth", "Write a generated recording and camera.json", add_synth_options},
     {"validate", "Check that a plug-in does what hosts rely on", add_validate_options},

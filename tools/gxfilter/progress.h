@@ -2,15 +2,16 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
+#include <cstdint>
+#include <optional>
 
 namespace gxfilter {
 
 /// Draws nothing unless standard output is a terminal, and then at most some twenty times a second.
-/// The bar's line is wiped at the end.
+/// The bar's line is wiped at the end. Without a total it counts.
 class ProgressBar {
  public:
-  explicit ProgressBar(size_t total);
+  explicit ProgressBar(std::optional<uint64_t> total);
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
   ~ProgressBar();
@@ -18,8 +19,8 @@ class ProgressBar {
   void advance();
 
  private:
-  size_t total_;
-  size_t done_ = 0;
+  std::optional<uint64_t> total_;
+  uint64_t done_ = 0;
   bool terminal_;
   std::chrono::steady_clock::time_point start_;
   std::chrono::steady_clock::time_point last_drawn_;

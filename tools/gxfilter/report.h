@@ -17,7 +17,9 @@ enum class ExitStatus : int {
   usage = 2,
   input = 3,
   processing = 4,
-  nonconforming = 5
+  nonconforming = 5,
+  left_out = 6,
+  interrupted = 130 ///< as shells report programs that Ctrl-C ended
 };
 
 /// Prints the error, with the options that would help, and returns its exit status.

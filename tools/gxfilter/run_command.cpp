@@ -1,19 +1,16 @@
-#include <chrono>
+#include <algorithm>
+#include <thread>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "gxfilter/camera_options.h"
 #include "gxfilter/commands.h"
 #include "gxfilter/filter_chain.h"
-#include "gxfilter/output_paths.h"
+#include "gxfilter/filter_run.h"
+#include "gxfilter/input_options.h"
 #include "gxfilter/plugin_option.h"
 #include "gxfilter/preview.h"
-#include "gxfilter/progress.h"
-#include "gxfilter/statistics.h"
-#include "recordings/image_file.h"
-#include "recordings/png_image.h"
-#include "recordings/recording.h"
+#include "recordings/output_file.h"
 
 namespace gxfilter {
 
@@ -28,14 +25,12 @@ struct RunOptions {
   fs::path plugin;                  ///< empty: the one that belongs to this program
   std::vector<std::string> filters; ///< requests, applied after those of the chain file
   fs::path chain;                   ///< empty: none
-  std::vector<fs::path> inputs;
-  std::string match; ///< wildcards that choose among the files of directories
-  fs::path output;   ///< directory, made when needed
+  InputOptions input;
+  RunSettings settings;
+  std::string output_format; ///< empty: that of the input's pipe or PNG
   bool preview = false;
-  std::optional<Rectangle> crop;             ///< what the previews show; null: whole frames
-  std::string raw_size;                      ///< "WxH" or empty
-  fs::path camera_file;                      ///< empty: the one beside the first input, if any
-  CameraFacts facts = CameraFacts::object(); ///< what options say; wins over the file
+  fs::path preview_folder; ///< empty: one that follows from the output
+  bool json = false;
 };
 
 Result<std::vector<Filter>> make_chain(const RunOptions& options) {
@@ -70,189 +65,158 @@ Result<std::vector<Filter>> make_chain(const RunOptions& options) {
   return filters;
 }
 
-Result<CameraFacts> gather_facts(const RunOptions& options) {
-  const fs::path path =
-      options.camera_file.empty() ? find_camera_file(options.inputs.front()) : options.camera_file;
-  if (path.empty())
-    return options.facts;
-  auto facts = read_camera_file(path);
-  return facts ? merge_facts(std::move(*facts), options.facts) : facts;
-}
-
-/// Takes the frames of a recording through the filters, one after the other.
-class Runner {
- public:
-  Runner(std::vector<Filter> filters, CameraFacts facts, std::optional<FrameSize> raw_size,
-         std::optional<Rectangle> crop)
-      : filters_(std::move(filters)), facts_(std::move(facts)), raw_size_(raw_size), crop_(crop),
-        painter_(caption(filters_)) {
-    for (const Filter& filter : filters_)
-      statistics_.emplace_back(filter.name());
-  }
-
-  /// Reads, filters and writes one frame. Nothing is written for a frame that fails.
-  Failure run(const fs::path& input, const fs::path& output, bool preview) {
-    const auto image = read_image(input, raw_size_);
-    if (!image)
-      return image.error();
-    if (auto failure = begin_frame(*image))
-      return Error{fmt::format("{}: {}", input.string(), failure->message), failure->kind};
-    auto frame = make_frame(*image, index_++, *profile_, camera_);
-    if (!frame)
-      return frame.error();
-    const auto before = view_frame(**frame);
-    auto after = before ? filter_frame(std::move(*frame), *before) : before;
-    if (!after) {
-      return Error{fmt::format("{}: {}", input.string(), after.error().message),
-                   after.error().kind};
-    }
-    return write_results(output, *before, *after, preview);
-  }
-
-  const std::vector<FilterStatistics>& statistics() const { return statistics_; }
-
- private:
-  static std::string caption(const std::vector<Filter>& filters) {
-    std::string names;
-    for (const Filter& filter : filters)
-      names += (names.empty() ? "" : " > ") + filter.name();
-    return names;
-  }
-
-  /// The first frame sets the size and, with it, the camera's defaults and the stream profile that
-  /// all frames share.
-  Failure begin_frame(const Image& image) {
-    if (!profile_) {
-      const auto camera = make_camera(facts_, image.size);
-      if (!camera)
-        return camera.error();
-      auto profile = make_profile(image.size, *camera);
-      if (!profile)
-        return profile.error();
-      camera_ = *camera;
-      size_ = image.size;
-      profile_ = std::move(*profile);
-    }
-    if (image.size != size_) {
-      return Error{fmt::format("{}x{} pixels in a recording of {}x{}", image.size.width,
-                               image.size.height, size_.width, size_.height)};
-    }
-    return check_codes(image, camera_);
-  }
-
-  Result<FrameView> filter_frame(gexton::Frame frame, FrameView view) {
-    for (size_t i = 0; i < filters_.size(); ++i) {
-      gexton::ErrorSlot slot;
-      const auto start = std::chrono::steady_clock::now();
-      gexton::Frame filtered = filters_[i].process(*frame, slot);
-      const std::chrono::duration<double, std::milli> elapsed =
-          std::chrono::steady_clock::now() - start;
-      if (!filtered || slot) {
-        return Error{fmt::format("{} fails: {}", filters_[i].name(),
-                                 slot ? slot.text() : "no frame and no error"),
-                     ErrorKind::processing};
-      }
-      auto result = view_frame(*filtered);
-      if (!result)
-        return result;
-      statistics_[i].add(elapsed.count(), view, *result);
-      view = std::move(*result);
-      frame = std::move(filtered);
-    }
-    return view;
-  }
-
-  Failure write_results(const fs::path& output, const FrameView& before, const FrameView& after,
-                        bool preview) {
-    if (auto failure = write_image(output, after.image); failure || !preview)
-      return failure;
-    const std::string stem = output.stem().string();
-    const auto picture =
-        encode_png(crop_ ? painter_.paint(cropped(before, *crop_), cropped(after, *crop_), stem)
-                         : painter_.paint(before, after, stem));
-    if (!picture)
-      return picture.error();
-    return write_file(output.parent_path() / (stem + "_preview.png"), *picture);
-  }
-
-  std::vector<Filter> filters_;
-  CameraFacts facts_;
-  std::optional<FrameSize> raw_size_;
-  std::optional<Rectangle> crop_;
-  PreviewPainter painter_;
-  std::vector<FilterStatistics> statistics_;
-  Camera camera_;
-  FrameSize size_;
-  gexton::Profile profile_;
-  uint64_t index_ = 0;
-};
-
-Result<std::optional<FrameSize>> choose_raw_size(const RunOptions& options,
-                                                 const CameraFacts& facts) {
-  if (options.raw_size.empty())
-    return raw_frame_size(facts);
-  const auto size = parse_size(options.raw_size);
-  if (!size) {
-    return Error{fmt::format("--size {}: not WIDTHxHEIGHT within the limits", options.raw_size),
+/// Beneath the folder of the results, beside a file of results.
+Result<fs::path> choose_preview_folder(const RunOptions& options) {
+  const fs::path& output = options.settings.output;
+  if (!options.preview_folder.empty())
+    return options.preview_folder;
+  if (!options.preview)
+    return fs::path();
+  if (output == standard_stream) {
+    return Error{"pictures need a folder of their own beside standard output (--preview-dir)",
                  ErrorKind::request};
   }
-  return size;
+  return names_one_file(output) ? output.parent_path() / (output.stem().string() + "_previews")
+                                : output / "previews";
 }
 
-Result<ExitStatus> run_filters(const RunOptions& options) {
+/// What a pipe carries is named by --format; a folder's pictures are PNG unless --out-format says
+/// otherwise.
+std::string choose_output_format(const RunOptions& options) {
+  if (!options.output_format.empty())
+    return options.output_format;
+  const bool to_pipe = options.settings.output == standard_stream;
+  return to_pipe && !options.input.source.format.empty() ? options.input.source.format : "png";
+}
+
+/// Results and tables go where they can't mix: texts to standard error where the frames go to
+/// standard output.
+std::FILE* text_output(const RunOptions& options) {
+  return options.settings.output == standard_stream ? stderr : standard_output();
+}
+
+std::string place_name(const fs::path& output) {
+  return output == standard_stream ? "standard output" : output.string();
+}
+
+void tell_interruption(const RunOptions& options, const RunOutcome& outcome) {
+  const fs::path& output = options.settings.output;
+  if (names_one_file(output) && output != standard_stream) {
+    note(fmt::format("interrupted after {} frames; {} was not written", outcome.frames,
+                     output.string()));
+    return;
+  }
+  note(fmt::format("interrupted: {} frames are in {}{}", outcome.frames, place_name(output),
+                   output == standard_stream ? "" : "; --resume goes on behind them"));
+}
+
+void tell_left_out(const RunOutcome& outcome) {
+  for (const std::string& reason : outcome.left_out)
+    note("left out: " + reason);
+  if (!outcome.left_out.empty())
+    note(fmt::format("{} of {} frames were left out", outcome.left_out.size(),
+                     outcome.left_out.size() + outcome.frames));
+}
+
+nlohmann::json to_json(const RunOptions& options, const RunOutcome& outcome) {
+  nlohmann::json facts = nlohmann::json::object();
+  for (const FactInForce& fact : outcome.facts)
+    facts[fact.key] = {{"value", fact.value}, {"unit", fact.unit}, {"from", fact.origin}};
+  return {{"output", options.settings.output.string()},
+          {"frames", outcome.frames},
+          {"kept", outcome.kept},
+          {"left_out", outcome.left_out},
+          {"remarks", outcome.remarks},
+          {"interrupted", outcome.interrupted},
+          {"error", outcome.failure ? nlohmann::json(outcome.failure->message) : nlohmann::json()},
+          {"camera", facts},
+          {"filters", to_json(outcome.statistics)}};
+}
+
+void print_outcome(const RunOptions& options, const RunOutcome& outcome) {
+  for (const std::string& remark : outcome.remarks)
+    note(remark);
+  tell_left_out(outcome);
+  std::FILE* const file = text_output(options);
+  if (options.json)
+    fmt::print(file, "{}\n", to_json(options, outcome).dump(2));
+  else if (outcome.frames > 0)
+    fmt::print(file, "{}", format_table(outcome.statistics));
+  std::fflush(file);
+  if (outcome.interrupted && !outcome.failure)
+    tell_interruption(options, outcome);
+}
+
+Result<ExitStatus> status_of(const RunOutcome& outcome) {
+  if (outcome.failure)
+    return *outcome.failure;
+  if (outcome.interrupted)
+    return ExitStatus::interrupted;
+  if (outcome.frames == 0)
+    return Error{outcome.left_out.empty() ? "there are no frames" : "no frame could be read"};
+  return outcome.left_out.empty() ? ExitStatus::ok : ExitStatus::left_out;
+}
+
+/// The one file that holds all frames, or nothing.
+fs::path origin_of(const FrameSource& source, const InputOptions& input) {
+  const bool is_one_file =
+      source.files().empty() && input.inputs.size() == 1 && input.inputs.front() != standard_stream;
+  return is_one_file ? input.inputs.front() : fs::path();
+}
+
+Result<ExitStatus> run_command(RunOptions& options) {
+  RunSettings& settings = options.settings;
+  // The plug-in may print what it likes; results and tables stay apart from it.
+  if (auto failure = claim_standard_output())
+    return *failure;
   auto chain = make_chain(options);
   if (!chain)
     return chain.error();
-  const auto recording = find_frames(options.inputs, options.match);
-  if (!recording)
-    return recording.error();
-  const auto outputs = output_paths(recording->frames, options.output);
-  if (!outputs)
-    return outputs.error();
-  auto facts = gather_facts(options);
-  if (!facts)
-    return facts.error();
-  const auto raw_size = choose_raw_size(options, *facts);
-  if (!raw_size)
-    return raw_size.error();
+  const auto previews = choose_preview_folder(options);
+  if (!previews)
+    return previews.error();
+  settings.previews = *previews;
+  settings.format = choose_output_format(options);
+  settings.tell_facts = !options.json;
   std::error_code code;
-  fs::create_directories(options.output, code);
-  if (code)
-    return Error{fmt::format("{}: {}", options.output.string(), code.message()), ErrorKind::system};
-  if (!recording->ignored.empty()) {
-    note(fmt::format("ignored: {}{}", recording->ignored.front().string(),
-                     recording->ignored.size() == 1
-                         ? ""
-                         : fmt::format(" and {} more", recording->ignored.size() - 1)));
+  if (settings.resume && names_one_file(settings.output) && fs::exists(settings.output, code)) {
+    note(fmt::format("{} is there already, and whole", settings.output.string()));
+    return ExitStatus::ok;
   }
-  Runner runner(std::move(*chain), std::move(*facts), *raw_size, options.crop);
-  Failure failure;
-  {
-    ProgressBar progress(recording->frames.size());
-    for (size_t i = 0; i < recording->frames.size() && !failure; ++i) {
-      failure = runner.run(recording->frames[i], (*outputs)[i], options.preview);
-      progress.advance();
-    }
-  }
-  fmt::print("{}", format_table(runner.statistics()));
-  if (failure)
+  auto input = open_input(options.input);
+  if (!input)
+    return input.error();
+  settings.origin = origin_of(*input->source, options.input);
+  if (auto failure = check_output(*input->source, options.input.inputs, settings))
     return *failure;
-  return ExitStatus::ok;
+  const RunOutcome outcome = run_filters(std::move(*input), std::move(*chain), settings);
+  print_outcome(options, outcome);
+  return status_of(outcome);
 }
 
 } // namespace
 
 Action add_run_options(CLI::App& command) {
   const auto options = std::make_shared<RunOptions>();
+  options->settings.jobs = std::clamp(std::thread::hardware_concurrency(), 1U, 256U);
   add_plugin_option(command, options->plugin);
+  add_input_options(command, options->input);
+  RunSettings& settings = options->settings;
   command
-      .add_option("inputs", options->inputs,
-                  "Pictures (16-bit .png or .pgm, .bin, .raw) or directories of them, in order")
-      ->type_name("INPUT")
+      .add_option("--out", settings.output,
+                  "A directory for pictures, a file whose ending names the format, or -\n"
+                  "(standard output)")
+      ->type_name("PATH")
       ->required();
-  command.add_option("--out", options->output, "Directory for the results")
-      ->type_name("DIR")
-      ->required();
+  command
+      .add_option("--format", options->input.source.format,
+                  "Format of what comes from and goes to - (png, pgm, raw, npy, ...)")
+      ->type_name("NAME");
+  command
+      .add_option("--out-format", options->output_format,
+                  "Format of the pictures in a directory (png), and of - where it is another than\n"
+                  "the input's")
+      ->type_name("NAME");
   command
       .add_option("--filter", options->filters,
                   "Filter with parameters; those that are not named keep their defaults.\n"
@@ -264,29 +228,30 @@ Action add_run_options(CLI::App& command) {
           "--chain", options->chain,
           "JSON list of {\"filter\": NAME, \"params\": {KEY: VALUE}}, applied before --filter")
       ->type_name("FILE");
-  command.add_option("--match", options->match, "Take only these files of a directory ('*.bin')")
-      ->type_name("WILDCARDS");
   command.add_flag("--preview", options->preview,
-                   "Write coloured before/after pictures too (STEM_preview.png)");
+                   "Write coloured before/after pictures too, NAME_preview.png in OUT/previews");
+  command.add_option("--preview-dir", options->preview_folder, "Write them into this directory")
+      ->type_name("DIR");
   command
       .add_option_function<std::string>(
           "--crop",
           [options = options.get()](const std::string& text) {
-            options->crop = parse_crop(text);
-            if (!options->crop)
+            options->settings.crop = parse_crop(text);
+            if (!options->settings.crop)
               throw CLI::ValidationError("--crop", "'" + text + "' is not WIDTHxHEIGHT+X+Y");
           },
           "Part of each frame that those pictures show")
       ->type_name("WxH+X+Y");
-  command.add_option("--size", options->raw_size, "Size of headerless .raw files")
-      ->type_name("WxH");
+  command.add_option("--jobs", settings.jobs, "Threads (as many as there are processors)")
+      ->check(CLI::Range(1U, 256U));
+  command.add_flag("--overwrite", settings.overwrite, "Replace results that are there");
   command
-      .add_option("--camera", options->camera_file,
-                  "Camera facts (by default camera.json or INPUT.json beside the first input);\n"
-                  "the options below win over it")
-      ->type_name("FILE");
-  add_camera_options(command, options->facts);
-  return [options] { return run_filters(*options); };
+      .add_flag("--resume", settings.resume,
+                "Go on behind results that are there; filters see all frames again")
+      ->excludes("--overwrite");
+  command.add_flag("--skip-bad", settings.skip_bad, "Leave out frames that can't be read");
+  command.add_flag("--json", options->json, "Say what was done as JSON");
+  return [options] { return run_command(*options); };
 }
 
 } // namespace gxfilter

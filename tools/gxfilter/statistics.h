@@ -1,8 +1,11 @@
 // What each filter did to a recording.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "recordings/host_frame.h"
 
@@ -12,8 +15,9 @@ class FilterStatistics {
  public:
   explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
 
-  void add(double milliseconds, const recordings::FrameView& before,
-           const recordings::FrameView& after);
+  /// `valid_before`: its pixels other than 0, which were counted before; those of `after` are returned.
+  uint64_t add(double milliseconds, const recordings::PixelView& before, uint64_t valid_before,
+               const recordings::PixelView& after);
 
   size_t frames() const { return milliseconds_.size(); }
   /// Milliseconds that `share` (0 to 1) of the frames did not exceed; 0 without frames.
@@ -37,7 +41,13 @@ class FilterStatistics {
   uint64_t valid_after_ = 0;
 };
 
+/// Pixels other than 0.
+uint64_t count_valid(std::span<const uint16_t> pixels);
+
 /// The closing table, one line for each filter, ending with a line feed.
 std::string format_table(const std::vector<FilterStatistics>& statistics);
+
+/// The same numbers as a list of objects.
+nlohmann::json to_json(const std::vector<FilterStatistics>& statistics);
 
 } // namespace gxfilter

@@ -1,0 +1,397 @@
+#include "gxfilter/filter_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <set>
+
+#include <fmt/format.h>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
+
+#include "gxfilter/interruption.h"
+#include "gxfilter/ordered_pipeline.h"
+#include "gxfilter/preview.h"
+#include "gxfilter/progress.h"
+#include "gxfilter/report.h"
+#include "recordings/formats.h"
+#include "recordings/host_frame.h"
+#include "recordings/image_file.h"
+#include "recordings/picture_sink.h"
+#include "recordings/png_image.h"
+
+namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A frame under way.
+struct Passage {
+  StoredFrame stored;
+  Image image;            ///< once decoded, until it is a frame
+  gexton::Frame before;   ///< as it came
+  gexton::Frame frame;    ///< as it is now
+  uint64_t valid = 0;     ///< pixels of it other than 0
+  std::string unreadable; ///< why it can't be read; empty: it can
+  bool left_out = false;
+  bool kept = false; ///< its result was there before
+  EncodedFrame encoded;
+  std::vector<uint8_t> preview;
+};
+
+Error at(const std::string& place, const Error& error) {
+  return {fmt::format("{}: {}", place, error.message), error.kind};
+}
+
+std::string names_of(const std::vector<Filter>& filters) {
+  std::string names;
+  for (const Filter& filter : filters)
+    names += (names.empty() ? "" : " > ") + filter.name();
+  return names;
+}
+
+fs::path preview_path(const fs::path& folder, const std::string& name) {
+  return folder / (name + "_preview.png");
+}
+
+class Runner {
+ public:
+  Runner(Input input, std::vector<Filter> filters, const RunSettings& settings)
+      : input_(std::move(input)), filters_(std::move(filters)), settings_(settings),
+        painter_(names_of(filters_)), progress_(input_.source->frame_count()) {
+    for (const Filter& filter : filters_)
+      outcome_.statistics.emplace_back(filter.name());
+  }
+
+  RunOutcome run() {
+    const InterruptionGuard guard;
+    OrderedPipeline<Passage> pipeline([this] { return take(); }, stages(), most_frames());
+    outcome_.failure = pipeline.run(settings_.jobs);
+    outcome_.remarks = input_.source->remarks();
+    if (!outcome_.failure && !outcome_.interrupted && sink_ != nullptr)
+      outcome_.failure = sink_->finish();
+    return std::move(outcome_);
+  }
+
+ private:
+  // ---- the stages, in the order in which a frame passes them ----
+
+  std::vector<Stage<Passage>> stages() {
+    std::vector<Stage<Passage>> stages;
+    const auto add = [&](bool in_order, std::function<Failure(Passage&)> work) {
+      stages.push_back({in_order, [work = std::move(work)](Passage& passage) {
+                          return passage.left_out ? std::nullopt : work(passage);
+                        }});
+    };
+    add(false, [this](Passage& passage) { return decode(passage); });
+    add(true, [this](Passage& passage) { return begin(passage); });
+    for (size_t i = 0; i < filters_.size(); ++i)
+      add(true, [this, i](Passage& passage) { return filter(passage, i); });
+    if (!settings_.previews.empty())
+      add(true, [this](Passage& passage) { return paint(passage); });
+    add(false, [this](Passage& passage) { return encode(passage); });
+    add(true, [this](Passage& passage) { return write(passage); });
+    return stages;
+  }
+
+  Result<std::unique_ptr<Passage>> take() {
+    if (InterruptionGuard::interrupted()) {
+      outcome_.interrupted = true;
+      return std::unique_ptr<Passage>();
+    }
+    auto next = input_.source->next();
+    if (!next)
+      return next.error();
+    if (!*next)
+      return std::unique_ptr<Passage>();
+    auto passage = std::make_unique<Passage>();
+    passage->stored = std::move(**next);
+    return passage;
+  }
+
+  Failure decode(Passage& passage) {
+    auto image = passage.stored.decode();
+    passage.stored.decode = nullptr; // and with it, what was read
+    if (!image) {
+      if (!settings_.skip_bad || image.error().kind != ErrorKind::input)
+        return image.error();
+      passage.unreadable = image.error().message;
+      return std::nullopt;
+    }
+    passage.image = std::move(*image);
+    return std::nullopt;
+  }
+
+  /// The first frame sets the size and, with it, the camera's defaults and the stream profile that
+  /// all frames share.
+  Failure begin(Passage& passage) {
+    if (!passage.unreadable.empty())
+      return leave_out(passage);
+    if (profile_ == nullptr)
+      if (auto failure = begin_recording(passage.image.size))
+        return at(passage.stored.place, *failure);
+    auto failure = check_frame(passage.image);
+    if (failure && settings_.skip_bad) {
+      passage.unreadable = at(passage.stored.place, *failure).message;
+      return leave_out(passage);
+    }
+    if (failure)
+      return at(passage.stored.place, *failure);
+    auto frame = make_frame(passage.image, index_++, *profile_, camera_);
+    if (!frame)
+      return frame.error();
+    passage.image = {};
+    passage.before = gexton::share(**frame);
+    passage.frame = std::move(*frame);
+    const auto view = look_at(*passage.frame);
+    if (!view)
+      return at(passage.stored.place, view.error());
+    passage.valid = count_valid(view->pixels);
+    outcome_.last_input = {view->size, {}, view->pixel_type, view->value_scale};
+    return std::nullopt;
+  }
+
+  Failure filter(Passage& passage, size_t i) {
+    const auto before = look_at(*passage.frame);
+    if (!before)
+      return at(passage.stored.place, before.error());
+    gexton::ErrorSlot slot;
+    const auto start = std::chrono::steady_clock::now();
+    gexton::Frame filtered = filters_[i].process(*passage.frame, slot);
+    const std::chrono::duration<double, std::milli> elapsed =
+        std::chrono::steady_clock::now() - start;
+    if (!filtered || slot) {
+      return Error{fmt::format("{}: {} fails: {}", passage.stored.place, filters_[i].name(),
+                               slot ? slot.text() : "no frame and no error"),
+                   ErrorKind::processing};
+    }
+    const auto after = look_at(*filtered);
+    if (!after)
+      return at(passage.stored.place, after.error());
+    passage.valid = outcome_.statistics[i].add(elapsed.count(), *before, passage.valid, *after);
+    passage.frame = std::move(filtered);
+    return std::nullopt;
+  }
+
+  Failure paint(Passage& passage) {
+    const auto before = view_frame(*passage.before);
+    const auto after = view_frame(*passage.frame);
+    if (!before || !after)
+      return at(passage.stored.place, before ? after.error() : before.error());
+    const std::string& title = passage.stored.info.name;
+    const auto picture =
+        encode_png(settings_.crop ? painter_.paint(cropped(*before, *settings_.crop),
+                                                   cropped(*after, *settings_.crop), title)
+                                  : painter_.paint(*before, *after, title));
+    if (!picture)
+      return picture.error();
+    passage.preview = std::move(*picture);
+    return std::nullopt;
+  }
+
+  Failure encode(Passage& passage) {
+    const auto result = view_frame(*passage.frame);
+    if (!result)
+      return at(passage.stored.place, result.error());
+    passage.before.reset();
+    passage.frame.reset();
+    if (auto failure = look_for_result(passage, result->image); failure || passage.kept)
+      return failure;
+    auto encoded = sink_->encode(result->image);
+    if (!encoded)
+      return at(passage.stored.place, encoded.error());
+    passage.encoded = std::move(*encoded);
+    return std::nullopt;
+  }
+
+  Failure write(Passage& passage) {
+    if (!passage.kept)
+      if (auto failure = sink_->write(passage.stored.info, passage.encoded))
+        return failure;
+    if (!passage.preview.empty())
+      if (auto failure = write_file(preview_path(settings_.previews, passage.stored.info.name),
+                                    passage.preview))
+        return failure;
+    ++outcome_.frames;
+    outcome_.kept += passage.kept ? 1U : 0U;
+    progress_.advance();
+    return std::nullopt;
+  }
+
+  // ---- parts of stages ----
+
+  Failure begin_recording(FrameSize size) {
+    if (auto failure = input_.facts.check_size_of(size))
+      return failure;
+    const auto camera = make_camera(input_.facts.facts(), size);
+    if (!camera)
+      return camera.error();
+    camera_ = *camera;
+    size_ = size;
+    outcome_.facts = facts_in_force(input_.facts, camera_, size);
+    if (settings_.tell_facts)
+      note("the camera's facts in force:" + format_facts(outcome_.facts));
+    auto profile = make_profile(size, camera_);
+    if (!profile)
+      return profile.error();
+    auto sink = create_sink(settings_.output, {.format = settings_.format,
+                                               .origin = settings_.origin,
+                                               .topic = input_.source->topic(),
+                                               .camera = camera_});
+    if (!sink)
+      return sink.error();
+    sink_ = std::move(*sink);
+    if (auto failure = make_preview_folder())
+      return failure;
+    profile_ = std::move(*profile);
+    return std::nullopt;
+  }
+
+  Failure make_preview_folder() const {
+    std::error_code code;
+    if (!settings_.previews.empty())
+      fs::create_directories(settings_.previews, code);
+    if (code) {
+      return Error{fmt::format("{}: {}", settings_.previews.string(), code.message()),
+                   ErrorKind::system};
+    }
+    return std::nullopt;
+  }
+
+  Failure check_frame(const Image& image) const {
+    if (image.size != size_) {
+      return Error{fmt::format("{}x{} pixels in a recording of {}x{}", image.size.width,
+                               image.size.height, size_.width, size_.height)};
+    }
+    return check_codes(image, camera_);
+  }
+
+  /// In the order of the frames, so that all are told in it.
+  Failure leave_out(Passage& passage) {
+    passage.left_out = true;
+    outcome_.left_out.push_back(std::move(passage.unreadable));
+    progress_.advance();
+    return std::nullopt;
+  }
+
+  /// Keeps the result that an earlier run left, which must be what this run has made.
+  Failure look_for_result(Passage& passage, const Image& image) const {
+    const Format* format = format_of_name("x." + settings_.format);
+    if (names_one_file(settings_.output) || format == nullptr)
+      return std::nullopt;
+    const fs::path path = picture_path(settings_.output, passage.stored.info.name, *format);
+    std::error_code code;
+    if (settings_.overwrite || !fs::exists(path, code))
+      return std::nullopt;
+    if (!settings_.resume)
+      return exists_already(path);
+    const auto there = read_image(path, image.size);
+    if (!there || *there != image) {
+      return Error{fmt::format("{} is not what these filters make of this frame; --overwrite "
+                               "replaces it",
+                               path.string()),
+                   ErrorKind::request};
+    }
+    passage.kept = true;
+    return std::nullopt;
+  }
+
+ public:
+  static Error exists_already(const fs::path& path) {
+    return {fmt::format("{} is there already (--overwrite replaces it, --resume goes on behind it)",
+                        path.string()),
+            ErrorKind::request};
+  }
+
+ private:
+  /// Enough to keep all threads busy where one frame takes longer than others, and a bound on
+  /// memory.
+  size_t most_frames() const { return 2 * size_t{settings_.jobs} + filters_.size() + 2; }
+
+  Input input_;
+  std::vector<Filter> filters_;
+  const RunSettings& settings_;
+  PreviewPainter painter_;
+  ProgressBar progress_;
+  RunOutcome outcome_;
+  Camera camera_;
+  FrameSize size_;
+  gexton::Profile profile_;
+  std::unique_ptr<FrameSink> sink_;
+  uint64_t index_ = 0;
+};
+
+/// `path` as it would be without links and detours, so that equal places compare equal.
+fs::path place_of(const fs::path& path) {
+  std::error_code code;
+  return fs::weakly_canonical(path, code);
+}
+
+Failure check_output_file(const std::vector<fs::path>& inputs, const RunSettings& settings) {
+  const fs::path& output = settings.output;
+  const auto is_output = [&](const fs::path& input) { return place_of(input) == place_of(output); };
+  if (std::ranges::any_of(inputs, is_output)) {
+    return Error{fmt::format("{} would replace an input; choose another --out", output.string()),
+                 ErrorKind::request};
+  }
+  std::error_code code;
+  if (fs::exists(output, code) && !settings.overwrite)
+    return Runner::exists_already(output);
+  return std::nullopt;
+}
+
+/// Frames come and go by the thousand: memory that was theirs stays for the next instead of going
+/// back to the system and being cleared again, which takes longer than most filters.
+void keep_memory_of_frames() {
+#ifdef __GLIBC__
+  constexpr int any_frame = 1 << 30;
+  mallopt(M_MMAP_THRESHOLD, any_frame);
+  mallopt(M_TRIM_THRESHOLD, any_frame);
+#endif
+}
+
+} // namespace
+
+RunOutcome run_filters(Input input, std::vector<Filter> filters, const RunSettings& settings) {
+  keep_memory_of_frames();
+  return Runner(std::move(input), std::move(filters), settings).run();
+}
+
+Failure check_output(const FrameSource& source, const std::vector<fs::path>& inputs,
+                     const RunSettings& settings) {
+  if (settings.output == standard_stream)
+    return std::nullopt;
+  std::vector<fs::path> all_inputs = source.files();
+  all_inputs.insert(all_inputs.end(), inputs.begin(), inputs.end());
+  const Format* format = format_of_name("x." + settings.format);
+  if (names_one_file(settings.output) || format == nullptr)
+    return check_output_file(all_inputs, settings);
+  std::set<fs::path> places;
+  for (const fs::path& input : all_inputs)
+    places.insert(place_of(input));
+  std::map<fs::path, fs::path> writers;
+  std::error_code code;
+  for (const fs::path& frame : source.files()) {
+    const fs::path output = picture_path(settings.output, frame.stem().string(), *format);
+    const auto [other, is_first] = writers.emplace(output, frame);
+    if (!is_first) {
+      return Error{fmt::format("{} and {} would both write {}", other->second.string(),
+                               frame.string(), output.string()),
+                   ErrorKind::request};
+    }
+    if (places.contains(place_of(output))) {
+      return Error{fmt::format("{} would replace an input; choose another --out", output.string()),
+                   ErrorKind::request};
+    }
+    if (!settings.overwrite && !settings.resume && fs::exists(output, code))
+      return Runner::exists_already(output);
+  }
+  return std::nullopt;
+}
+
+} // namespace gxfilter
