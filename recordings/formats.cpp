@@ -5,7 +5,11 @@
 
 #include <fmt/format.h>
 
+#include "recordings/bag_reader.h"
 #include "recordings/matroska.h"
+#include "recordings/mcap.h"
+#include "recordings/message_sink.h"
+#include "recordings/message_source.h"
 #include "recordings/npy_array.h"
 #include "recordings/npz_archive.h"
 #include "recordings/pgm_image.h"
@@ -52,6 +56,15 @@ constexpr Format table[] = {
      .first_bytes = matroska_first_bytes,
      .open = open_matroska,
      .create = create_matroska},
+    {.extension = ".mcap",
+     .title = ".mcap",
+     .first_bytes = mcap_first_bytes,
+     .open = open_mcap_source,
+     .create = create_mcap_sink},
+    {.extension = ".bag",
+     .title = "ROS 1 .bag",
+     .first_bytes = bag_first_bytes,
+     .open = open_bag_source},
 };
 
 std::string lower_case_extension(const std::filesystem::path& path) {

@@ -10,7 +10,7 @@ source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}"
 
 seconds=${1:-60}
-targets=(exports record readers containers)
+targets=(exports record readers containers messages)
 build=build/fuzz
 
 cmake --preset fuzz
