@@ -9,6 +9,8 @@
 #include <fmt/format.h>
 #include <png.h>
 
+#include "recordings/grey_png.h"
+
 namespace recordings {
 namespace {
 
@@ -209,6 +211,12 @@ Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size
 Result<Image> decode_png(std::span<const uint8_t> bytes) {
   if (!begins_with(bytes, png_first_bytes))
     return Error{"not a PNG"};
+  if (auto image = decode_grey_png(bytes))
+    return std::move(*image);
+  return decode_png_with_libpng(bytes);
+}
+
+Result<Image> decode_png_with_libpng(std::span<const uint8_t> bytes) {
   PngReader reader;
   reader.input = bytes;
   reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);
@@ -246,6 +254,8 @@ Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
 }
 
 Result<std::vector<uint8_t>> encode_png(const Image& image) {
+  if (auto png = encode_grey_png(image))
+    return std::move(*png);
   return encode(image.size, reinterpret_cast<const uint8_t*>(image.pixels.data()),
                 size_t{image.size.width} * 2, 16, PNG_COLOR_TYPE_GRAY);
 }

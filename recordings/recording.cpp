@@ -38,7 +38,8 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
     if (!it->is_regular_file(type_error) ||
         (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0))
       continue;
-    if (format_of_name(path) != nullptr) {
+    const Format* format = format_of_name(path);
+    if (format != nullptr && format->read != nullptr) {
       pictures.push_back(path);
       kinds.insert(path.extension().string());
     } else if (path.extension() != ".json") {
