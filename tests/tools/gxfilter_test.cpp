@@ -189,6 +189,13 @@ TEST(Canvas, DrawsWithinItself) {
                    "........++\n");
 }
 
+/// The first picture of a recording.
+RgbImage preview(const std::string& caption, const FrameView& before, const FrameView& after,
+                 const std::string& title) {
+  PreviewPainter painter(caption);
+  return painter.paint(painter.choose_ranges(before, after), before, after, title);
+}
+
 TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   FrameView ramp{{{512, 512}, std::vector<uint16_t>(size_t{512} * 512)}, GX_PIXEL_DEPTH, 2.0F};
   for (size_t i = 0; i < ramp.image.pixels.size(); ++i)
@@ -200,17 +207,17 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   FrameView part = ramp;
   std::ranges::fill(part.image.pixels, uint16_t{1300});
   part.image.pixels[10 * 512 + 10] = 0;
-  const RgbImage picture = PreviewPainter("caption").paint(ramp, part, "title");
+  const RgbImage picture = preview("caption", ramp, part, "title");
   // Pixel 300 of the ramp has the value of the whole right panel.
   EXPECT_EQ(color_at(picture, 20 + 300, 100), color_at(picture, 20 + 512 + 24 + 50, 100));
   EXPECT_EQ(color_at(picture, 20 + 512 + 24 + 10, 42 + 10), std::vector<uint8_t>(3)) << "no data";
   FrameView codes = ramp;
   codes.pixel_type = GX_PIXEL_DISPARITY;
-  const RgbImage both = PreviewPainter("").paint(codes, ramp, "");
+  const RgbImage both = preview("", codes, ramp, "");
   EXPECT_NE(color_at(both, 20 + 512 + 20, 300), color_at(both, 0, 0)) << "a legend each";
-  const RgbImage longer = PreviewPainter(std::string(200, 'x')).paint(ramp, part, "title");
+  const RgbImage longer = preview(std::string(200, 'x'), ramp, part, "title");
   EXPECT_GT(longer.size.height, picture.size.height) << "the caption is wrapped";
-  EXPECT_GT(picture.size.height, PreviewPainter("").paint(ramp, part, "title").size.height);
+  EXPECT_GT(picture.size.height, preview("", ramp, part, "title").size.height);
 }
 
 TEST(Preview, ShowsWhatWasRemovedAddedAndMoved) {
@@ -226,7 +233,7 @@ TEST(Preview, ShowsWhatWasRemovedAddedAndMoved) {
   EXPECT_EQ(difference->removed, 2U);
   EXPECT_EQ(difference->added, 2U);
   EXPECT_EQ(difference->typical_move, 10);
-  const RgbImage picture = PreviewPainter("").paint(before, after, "");
+  const RgbImage picture = preview("", before, after, "");
   const uint32_t left = 2 * (20 + 512 + 24) - 20 + 100;
   const auto shown = [&](uint32_t x, uint32_t y) { return color_at(picture, left + x, 42 + y); };
   EXPECT_EQ(shown(4, 0), std::vector<uint8_t>(3)) << "no data before and after";
@@ -278,7 +285,7 @@ TEST(Preview, TakesFramesOfAnySizeAndWithoutData) {
   const FrameView dot{{{1, 1}, {0}}, GX_PIXEL_DEPTH, 1.0F};
   const FrameView wide{{{700, 2}, std::vector<uint16_t>(1400, 65535)}, GX_PIXEL_DISPARITY, 1.0F};
   for (const auto& [before, after] : {std::pair(dot, wide), std::pair(wide, dot), {dot, dot}}) {
-    const RgbImage picture = PreviewPainter("caption").paint(before, after, "title");
+    const RgbImage picture = preview("caption", before, after, "title");
     EXPECT_EQ(picture.samples.size(), picture.size.pixel_count() * 3);
     EXPECT_TRUE(encode_png(picture));
   }

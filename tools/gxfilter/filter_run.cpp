@@ -42,6 +42,7 @@ struct Passage {
   bool left_out = false;
   bool kept = false; ///< its result was there before
   EncodedFrame encoded;
+  PreviewRanges ranges;
   std::vector<uint8_t> preview;
 };
 
@@ -89,7 +90,9 @@ class Runner {
     for (size_t i = 0; i < chain_.filters.size(); ++i)
       add(true, [this, i](Passage& passage) { return filter(passage, i); });
     if (!settings_.previews.empty())
-      add(true, [this](Passage& passage) { return paint(passage); });
+      add(true, [this](Passage& passage) { return choose_colors(passage); });
+    if (!settings_.previews.empty())
+      add(false, [this](Passage& passage) { return paint(passage); });
     add(false, [this](Passage& passage) { return encode(passage); });
     add(true, [this](Passage& passage) { return write(passage); });
     return stages;
@@ -120,6 +123,7 @@ class Runner {
       return std::nullopt;
     }
     passage.image = std::move(*image);
+    input_.decoder.apply(passage.image);
     return std::nullopt;
   }
 
@@ -175,16 +179,24 @@ class Runner {
     return std::nullopt;
   }
 
+  /// What the colours of the previews stand for is fixed by the first frames.
+  Failure choose_colors(Passage& passage) {
+    if (painter_.still_chooses()) {
+      const auto views = preview_views(passage);
+      if (!views)
+        return views.error();
+      painter_.choose_ranges(views->first, views->second);
+    }
+    passage.ranges = painter_.ranges();
+    return std::nullopt;
+  }
+
   Failure paint(Passage& passage) {
-    const auto before = view_frame(*passage.before);
-    const auto after = view_frame(*passage.frame);
-    if (!before || !after)
-      return at(passage.stored.place, before ? after.error() : before.error());
-    const std::string& title = passage.stored.info.name;
-    const auto picture =
-        encode_png(settings_.crop ? painter_.paint(cropped(*before, *settings_.crop),
-                                                   cropped(*after, *settings_.crop), title)
-                                  : painter_.paint(*before, *after, title));
+    const auto views = preview_views(passage);
+    if (!views)
+      return views.error();
+    const auto picture = encode_png(
+        painter_.paint(passage.ranges, views->first, views->second, passage.stored.info.name));
     if (!picture)
       return picture.error();
     passage.preview = std::move(*picture);
@@ -230,6 +242,17 @@ class Runner {
   }
 
   // ---- parts of stages ----
+
+  /// Before and after, as the preview shows them.
+  Result<std::pair<FrameView, FrameView>> preview_views(const Passage& passage) const {
+    auto before = view_frame(*passage.before);
+    auto after = view_frame(*passage.frame);
+    if (!before || !after)
+      return at(passage.stored.place, before ? after.error() : before.error());
+    if (!settings_.crop)
+      return std::pair(std::move(*before), std::move(*after));
+    return std::pair(cropped(*before, *settings_.crop), cropped(*after, *settings_.crop));
+  }
 
   Failure begin_recording(FrameSize size) {
     if (auto failure = input_.facts.check_size_of(size))

@@ -47,7 +47,8 @@ void look(const Image& image, Survey& survey) {
   ++survey.looked_at;
 }
 
-Result<Survey> survey_frames(FrameSource& source) {
+Result<Survey> survey_frames(const Input& input) {
+  FrameSource& source = *input.source;
   Survey survey;
   while (true) {
     const auto next = source.next();
@@ -62,10 +63,11 @@ Result<Survey> survey_frames(FrameSource& source) {
     }
     if (survey.frames > looked_at_frames)
       continue;
-    const auto image = (*next)->decode();
-    if (image)
+    auto image = (*next)->decode();
+    if (image) {
+      input.decoder.apply(*image);
       look(*image, survey);
-    else
+    } else
       survey.unreadable.push_back(image.error().message);
   }
   if (survey.looked_at > 0)
@@ -152,7 +154,7 @@ Result<ExitStatus> show_info(const InfoOptions& options) {
   const auto input = open_input(options.input);
   if (!input)
     return input.error();
-  const auto survey = survey_frames(*input->source);
+  const auto survey = survey_frames(*input);
   if (!survey)
     return survey.error();
   Camera camera;

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "gxfilter/camera_options.h"
+#include "gxfilter/decoding_options.h"
 
 namespace gxfilter {
 
@@ -56,7 +57,7 @@ Result<Input> open_input(const InputOptions& options) {
   auto source = open_source(options.inputs, source_options);
   if (!source)
     return source.error();
-  Input input{std::move(*source), {}};
+  Input input{std::move(*source), {}, PixelDecoder(options.decoding)};
   if (auto failure = input.facts.add("the recording", input.source->facts()))
     return *failure;
   if (auto failure = add_camera_file(options, input.facts))
@@ -115,6 +116,7 @@ void add_input_options(CLI::App& command, InputOptions& options) {
                   "Camera facts, JSON or a ROS camera_info YAML (by default camera.json or\n"
                   "INPUT.json beside the first input); the options below win over it")
       ->type_name("FILE");
+  add_decoding_options(command, options.decoding);
   add_camera_options(command, options.facts);
 }
 

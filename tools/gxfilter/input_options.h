@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "recordings/frame_source.h"
+#include "recordings/pixel_decoding.h"
 
 namespace CLI {
 class App;
@@ -20,13 +21,15 @@ struct InputOptions {
   std::string size;                  ///< "WxH" or empty
   std::filesystem::path camera_file; ///< empty: the one beside the first input, if any
   recordings::CameraFacts facts = recordings::CameraFacts::object(); ///< what options say
+  recordings::PixelDecoding decoding; ///< what pixels take before they are depth
 };
 
 void add_input_options(CLI::App& command, InputOptions& options);
 
 struct Input {
   std::unique_ptr<recordings::FrameSource> source;
-  recordings::KnownFacts facts; ///< of the recording itself, the camera file and the options
+  recordings::KnownFacts facts;     ///< of the recording itself, the camera file and the options
+  recordings::PixelDecoder decoder; ///< for every picture of the source
 };
 
 recordings::Result<Input> open_input(const InputOptions& options);

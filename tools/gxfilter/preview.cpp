@@ -318,27 +318,27 @@ FrameView cropped(const FrameView& frame, Rectangle part) {
   return view;
 }
 
-void PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after,
-                                   const std::optional<Difference>& difference) {
-  if (move_range_ == 0 && difference)
-    move_range_ = difference->typical_move;
-  if (!before_range_)
-    before_range_ = typical_range(before);
-  if (!after_range_)
-    after_range_ = typical_range(after);
+PreviewRanges PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after) {
+  if (ranges_.move == 0)
+    if (const auto difference = difference_of(before, after))
+      ranges_.move = difference->typical_move;
+  if (!ranges_.before)
+    ranges_.before = typical_range(before);
+  if (!ranges_.after)
+    ranges_.after = typical_range(after);
   if (holds_codes(before) != holds_codes(after))
-    return;
-  if (before_range_ && after_range_) {
-    before_range_ = ValueRange{std::min(before_range_->low, after_range_->low),
-                               std::max(before_range_->high, after_range_->high)};
+    return ranges_;
+  if (ranges_.before && ranges_.after) {
+    ranges_.before = ValueRange{std::min(ranges_.before->low, ranges_.after->low),
+                                std::max(ranges_.before->high, ranges_.after->high)};
   }
-  after_range_ = before_range_ = before_range_ ? before_range_ : after_range_;
+  ranges_.after = ranges_.before = ranges_.before ? ranges_.before : ranges_.after;
+  return ranges_;
 }
 
-RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
-                               const std::string& title) {
+RgbImage PreviewPainter::paint(const PreviewRanges& ranges, const FrameView& before,
+                               const FrameView& after, const std::string& title) const {
   const auto difference = difference_of(before, after);
-  choose_ranges(before, after, difference);
   const bool shared_legend = holds_codes(before) == holds_codes(after);
   const uint32_t top = margin + title_height - 8;
   const Rectangle left = panel_at(margin, top, before.image.size);
@@ -353,8 +353,8 @@ RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
   const uint32_t below = top + std::max(left.height, right.height) + 12;
   const auto lines = static_cast<uint32_t>(1 + caption.size());
   Canvas canvas({width, below + lines * line_step + margin / 2}, background);
-  const ValueRange before_range = before_range_.value_or(ValueRange{});
-  const ValueRange after_range = after_range_.value_or(ValueRange{});
+  const ValueRange before_range = ranges.before.value_or(ValueRange{});
+  const ValueRange after_range = ranges.after.value_or(ValueRange{});
   draw_pixels(canvas, left, before, before_range);
   draw_pixels(canvas, right, after, after_range);
   draw_title(canvas, left, "before", before);
@@ -364,8 +364,8 @@ RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
   draw_legend(canvas, right, after_range, holds_codes(after));
   uint32_t x = draw_mark(canvas, margin, below, no_data, "no data");
   if (difference) {
-    draw_difference(canvas, third, before, after, move_range_);
-    draw_move_legend(canvas, third, move_range_, holds_codes(before));
+    draw_difference(canvas, third, before, after, ranges.move);
+    draw_move_legend(canvas, third, ranges.move, holds_codes(before));
     x = draw_mark(canvas, x, below, removed_color,
                   "removed " + share_of(difference->removed, before));
     x = draw_mark(canvas, x, below, added_color, "added " + share_of(difference->added, before));

@@ -43,25 +43,35 @@ std::optional<Difference> difference_of(const recordings::FrameView& before,
 /// not go into `lines` ends in "...".
 std::vector<std::string> wrapped(std::string_view text, size_t width, size_t lines);
 
+/// What the colours of a preview stand for.
+struct PreviewRanges {
+  std::optional<ValueRange> before; ///< null before the first frame with valid pixels
+  std::optional<ValueRange> after;
+  double move = 0; ///< where the difference is brightest; 0: nothing has moved yet
+};
+
 /// Draws the previews of one recording. The colour ranges are fixed by its first frame with valid
 /// pixels, so that colours can be compared along the recording; before and after share one range
 /// (and legend) unless one holds disparity codes and the other depth.
 class PreviewPainter {
  public:
-  /// `caption` stands under every picture; `title` names the frame.
+  /// `caption` stands under every picture.
   explicit PreviewPainter(std::string caption) : caption_(std::move(caption)) {}
 
-  recordings::RgbImage paint(const recordings::FrameView& before,
-                             const recordings::FrameView& after, const std::string& title);
+  /// The ranges from this frame on. Frames in their order.
+  PreviewRanges choose_ranges(const recordings::FrameView& before,
+                              const recordings::FrameView& after);
+  /// Whether `choose_ranges` would look at a frame.
+  bool still_chooses() const { return !ranges_.before || !ranges_.after || ranges_.move == 0; }
+  PreviewRanges ranges() const { return ranges_; }
+
+  /// `title` names the frame. On any threads at a time.
+  recordings::RgbImage paint(const PreviewRanges& ranges, const recordings::FrameView& before,
+                             const recordings::FrameView& after, const std::string& title) const;
 
  private:
-  void choose_ranges(const recordings::FrameView& before, const recordings::FrameView& after,
-                     const std::optional<Difference>& difference);
-
   std::string caption_;
-  std::optional<ValueRange> before_range_;
-  std::optional<ValueRange> after_range_;
-  double move_range_ = 0; ///< where the difference is brightest; 0: nothing has moved yet
+  PreviewRanges ranges_;
 };
 
 } // namespace gxfilter
