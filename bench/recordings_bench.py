@@ -41,7 +41,7 @@ def main() -> None:
     scene, array = folder / "scene", folder / "scene.npy"
     subprocess.run([gxfilter, "synth", "--frames", str(frames), "--out", str(scene)], check=True)
     subprocess.run(
-        [gxfilter, "run", str(scene), "--filter", "DepthResize", "--out", str(array)],
+        [gxfilter, "run", str(scene), "--filter", "EdgeNoiseRemovalFilter", "--out", str(array)],
         check=True, capture_output=True,
     )  # fmt: skip
     script = [sys.executable, str(pathlib.Path(__file__).with_name("median_script.py"))]
