@@ -9,12 +9,15 @@
 #ifndef GEXTON_HOST_HPP
 #define GEXTON_HOST_HPP
 
+#include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -151,6 +154,77 @@ inline const Parameter* find_parameter(const std::vector<Parameter>& schema,
     if (parameter.name == name)
       return &parameter;
   return nullptr;
+}
+
+/// A value that has a name.
+struct NamedValue {
+  std::string name;  ///< lower case
+  std::string value; ///< as update_config takes it
+};
+
+namespace detail {
+
+/// "MODE_NEAR" as "mode_near"; empty for anything but letters, digits and underscores after a
+/// letter.
+inline std::string lower_case_name(std::string_view text) {
+  std::string name;
+  for (const char c : text) {
+    const bool capital = c >= 'A' && c <= 'Z';
+    const bool letter = capital || (c >= 'a' && c <= 'z');
+    if (!letter && (name.empty() || !(c == '_' || (c >= '0' && c <= '9'))))
+      return {};
+    name += capital ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return name;
+}
+
+/// How many characters all the names begin with alike, up to and with an underscore.
+inline size_t common_beginning(const std::vector<NamedValue>& values) {
+  const std::string& first = values.front().name;
+  size_t length = first.rfind('_') + 1;
+  const auto shared = [&](const NamedValue& value) {
+    return value.name.size() > length && value.name.compare(0, length, first, 0, length) == 0;
+  };
+  while (length > 1 && !std::all_of(values.begin(), values.end(), shared))
+    length = first.rfind('_', length - 2) + 1;
+  return length;
+}
+
+} // namespace detail
+
+/// The values whose names are all that the description consists of: "MODE_OFF/MODE_NEAR/MODE_FAR"
+/// for a whole number from 0 to 2 names 0 `off`, 1 `near` and 2 `far`. What the names begin with
+/// alike, up to an underscore, is left out. Empty where the description is anything else than one
+/// name for each value.
+inline std::vector<NamedValue> named_values(const Parameter& parameter) {
+  const auto to_whole = [](const std::string& text) {
+    int32_t number = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size() ? number : -1;
+  };
+  const int32_t min = to_whole(parameter.min);
+  const int32_t max = to_whole(parameter.max);
+  std::vector<NamedValue> values;
+  std::string_view rest = parameter.description;
+  bool more = min >= 0 && max > min && parameter.step == "1" && !rest.empty();
+  for (int32_t value = min; more; ++value) {
+    const size_t slash = rest.find('/');
+    values.push_back({detail::lower_case_name(trim(rest.substr(0, slash))), std::to_string(value)});
+    more = slash != std::string_view::npos;
+    if (values.back().name.empty() || more == (value == max))
+      return {};
+    rest.remove_prefix(more ? slash + 1 : 0);
+  }
+  if (values.empty())
+    return {};
+  const size_t common = detail::common_beginning(values);
+  for (NamedValue& value : values)
+    value.name.erase(0, common);
+  for (const NamedValue& value : values)
+    if (std::count_if(values.begin(), values.end(),
+                      [&](const NamedValue& other) { return other.name == value.name; }) != 1)
+      return {};
+  return values;
 }
 
 // ---- filters ----

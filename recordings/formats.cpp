@@ -6,9 +6,12 @@
 #include <fmt/format.h>
 
 #include "recordings/bag_reader.h"
+#include "recordings/matroska.h"
 #include "recordings/mcap.h"
 #include "recordings/message_sink.h"
 #include "recordings/message_source.h"
+#include "recordings/npy_array.h"
+#include "recordings/npz_archive.h"
 #include "recordings/pgm_image.h"
 #include "recordings/png_image.h"
 #include "recordings/raw_image.h"
@@ -41,6 +44,18 @@ constexpr Format table[] = {
      .read = decode_raw,
      .length = raw_length,
      .write = encode_raw},
+    {.extension = ".npy",
+     .title = ".npy",
+     .first_bytes = npy_first_bytes,
+     .read = sized<decode_npy>,
+     .open = open_npy,
+     .create = create_npy},
+    {.extension = ".npz", .title = ".npz", .first_bytes = npz_first_bytes, .open = open_npz},
+    {.extension = ".mkv",
+     .title = ".mkv",
+     .first_bytes = matroska_first_bytes,
+     .open = open_matroska,
+     .create = create_matroska},
     {.extension = ".mcap",
      .title = ".mcap",
      .first_bytes = mcap_first_bytes,

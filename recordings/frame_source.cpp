@@ -7,6 +7,7 @@
 #include "recordings/formats.h"
 #include "recordings/picture_source.h"
 #include "recordings/recording.h"
+#include "recordings/tum_folder.h"
 
 namespace recordings {
 namespace {
@@ -51,8 +52,9 @@ Result<std::unique_ptr<FrameSource>> open_source(const std::vector<fs::path>& in
                                                  const SourceOptions& options) {
   for (const fs::path& input : inputs) {
     const bool from_pipe = input == standard_stream;
+    const bool listed = !from_pipe && is_tum_folder(input);
     const Format* container = from_pipe ? nullptr : container_format(input);
-    if (!from_pipe && container == nullptr)
+    if (!from_pipe && !listed && container == nullptr)
       continue;
     if (inputs.size() > 1) {
       return Error{fmt::format("{} is a recording of its own: one at a time", input.string()),
@@ -60,6 +62,8 @@ Result<std::unique_ptr<FrameSource>> open_source(const std::vector<fs::path>& in
     }
     if (from_pipe)
       return open_standard_input(options);
+    if (listed)
+      return open_tum_folder(input, options);
     auto stream = open_byte_stream(input);
     if (!stream)
       return stream.error();

@@ -16,27 +16,38 @@ bool is_native(ByteOrder order) {
 
 } // namespace
 
+void to_native(std::span<uint16_t> pixels, ByteOrder order) {
+  if (!is_native(order))
+    for (uint16_t& pixel : pixels)
+      pixel = swapped(pixel);
+}
+
+void copy_from_bytes(std::span<uint16_t> pixels, std::span<const uint8_t> bytes, ByteOrder order) {
+  std::memcpy(pixels.data(), bytes.data(), bytes.size());
+  to_native(pixels, order);
+}
+
+void copy_to_bytes(std::span<uint8_t> bytes, std::span<const uint16_t> pixels, ByteOrder order) {
+  if (is_native(order)) {
+    std::memcpy(bytes.data(), pixels.data(), bytes.size());
+    return;
+  }
+  for (size_t i = 0; i < pixels.size(); ++i) {
+    const uint16_t pixel = swapped(pixels[i]);
+    std::memcpy(bytes.data() + 2 * i, &pixel, sizeof pixel);
+  }
+}
+
 Image image_of_bytes(FrameSize size, std::span<const uint8_t> bytes, ByteOrder order) {
   Image image{size, std::vector<uint16_t>(size.pixel_count())};
-  std::memcpy(image.pixels.data(), bytes.data(), bytes.size());
-  if (!is_native(order))
-    for (uint16_t& pixel : image.pixels)
-      pixel = swapped(pixel);
+  copy_from_bytes(image.pixels, bytes, order);
   return image;
 }
 
 void append_pixels(std::vector<uint8_t>& bytes, const Image& image, ByteOrder order) {
   const size_t begin = bytes.size();
   bytes.resize(begin + image.pixels.size() * sizeof(uint16_t));
-  uint8_t* const destination = bytes.data() + begin;
-  if (is_native(order)) {
-    std::memcpy(destination, image.pixels.data(), image.pixels.size() * sizeof(uint16_t));
-    return;
-  }
-  for (size_t i = 0; i < image.pixels.size(); ++i) {
-    const uint16_t pixel = swapped(image.pixels[i]);
-    std::memcpy(destination + 2 * i, &pixel, sizeof pixel);
-  }
+  copy_to_bytes(std::span(bytes).subspan(begin), image.pixels, order);
 }
 
 } // namespace recordings

@@ -9,6 +9,13 @@ namespace recordings {
 
 enum class ByteOrder { little, big };
 
+/// Makes numbers of pixels that were copied as they are.
+void to_native(std::span<uint16_t> pixels, ByteOrder order);
+
+/// `bytes` holds exactly `pixels`.
+void copy_from_bytes(std::span<uint16_t> pixels, std::span<const uint8_t> bytes, ByteOrder order);
+void copy_to_bytes(std::span<uint8_t> bytes, std::span<const uint16_t> pixels, ByteOrder order);
+
 /// `bytes` holds exactly the pixels of `size`, which is within the limits.
 Image image_of_bytes(FrameSize size, std::span<const uint8_t> bytes, ByteOrder order);
 

@@ -4,11 +4,12 @@
 #include <bit>
 #include <csetjmp>
 #include <cstring>
-#include <map>
 #include <new>
 
 #include <fmt/format.h>
 #include <png.h>
+
+#include "recordings/grey_png.h"
 
 namespace recordings {
 namespace {
@@ -95,8 +96,8 @@ bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_t
   if (setjmp(png_jmpbuf(writer.png)))
     return false;
   png_set_write_fn(writer.png, &writer, write_bytes, flush_nothing);
-  // Noisy depth gains little from the slower levels; flat colours do.
-  png_set_compression_level(writer.png, color_type == PNG_COLOR_TYPE_PALETTE ? 9 : 3);
+  // Noisy depth gains little from the slower levels, and pictures for people are to be made fast.
+  png_set_compression_level(writer.png, bit_depth == 16 ? 3 : 1);
   png_set_IHDR(writer.png, writer.info, size.width, size.height, bit_depth, color_type,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   if (color_type == PNG_COLOR_TYPE_PALETTE) {
@@ -144,21 +145,47 @@ struct IndexedImage {
   std::vector<png_color> palette;
 };
 
+/// Finds the index of a colour, in a hash table with four places for each.
+class ColorIndex {
+ public:
+  static constexpr size_t most_colors = 256;
+
+  /// Its place in the palette, where it is put if it is new; null where the palette is full.
+  std::optional<uint8_t> find_or_add(png_color color, std::vector<png_color>& palette) {
+    const uint32_t key = uint32_t{color.red} << 16 | uint32_t{color.green} << 8 | color.blue;
+    for (size_t place = key * 0x9e3779b1U >> 22;; place = (place + 1) % places_.size()) {
+      if (places_[place].key == key)
+        return places_[place].index;
+      if (places_[place].key != unused)
+        continue;
+      if (palette.size() == most_colors)
+        return std::nullopt;
+      places_[place] = {key, static_cast<uint8_t>(palette.size())};
+      palette.push_back(color);
+      return places_[place].index;
+    }
+  }
+
+ private:
+  static constexpr uint32_t unused = 0xffffffff; // no colour has its topmost byte
+  struct Place {
+    uint32_t key = unused;
+    uint8_t index = 0;
+  };
+  std::array<Place, 1024> places_{}; // ten bits of the product above
+};
+
 /// Null for a picture of too many colours.
 std::optional<IndexedImage> index_colors(const RgbImage& image) {
-  constexpr size_t most_colors = 256;
-  std::map<std::array<uint8_t, 3>, uint8_t> known;
+  ColorIndex known;
   IndexedImage result;
   result.indices.reserve(image.size.pixel_count());
   for (size_t i = 0; i + 2 < image.samples.size(); i += 3) {
-    const std::array color{image.samples[i], image.samples[i + 1], image.samples[i + 2]};
-    const auto [found, is_new] =
-        known.try_emplace(color, static_cast<uint8_t>(result.palette.size()));
-    if (is_new && result.palette.size() == most_colors)
+    const auto index = known.find_or_add(
+        {image.samples[i], image.samples[i + 1], image.samples[i + 2]}, result.palette);
+    if (!index)
       return std::nullopt;
-    if (is_new)
-      result.palette.push_back({color[0], color[1], color[2]});
-    result.indices.push_back(found->second);
+    result.indices.push_back(*index);
   }
   return result;
 }
@@ -184,6 +211,12 @@ Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size
 Result<Image> decode_png(std::span<const uint8_t> bytes) {
   if (!begins_with(bytes, png_first_bytes))
     return Error{"not a PNG"};
+  if (auto image = decode_grey_png(bytes))
+    return std::move(*image);
+  return decode_png_with_libpng(bytes);
+}
+
+Result<Image> decode_png_with_libpng(std::span<const uint8_t> bytes) {
   PngReader reader;
   reader.input = bytes;
   reader.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, on_error, on_warning);
@@ -221,6 +254,8 @@ Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
 }
 
 Result<std::vector<uint8_t>> encode_png(const Image& image) {
+  if (auto png = encode_grey_png(image))
+    return std::move(*png);
   return encode(image.size, reinterpret_cast<const uint8_t*>(image.pixels.data()),
                 size_t{image.size.width} * 2, 16, PNG_COLOR_TYPE_GRAY);
 }

@@ -120,6 +120,11 @@ class SceneRenderer {
     return encode();
   }
 
+  Image render_truth() {
+    draw_surfaces();
+    return encode();
+  }
+
  private:
   double* row(size_t y) { return disparity_.data() + y * width_; }
   double to_disparity(double depth) const {
@@ -355,6 +360,14 @@ CameraFacts scene_facts(const SceneSettings& settings) {
 
 Image render_scene(const SceneSettings& settings, uint32_t frame) {
   return SceneRenderer(settings, frame).render();
+}
+
+Image render_truth(const SceneSettings& settings, uint32_t frame) {
+  SceneSettings faultless = settings;
+  // An offset bounds what disparities can hold. Depth has no such bound.
+  if (settings.pixel_type == GX_PIXEL_DEPTH)
+    faultless.disparity_offset = 0;
+  return SceneRenderer(faultless, frame).render_truth();
 }
 
 } // namespace recordings

@@ -33,4 +33,8 @@ CameraFacts scene_facts(const SceneSettings& settings);
 /// Equal settings give equal frames on every machine: only correctly rounded arithmetic is used.
 Image render_scene(const SceneSettings& settings, uint32_t frame);
 
+/// The same frame as a camera without any fault would see it: every surface, also where the second
+/// camera of a stereo pair can't look. The camera's facts are the scene's.
+Image render_truth(const SceneSettings& settings, uint32_t frame);
+
 } // namespace recordings

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# bench.sh [--quick]
+# bench.sh [--quick | --recordings]
 # Builds the release preset, measures all filters and kernels beside memcpy, naive scalar forms and
 # (where Debian's OpenCV can be had) OpenCV, and writes the tables into docs/performance.md. Leave the
-# machine alone meanwhile. With --quick: one short round, written to build/release/performance.md.
+# machine alone meanwhile. With --quick: one short round, written to build/release/performance.md. With
+# --recordings: only gxfilter beside a Python script.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
@@ -14,6 +15,8 @@ document=docs/performance.md
 measure=(--benchmark_repetitions=5 --benchmark_min_time=0.04
   --benchmark_enable_random_interleaving=true)
 frames=10000
+recorded_frames=1000
+filters=true
 case "${1:-}" in
 "") ;;
 --quick)
@@ -22,9 +25,11 @@ case "${1:-}" in
   document=build/release/performance.md
   measure=(--benchmark_min_time=0.01)
   frames=500
+  recorded_frames=50
   ;;
+--recordings) filters=false ;;
 *)
-  sed -n '2,5s/^# //p' "$0" >&2
+  sed -n '2,6s/^# //p' "$0" >&2
   exit 2
   ;;
 esac
@@ -35,7 +40,7 @@ scripts/install_packages.sh "${bench_packages[@]}" ||
 
 cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DFILTER_PROCESSOR_BENCH=ON
 cmake --build --preset release --target filter_processor_bench filter_processor_bench_report \
-  filter_processor_soak
+  filter_processor_soak FilterProcessor gxfilter
 bin=build/release/bin
 results=build/release/bench.json
 
@@ -49,16 +54,32 @@ replace() {
   cat "$2.document" >"$document"
 }
 
-echo "Measuring (some minutes) ..."
-"$bin/filter_processor_bench" "${measure[@]}" --benchmark_out="$results" \
-  --benchmark_out_format=json >build/release/bench.log 2>&1 || {
-  tail build/release/bench.log >&2
-  exit 1
+measure_filters() {
+  echo "Measuring (some minutes) ..."
+  "$bin/filter_processor_bench" "${measure[@]}" --benchmark_out="$results" \
+    --benchmark_out_format=json >build/release/bench.log 2>&1 || {
+    tail build/release/bench.log >&2
+    exit 1
+  }
+  "$bin/filter_processor_bench_report" "$results" >build/release/bench.table
+  echo "Running $frames frames through each filter ..."
+  "$bin/filter_processor_soak" "$frames" >build/release/soak.table
+  replace bench build/release/bench.table
+  replace soak build/release/soak.table
+  echo "All results: $(realpath "$results")"
 }
-"$bin/filter_processor_bench_report" "$results" >build/release/bench.table
-echo "Running $frames frames through each filter ..."
-"$bin/filter_processor_soak" "$frames" >build/release/soak.table
-replace bench build/release/bench.table
-replace soak build/release/soak.table
+
+measure_recordings() {
+  if ! /usr/bin/python3 -c 'import cv2' 2>/dev/null; then
+    echo "Python's OpenCV can't be had: nothing to compare recordings with."
+    return
+  fi
+  echo "Filtering recordings ..."
+  /usr/bin/python3 bench/recordings_bench.py "$bin/gxfilter" build/release/bench_recordings \
+    "$recorded_frames" >build/release/recordings.table
+  replace recordings build/release/recordings.table
+}
+
+if "$filters"; then measure_filters; fi
+measure_recordings
 echo "Tables: $(realpath "$document")"
-echo "All results: $(realpath "$results")"

@@ -32,9 +32,8 @@ else
 fi
 
 echo
-echo "Depth frames: speckles removed, blended over time, smoothed, holes filled from the nearest"
-"$gxfilter" run --filter NoiseRemovalFilter --filter TemporalFilter --filter SpatialFastFilter \
-  --filter HoleFillingFilter:hole_filling_mode=1 --preview "${depth[@]}" --out "$out/depth"
+echo "Depth frames: smoothed, flying pixels removed, small holes closed (preset small_holes)"
+"$gxfilter" run --preset small_holes --preview "${depth[@]}" --out "$out/depth"
 
 echo
 echo "A generated disparity sequence: converted to depth"
@@ -44,5 +43,5 @@ echo "A generated disparity sequence: converted to depth"
 
 echo
 echo "Pictures of before and after:"
-echo "  $(realpath "$out")/depth/*_preview.png"
-echo "  $(realpath "$out")/converted/*_preview.png"
+echo "  $(realpath "$out")/depth/previews/*_preview.png"
+echo "  $(realpath "$out")/converted/previews/*_preview.png"

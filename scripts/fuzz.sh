@@ -10,7 +10,7 @@ source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}"
 
 seconds=${1:-60}
-targets=(exports record readers messages)
+targets=(exports record readers containers messages)
 build=build/fuzz
 
 cmake --preset fuzz
@@ -35,7 +35,7 @@ done
 wait
 
 findings=0
-printf '\n%-8s %12s %8s  %s\n' target executions seconds findings
+printf '\n%-10s %12s %8s  %s\n' target executions seconds findings
 for target in "${targets[@]}"; do
   log=$build/logs/$target.log
   result=none
@@ -45,6 +45,6 @@ for target in "${targets[@]}"; do
   fi
   executions=$(awk '/stat::number_of_executed_units/ { print $2 }' "$log")
   took=$(awk '/^Done .* runs in/ { print $5 }' "$log")
-  printf '%-8s %12s %8s  %s\n' "$target" "${executions:--}" "${took:--}" "$result"
+  printf '%-10s %12s %8s  %s\n' "$target" "${executions:--}" "${took:--}" "$result"
 done
 exit "$findings"

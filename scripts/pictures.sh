@@ -26,14 +26,13 @@ picture() {
   shift
   rm -rf "$work/filtered"
   "$gxfilter" run --preview "$work/scene" --out "$work/filtered" "$@" >/dev/null
-  local previews=("$work"/filtered/*_preview.png)
+  local previews=("$work"/filtered/previews/*_preview.png)
   cp "${previews[-1]}" "$out/$name.png"
   echo "$out/$name.png"
 }
 
 scene 1 --size 320x240
-picture before_after --filter NoiseRemovalFilter:max_size=400,min_diff=60 --filter SpatialModerateFilter \
-  --filter HoleFillingFilter:hole_filling_mode=2
+picture before_after --preset segmentation
 
 scene 1 --size 320x240 --pixel-type disparity
 picture DisparityTransform --filter DisparityTransform:max_depth=3000
@@ -51,9 +50,9 @@ picture DepthResize --filter \
 
 holes=(--crop 160x120+150+290 --filter)
 scene 1 --size 640x480 --holes 60 --speckles 0 --noise 0.02
-picture HoleFillingFilter_top "${holes[@]}" HoleFillingFilter:hole_filling_mode=0
-picture HoleFillingFilter_nearest "${holes[@]}" HoleFillingFilter:hole_filling_mode=1
-picture HoleFillingFilter_farthest "${holes[@]}" HoleFillingFilter:hole_filling_mode=2
+picture HoleFillingFilter_top "${holes[@]}" HoleFillingFilter:hole_filling_mode=top
+picture HoleFillingFilter_nearest "${holes[@]}" HoleFillingFilter:hole_filling_mode=nearest
+picture HoleFillingFilter_farthest "${holes[@]}" HoleFillingFilter:hole_filling_mode=farest
 
 wall=(--crop 160x120+240+180 --filter)
 scene 1 --size 640x480 --noise 0.25 --holes 20

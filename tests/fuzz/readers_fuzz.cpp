@@ -142,16 +142,16 @@ void check_request(const Result<FilterRequest>& request,
   if (!request)
     return check_error(request.error());
   require(request->record.empty() || request->values.empty(), "parameters or a record");
-  const auto values = complete_values(*request, schema);
+  const auto values = complete_values(*request, schema, Ranges::checked);
   if (!values)
     return check_error(values.error());
   require(values->size() == schema.size(), "a value for each parameter");
   for (const auto& [key, value] : request->values) {
     const gexton::Parameter* parameter = find_parameter(schema, key);
     require(parameter != nullptr &&
-                (*values)[static_cast<size_t>(parameter - schema.data())] == value,
+                same_value(*parameter, (*values)[static_cast<size_t>(parameter - schema.data())],
+                           value),
             "each value is at its parameter's place");
-    (void)doubt_about(*parameter, value);
   }
 }
 
@@ -167,7 +167,8 @@ void read_schema(std::string text) {
                 again[0].description == parameter.description,
             "a line reads the same alone");
     require(find_parameter(schema, parameter.name)->name == parameter.name, "names are found");
-    (void)doubt_about(parameter, parameter.default_value);
+    for (const auto& [name, value] : named_values(parameter))
+      require(same_value(parameter, name, value), "a name stands for its value");
   }
   check_request(parse_filter_request(request), schema);
 }
@@ -190,10 +191,10 @@ void read_filter_request(std::string text) {
 }
 
 void read_chain_text(std::string text) {
-  const auto chain = parse_chain(text);
-  if (!chain)
-    return check_error(chain.error());
-  for (const FilterRequest& request : *chain)
+  const auto preset = parse_preset(text);
+  if (!preset)
+    return check_error(preset.error());
+  for (const FilterRequest& request : preset->chain)
     check_request(request, {});
 }
 

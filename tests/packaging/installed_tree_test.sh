@@ -33,4 +33,5 @@ grep -q '^before: ' "$work/by_cmake"
 grep -q '^after:  ' "$work/by_cmake"
 if [ -x "$prefix/bin/gxfilter" ]; then
   "$prefix/bin/gxfilter" list | grep -q HoleFillingFilter
+  "$prefix/bin/gxfilter" presets | grep -q '^robot '
 fi

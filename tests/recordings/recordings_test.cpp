@@ -222,6 +222,23 @@ TEST(Scene, AgreesInDepthAndDisparity) {
       expect_agreement(pack_mode, offset);
 }
 
+TEST(Scene, HasATruthWithoutFaults) {
+  const SceneSettings faulty{.size = {320, 200}, .streaks = 0.2, .phantoms = 3, .inset = 5};
+  const SceneSettings clean{.size = {320, 200}, .noise = 0, .holes = 0, .speckles = 0, .bleed = 0};
+  const Image truth = render_truth(faulty, 3);
+  const Image scene = render_scene(clean, 3);
+  EXPECT_EQ(std::ranges::count(truth.pixels, uint16_t{0}), 0) << "nothing is hidden";
+  size_t gaps = 0;
+  for (size_t i = 0; i < truth.pixels.size(); ++i) {
+    gaps += scene.pixels[i] == 0 ? 1U : 0U;
+    EXPECT_TRUE(scene.pixels[i] == 0 || scene.pixels[i] == truth.pixels[i]) << i;
+  }
+  EXPECT_GT(gaps, 0U);
+  SceneSettings offset = faulty;
+  offset.disparity_offset = 9;
+  EXPECT_EQ(render_truth(offset, 3), truth) << "depth beyond the offset too";
+}
+
 /// Runs of one value that the frame without faults does not have there.
 size_t longest_new_run(const Image& image, const Image& base) {
   size_t longest = 0;

@@ -2,7 +2,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
+
+#include <nlohmann/json.hpp>
 
 #include "outcome.h"
 #include "recordings/image_file.h"
@@ -110,6 +113,85 @@ TEST_F(GxfilterProgram, RunsChainsInOrder) {
   EXPECT_NE(picture("once/frame_0000.png"), picture("first/frame_0000.png"));
 }
 
+TEST_F(GxfilterProgram, TakesNamesOfModes) {
+  ASSERT_EQ(run("synth --out scene --size 320x240 --holes 80 --frames 1").status, 0);
+  save("chain.json",
+       R"([{"filter": "HoleFillingFilter", "params": {"hole_filling_mode": "farest"}}])");
+  ASSERT_EQ(run("run scene --filter HoleFillingFilter:hole_filling_mode=2 --out number").status, 0);
+  ASSERT_EQ(run("run scene --filter HoleFillingFilter:hole_filling_mode=farest --out name").status,
+            0);
+  ASSERT_EQ(run("run scene --chain chain.json --out chain").status, 0);
+  EXPECT_EQ(picture("name/frame_0000.png"), picture("number/frame_0000.png"));
+  EXPECT_EQ(picture("chain/frame_0000.png"), picture("number/frame_0000.png"));
+  EXPECT_PRED2(says, run("describe HoleFillingFilter").out, "0 top, 1 nearest, 2 farest");
+}
+
+TEST_F(GxfilterProgram, ScoresWhatPresetsMakeOfScenes) {
+  ASSERT_EQ(run("synth --out scene --truth --size 320x240 --frames 2").status, 0);
+  const auto score = [&](const std::string& arguments) {
+    const Outcome outcome = run("score " + arguments + " --json");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return nlohmann::json::parse(outcome.out, nullptr, false);
+  };
+  EXPECT_EQ(score("scene/truth scene/truth")["rms_error_mm"], 0);
+  const auto before = score("scene scene/truth");
+  const auto presets = nlohmann::json::parse(run("presets --json").out, nullptr, false);
+  // What each of them promises, and whether more of it is better.
+  const std::map<std::string, std::pair<const char*, bool>> promises{
+      {"light", {"median_error_mm", false}},
+      {"robot", {"too_near_percent", false}},
+      {"scan", {"rms_error_mm", false}},
+      {"segmentation", {"completeness_percent", true}},
+      {"small_holes", {"completeness_percent", true}},
+      {"still", {"median_error_mm", false}}};
+  EXPECT_EQ(presets.size(), promises.size());
+  for (const auto& preset : presets) {
+    const auto name = preset["name"].get<std::string>();
+    SCOPED_TRACE(name);
+    EXPECT_PRED2(says, run("presets " + name).out, preset["when_not"].get<std::string>());
+    ASSERT_EQ(run("run scene --preset " + name + " --out " + name).status, 0);
+    const auto& [figure, more] = promises.at(name);
+    const double change = score(name + " scene/truth --input scene")[figure].get<double>() -
+                          before[figure].get<double>();
+    EXPECT_GT(more ? change : -change, 0) << figure;
+  }
+  expect_end(run("run scene --preset nosuch --out x"), 2, {"nosuch", "robot", "scan"});
+  const std::pair<const char*, const char*> mistakes[] = {
+      {"scan/frame_0000.png scene/truth", "frame_0001 of scene/truth"},
+      {"codes codes", "disparity"},
+      {"small scene/truth", "64x48"}};
+  EXPECT_EQ(run("synth --out codes --size 64x48 --frames 2 --pixel-type disparity").status, 0);
+  EXPECT_EQ(run("synth --out small --size 64x48 --frames 2").status, 0);
+  for (const auto& [arguments, message] : mistakes)
+    EXPECT_PRED2(says, run(std::string("score ") + arguments).err, message);
+  // In halves of a millimetre and told so, the truth is the same.
+  ASSERT_EQ(run("synth --out fine --truth --size 320x240 --frames 2 --depth-unit 0.5").status, 0);
+  EXPECT_LT(score("fine/truth scene/truth")["rms_error_mm"], 1);
+  EXPECT_GT(score("fine/truth scene/truth --depth-unit 1")["rms_error_mm"], 1000);
+}
+
+TEST_F(GxfilterProgram, SaysWhyAFilterDidNothing) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 2").status, 0);
+  const std::pair<const char*, const char*> cases[] = {
+      {"DisparityTransform",
+       "2 frames: it acts on disparity (it got 64x48 depth, 1 mm a unit; max_"},
+      {"HardwareD2DCorrectionFilter", "it acts on depth with a disparity offset"},
+      {"SpatialModerateFilter:radius=1 --unchecked", "no generated frame either"},
+  };
+  for (const auto& [filter, message] : cases) {
+    expect_end(run(std::string("run scene --overwrite --out results --filter ") + filter), 0,
+               {message});
+  }
+  expect_end(run("run scene/frame_0000.png --out one --filter TemporalFilter"), 0,
+             {"with frame 2 of"});
+  expect_end(run("run one --out full --filter HoleFillingFilter --filter HoleFillingFilter"), 0,
+             {"found nothing"});
+  expect_end(run("run scene --out resized --filter DepthResize"), 4,
+             {"it got 64x48 depth", "dst_width=1280"});
+  const Outcome busy = run("run scene --out busy --filter NoiseRemovalFilter");
+  EXPECT_FALSE(says(busy.err, "changed nothing")) << busy.err;
+}
+
 TEST_F(GxfilterProgram, RefusesBadRequestsBeforeReadingAnyFrame) {
   ASSERT_EQ(run("synth --out scene --size 64x48 --frames 1").status, 0);
   save("chain.json", R"([{"filter": "HoleFillingFilter", "params": {"mode": 1}}])");
@@ -117,6 +199,8 @@ TEST_F(GxfilterProgram, RefusesBadRequestsBeforeReadingAnyFrame) {
       {"--filter NoSuchFilter", "NoSuchFilter"},
       {"--filter HoleFillingFilter:mode=1", "hole_filling_mode, integer, 0, 2"},
       {"--filter HoleFillingFilter:hole_filling_mode=3", "hole_filling_mode, integer, 0, 2"},
+      {"--filter HoleFillingFilter:hole_filling_mode=3abc",
+       "HoleFillingFilter: hole_filling_mode=3abc"},
       {"--filter HoleFillingFilter --filter HoleFillingFilter:x", "key=value"},
       {"--chain chain.json", "hole_filling_mode, integer, 0, 2"},
       {"--chain missing.json", "missing.json"},
@@ -354,15 +438,16 @@ TEST_F(GxfilterWithProbe, ConfiguresEachKindOfFilterInItsWay) {
 }
 
 TEST_F(GxfilterWithProbe, QuotesOnlyTheRejectedParameter) {
-  const Outcome outcome = probe("recording --filter ProbeFilter:first=1,second=6");
-  expect_end(outcome, 2, {"second , float,-5, 5, 1, 3, x"});
-  EXPECT_FALSE(says(outcome.err, "first,integer")) << outcome.err;
-  EXPECT_EQ(count_files("results"), 0U);
-}
-
-TEST_F(GxfilterWithProbe, HintsAtValuesThatFiltersTakeSilently) {
-  expect_end(probe("recording --filter ProbeFilter:first=101,second=abc"), 0,
-             {"101 is outside 0 to 100", "'abc' is not a number"});
+  for (const char* arguments : {"second=6", "second=abc", "second=6 --unchecked"}) {
+    const Outcome outcome =
+        probe(std::string("recording --filter ProbeFilter:first=1,") + arguments);
+    expect_end(outcome, 2, {"second , float,-5, 5, 1, 3, x"});
+    EXPECT_EQ(says(outcome.err, "probe::update"), says(arguments, "unchecked")) << outcome.err;
+    EXPECT_FALSE(says(outcome.err, "first,integer")) << outcome.err;
+    EXPECT_EQ(count_files("results"), 0U);
+  }
+  EXPECT_EQ(probe("recording --filter ProbeFilter:first=101 --unchecked").status, 0);
+  EXPECT_EQ(probe("recording --filter ProbeFilter:first=1x --unchecked").status, 2);
 }
 
 TEST_F(GxfilterWithProbe, StopsWhereAFilterFails) {

@@ -10,8 +10,11 @@
 #include "gxfilter/canvas.h"
 #include "gxfilter/filter_chain.h"
 #include "gxfilter/ordered_pipeline.h"
+#include "gxfilter/presets.h"
 #include "gxfilter/preview.h"
+#include "gxfilter/score.h"
 #include "gxfilter/statistics.h"
+#include "outcome.h"
 
 namespace gxfilter {
 namespace {
@@ -37,15 +40,51 @@ TEST(Schema, ReadsIrregularSpacingAndCommasInDescriptions) {
   EXPECT_TRUE(gexton::parse_schema(" \n\n").empty());
 }
 
-TEST(Schema, DoubtsWhatIsNoNumberOrOutOfRange) {
-  const auto schema =
-      gexton::parse_schema("a, float, 0.1, 1, 0.01, 0.5, x\nb, integer, -4, 4, 1, 0, y");
-  EXPECT_EQ(doubt_about(schema[0], "0.1"), "");
-  EXPECT_EQ(doubt_about(schema[1], "-4"), "");
-  EXPECT_NE(doubt_about(schema[0], "1.01"), "");
-  EXPECT_NE(doubt_about(schema[1], "-5"), "");
-  EXPECT_NE(doubt_about(schema[1], "2x"), "");
-  EXPECT_NE(doubt_about(schema[1], ""), "");
+TEST(Schema, NamesTheValuesThatADescriptionLists) {
+  const auto names = [](const std::string& line) {
+    std::string text;
+    for (const auto& [name, value] : named_values(gexton::parse_schema(line).at(0)))
+      text += name + value + " ";
+    return text;
+  };
+  EXPECT_EQ(names("m, integer, 0, 2, 1, 0, GX_MODE_TOP/GX_MODE_NEAR/GX_MODE_FAR2"),
+            "top0 near1 far22 ");
+  EXPECT_EQ(names("m, integer, 3, 4, 1, 3, a_on / b_on"), "a_on3 b_on4 ");
+  EXPECT_EQ(names("m, integer, 0, 1, 1, 0, MODE_A/MODE_A_B"), "a0 a_b1 ");
+  EXPECT_EQ(names("m, integer, 0, 1, 1, 0, ROI_/ROI_B"), "roi_0 roi_b1 ") << "none is left empty";
+  for (const char* other :
+       {"0, 2, 1, 0, A_TOP/A_NEAR", "0, 1, 1, 0, A_TOP/A_NEAR/A_FAR", "0, 2, 1, 0, ",
+        "0, 1, 1, 0, on / off switch", "0, 1, 1, 0, X/x", "0, 2, 2, 0, A/B", "-1, 0, 1, 0, A/B",
+        "0, 1, 1, 0, 1/2", "a, 1, 1, 0, A/B", "0, 0, 1, 0, A", ", , , , A/B"})
+    EXPECT_EQ(names(std::string("m, integer, ") + other), "") << other;
+}
+
+TEST(Schema, ChecksTextsAsFiltersReadThem) {
+  const auto schema = gexton::parse_schema(
+      "real, float, 0.1, 1, 0.01, 0.5, x\nwhole, integer, -4, 2, 1, 0, y\n"
+      "free, uint32_t\ntext, string, 0, 1\nmode, integer, 0, 1, 1, 0, M_A/M_B");
+  const auto check = [&](const char* name, const char* text, Ranges ranges = Ranges::checked) {
+    const auto value = value_text(*find_parameter(schema, name), text, ranges);
+    return value ? *value : value.error().message;
+  };
+  const std::pair<const char*, const char*> kept[] = {
+      {"real", "0.1"},   {"real", "1e-1"}, {"real", "+.5"}, {"real", "0.099999999999"},
+      {"whole", " +2 "}, {"whole", "-4"},  {"free", "-9"},  {"text", "3abc"},
+      {"mode", "1"}};
+  for (const auto& [name, text] : kept)
+    EXPECT_EQ(check(name, text), text);
+  EXPECT_EQ(check("mode", "b"), "1");
+  const std::pair<const char*, const char*> refused[] = {
+      {"real", ""},       {"real", "nan"},  {"real", "inf"},  {"real", "0x1p-1"}, {"real", "1,5"},
+      {"real", "1.01"},   {"real", "1e39"}, {"real", "++1"},  {"real", "+-1"},    {"whole", "2x"},
+      {"whole", "1.0"},   {"whole", "1e0"}, {"whole", "0x1"}, {"whole", "-5"},    {"whole", "3"},
+      {"free", "inside"}, {"mode", "M_B"},  {"mode", "c"}};
+  for (const auto& [name, text] : refused)
+    EXPECT_PRED2(test::says, check(name, text), std::string(name) + "=" + text + ": ");
+  EXPECT_EQ(check("whole", "3"), "whole=3: out of range; allowed is -4 to 2");
+  EXPECT_EQ(check("mode", "c"), "mode=c: not a whole number; allowed is 0 to 1 or a, b");
+  EXPECT_EQ(check("whole", "3", Ranges::left_to_the_filter), "3");
+  EXPECT_NE(check("whole", "x", Ranges::left_to_the_filter), "x");
 }
 
 TEST(FilterRequests, TakeNamesValuesAndRecords) {
@@ -63,18 +102,66 @@ TEST(FilterRequests, TakeNamesValuesAndRecords) {
 }
 
 TEST(FilterRequests, ComeFromChainFiles) {
-  const auto chain = parse_chain(R"([{"filter": "A", "params": {"x": 3, "y": "z", "on": true}},
+  const auto preset = parse_preset(R"([{"filter": "A", "params": {"x": 3, "y": "z", "on": true}},
                                      {"filter": "B"}, {"filter": "C", "record": "r"}])");
-  ASSERT_TRUE(chain) << chain.error().message;
-  ASSERT_EQ(chain->size(), 3U);
-  EXPECT_EQ((*chain)[0].values,
+  ASSERT_TRUE(preset) << preset.error().message;
+  ASSERT_EQ(preset->chain.size(), 3U);
+  EXPECT_EQ(preset->chain[0].values,
             (std::map<std::string, std::string>{{"on", "1"}, {"x", "3"}, {"y", "z"}}));
-  EXPECT_EQ((*chain)[2].record, "r");
+  EXPECT_EQ(preset->chain[2].record, "r");
+  const auto told =
+      parse_preset(R"({"description": "d", "when_not": "w", "chain": [{"filter": "A"}]})");
+  ASSERT_TRUE(told) << told.error().message;
+  EXPECT_EQ(told->description + told->when_not + told->chain.at(0).name, "dwA");
   for (const char* json :
        {"", "{}", "[3]", "[{}]", R"([{"filter": 3}])", "[", R"([{"filter": "A", "params": [1]}])",
         R"([{"filter": "A", "x": 1}])", R"([{"filter": "A", "params": {"x": null}}])",
-        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])"})
-    EXPECT_FALSE(parse_chain(json)) << json;
+        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])", R"({"chain": {}})",
+        R"({"chain": [], "x": 1})", R"({"chain": [], "when_not": 1})"})
+    EXPECT_FALSE(parse_preset(json)) << json;
+}
+
+TEST(FilterRequests, AreDescribedByWhatDiffersFromTheDefaults) {
+  const auto schema =
+      gexton::parse_schema("m, integer, 0, 1, 1, 0, M_A/M_B\nb, float, 0, 1, 1, 0.5, x");
+  const auto describe = [&](const char* text) {
+    return describe_request(*parse_filter_request(text), schema);
+  };
+  EXPECT_EQ(describe("F:m=a,b=.50"), "F");
+  EXPECT_EQ(describe("F:b=0.25,m=b"), "F m=b, b=0.25");
+  EXPECT_EQ(describe("F:@some/record"), "F @record");
+}
+
+TEST(Presets, AreFoundByNameOrTellWhereTheyAreNot) {
+  EXPECT_PRED2(test::says, read_presets({"/no/such", "/nor/this"}).error().message,
+               "/no/such or /nor/this");
+  const auto missing = find_preset({{"a", {}}, {"b", {}}}, "c");
+  EXPECT_PRED2(test::says, missing.error().message, "a, b");
+  EXPECT_EQ(missing.error().kind, ErrorKind::request);
+}
+
+TEST(Scores, CountByHand) {
+  // Truth in millimetres, the rest in halves of them. The limit is 50 mm, from 1000 mm on 5 %.
+  const Image truth{{8, 1}, {1000, 1000, 1000, 1000, 1000, 0, 2000, 0}};
+  const Image result{{8, 1}, {2000, 2010, 1880, 0, 0, 700, 4200, 0}};
+  const Image input{{8, 1}, {2000, 2000, 0, 2100, 2102, 700, 0, 0}};
+  Score with_input({});
+  ASSERT_FALSE(with_input.add({result, 0.5}, {truth, 1}, nullptr));
+  EXPECT_EQ(with_input.losable, 6U);
+  EXPECT_EQ(with_input.lost, 2U);
+  Score score({});
+  const DepthView given{input, 0.5};
+  ASSERT_FALSE(score.add({result, 0.5}, {truth, 1}, &given));
+  EXPECT_EQ((std::array{score.pixels, score.truth_valid, score.compared, score.outliers,
+                        score.too_near, score.invented, score.losable, score.lost}),
+            (std::array<uint64_t, 8>{8, 6, 4, 1, 1, 1, 3, 1}));
+  // Errors 0, 5, 60 and 100, which is 5 % of 2000 and not beyond it.
+  EXPECT_DOUBLE_EQ(score.root_mean_square_error(), std::sqrt((25 + 3600 + 10000) / 4.0));
+  EXPECT_DOUBLE_EQ(score.median_error(), 5);
+  EXPECT_EQ(Score({}).median_error(), 0);
+  const auto failure = score.add({result, 1}, {{{4, 2}, truth.pixels}, 1}, nullptr);
+  ASSERT_TRUE(failure);
+  EXPECT_PRED2(test::says, failure->message, "4x2");
 }
 
 std::vector<uint8_t> color_at(const RgbImage& picture, uint32_t x, uint32_t y) {
@@ -117,20 +204,53 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   // Pixel 300 of the ramp has the value of the whole right panel.
   EXPECT_EQ(color_at(picture, 20 + 300, 100), color_at(picture, 20 + 512 + 24 + 50, 100));
   EXPECT_EQ(color_at(picture, 20 + 512 + 24 + 10, 42 + 10), std::vector<uint8_t>(3)) << "no data";
-  std::string ink; // in the columns below the panels
-  for (uint32_t x = 0; x < picture.size.width; ++x) {
-    bool inked = false;
-    for (uint32_t y = 42 + 512 + 5; y < picture.size.height; ++y)
-      inked |= color_at(picture, x, y) != color_at(picture, 0, 0);
-    ink += inked ? '#' : ' ';
-  }
-  EXPECT_TRUE(std::regex_match(ink, std::regex(" *#\\S.*?\\S {30,40}\\S.*?\\S {30,40}\\S.*")))
-      << ink;
   FrameView codes = ramp;
   codes.pixel_type = GX_PIXEL_DISPARITY;
   const RgbImage both = PreviewPainter("").paint(codes, ramp, "");
-  EXPECT_GT(both.size.width, picture.size.width) << "codes and millimetres need a legend each";
-  EXPECT_NE(color_at(both, 20 + 512 + 20, 300), color_at(both, 0, 0));
+  EXPECT_NE(color_at(both, 20 + 512 + 20, 300), color_at(both, 0, 0)) << "a legend each";
+  const RgbImage longer = PreviewPainter(std::string(200, 'x')).paint(ramp, part, "title");
+  EXPECT_GT(longer.size.height, picture.size.height) << "the caption is wrapped";
+  EXPECT_GT(picture.size.height, PreviewPainter("").paint(ramp, part, "title").size.height);
+}
+
+TEST(Preview, ShowsWhatWasRemovedAddedAndMoved) {
+  FrameView before{{{512, 512}, std::vector<uint16_t>(size_t{512} * 512, 1000)}, GX_PIXEL_DEPTH, 2};
+  FrameView after = before;
+  for (size_t x = 0; x < 4; ++x)
+    (x % 2 == 0 ? after : before).image.pixels[x] = 0;
+  for (size_t i = 512; i < size_t{512} * 21; ++i) // of these, 95 % move by 10 mm
+    after.image.pixels[i] = i % 512 < 488 ? 1005 : 1300;
+  before.image.pixels[4] = after.image.pixels[4] = 0;
+  const auto difference = difference_of(before, after);
+  ASSERT_TRUE(difference);
+  EXPECT_EQ(difference->removed, 2U);
+  EXPECT_EQ(difference->added, 2U);
+  EXPECT_EQ(difference->typical_move, 10);
+  const RgbImage picture = PreviewPainter("").paint(before, after, "");
+  const uint32_t left = 2 * (20 + 512 + 24) - 20 + 100;
+  const auto shown = [&](uint32_t x, uint32_t y) { return color_at(picture, left + x, 42 + y); };
+  EXPECT_EQ(shown(4, 0), std::vector<uint8_t>(3)) << "no data before and after";
+  EXPECT_EQ(shown(0, 0), shown(2, 0));
+  EXPECT_EQ(shown(1, 0), shown(3, 0));
+  EXPECT_GT(shown(0, 0)[0], shown(0, 0)[2]) << "removed is orange";
+  EXPECT_LT(shown(1, 0)[0], shown(1, 0)[2]) << "added is blue";
+  EXPECT_EQ(shown(0, 1), std::vector<uint8_t>(3, 255)) << "the typical move is the brightest";
+  EXPECT_EQ(shown(500, 1), shown(0, 1));
+  EXPECT_LT(shown(0, 30)[0], 80) << "what stayed is dark";
+  after.value_scale = 1;
+  EXPECT_FALSE(difference_of(before, after));
+  after = before;
+  after.image.size = {256, 1024};
+  EXPECT_FALSE(difference_of(before, after));
+}
+
+TEST(Preview, WrapsItsCaption) {
+  using Lines = std::vector<std::string>;
+  EXPECT_EQ(wrapped("one two three", 20, 3), Lines{"one two three"});
+  EXPECT_EQ(wrapped("one two three", 7, 3), (Lines{"one two", "three"}));
+  EXPECT_EQ(wrapped("one two three", 8, 1), Lines{"one t..."});
+  EXPECT_EQ(wrapped("abcdefghij", 4, 9), (Lines{"abcd", "efgh", "ij"}));
+  EXPECT_TRUE(wrapped("", 4, 2).empty());
 }
 
 TEST(Preview, ShowsAPartOfTheFrame) {

@@ -20,7 +20,9 @@ Action add_list_options(CLI::App& command);
 Action add_describe_options(CLI::App& command);
 Action add_info_options(CLI::App& command);
 Action add_run_options(CLI::App& command);
+Action add_presets_options(CLI::App& command);
 Action add_synth_options(CLI::App& command);
+Action add_score_options(CLI::App& command);
 Action add_validate_options(CLI::App& command);
 
 struct Command {
@@ -35,7 +37,9 @@ inline constexpr Command commands[] = {
     {"describe", "Show a filter's parameters", add_describe_options},
     {"info", "Say what is in a recording", add_info_options},
     {"run", "Filter one file or a recording", add_run_options},
+    {"presets", "List chains that come with the program, or show one", add_presets_options},
     {"synth", "Write a generated recording and camera.json", add_synth_options},
+    {"score", "Compare a filtered recording with the truth", add_score_options},
     {"validate", "Check that a plug-in does what hosts rely on", add_validate_options},
 };
 

@@ -35,6 +35,14 @@ constexpr Column columns[] = {
     {"description", &gexton::Parameter::description},
 };
 
+/// "0 top, 1 nearest, 2 farest", or empty.
+std::string names_of_values(const gexton::Parameter& parameter) {
+  std::string names;
+  for (const auto& [name, value] : named_values(parameter))
+    names += fmt::format("{}{} {}", names.empty() ? "" : ", ", value, name);
+  return names;
+}
+
 void print_table(const std::vector<gexton::Parameter>& schema) {
   std::string title_line;
   std::vector<std::string> lines(schema.size());
@@ -49,6 +57,9 @@ void print_table(const std::vector<gexton::Parameter>& schema) {
   fmt::print("{}\n", title_line.substr(0, title_line.find_last_not_of(' ') + 1));
   for (const std::string& line : lines)
     fmt::print("{}\n", line.substr(0, line.find_last_not_of(' ') + 1));
+  for (const gexton::Parameter& parameter : schema)
+    if (const std::string names = names_of_values(parameter); !names.empty())
+      fmt::print("{} may be given by name: {}\n", parameter.name, names);
 }
 
 void print_json(const std::string& name, const std::vector<gexton::Parameter>& schema) {
@@ -57,6 +68,9 @@ void print_json(const std::string& name, const std::vector<gexton::Parameter>& s
     nlohmann::ordered_json entry;
     for (const Column& column : columns)
       entry[column.title] = parameter.*column.field;
+    entry["names"] = nlohmann::ordered_json::object();
+    for (const auto& [value_name, value] : named_values(parameter))
+      entry["names"][value_name] = value;
     parameters.push_back(std::move(entry));
   }
   const nlohmann::ordered_json result{{"filter", name}, {"parameters", std::move(parameters)}};

@@ -1,7 +1,5 @@
 #include "gxfilter/filter_chain.h"
 
-#include <charconv>
-
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -13,15 +11,6 @@ using namespace hosting;
 using namespace recordings;
 
 namespace {
-
-std::optional<double> to_number(std::string_view text) {
-  text = gexton::trim(text);
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc{} || end != text.data() + text.size())
-    return std::nullopt;
-  return number;
-}
 
 Error usage_error(std::string message) {
   return {std::move(message), ErrorKind::request};
@@ -53,6 +42,16 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
   return request;
 }
 
+Result<Preset> with_chain(Preset preset, const nlohmann::json& chain) {
+  for (const auto& entry : chain) {
+    auto request = parse_chain_entry(entry);
+    if (!request)
+      return request.error();
+    preset.chain.push_back(std::move(*request));
+  }
+  return preset;
+}
+
 /// The lines that help to mend a rejection: the rejected parameter's; where the filter names none,
 /// those of the parameters that the user named; failing that, all.
 std::string helpful_lines(const FilterRequest& request,
@@ -70,7 +69,7 @@ std::string helpful_lines(const FilterRequest& request,
   return lines;
 }
 
-Failure configure(Filter& filter, const FilterRequest& request, std::vector<std::string>& notes) {
+Failure configure(Filter& filter, const FilterRequest& request, Ranges ranges) {
   gexton::ErrorSlot slot;
   if (!request.record.empty()) {
     const auto record = read_file(request.record);
@@ -78,14 +77,9 @@ Failure configure(Filter& filter, const FilterRequest& request, std::vector<std:
       return usage_error(record.error().message);
     filter.set_config_data(*record, slot);
   } else {
-    const auto values = complete_values(request, filter.schema());
+    const auto values = complete_values(request, filter.schema(), ranges);
     if (!values)
       return values.error();
-    for (const auto& [key, value] : request.values) {
-      const std::string doubt = doubt_about(*find_parameter(filter.schema(), key), value);
-      if (!doubt.empty())
-        notes.push_back(fmt::format("{}: {}: {}", filter.name(), key, doubt));
-    }
     if (filter.schema().empty())
       filter.reset();
     else
@@ -99,17 +93,6 @@ Failure configure(Filter& filter, const FilterRequest& request, std::vector<std:
 }
 
 } // namespace
-
-std::string doubt_about(const gexton::Parameter& parameter, const std::string& value) {
-  const auto number = to_number(value);
-  if (!number)
-    return fmt::format("'{}' is not a number", value);
-  const auto min = to_number(parameter.min);
-  const auto max = to_number(parameter.max);
-  if ((min && *number < *min) || (max && *number > *max))
-    return fmt::format("{} is outside {} to {}", value, parameter.min, parameter.max);
-  return {};
-}
 
 Result<FilterRequest> parse_filter_request(const std::string& text) {
   FilterRequest request;
@@ -138,32 +121,38 @@ Result<FilterRequest> parse_filter_request(const std::string& text) {
   return request;
 }
 
-Result<std::vector<FilterRequest>> parse_chain(std::string_view json) {
-  const auto chain = nlohmann::json::parse(json, nullptr, false);
-  if (!chain.is_array())
-    return usage_error("not a JSON list of filters");
-  std::vector<FilterRequest> requests;
-  for (const auto& entry : chain) {
-    auto request = parse_chain_entry(entry);
-    if (!request)
-      return request.error();
-    requests.push_back(std::move(*request));
-  }
-  return requests;
+Result<Preset> parse_preset(std::string_view json) {
+  const auto document = nlohmann::json::parse(json, nullptr, false);
+  Preset preset;
+  if (document.is_array())
+    return with_chain(std::move(preset), document);
+  if (!document.is_object())
+    return usage_error("neither a JSON list of filters nor a preset");
+  if (!document.contains("chain") || !document["chain"].is_array())
+    return usage_error("a preset needs \"chain\" with a list of filters");
+  for (const auto& [key, value] : document.items())
+    if (key == "description" && value.is_string())
+      preset.description = value.get<std::string>();
+    else if (key == "when_not" && value.is_string())
+      preset.when_not = value.get<std::string>();
+    else if (key != "chain")
+      return usage_error(fmt::format("unexpected '{}' in a preset", key));
+  return with_chain(std::move(preset), document["chain"]);
 }
 
-Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path) {
+Result<Preset> read_preset(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
   if (!bytes)
     return usage_error(bytes.error().message);
-  auto requests = parse_chain({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
-  if (!requests)
-    return usage_error(fmt::format("{}: {}", path.string(), requests.error().message));
-  return requests;
+  auto preset = parse_preset({reinterpret_cast<const char*>(bytes->data()), bytes->size()});
+  if (!preset)
+    return usage_error(fmt::format("{}: {}", path.string(), preset.error().message));
+  return preset;
 }
 
 Result<std::vector<std::string>> complete_values(const FilterRequest& request,
-                                                 const std::vector<gexton::Parameter>& schema) {
+                                                 const std::vector<gexton::Parameter>& schema,
+                                                 Ranges ranges) {
   for (const auto& [key, value] : request.values) {
     if (find_parameter(schema, key) == nullptr) {
       return usage_error(fmt::format(
@@ -174,19 +163,62 @@ Result<std::vector<std::string>> complete_values(const FilterRequest& request,
   std::vector<std::string> values;
   for (const gexton::Parameter& parameter : schema) {
     const auto given = request.values.find(parameter.name);
-    values.push_back(given != request.values.end() ? given->second : parameter.default_value);
+    if (given == request.values.end()) {
+      values.push_back(parameter.default_value);
+      continue;
+    }
+    auto value = value_text(parameter, given->second, ranges);
+    if (!value) {
+      return usage_error(
+          fmt::format("{}: {}\n  {}", request.name, value.error().message, parameter.line));
+    }
+    values.push_back(std::move(*value));
   }
   return values;
 }
 
+std::string describe_request(const FilterRequest& request,
+                             const std::vector<gexton::Parameter>& schema) {
+  if (!request.record.empty())
+    return fmt::format("{} @{}", request.name, request.record.filename().string());
+  std::string text = request.name;
+  for (const gexton::Parameter& parameter : schema) {
+    const auto given = request.values.find(parameter.name);
+    if (given == request.values.end() ||
+        same_value(parameter, given->second, parameter.default_value))
+      continue;
+    text += fmt::format("{} {}={}", text == request.name ? "" : ",", parameter.name, given->second);
+  }
+  return text;
+}
+
 Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,
-                           const FilterRequest& request, std::vector<std::string>& notes) {
+                           const FilterRequest& request, Ranges ranges) {
   auto filter = Filter::create(plugin, request.name);
   if (filter) {
-    if (auto failure = configure(*filter, request, notes))
+    if (auto failure = configure(*filter, request, ranges))
       return *failure;
   }
   return filter;
+}
+
+std::string Chain::caption() const {
+  std::string text;
+  for (size_t i = 0; i < filters.size(); ++i)
+    text += (i == 0 ? "" : " > ") + describe_request(requests[i], filters[i].schema());
+  return text;
+}
+
+Result<Chain> make_chain(const std::shared_ptr<const Plugin>& plugin,
+                         std::vector<FilterRequest> requests, Ranges ranges) {
+  Chain chain{plugin, std::move(requests), {}};
+  for (const FilterRequest& request : chain.requests) {
+    auto filter = make_filter(plugin, request, ranges);
+    if (!filter)
+      return filter.error();
+    chain.filters.push_back(std::move(*filter));
+  }
+  return chain;
 }
 
 } // namespace gxfilter

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "gxfilter/parameter_text.h"
 #include "hosting/plugin.h"
 
 namespace gxfilter {
@@ -20,22 +21,47 @@ struct FilterRequest {
 /// "NAME", "NAME:key=value,key=value" or "NAME:@FILE" (a configuration record).
 recordings::Result<FilterRequest> parse_filter_request(const std::string& text);
 
-/// A JSON list of {"filter": NAME, "params": {key: value}} or {"filter": NAME, "record": FILE}.
-recordings::Result<std::vector<FilterRequest>> parse_chain(std::string_view json);
-recordings::Result<std::vector<FilterRequest>> read_chain(const std::filesystem::path& path);
+/// A chain of filters and what it is good for.
+struct Preset {
+  std::string description; ///< a sentence, or empty
+  std::string when_not;    ///< when not to use it, or empty
+  std::vector<FilterRequest> chain;
+};
 
-/// Why `value` looks wrong beside the schema (no number, outside the advertised range), or empty.
-/// Filters enforce ranges of their own, so this can only be a hint.
-std::string doubt_about(const gexton::Parameter& parameter, const std::string& value);
+/// A JSON object of "description", "when_not" and "chain", or the chain's list alone. Its entries
+/// are
+/// {"filter": NAME, "params": {key: value}} or {"filter": NAME, "record": FILE}.
+recordings::Result<Preset> parse_preset(std::string_view json);
+recordings::Result<Preset> read_preset(const std::filesystem::path& path);
 
-/// The values for every parameter of the schema in its order. An unknown key is a usage error.
+/// The values for every parameter of the schema in its order. An unknown key, and a value that
+/// `value_text` refuses, is a usage error that quotes the schema.
 recordings::Result<std::vector<std::string>>
-complete_values(const FilterRequest& request, const std::vector<gexton::Parameter>& schema);
+complete_values(const FilterRequest& request, const std::vector<gexton::Parameter>& schema,
+                Ranges ranges);
+
+/// "NAME key=value, key=value" with the parameters that differ from the schema's defaults, in its
+/// order.
+std::string describe_request(const FilterRequest& request,
+                             const std::vector<gexton::Parameter>& schema);
 
 /// A filter that is ready for its first frame. A value that the filter rejects is a usage error
-/// that quotes the schema; values that merely look wrong beside the schema are added to `notes`.
+/// that quotes the schema too.
 recordings::Result<hosting::Filter>
 make_filter(const std::shared_ptr<const hosting::Plugin>& plugin, const FilterRequest& request,
-            std::vector<std::string>& notes);
+            Ranges ranges);
+
+/// Filters in their order, and what was asked of each.
+struct Chain {
+  std::shared_ptr<const hosting::Plugin> plugin;
+  std::vector<FilterRequest> requests;
+  std::vector<hosting::Filter> filters;
+
+  /// "A > B key=value", with what differs from the defaults.
+  std::string caption() const;
+};
+
+recordings::Result<Chain> make_chain(const std::shared_ptr<const hosting::Plugin>& plugin,
+                                     std::vector<FilterRequest> requests, Ranges ranges);
 
 } // namespace gxfilter

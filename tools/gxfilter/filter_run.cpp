@@ -10,6 +10,7 @@
 #include <malloc.h>
 #endif
 
+#include "gxfilter/idle_filters.h"
 #include "gxfilter/interruption.h"
 #include "gxfilter/ordered_pipeline.h"
 #include "gxfilter/preview.h"
@@ -48,23 +49,16 @@ Error at(const std::string& place, const Error& error) {
   return {fmt::format("{}: {}", place, error.message), error.kind};
 }
 
-std::string names_of(const std::vector<Filter>& filters) {
-  std::string names;
-  for (const Filter& filter : filters)
-    names += (names.empty() ? "" : " > ") + filter.name();
-  return names;
-}
-
 fs::path preview_path(const fs::path& folder, const std::string& name) {
   return folder / (name + "_preview.png");
 }
 
 class Runner {
  public:
-  Runner(Input input, std::vector<Filter> filters, const RunSettings& settings)
-      : input_(std::move(input)), filters_(std::move(filters)), settings_(settings),
-        painter_(names_of(filters_)), progress_(input_.source->frame_count()) {
-    for (const Filter& filter : filters_)
+  Runner(Input input, Chain chain, const RunSettings& settings)
+      : input_(std::move(input)), chain_(std::move(chain)), settings_(settings),
+        painter_(chain_.caption()), progress_(input_.source->frame_count()) {
+    for (const Filter& filter : chain_.filters)
       outcome_.statistics.emplace_back(filter.name());
   }
 
@@ -75,6 +69,8 @@ class Runner {
     outcome_.remarks = input_.source->remarks();
     if (!outcome_.failure && !outcome_.interrupted && sink_ != nullptr)
       outcome_.failure = sink_->finish();
+    if (!outcome_.interrupted)
+      explain_idle_filters();
     return std::move(outcome_);
   }
 
@@ -90,7 +86,7 @@ class Runner {
     };
     add(false, [this](Passage& passage) { return decode(passage); });
     add(true, [this](Passage& passage) { return begin(passage); });
-    for (size_t i = 0; i < filters_.size(); ++i)
+    for (size_t i = 0; i < chain_.filters.size(); ++i)
       add(true, [this, i](Passage& passage) { return filter(passage, i); });
     if (!settings_.previews.empty())
       add(true, [this](Passage& passage) { return paint(passage); });
@@ -152,7 +148,6 @@ class Runner {
     if (!view)
       return at(passage.stored.place, view.error());
     passage.valid = count_valid(view->pixels);
-    outcome_.last_input = {view->size, {}, view->pixel_type, view->value_scale};
     return std::nullopt;
   }
 
@@ -160,14 +155,16 @@ class Runner {
     const auto before = look_at(*passage.frame);
     if (!before)
       return at(passage.stored.place, before.error());
+    Filter& filter = chain_.filters[i];
     gexton::ErrorSlot slot;
     const auto start = std::chrono::steady_clock::now();
-    gexton::Frame filtered = filters_[i].process(*passage.frame, slot);
+    gexton::Frame filtered = filter.process(*passage.frame, slot);
     const std::chrono::duration<double, std::milli> elapsed =
         std::chrono::steady_clock::now() - start;
     if (!filtered || slot) {
-      return Error{fmt::format("{}: {} fails: {}", passage.stored.place, filters_[i].name(),
-                               slot ? slot.text() : "no frame and no error"),
+      return Error{fmt::format("{}: {} fails: {}\n  it got {}", passage.stored.place, filter.name(),
+                               slot ? slot.text() : "no frame and no error",
+                               describe_situation(*before, chain_.requests[i], filter.schema())),
                    ErrorKind::processing};
     }
     const auto after = look_at(*filtered);
@@ -221,6 +218,15 @@ class Runner {
     outcome_.kept += passage.kept ? 1U : 0U;
     progress_.advance();
     return std::nullopt;
+  }
+
+  // ---- after the last frame ----
+
+  void explain_idle_filters() {
+    for (size_t i = 0; i < chain_.filters.size(); ++i)
+      if (outcome_.statistics[i].idle())
+        outcome_.idle_filters.push_back(
+            explain_idleness(chain_.plugin, chain_.requests[i], camera_, outcome_.statistics[i]));
   }
 
   // ---- parts of stages ----
@@ -311,10 +317,10 @@ class Runner {
  private:
   /// Enough to keep all threads busy where one frame takes longer than others, and a bound on
   /// memory.
-  size_t most_frames() const { return 2 * size_t{settings_.jobs} + filters_.size() + 2; }
+  size_t most_frames() const { return 2 * size_t{settings_.jobs} + chain_.filters.size() + 2; }
 
   Input input_;
-  std::vector<Filter> filters_;
+  Chain chain_;
   const RunSettings& settings_;
   PreviewPainter painter_;
   ProgressBar progress_;
@@ -357,9 +363,9 @@ void keep_memory_of_frames() {
 
 } // namespace
 
-RunOutcome run_filters(Input input, std::vector<Filter> filters, const RunSettings& settings) {
+RunOutcome run_filters(Input input, Chain chain, const RunSettings& settings) {
   keep_memory_of_frames();
-  return Runner(std::move(input), std::move(filters), settings).run();
+  return Runner(std::move(input), std::move(chain), settings).run();
 }
 
 Failure check_output(const FrameSource& source, const std::vector<fs::path>& inputs,

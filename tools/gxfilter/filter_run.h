@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "gxfilter/canvas.h"
+#include "gxfilter/filter_chain.h"
 #include "gxfilter/input_options.h"
 #include "gxfilter/statistics.h"
-#include "hosting/plugin.h"
 #include "recordings/frame_sink.h"
 
 namespace gxfilter {
@@ -39,11 +39,10 @@ struct RunOutcome {
   std::vector<std::string> remarks;  ///< of the recording's reader
   std::vector<FilterStatistics> statistics;
   std::vector<recordings::FactInForce> facts; ///< nothing without a frame
-  recordings::PixelView last_input;           ///< of the last frame, without its pixels
+  std::vector<std::string> idle_filters;      ///< which changed no frame, and why
 };
 
-RunOutcome run_filters(Input input, std::vector<hosting::Filter> filters,
-                       const RunSettings& settings);
+RunOutcome run_filters(Input input, Chain chain, const RunSettings& settings);
 
 /// Null where the results have a place: an error of kind `request` where two frames would write one
 /// file, a result would replace an input, or one is there that nobody allowed to replace.

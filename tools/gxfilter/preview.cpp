@@ -19,18 +19,28 @@ constexpr Color bright{232, 234, 238};
 constexpr Color muted{146, 152, 164};
 constexpr Color line_color{74, 80, 92};
 constexpr Color no_data{0, 0, 0};
+// Orange and sky blue are told apart with every kind of colour vision, and from the greys between.
+constexpr Color removed_color{230, 120, 0};
+constexpr Color added_color{70, 170, 240};
 
 constexpr uint32_t margin = 20;
 constexpr uint32_t title_height = 30;
-constexpr uint32_t caption_height = 34;
 constexpr uint32_t bar_gap = 16;
 constexpr uint32_t bar_width = 18;
 constexpr uint32_t legend_width = bar_gap + bar_width + 66; // with ticks and their labels
 constexpr uint32_t panel_gap = 24;
 constexpr uint32_t smallest_panel = 320; // smaller frames are drawn with larger pixels
-constexpr uint32_t smallest_cell = 100;  // narrower panels still need room for their names
+constexpr uint32_t smallest_cell = 130;  // narrower panels still need room for their names
 constexpr uint32_t text_scale = 2;
 constexpr uint32_t line_height = glyph_height * text_scale;
+constexpr uint32_t line_step = line_height + 4;
+constexpr uint32_t character_width = glyph_advance * text_scale;
+constexpr uint32_t mark_size = 13;
+constexpr uint32_t refusal_width = 200; // of the panel that says why there is no difference
+constexpr size_t most_caption_lines = 4;
+// So few shades of depth and of moves that the picture can be stored with a palette.
+constexpr uint32_t shades = 200;
+constexpr uint32_t move_shades = 32;
 
 bool holds_codes(const FrameView& frame) {
   return frame.pixel_type == GX_PIXEL_DISPARITY;
@@ -43,14 +53,28 @@ double legend_scale(const FrameView& frame) {
   return holds_codes(frame) || !std::isfinite(scale) || scale <= 0 ? 1.0 : scale;
 }
 
+std::array<Color, shades + 1> make_palette() {
+  std::array<Color, shades + 1> palette;
+  // The map's darkest ends are left out: they look like missing data.
+  for (uint32_t i = 0; i <= shades; ++i)
+    palette[i] = turbo(0.07 + 0.88 * i / shades);
+  return palette;
+}
+
 /// Near is warm for both kinds of pixels: small depths and large disparities.
 Color color_of(double value, ValueRange range, bool codes) {
-  // So few shades that the picture can be stored with a palette.
-  constexpr double shades = 200;
+  static const std::array<Color, shades + 1> palette = make_palette();
   const double exact = std::clamp((value - range.low) / (range.high - range.low), 0.0, 1.0);
-  const double position = std::round(exact * shades) / shades;
-  // The map's darkest ends are left out: they look like missing data.
-  return turbo(0.07 + 0.88 * (codes ? position : 1.0 - position));
+  const auto shade = static_cast<uint32_t>(std::lround(exact * shades));
+  return palette[codes ? shade : shades - shade];
+}
+
+/// From the dark grey of what stayed to white at the end of the range.
+Color move_color(double move, double range) {
+  const double exact = range > 0 ? std::clamp(move / range, 0.0, 1.0) : 0.0;
+  const auto shade = static_cast<uint32_t>(std::ceil(exact * move_shades));
+  const auto grey = static_cast<uint8_t>(56 + 199 * shade / move_shades);
+  return {grey, grey, grey};
 }
 
 /// The step of 1, 2 or 5 times a power of ten that cuts the range into about `count` parts.
@@ -103,15 +127,9 @@ void draw_title(Canvas& canvas, Rectangle panel, const std::string& name, const 
   }
 }
 
-void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) {
-  const Rectangle bar{right_end(panel) + bar_gap, panel.y, bar_width, panel.height};
+/// Ticks and their labels at the right of a bar.
+void draw_ticks(Canvas& canvas, Rectangle bar, ValueRange range) {
   const double span = range.high - range.low;
-  for (uint32_t y = 0; y < bar.height; ++y) {
-    const double value = range.high - span * (y + 0.5) / bar.height;
-    canvas.fill({bar.x, bar.y + y, bar.width, 1}, color_of(value, range, codes));
-  }
-  canvas.frame(bar, line_color);
-  canvas.text(bar.x, bar.y - title_height + 4, text_scale, bright, codes ? "code" : "mm");
   const double step = tick_step(range, std::max(2.0, bar.height / 60.0));
   const int decimals = std::max(0, static_cast<int>(std::ceil(-std::log10(step) - 1e-9)));
   const double first = std::ceil(range.low / step);
@@ -127,24 +145,132 @@ void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) 
   }
 }
 
-/// The mark for pixels without data, then the frame's name and, where there is room, the caption.
-void draw_caption(Canvas& canvas, uint32_t y, uint32_t right, const std::string& title,
-                  const std::string& caption) {
-  const Rectangle mark{margin, y, 13, 13};
-  canvas.fill(mark, no_data);
-  canvas.frame(mark, line_color);
-  uint32_t x = mark.x + mark.width + 8;
-  canvas.text(x, y, text_scale, muted, "no data");
-  x += text_width("no data", text_scale) + 3 * glyph_advance * text_scale;
-  for (const auto& [text, color] : {std::pair(title, bright), std::pair(caption, muted)}) {
-    if (x + text_width(text, text_scale) > right)
-      return;
-    canvas.text(x, y, text_scale, color, text);
-    x += text_width(text, text_scale) + 3 * glyph_advance * text_scale;
+/// A bar of the colours that `color_at` gives to the range's values.
+template <class ColorAt>
+void draw_bar(Canvas& canvas, Rectangle bar, ValueRange range, const char* title,
+              ColorAt color_at) {
+  for (uint32_t y = 0; y < bar.height; ++y) {
+    const double value = range.high - (range.high - range.low) * (y + 0.5) / bar.height;
+    canvas.fill({bar.x, bar.y + y, bar.width, 1}, color_at(value));
+  }
+  canvas.frame(bar, line_color);
+  canvas.text(bar.x, bar.y - title_height + 4, text_scale, bright, title);
+  draw_ticks(canvas, bar, range);
+}
+
+Rectangle bar_beside(Rectangle panel) {
+  return {right_end(panel) + bar_gap, panel.y, bar_width, panel.height};
+}
+
+void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) {
+  draw_bar(canvas, bar_beside(panel), range, codes ? "code" : "mm",
+           [&](double value) { return color_of(value, range, codes); });
+}
+
+// ---- the difference ----
+
+double move_of(uint16_t before, uint16_t after, double scale) {
+  return std::abs(static_cast<double>(before) - static_cast<double>(after)) * scale;
+}
+
+Color difference_color(uint16_t before, uint16_t after, double scale, double range) {
+  if (before == 0)
+    return after == 0 ? no_data : added_color;
+  return after == 0 ? removed_color : move_color(move_of(before, after, scale), range);
+}
+
+void draw_difference(Canvas& canvas, Rectangle panel, const FrameView& before,
+                     const FrameView& after, double range) {
+  const uint32_t zoom = pixel_zoom(before.image.size);
+  const double scale = legend_scale(before);
+  size_t i = 0;
+  for (uint32_t y = 0; y < before.image.size.height; ++y) {
+    for (uint32_t x = 0; x < before.image.size.width; ++x, ++i) {
+      canvas.fill({panel.x + x * zoom, panel.y + y * zoom, zoom, zoom},
+                  difference_color(before.image.pixels[i], after.image.pixels[i], scale, range));
+    }
+  }
+  canvas.frame(panel, line_color);
+  canvas.text(panel.x, panel.y - title_height + 4, text_scale, bright, "difference");
+}
+
+void draw_move_legend(Canvas& canvas, Rectangle panel, double range, bool codes) {
+  draw_bar(canvas, bar_beside(panel), {0, range > 0 ? range : 1}, codes ? "code" : "mm",
+           [&](double move) { return move_color(move, range); });
+}
+
+/// Where there is no difference: why.
+void draw_refusal(Canvas& canvas, Rectangle panel, const FrameView& before,
+                  const FrameView& after) {
+  canvas.frame(panel, line_color);
+  const char* reason = before.image.size != after.image.size ? "another size" : "another unit";
+  uint32_t y = panel.y + 8;
+  for (const std::string& line :
+       wrapped(fmt::format("no difference: {}", reason), (panel.width - 16) / character_width, 4)) {
+    canvas.text(panel.x + 8, y, text_scale, muted, line);
+    y += line_step;
   }
 }
 
+// ---- what stands below ----
+
+/// A little square of a colour and what it means; returns where the next may stand.
+uint32_t draw_mark(Canvas& canvas, uint32_t x, uint32_t y, Color color, const std::string& text) {
+  const Rectangle mark{x, y, mark_size, mark_size};
+  canvas.fill(mark, color);
+  canvas.frame(mark, line_color);
+  canvas.text(x + mark_size + 8, y, text_scale, muted, text);
+  return x + mark_size + 8 + text_width(text, text_scale) + 3 * character_width;
+}
+
+std::string share_of(uint64_t part, const FrameView& frame) {
+  return fmt::format("{:.1f}%", 100.0 * static_cast<double>(part) /
+                                    static_cast<double>(frame.image.size.pixel_count()));
+}
+
 } // namespace
+
+std::optional<Difference> difference_of(const FrameView& before, const FrameView& after) {
+  if (before.image.size != after.image.size || before.pixel_type != after.pixel_type ||
+      before.value_scale != after.value_scale)
+    return std::nullopt;
+  Difference difference;
+  std::vector<uint16_t> moves;
+  for (size_t i = 0; i < before.image.pixels.size(); ++i) {
+    const uint16_t from = before.image.pixels[i];
+    const uint16_t to = after.image.pixels[i];
+    if (from == to)
+      continue;
+    difference.removed += to == 0 ? 1U : 0U;
+    difference.added += from == 0 ? 1U : 0U;
+    if (from != 0 && to != 0)
+      moves.push_back(from > to ? from - to : to - from);
+  }
+  if (!moves.empty()) {
+    const auto rank = moves.begin() + static_cast<ptrdiff_t>((moves.size() - 1) * 95 / 100);
+    std::nth_element(moves.begin(), rank, moves.end());
+    difference.typical_move = *rank * legend_scale(before);
+  }
+  return difference;
+}
+
+std::vector<std::string> wrapped(std::string_view text, size_t width, size_t lines) {
+  std::vector<std::string> result;
+  width = std::max<size_t>(width, 4);
+  while (!text.empty() && result.size() < lines) {
+    size_t length = text.size();
+    if (length > width) {
+      const size_t blank = text.rfind(' ', width);
+      length = blank == std::string_view::npos || blank == 0 ? width : blank;
+    }
+    result.emplace_back(text.substr(0, length));
+    text.remove_prefix(length);
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  }
+  if (!text.empty() && !result.empty())
+    result.back() = result.back().substr(0, width - 3) + "...";
+  return result;
+}
 
 std::optional<ValueRange> typical_range(const FrameView& frame) {
   std::vector<uint16_t> valid;
@@ -188,7 +314,10 @@ FrameView cropped(const FrameView& frame, Rectangle part) {
   return view;
 }
 
-void PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after) {
+void PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after,
+                                   const std::optional<Difference>& difference) {
+  if (move_range_ == 0 && difference)
+    move_range_ = difference->typical_move;
   if (!before_range_)
     before_range_ = typical_range(before);
   if (!after_range_)
@@ -204,15 +333,22 @@ void PreviewPainter::choose_ranges(const FrameView& before, const FrameView& aft
 
 RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
                                const std::string& title) {
-  choose_ranges(before, after);
+  const auto difference = difference_of(before, after);
+  choose_ranges(before, after, difference);
   const bool shared_legend = holds_codes(before) == holds_codes(after);
   const uint32_t top = margin + title_height - 8;
   const Rectangle left = panel_at(margin, top, before.image.size);
   const uint32_t between = (shared_legend ? 0 : legend_width) + panel_gap;
   const Rectangle right = panel_at(right_end(left) + between, top, after.image.size);
-  const FrameSize size{right_end(right) + legend_width + margin,
-                       top + std::max(left.height, right.height) + caption_height + margin / 2};
-  Canvas canvas(size, background);
+  Rectangle third{right_end(right) + legend_width + panel_gap, top, refusal_width, right.height};
+  if (difference)
+    third = panel_at(third.x, top, before.image.size);
+  const uint32_t width = right_end(third) + (difference ? legend_width : 0) + margin;
+  const auto caption =
+      wrapped(caption_, (width - 2 * margin) / character_width, most_caption_lines);
+  const uint32_t below = top + std::max(left.height, right.height) + 12;
+  const auto lines = static_cast<uint32_t>(1 + caption.size());
+  Canvas canvas({width, below + lines * line_step + margin / 2}, background);
   const ValueRange before_range = before_range_.value_or(ValueRange{});
   const ValueRange after_range = after_range_.value_or(ValueRange{});
   draw_pixels(canvas, left, before, before_range);
@@ -222,8 +358,20 @@ RgbImage PreviewPainter::paint(const FrameView& before, const FrameView& after,
   if (!shared_legend)
     draw_legend(canvas, left, before_range, holds_codes(before));
   draw_legend(canvas, right, after_range, holds_codes(after));
-  draw_caption(canvas, size.height - caption_height + (caption_height - line_height) / 2 - 4,
-               size.width - margin, title, caption_);
+  uint32_t x = draw_mark(canvas, margin, below, no_data, "no data");
+  if (difference) {
+    draw_difference(canvas, third, before, after, move_range_);
+    draw_move_legend(canvas, third, move_range_, holds_codes(before));
+    x = draw_mark(canvas, x, below, removed_color,
+                  "removed " + share_of(difference->removed, before));
+    x = draw_mark(canvas, x, below, added_color, "added " + share_of(difference->added, before));
+  } else {
+    draw_refusal(canvas, third, before, after);
+  }
+  canvas.text(x, below, text_scale, bright, title);
+  for (size_t i = 0; i < caption.size(); ++i)
+    canvas.text(margin, below + static_cast<uint32_t>(i + 1) * line_step, text_scale, muted,
+                caption[i]);
   return canvas.take();
 }
 

@@ -5,10 +5,10 @@
 #include <fmt/format.h>
 
 #include "gxfilter/commands.h"
-#include "gxfilter/filter_chain.h"
 #include "gxfilter/filter_run.h"
 #include "gxfilter/input_options.h"
 #include "gxfilter/plugin_option.h"
+#include "gxfilter/presets.h"
 #include "gxfilter/preview.h"
 #include "recordings/output_file.h"
 
@@ -23,8 +23,10 @@ namespace fs = std::filesystem;
 
 struct RunOptions {
   fs::path plugin;                  ///< empty: the one that belongs to this program
+  std::string preset;               ///< empty: none
+  fs::path chain;                   ///< applied after the preset; empty: none
   std::vector<std::string> filters; ///< requests, applied after those of the chain file
-  fs::path chain;                   ///< empty: none
+  Ranges ranges = Ranges::checked;
   InputOptions input;
   RunSettings settings;
   std::string output_format; ///< empty: that of the input's pipe or PNG
@@ -33,13 +35,22 @@ struct RunOptions {
   bool json = false;
 };
 
-Result<std::vector<Filter>> make_chain(const RunOptions& options) {
+Result<std::vector<FilterRequest>> gather_requests(const RunOptions& options) {
   std::vector<FilterRequest> requests;
+  if (!options.preset.empty()) {
+    const auto presets = read_presets(preset_directories());
+    if (!presets)
+      return presets.error();
+    auto preset = find_preset(*presets, options.preset);
+    if (!preset)
+      return preset.error();
+    requests = std::move(preset->chain);
+  }
   if (!options.chain.empty()) {
-    auto chain = read_chain(options.chain);
-    if (!chain)
-      return chain.error();
-    requests = std::move(*chain);
+    const auto preset = read_preset(options.chain);
+    if (!preset)
+      return preset.error();
+    requests.insert(requests.end(), preset->chain.begin(), preset->chain.end());
   }
   for (const std::string& text : options.filters) {
     auto request = parse_filter_request(text);
@@ -48,21 +59,18 @@ Result<std::vector<Filter>> make_chain(const RunOptions& options) {
     requests.push_back(std::move(*request));
   }
   if (requests.empty())
-    return Error{"no filter is given (--filter or --chain)", ErrorKind::request};
+    return Error{"no filter is given (--filter, --preset or --chain)", ErrorKind::request};
+  return requests;
+}
+
+Result<Chain> choose_chain(const RunOptions& options) {
+  auto requests = gather_requests(options);
+  if (!requests)
+    return requests.error();
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
-  std::vector<Filter> filters;
-  std::vector<std::string> notes;
-  for (const FilterRequest& request : requests) {
-    auto filter = make_filter(*plugin, request, notes);
-    if (!filter)
-      return filter.error();
-    filters.push_back(std::move(*filter));
-  }
-  for (const std::string& text : notes)
-    note(text);
-  return filters;
+  return make_chain(*plugin, std::move(*requests), options.ranges);
 }
 
 /// Beneath the folder of the results, beside a file of results.
@@ -127,6 +135,7 @@ nlohmann::json to_json(const RunOptions& options, const RunOutcome& outcome) {
           {"kept", outcome.kept},
           {"left_out", outcome.left_out},
           {"remarks", outcome.remarks},
+          {"idle_filters", outcome.idle_filters},
           {"interrupted", outcome.interrupted},
           {"error", outcome.failure ? nlohmann::json(outcome.failure->message) : nlohmann::json()},
           {"camera", facts},
@@ -143,6 +152,8 @@ void print_outcome(const RunOptions& options, const RunOutcome& outcome) {
   else if (outcome.frames > 0)
     fmt::print(file, "{}", format_table(outcome.statistics));
   std::fflush(file);
+  for (const std::string& explanation : outcome.idle_filters)
+    note(explanation);
   if (outcome.interrupted && !outcome.failure)
     tell_interruption(options, outcome);
 }
@@ -169,7 +180,7 @@ Result<ExitStatus> run_command(RunOptions& options) {
   // The plug-in may print what it likes; results and tables stay apart from it.
   if (auto failure = claim_standard_output())
     return *failure;
-  auto chain = make_chain(options);
+  auto chain = choose_chain(options);
   if (!chain)
     return chain.error();
   const auto previews = choose_preview_folder(options);
@@ -218,16 +229,26 @@ Action add_run_options(CLI::App& command) {
                   "the input's")
       ->type_name("NAME");
   command
-      .add_option("--filter", options->filters,
-                  "Filter with parameters; those that are not named keep their defaults.\n"
-                  "Several make a chain. NAME:@FILE gives a configuration record instead")
+      .add_option(
+          "--filter", options->filters,
+          "Filter with parameters; those that are not named keep their defaults. Modes may\n"
+          "be given by the names that gxfilter describe shows (hole_filling_mode=nearest).\n"
+          "Several make a chain. NAME:@FILE gives a configuration record instead")
       ->type_name("NAME[:KEY=VALUE,...]")
       ->allow_extra_args(false);
   command
       .add_option(
           "--chain", options->chain,
-          "JSON list of {\"filter\": NAME, \"params\": {KEY: VALUE}}, applied before --filter")
+          "JSON list of {\"filter\": NAME, \"params\": {KEY: VALUE}}, or a preset of your own,\n"
+          "{\"description\": TEXT, \"when_not\": TEXT, \"chain\": LIST}; applied before --filter")
       ->type_name("FILE");
+  command
+      .add_option("--preset", options->preset,
+                  "Chain that comes with the program (gxfilter presets), applied before --chain")
+      ->type_name("NAME");
+  command.add_flag_callback(
+      "--unchecked", [options = options.get()] { options->ranges = Ranges::left_to_the_filter; },
+      "Leave the ranges of parameters to the filters, which may take more than they offer");
   command.add_flag("--preview", options->preview,
                    "Write coloured before/after pictures too, NAME_preview.png in OUT/previews");
   command.add_option("--preview-dir", options->preview_folder, "Write them into this directory")

@@ -48,6 +48,10 @@ uint64_t FilterStatistics::add(double milliseconds, const recordings::PixelView&
   valid_after_ += counts.valid;
   changed_ += counts.changed;
   compared_frames_ += comparable ? 1U : 0U;
+  const bool same = comparable && counts.changed == 0 && before.pixel_type == after.pixel_type &&
+                    before.value_scale == after.value_scale;
+  idle_frames_ += same ? 1U : 0U;
+  last_input_ = {before.size, {}, before.pixel_type, before.value_scale};
   return counts.valid;
 }
 

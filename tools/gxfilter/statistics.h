@@ -27,6 +27,10 @@ class FilterStatistics {
   double changed_pixels() const;
   double valid_before() const { return per_frame(valid_before_, frames()); }
   double valid_after() const { return per_frame(valid_after_, frames()); }
+  /// Whether every frame came back as it was: pixels, size, pixel type and unit.
+  bool idle() const { return frames() > 0 && idle_frames_ == frames(); }
+  /// What the filter got at last: size, pixel type and unit, without the pixels.
+  const recordings::PixelView& last_input() const { return last_input_; }
 
   const std::string& filter() const { return filter_; }
 
@@ -39,6 +43,8 @@ class FilterStatistics {
   size_t compared_frames_ = 0;
   uint64_t valid_before_ = 0;
   uint64_t valid_after_ = 0;
+  size_t idle_frames_ = 0;
+  recordings::PixelView last_input_;
 };
 
 /// Pixels other than 0.
