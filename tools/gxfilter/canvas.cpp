@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "gxfilter/font.h"
 
@@ -30,17 +31,17 @@ Canvas::Canvas(FrameSize size, Color background)
   fill({0, 0, size.width, size.height}, background);
 }
 
-void Canvas::set(uint32_t x, uint32_t y, Color color) {
-  if (x < image_.size.width && y < image_.size.height) {
-    const size_t offset = (size_t{y} * image_.size.width + x) * 3;
-    std::ranges::copy(color, image_.samples.begin() + static_cast<ptrdiff_t>(offset));
-  }
-}
-
 void Canvas::fill(Rectangle area, Color color) {
-  for (uint32_t y = area.y; y < area.y + area.height; ++y)
-    for (uint32_t x = area.x; x < area.x + area.width; ++x)
-      set(x, y, color);
+  const FrameSize size = image_.size;
+  if (area.x >= size.width || area.y >= size.height)
+    return;
+  const uint32_t right = area.x + std::min(area.width, size.width - area.x);
+  const uint32_t bottom = area.y + std::min(area.height, size.height - area.y);
+  for (uint32_t y = area.y; y < bottom; ++y) {
+    uint8_t* sample = &image_.samples[(size_t{y} * size.width + area.x) * 3];
+    for (uint32_t x = area.x; x < right; ++x, sample += 3)
+      std::memcpy(sample, color.data(), color.size());
+  }
 }
 
 void Canvas::frame(Rectangle area, Color color) {

@@ -21,7 +21,6 @@ class Canvas {
  public:
   Canvas(recordings::FrameSize size, Color background);
 
-  void set(uint32_t x, uint32_t y, Color color);
   void fill(Rectangle area, Color color);
   /// A line of one pixel around the area.
   void frame(Rectangle area, Color color);

@@ -58,6 +58,7 @@ Result<Preset> find_preset(const std::map<std::string, Preset>& presets, const s
   if (found != presets.end())
     return found->second;
   std::vector<std::string> names;
+  names.reserve(presets.size());
   for (const auto& [known, preset] : presets)
     names.push_back(known);
   return Error{fmt::format("unknown preset '{}'; there are {}", name, fmt::join(names, ", ")),

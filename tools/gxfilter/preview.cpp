@@ -97,19 +97,31 @@ uint32_t right_end(Rectangle panel) {
   return panel.x + std::max(panel.width, smallest_cell);
 }
 
-void draw_pixels(Canvas& canvas, Rectangle panel, const FrameView& frame, ValueRange range) {
-  const uint32_t zoom = pixel_zoom(frame.image.size);
+/// The colour of each pixel value.
+std::vector<Color> make_colors(const FrameView& frame, ValueRange range) {
+  std::vector<Color> colors(size_t{1} << 16, no_data);
   const bool codes = holds_codes(frame);
+  const double scale = legend_scale(frame);
+  for (size_t pixel = 1; pixel < colors.size(); ++pixel)
+    colors[pixel] = color_of(static_cast<double>(pixel) * scale, range, codes);
+  return colors;
+}
+
+/// A panel of the picture whose pixel i has the colour `color_at(i)`.
+template <class ColorAt>
+void draw_panel(Canvas& canvas, Rectangle panel, FrameSize size, ColorAt color_at) {
+  const uint32_t zoom = pixel_zoom(size);
   size_t i = 0;
-  for (uint32_t y = 0; y < frame.image.size.height; ++y) {
-    for (uint32_t x = 0; x < frame.image.size.width; ++x, ++i) {
-      const uint16_t pixel = frame.image.pixels[i];
-      const Color color =
-          pixel == 0 ? no_data : color_of(pixel * legend_scale(frame), range, codes);
-      canvas.fill({panel.x + x * zoom, panel.y + y * zoom, zoom, zoom}, color);
-    }
-  }
+  for (uint32_t y = 0; y < size.height; ++y)
+    for (uint32_t x = 0; x < size.width; ++x, ++i)
+      canvas.fill({panel.x + x * zoom, panel.y + y * zoom, zoom, zoom}, color_at(i));
   canvas.frame(panel, line_color);
+}
+
+void draw_pixels(Canvas& canvas, Rectangle panel, const FrameView& frame, ValueRange range) {
+  const std::vector<Color> colors = make_colors(frame, range);
+  draw_panel(canvas, panel, frame.image.size,
+             [&](size_t i) { return colors[frame.image.pixels[i]]; });
 }
 
 /// The panel's name on its left and the share of valid pixels on its right.
@@ -173,24 +185,16 @@ double move_of(uint16_t before, uint16_t after, double scale) {
   return std::abs(static_cast<double>(before) - static_cast<double>(after)) * scale;
 }
 
-Color difference_color(uint16_t before, uint16_t after, double scale, double range) {
-  if (before == 0)
-    return after == 0 ? no_data : added_color;
-  return after == 0 ? removed_color : move_color(move_of(before, after, scale), range);
-}
-
 void draw_difference(Canvas& canvas, Rectangle panel, const FrameView& before,
                      const FrameView& after, double range) {
-  const uint32_t zoom = pixel_zoom(before.image.size);
   const double scale = legend_scale(before);
-  size_t i = 0;
-  for (uint32_t y = 0; y < before.image.size.height; ++y) {
-    for (uint32_t x = 0; x < before.image.size.width; ++x, ++i) {
-      canvas.fill({panel.x + x * zoom, panel.y + y * zoom, zoom, zoom},
-                  difference_color(before.image.pixels[i], after.image.pixels[i], scale, range));
-    }
-  }
-  canvas.frame(panel, line_color);
+  draw_panel(canvas, panel, before.image.size, [&](size_t i) {
+    const uint16_t from = before.image.pixels[i];
+    const uint16_t to = after.image.pixels[i];
+    if (from == 0)
+      return to == 0 ? no_data : added_color;
+    return to == 0 ? removed_color : move_color(move_of(from, to, scale), range);
+  });
   canvas.text(panel.x, panel.y - title_height + 4, text_scale, bright, "difference");
 }
 

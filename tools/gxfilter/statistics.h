@@ -15,7 +15,8 @@ class FilterStatistics {
  public:
   explicit FilterStatistics(std::string filter) : filter_(std::move(filter)) {}
 
-  /// `valid_before`: its pixels other than 0, which were counted before; those of `after` are returned.
+  /// `valid_before`: its pixels other than 0, which were counted before; those of `after` are
+  /// returned.
   uint64_t add(double milliseconds, const recordings::PixelView& before, uint64_t valid_before,
                const recordings::PixelView& after);
 
