@@ -62,7 +62,8 @@ Image read_by_libpng(const Bytes& file) {
   header.version = PNG_IMAGE_VERSION;
   EXPECT_NE(png_image_begin_read_from_memory(&header, file.data(), file.size()), 0);
   header.format = PNG_FORMAT_LINEAR_Y; // linear samples pass through as they are
-  Image image{{header.width, header.height}, std::vector<uint16_t>(header.width * header.height)};
+  Image image{{header.width, header.height},
+              std::vector<uint16_t>(size_t{header.width} * header.height)};
   EXPECT_NE(png_image_finish_read(&header, nullptr, image.pixels.data(), 0, nullptr), 0)
       << header.message;
   return image;
