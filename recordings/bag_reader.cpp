@@ -104,6 +104,7 @@ class Connections {
 
   std::vector<const MessageSchema*> schemas() const {
     std::vector<const MessageSchema*> result;
+    result.reserve(schemas_.size());
     for (const MessageSchema& schema : schemas_)
       result.push_back(&schema);
     return result;
@@ -111,6 +112,7 @@ class Connections {
 
   std::vector<const MessageChannel*> channels() const {
     std::vector<const MessageChannel*> result;
+    result.reserve(channels_.size());
     for (const Counted& counted : channels_)
       result.push_back(&counted.channel);
     return result;
@@ -364,6 +366,7 @@ class BagReader final : public MessageReader {
       if (!read_index_record(index))
         return std::nullopt;
     std::vector<IndexedTopic> topics;
+    topics.reserve(index.counts.size());
     for (const auto& [channel, count] : index.counts)
       topics.push_back({channel->topic, channel->type(), count});
     return topics;

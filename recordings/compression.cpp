@@ -169,7 +169,8 @@ std::vector<uint8_t> decompress_front(Compression compression, std::span<const u
   if (const auto decoder = make_decoder(compression))
     (void)decode(*decoder, bytes, std::min(size, largest_chunk), output);
   else
-    output.assign(bytes.begin(), bytes.end());
+    output.assign(bytes.begin(),
+                  bytes.begin() + static_cast<ptrdiff_t>(std::min<uint64_t>(size, bytes.size())));
   return output;
 }
 

@@ -103,6 +103,7 @@ class Definitions {
   template <class Definition>
   static std::vector<const Definition*> addresses(const std::map<uint16_t, Definition>& all) {
     std::vector<const Definition*> result;
+    result.reserve(all.size());
     for (const auto& [id, definition] : all)
       result.push_back(&definition);
     return result;
@@ -465,6 +466,7 @@ class McapReader final : public MessageReader {
     if (!counts || channels.size() != channel_count)
       return std::nullopt;
     std::vector<IndexedTopic> topics;
+    topics.reserve(channels.size());
     for (const MessageChannel* channel : channels)
       topics.push_back({channel->topic, channel->type(), (*counts)[channel->id]});
     return topics;

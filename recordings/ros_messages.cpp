@@ -259,9 +259,12 @@ Result<Image> decode_depth(const DepthMessage& message) {
     return decode_pixels(message);
   auto image =
       message.coding == DepthCoding::png ? decode_png(message.data) : decode_rvl(message.data);
-  if (image && message.metres)
-    for (uint16_t& pixel : image->pixels)
-      pixel = pixel == 0 ? uint16_t{0} : millimetres(message.scale / (pixel - message.offset));
+  if (image && message.metres) {
+    for (uint16_t& pixel : image->pixels) {
+      const float depth = message.scale / (static_cast<float>(pixel) - message.offset);
+      pixel = pixel == 0 ? uint16_t{0} : millimetres(depth);
+    }
+  }
   return image;
 }
 

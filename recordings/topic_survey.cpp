@@ -133,6 +133,7 @@ CameraFacts TopicSurvey::facts(const std::string& topic) const {
 
 std::vector<Topic> TopicSurvey::topics() const {
   std::vector<Topic> result;
+  result.reserve(topics_.size());
   for (const auto& [name, entry] : topics_)
     result.push_back({name, entry.type, entry.messages, entry.depth.has_value()});
   return result;

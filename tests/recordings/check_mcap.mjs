@@ -96,7 +96,7 @@ for (const file of await readdir(`${folder}/results`)) {
   const result = await streamed(`${folder}/results/${file}`);
   const reader = await indexed(`${folder}/results/${file}`, result);
   if (name.startsWith("bag_")) {
-    const wanted = JSON.parse(await readFile(`${folder}/${name}.json`)).filter(([topic]) => topic !== depthTopic);
+    const wanted = JSON.parse(await readFile(`${folder}/${name}.list`)).filter(([topic]) => topic !== depthTopic);
     const topics = result.channels;
     const said = ({ channelId, logTime, data }) => [topics[channelId].topic, result.schemas[topics[channelId].schemaId].name, Number(logTime), data];
     assert.deepEqual(others(result.messages, topics).map(said), wanted);

@@ -44,7 +44,7 @@ def make(name, compression):
     with rosbag.Bag(path) as bag:
         messages = [[topic, raw[0], time.to_nsec(), raw[1].hex()]
                     for topic, raw, time in bag.read_messages(raw=True)]
-    with open(f"{sys.argv[1]}/{name}.json", "w", encoding="utf-8") as file:
+    with open(f"{sys.argv[1]}/{name}.list", "w", encoding="utf-8") as file:
         json.dump(messages, file)
 
 
