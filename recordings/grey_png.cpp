@@ -10,7 +10,6 @@
 
 #include "recordings/pixel_bytes.h"
 #include "recordings/png_image.h"
-#include "recordings/run_deflate.h"
 
 namespace recordings {
 namespace {
@@ -49,23 +48,6 @@ std::optional<Chunk> take_chunk(std::span<const uint8_t>& bytes) {
     return std::nullopt;
   bytes = bytes.subspan(around_chunk + length);
   return Chunk{{reinterpret_cast<const char*>(checked.data()), 4}, checked.subspan(4)};
-}
-
-void put_big_endian(std::span<uint8_t> bytes, size_t number) {
-  for (size_t i = 0; i < 4; ++i)
-    bytes[i] = static_cast<uint8_t>(number >> (24 - 8 * i));
-}
-
-void append_chunk(std::vector<uint8_t>& bytes, std::string_view type,
-                  std::span<const uint8_t> content) {
-  std::array<uint8_t, 4> number{};
-  put_big_endian(number, content.size());
-  bytes.insert(bytes.end(), number.begin(), number.end());
-  bytes.insert(bytes.end(), type.begin(), type.end());
-  bytes.insert(bytes.end(), content.begin(), content.end());
-  const auto checked = std::span(bytes).last(type.size() + content.size());
-  put_big_endian(number, libdeflate_crc32(0, checked.data(), checked.size()));
-  bytes.insert(bytes.end(), number.begin(), number.end());
 }
 
 /// One that says nothing about the pixels, and nothing that the general library could refuse.
@@ -173,28 +155,6 @@ bool unfilter(uint8_t filter, uint8_t* row, const uint8_t* above, size_t count) 
   }
 }
 
-/// What the bytes of a filtered row cost, about: their distance from zero.
-uint64_t cost(std::span<const uint8_t> filtered) {
-  uint32_t total = 0; // of at most 131070 bytes
-  for (const uint8_t byte : filtered)
-    total += static_cast<uint32_t>(std::abs(static_cast<int8_t>(byte)));
-  return total;
-}
-
-/// Of the cheap filters the one that leaves less: the pixel before, or the one above.
-void filter_row(const uint8_t* row, const uint8_t* above, size_t count, uint8_t* filtered,
-                uint8_t* other) {
-  other[0] = 1;
-  std::copy_n(row, pixel_bytes, other + 1);
-  for (size_t i = pixel_bytes; i < count; ++i)
-    other[1 + i] = static_cast<uint8_t>(row[i] - row[i - pixel_bytes]);
-  filtered[0] = 2;
-  for (size_t i = 0; i < count; ++i)
-    filtered[1 + i] = static_cast<uint8_t>(row[i] - above[i]);
-  if (cost({other + 1, count}) < cost({filtered + 1, count}))
-    std::copy_n(other, 1 + count, filtered);
-}
-
 // ---- what a thread keeps from picture to picture ----
 
 struct FreeDecompressor {
@@ -206,7 +166,6 @@ struct FreeDecompressor {
 struct Workspace {
   std::unique_ptr<libdeflate_decompressor, FreeDecompressor> decompressor{
       libdeflate_alloc_decompressor()};
-  RunDeflater deflater;
   std::vector<uint8_t> joined;
   std::vector<uint8_t> filtered;
   std::vector<uint8_t> rows;
@@ -246,40 +205,6 @@ std::optional<Image> decode_grey_png(std::span<const uint8_t> bytes) {
                     {above, row_bytes}, ByteOrder::big);
   }
   return image;
-}
-
-std::optional<std::vector<uint8_t>> encode_grey_png(const Image& image) {
-  if (image.size.pixel_count() > most_pixels)
-    return std::nullopt;
-  Workspace& work = workspace();
-  const size_t row_bytes = size_t{image.size.width} * pixel_bytes;
-  work.filtered.resize(std::max(work.filtered.size(), (1 + row_bytes) * image.size.height));
-  work.rows.assign(1 + 3 * row_bytes, 0);
-  uint8_t* above = work.rows.data();
-  uint8_t* row = above + row_bytes;
-  uint8_t* const other = row + row_bytes;
-  uint8_t* filtered = work.filtered.data();
-  for (size_t y = 0; y < image.size.height; ++y, filtered += 1 + row_bytes) {
-    copy_to_bytes({row, row_bytes},
-                  std::span(image.pixels).subspan(y * image.size.width, image.size.width),
-                  ByteOrder::big);
-    filter_row(row, above, row_bytes, filtered, other);
-    std::swap(row, above);
-  }
-  const auto stream =
-      work.deflater.compress(std::span(work.filtered).first((1 + row_bytes) * image.size.height));
-
-  std::vector<uint8_t> png;
-  png.reserve(png_first_bytes.size() + header_bytes + stream.size() + 3 * around_chunk);
-  png.insert(png.end(), png_first_bytes.begin(), png_first_bytes.end());
-  std::array<uint8_t, header_bytes> header{};
-  put_big_endian(header, image.size.width);
-  put_big_endian(std::span(header).subspan(4), image.size.height);
-  std::ranges::copy(plain, header.begin() + 8);
-  append_chunk(png, "IHDR", header);
-  append_chunk(png, "IDAT", stream);
-  append_chunk(png, "IEND", {});
-  return png;
 }
 
 } // namespace recordings

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 #include <png.h>
+#include <zlib.h>
 
 #include "recordings/grey_png.h"
 
@@ -96,8 +97,12 @@ bool write_picture(PngWriter& writer, FrameSize size, int bit_depth, int color_t
   if (setjmp(png_jmpbuf(writer.png)))
     return false;
   png_set_write_fn(writer.png, &writer, write_bytes, flush_nothing);
-  // Noisy depth gains little from the slower levels, and pictures for people are to be made fast.
-  png_set_compression_level(writer.png, bit_depth == 16 ? 3 : 1);
+  // What noisy neighbours leave hardly repeats: looking for more than runs takes longer and makes
+  // larger files. The row above is the nearest guess of a depth, but not of a palette's index.
+  png_set_compression_level(writer.png, 1);
+  png_set_compression_strategy(writer.png, Z_RLE);
+  png_set_filter(writer.png, PNG_FILTER_TYPE_BASE,
+                 bit_depth == 16 ? PNG_FILTER_UP : PNG_FILTER_NONE);
   png_set_IHDR(writer.png, writer.info, size.width, size.height, bit_depth, color_type,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
   if (color_type == PNG_COLOR_TYPE_PALETTE) {
@@ -137,57 +142,6 @@ Failure check_header(const PngReader& reader, size_t file_size) {
         fmt::format("truncated PNG: {} bytes can't hold {}x{} pixels", file_size, width, height)};
   }
   return std::nullopt;
-}
-
-/// A picture as indices into its colours.
-struct IndexedImage {
-  std::vector<uint8_t> indices;
-  std::vector<png_color> palette;
-};
-
-/// Finds the index of a colour, in a hash table with four places for each.
-class ColorIndex {
- public:
-  static constexpr size_t most_colors = 256;
-
-  /// Its place in the palette, where it is put if it is new; null where the palette is full.
-  std::optional<uint8_t> find_or_add(png_color color, std::vector<png_color>& palette) {
-    const uint32_t key = uint32_t{color.red} << 16 | uint32_t{color.green} << 8 | color.blue;
-    for (size_t place = key * 0x9e3779b1U >> 22;; place = (place + 1) % places_.size()) {
-      if (places_[place].key == key)
-        return places_[place].index;
-      if (places_[place].key != unused)
-        continue;
-      if (palette.size() == most_colors)
-        return std::nullopt;
-      places_[place] = {key, static_cast<uint8_t>(palette.size())};
-      palette.push_back(color);
-      return places_[place].index;
-    }
-  }
-
- private:
-  static constexpr uint32_t unused = 0xffffffff; // no colour has its topmost byte
-  struct Place {
-    uint32_t key = unused;
-    uint8_t index = 0;
-  };
-  std::array<Place, 1024> places_{}; // ten bits of the product above
-};
-
-/// Null for a picture of too many colours.
-std::optional<IndexedImage> index_colors(const RgbImage& image) {
-  ColorIndex known;
-  IndexedImage result;
-  result.indices.reserve(image.size.pixel_count());
-  for (size_t i = 0; i + 2 < image.samples.size(); i += 3) {
-    const auto index = known.find_or_add(
-        {image.samples[i], image.samples[i + 1], image.samples[i + 2]}, result.palette);
-    if (!index)
-      return std::nullopt;
-    result.indices.push_back(*index);
-  }
-  return result;
 }
 
 Result<std::vector<uint8_t>> encode(FrameSize size, const uint8_t* samples, size_t row_bytes,
@@ -254,19 +208,16 @@ Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
 }
 
 Result<std::vector<uint8_t>> encode_png(const Image& image) {
-  if (auto png = encode_grey_png(image))
-    return std::move(*png);
   return encode(image.size, reinterpret_cast<const uint8_t*>(image.pixels.data()),
                 size_t{image.size.width} * 2, 16, PNG_COLOR_TYPE_GRAY);
 }
 
-Result<std::vector<uint8_t>> encode_png(const RgbImage& image) {
-  if (auto indexed = index_colors(image)) {
-    return encode(image.size, indexed->indices.data(), image.size.width, 8, PNG_COLOR_TYPE_PALETTE,
-                  std::move(indexed->palette));
-  }
-  return encode(image.size, image.samples.data(), size_t{image.size.width} * 3, 8,
-                PNG_COLOR_TYPE_RGB);
+Result<std::vector<uint8_t>> encode_png(const PaletteImage& image) {
+  std::vector<png_color> palette;
+  for (const auto& [red, green, blue] : image.palette)
+    palette.push_back({red, green, blue});
+  return encode(image.size, image.indices.data(), image.size.width, 8, PNG_COLOR_TYPE_PALETTE,
+                std::move(palette));
 }
 
 } // namespace recordings

@@ -1,16 +1,20 @@
-// PNG: 16-bit grey pictures in and out, RGB pictures out.
+// PNG: 16-bit grey pictures in and out, coloured pictures out.
 #pragma once
 
+#include <array>
 #include <span>
 
 #include "recordings/image.h"
 
 namespace recordings {
 
-/// Three bytes (red, green, blue) for each pixel, row-major, without gaps.
-struct RgbImage {
+using Color = std::array<uint8_t, 3>; // red, green, blue
+
+/// A picture of few colours.
+struct PaletteImage {
   FrameSize size;
-  std::vector<uint8_t> samples;
+  std::vector<Color> palette;   ///< at most 256
+  std::vector<uint8_t> indices; ///< of each pixel's colour; row-major, without gaps
 };
 
 inline constexpr std::string_view png_first_bytes = "\x89PNG\r\n\x1a\n";
@@ -26,7 +30,6 @@ Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
                                            std::optional<FrameSize> told_size);
 
 Result<std::vector<uint8_t>> encode_png(const Image& image);
-/// With a palette where there are no more than 256 colours.
-Result<std::vector<uint8_t>> encode_png(const RgbImage& image);
+Result<std::vector<uint8_t>> encode_png(const PaletteImage& image);
 
 } // namespace recordings

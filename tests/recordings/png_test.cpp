@@ -9,7 +9,6 @@
 
 #include "recordings/grey_png.h"
 #include "recordings/png_image.h"
-#include "recordings/run_deflate.h"
 
 namespace recordings {
 namespace {
@@ -86,47 +85,11 @@ TEST(GreyPng, ReadsWhatLibpngWrites) {
 TEST(GreyPng, IsReadByLibpng) {
   for (const FrameSize size : sizes) {
     const Image image = mixed_picture(size, 1);
-    const auto file = encode_grey_png(image);
+    const auto file = encode_png(image);
     ASSERT_TRUE(file);
     EXPECT_EQ(decode_grey_png(*file), image);
     EXPECT_EQ(read_by_libpng(*file), image);
   }
-}
-
-TEST(RunDeflate, KeepsAnyBytes) {
-  std::mt19937 random(5);
-  std::vector<Bytes> inputs{{}, {7}, Bytes(2, 7), Bytes(3, 0), Bytes(4, 9)};
-  for (const size_t length : {257U, 258U, 259U, 260U, 261U, 262U, 517U, 100000U})
-    inputs.emplace_back(length, uint8_t{3});
-  Bytes noise(100000);
-  std::ranges::generate(noise, [&] { return static_cast<uint8_t>(random()); });
-  inputs.push_back(noise);
-  Bytes runs;
-  while (runs.size() < 300000)
-    runs.insert(runs.end(), random() % 300, static_cast<uint8_t>(random() % 4));
-  inputs.push_back(runs);
-  Bytes lopsided; // frequencies like Fibonacci's numbers: the rarest codes become too long
-  for (size_t count = 1, before = 1, value = 0; lopsided.size() < 32000; ++value) {
-    lopsided.insert(lopsided.end(), count, static_cast<uint8_t>(value));
-    count += std::exchange(before, count);
-  }
-  std::ranges::shuffle(lopsided, random);
-  inputs.push_back(lopsided);
-
-  RunDeflater deflater;
-  libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
-  for (const Bytes& input : inputs) {
-    const auto stream = deflater.compress(input);
-    Bytes output(input.size() + 1);
-    size_t size = 0;
-    ASSERT_EQ(libdeflate_zlib_decompress(decompressor, stream.data(), stream.size(), output.data(),
-                                         output.size(), &size),
-              LIBDEFLATE_SUCCESS)
-        << input.size();
-    output.resize(size);
-    EXPECT_EQ(output, input);
-  }
-  libdeflate_free_decompressor(decompressor);
 }
 
 } // namespace

@@ -164,9 +164,9 @@ TEST(Scores, CountByHand) {
   EXPECT_PRED2(test::says, failure->message, "4x2");
 }
 
-std::vector<uint8_t> color_at(const RgbImage& picture, uint32_t x, uint32_t y) {
-  const auto* sample = &picture.samples[(size_t{y} * picture.size.width + x) * 3];
-  return {sample, sample + 3};
+std::vector<uint8_t> color_at(const PaletteImage& picture, uint32_t x, uint32_t y) {
+  const Color color = picture.palette[picture.indices[size_t{y} * picture.size.width + x]];
+  return {color.begin(), color.end()};
 }
 
 TEST(Canvas, DrawsWithinItself) {
@@ -174,7 +174,7 @@ TEST(Canvas, DrawsWithinItself) {
   canvas.fill({8, 6, 9, 9}, {2, 2, 2});
   canvas.frame({6, 2, 2, 1}, {3, 3, 3});
   canvas.text(0, 0, 1, {4, 4, 4}, "L!");
-  const RgbImage image = canvas.take();
+  const PaletteImage image = canvas.take();
   std::string drawn;
   for (uint32_t y = 0; y < 8; ++y, drawn += '\n')
     for (uint32_t x = 0; x < 10; ++x)
@@ -190,8 +190,8 @@ TEST(Canvas, DrawsWithinItself) {
 }
 
 /// The first picture of a recording.
-RgbImage preview(const std::string& caption, const FrameView& before, const FrameView& after,
-                 const std::string& title) {
+PaletteImage preview(const std::string& caption, const FrameView& before, const FrameView& after,
+                     const std::string& title) {
   PreviewPainter painter(caption);
   return painter.paint(painter.choose_ranges(before, after), before, after, title);
 }
@@ -207,15 +207,15 @@ TEST(Preview, SharesOneRangeUnlessThePixelsDiffer) {
   FrameView part = ramp;
   std::ranges::fill(part.image.pixels, uint16_t{1300});
   part.image.pixels[10 * 512 + 10] = 0;
-  const RgbImage picture = preview("caption", ramp, part, "title");
+  const PaletteImage picture = preview("caption", ramp, part, "title");
   // Pixel 300 of the ramp has the value of the whole right panel.
   EXPECT_EQ(color_at(picture, 20 + 300, 100), color_at(picture, 20 + 512 + 24 + 50, 100));
   EXPECT_EQ(color_at(picture, 20 + 512 + 24 + 10, 42 + 10), std::vector<uint8_t>(3)) << "no data";
   FrameView codes = ramp;
   codes.pixel_type = GX_PIXEL_DISPARITY;
-  const RgbImage both = preview("", codes, ramp, "");
+  const PaletteImage both = preview("", codes, ramp, "");
   EXPECT_NE(color_at(both, 20 + 512 + 20, 300), color_at(both, 0, 0)) << "a legend each";
-  const RgbImage longer = preview(std::string(200, 'x'), ramp, part, "title");
+  const PaletteImage longer = preview(std::string(200, 'x'), ramp, part, "title");
   EXPECT_GT(longer.size.height, picture.size.height) << "the caption is wrapped";
   EXPECT_GT(picture.size.height, preview("", ramp, part, "title").size.height);
 }
@@ -232,8 +232,8 @@ TEST(Preview, ShowsWhatWasRemovedAddedAndMoved) {
   ASSERT_TRUE(difference);
   EXPECT_EQ(difference->removed, 2U);
   EXPECT_EQ(difference->added, 2U);
-  EXPECT_EQ(difference->typical_move, 10);
-  const RgbImage picture = preview("", before, after, "");
+  EXPECT_EQ(typical_move(before, after), 10);
+  const PaletteImage picture = preview("", before, after, "");
   const uint32_t left = 2 * (20 + 512 + 24) - 20 + 100;
   const auto shown = [&](uint32_t x, uint32_t y) { return color_at(picture, left + x, 42 + y); };
   EXPECT_EQ(shown(4, 0), std::vector<uint8_t>(3)) << "no data before and after";
@@ -285,8 +285,8 @@ TEST(Preview, TakesFramesOfAnySizeAndWithoutData) {
   const FrameView dot{{{1, 1}, {0}}, GX_PIXEL_DEPTH, 1.0F};
   const FrameView wide{{{700, 2}, std::vector<uint16_t>(1400, 65535)}, GX_PIXEL_DISPARITY, 1.0F};
   for (const auto& [before, after] : {std::pair(dot, wide), std::pair(wide, dot), {dot, dot}}) {
-    const RgbImage picture = preview("caption", before, after, "title");
-    EXPECT_EQ(picture.samples.size(), picture.size.pixel_count() * 3);
+    const PaletteImage picture = preview("caption", before, after, "title");
+    EXPECT_EQ(picture.indices.size(), picture.size.pixel_count());
     EXPECT_TRUE(encode_png(picture));
   }
 }

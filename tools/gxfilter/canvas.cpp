@@ -27,37 +27,43 @@ double polynomial(const std::array<double, 6>& coefficients, double x) {
 } // namespace
 
 Canvas::Canvas(FrameSize size, Color background)
-    : image_{size, std::vector<uint8_t>(size.pixel_count() * 3)} {
-  fill({0, 0, size.width, size.height}, background);
+    : image_{size, {background}, std::vector<uint8_t>(size.pixel_count())} {}
+
+Ink Canvas::ink(Color color) {
+  constexpr size_t most_colors = 256;
+  auto& palette = image_.palette;
+  const auto found = std::ranges::find(palette, color);
+  if (found != palette.end())
+    return static_cast<Ink>(found - palette.begin());
+  if (palette.size() < most_colors)
+    palette.push_back(color);
+  return static_cast<Ink>(palette.size() - 1);
 }
 
-void Canvas::fill(Rectangle area, Color color) {
+void Canvas::fill(Rectangle area, Ink ink) {
   const FrameSize size = image_.size;
   if (area.x >= size.width || area.y >= size.height)
     return;
-  const uint32_t right = area.x + std::min(area.width, size.width - area.x);
+  const uint32_t width = std::min(area.width, size.width - area.x);
   const uint32_t bottom = area.y + std::min(area.height, size.height - area.y);
-  for (uint32_t y = area.y; y < bottom; ++y) {
-    uint8_t* sample = &image_.samples[(size_t{y} * size.width + area.x) * 3];
-    for (uint32_t x = area.x; x < right; ++x, sample += 3)
-      std::memcpy(sample, color.data(), color.size());
-  }
+  for (uint32_t y = area.y; y < bottom; ++y)
+    std::memset(&image_.indices[size_t{y} * size.width + area.x], ink, width);
 }
 
-void Canvas::frame(Rectangle area, Color color) {
-  fill({area.x - 1, area.y - 1, area.width + 2, 1}, color);
-  fill({area.x - 1, area.y + area.height, area.width + 2, 1}, color);
-  fill({area.x - 1, area.y, 1, area.height}, color);
-  fill({area.x + area.width, area.y, 1, area.height}, color);
+void Canvas::frame(Rectangle area, Ink ink) {
+  fill({area.x - 1, area.y - 1, area.width + 2, 1}, ink);
+  fill({area.x - 1, area.y + area.height, area.width + 2, 1}, ink);
+  fill({area.x - 1, area.y, 1, area.height}, ink);
+  fill({area.x + area.width, area.y, 1, area.height}, ink);
 }
 
-void Canvas::text(uint32_t x, uint32_t y, uint32_t scale, Color color, std::string_view text) {
+void Canvas::text(uint32_t x, uint32_t y, uint32_t scale, Ink ink, std::string_view text) {
   for (const char character : text) {
     const auto& columns = glyph(character);
     for (uint32_t column = 0; column < glyph_width; ++column) {
       for (uint32_t row = 0; row < glyph_height; ++row)
         if ((columns[column] >> row & 1) != 0)
-          fill({x + column * scale, y + row * scale, scale, scale}, color);
+          fill({x + column * scale, y + row * scale, scale, scale}, ink);
     }
     x += glyph_advance * scale;
   }

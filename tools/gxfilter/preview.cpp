@@ -97,31 +97,40 @@ uint32_t right_end(Rectangle panel) {
   return panel.x + std::max(panel.width, smallest_cell);
 }
 
-/// The colour of each pixel value.
-std::vector<Color> make_colors(const FrameView& frame, ValueRange range) {
-  std::vector<Color> colors(size_t{1} << 16, no_data);
+/// The ink of each pixel value.
+std::vector<Ink> make_inks(Canvas& canvas, const FrameView& frame, ValueRange range) {
+  std::vector<Ink> inks(size_t{1} << 16, canvas.ink(no_data));
   const bool codes = holds_codes(frame);
   const double scale = legend_scale(frame);
-  for (size_t pixel = 1; pixel < colors.size(); ++pixel)
-    colors[pixel] = color_of(static_cast<double>(pixel) * scale, range, codes);
-  return colors;
+  std::optional<Color> last;
+  for (size_t pixel = 1; pixel < inks.size(); ++pixel) {
+    const Color color = color_of(static_cast<double>(pixel) * scale, range, codes);
+    inks[pixel] = color == last ? inks[pixel - 1] : canvas.ink(color);
+    last = color;
+  }
+  return inks;
 }
 
-/// A panel of the picture whose pixel i has the colour `color_at(i)`.
-template <class ColorAt>
-void draw_panel(Canvas& canvas, Rectangle panel, FrameSize size, ColorAt color_at) {
+/// A panel of the picture whose pixel i is drawn with `ink_at(i)`.
+template <class InkAt>
+void draw_panel(Canvas& canvas, Rectangle panel, FrameSize size, InkAt ink_at) {
   const uint32_t zoom = pixel_zoom(size);
   size_t i = 0;
-  for (uint32_t y = 0; y < size.height; ++y)
-    for (uint32_t x = 0; x < size.width; ++x, ++i)
-      canvas.fill({panel.x + x * zoom, panel.y + y * zoom, zoom, zoom}, color_at(i));
+  for (uint32_t y = 0; y < size.height; ++y) {
+    const auto first = canvas.row(panel.x, panel.y + y * zoom, panel.width);
+    for (size_t x = 0; x < panel.width; x += zoom, ++i)
+      std::ranges::fill(first.subspan(x, zoom), ink_at(i));
+    for (uint32_t below = 1; below < zoom; ++below)
+      std::ranges::copy(first,
+                        canvas.row(panel.x, panel.y + y * zoom + below, panel.width).begin());
+  }
   canvas.frame(panel, line_color);
 }
 
 void draw_pixels(Canvas& canvas, Rectangle panel, const FrameView& frame, ValueRange range) {
-  const std::vector<Color> colors = make_colors(frame, range);
+  const std::vector<Ink> inks = make_inks(canvas, frame, range);
   draw_panel(canvas, panel, frame.image.size,
-             [&](size_t i) { return colors[frame.image.pixels[i]]; });
+             [&](size_t i) { return inks[frame.image.pixels[i]]; });
 }
 
 /// The panel's name on its left and the share of valid pixels on its right.
@@ -181,19 +190,30 @@ void draw_legend(Canvas& canvas, Rectangle panel, ValueRange range, bool codes) 
 
 // ---- the difference ----
 
-double move_of(uint16_t before, uint16_t after, double scale) {
-  return std::abs(static_cast<double>(before) - static_cast<double>(after)) * scale;
+/// The ink of each distance between two pixels.
+std::vector<Ink> make_move_inks(Canvas& canvas, double scale, double range) {
+  std::vector<Ink> inks(size_t{1} << 16);
+  std::optional<Color> last;
+  for (size_t move = 0; move < inks.size(); ++move) {
+    const Color color = move_color(static_cast<double>(move) * scale, range);
+    inks[move] = color == last ? inks[move - 1] : canvas.ink(color);
+    last = color;
+  }
+  return inks;
 }
 
 void draw_difference(Canvas& canvas, Rectangle panel, const FrameView& before,
                      const FrameView& after, double range) {
-  const double scale = legend_scale(before);
+  const std::vector<Ink> move_inks = make_move_inks(canvas, legend_scale(before), range);
+  const Ink none = canvas.ink(no_data);
+  const Ink added = canvas.ink(added_color);
+  const Ink removed = canvas.ink(removed_color);
   draw_panel(canvas, panel, before.image.size, [&](size_t i) {
     const uint16_t from = before.image.pixels[i];
     const uint16_t to = after.image.pixels[i];
     if (from == 0)
-      return to == 0 ? no_data : added_color;
-    return to == 0 ? removed_color : move_color(move_of(from, to, scale), range);
+      return to == 0 ? none : added;
+    return to == 0 ? removed : move_inks[from > to ? from - to : to - from];
   });
   canvas.text(panel.x, panel.y - title_height + 4, text_scale, bright, "difference");
 }
@@ -239,23 +259,28 @@ std::optional<Difference> difference_of(const FrameView& before, const FrameView
       before.value_scale != after.value_scale)
     return std::nullopt;
   Difference difference;
+  for (size_t i = 0; i < before.image.pixels.size(); ++i) {
+    const bool had_data = before.image.pixels[i] != 0;
+    const bool has_data = after.image.pixels[i] != 0;
+    difference.removed += had_data && !has_data ? 1U : 0U;
+    difference.added += !had_data && has_data ? 1U : 0U;
+  }
+  return difference;
+}
+
+double typical_move(const FrameView& before, const FrameView& after) {
   std::vector<uint16_t> moves;
   for (size_t i = 0; i < before.image.pixels.size(); ++i) {
     const uint16_t from = before.image.pixels[i];
     const uint16_t to = after.image.pixels[i];
-    if (from == to)
-      continue;
-    difference.removed += to == 0 ? 1U : 0U;
-    difference.added += from == 0 ? 1U : 0U;
-    if (from != 0 && to != 0)
+    if (from != 0 && to != 0 && from != to)
       moves.push_back(from > to ? from - to : to - from);
   }
-  if (!moves.empty()) {
-    const auto rank = moves.begin() + static_cast<ptrdiff_t>((moves.size() - 1) * 95 / 100);
-    std::nth_element(moves.begin(), rank, moves.end());
-    difference.typical_move = *rank * legend_scale(before);
-  }
-  return difference;
+  if (moves.empty())
+    return 0;
+  const auto rank = moves.begin() + static_cast<ptrdiff_t>((moves.size() - 1) * 95 / 100);
+  std::nth_element(moves.begin(), rank, moves.end());
+  return *rank * legend_scale(before);
 }
 
 std::vector<std::string> wrapped(std::string_view text, size_t width, size_t lines) {
@@ -319,9 +344,8 @@ FrameView cropped(const FrameView& frame, Rectangle part) {
 }
 
 PreviewRanges PreviewPainter::choose_ranges(const FrameView& before, const FrameView& after) {
-  if (ranges_.move == 0)
-    if (const auto difference = difference_of(before, after))
-      ranges_.move = difference->typical_move;
+  if (ranges_.move == 0 && difference_of(before, after))
+    ranges_.move = typical_move(before, after);
   if (!ranges_.before)
     ranges_.before = typical_range(before);
   if (!ranges_.after)
@@ -336,8 +360,8 @@ PreviewRanges PreviewPainter::choose_ranges(const FrameView& before, const Frame
   return ranges_;
 }
 
-RgbImage PreviewPainter::paint(const PreviewRanges& ranges, const FrameView& before,
-                               const FrameView& after, const std::string& title) const {
+PaletteImage PreviewPainter::paint(const PreviewRanges& ranges, const FrameView& before,
+                                   const FrameView& after, const std::string& title) const {
   const auto difference = difference_of(before, after);
   const bool shared_legend = holds_codes(before) == holds_codes(after);
   const uint32_t top = margin + title_height - 8;

@@ -30,14 +30,17 @@ recordings::FrameView cropped(const recordings::FrameView& frame, Rectangle part
 
 /// What filtering did to a frame of one size and unit.
 struct Difference {
-  uint64_t removed = 0;    ///< pixels that lost their data
-  uint64_t added = 0;      ///< pixels that had none
-  double typical_move = 0; ///< millimetres or codes that 95 of 100 moved pixels don't exceed
+  uint64_t removed = 0; ///< pixels that lost their data
+  uint64_t added = 0;   ///< pixels that had none
 };
 
 /// Null where the frames can't be compared: another size, pixel type or unit.
 std::optional<Difference> difference_of(const recordings::FrameView& before,
                                         const recordings::FrameView& after);
+
+/// Millimetres or codes that 95 of 100 moved pixels of such frames don't exceed; 0 where none
+/// moved.
+double typical_move(const recordings::FrameView& before, const recordings::FrameView& after);
 
 /// The text in lines of at most `width` characters, broken at blanks where there are any. What does
 /// not go into `lines` ends in "...".
@@ -66,8 +69,9 @@ class PreviewPainter {
   PreviewRanges ranges() const { return ranges_; }
 
   /// `title` names the frame. On any threads at a time.
-  recordings::RgbImage paint(const PreviewRanges& ranges, const recordings::FrameView& before,
-                             const recordings::FrameView& after, const std::string& title) const;
+  recordings::PaletteImage paint(const PreviewRanges& ranges, const recordings::FrameView& before,
+                                 const recordings::FrameView& after,
+                                 const std::string& title) const;
 
  private:
   std::string caption_;
