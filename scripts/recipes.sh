@@ -94,9 +94,9 @@ change it. What each filter does is said in [filters.md](filters.md).
 This page is made by `scripts/recipes.sh`, all figures included.
 
 Each picture is the tenth frame of the demo's recording: a scan of a toy castle from Debian's package
-`visp-images-data`, 640 × 480, a unit of which is 0.125 mm. The tables are means over generated scenes with
-a known truth (`gxfilter synth --truth`, 640 × 480, 8 frames each, seeds 1 to 3), measured with
-`gxfilter score`:
+`visp-images-data`, 640 × 480, a unit of which is 0.125 mm; that recording and the pictures made of it are
+under the GNU GPL, version 2. The tables are means over generated scenes with a known truth
+(`gxfilter synth --truth`, 640 × 480, 8 frames each, seeds 1 to 3), measured with `gxfilter score`:
 
 END
   for scene in "${scenes[@]}"; do

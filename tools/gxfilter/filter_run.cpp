@@ -195,7 +195,7 @@ class Runner {
     const auto views = preview_views(passage);
     if (!views)
       return views.error();
-    const auto picture = encode_png(
+    auto picture = encode_png(
         painter_.paint(passage.ranges, views->first, views->second, passage.stored.info.name));
     if (!picture)
       return picture.error();
