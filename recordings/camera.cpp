@@ -1,12 +1,14 @@
 #include "recordings/camera.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <limits>
 #include <set>
 
 #include <fmt/format.h>
 
+#include "recordings/byte_stream.h"
 #include "recordings/camera_info_yaml.h"
 #include "recordings/image_file.h"
 
@@ -133,6 +135,12 @@ gx_camera_intrinsic read_intrinsic(FactReader& reader, FrameSize size) {
           static_cast<int16_t>(std::min(size.height, widest))};
 }
 
+std::string lower_case(std::string text) {
+  std::ranges::transform(text, text.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
 /// The number that reads as the same float32, with the fewest digits.
 nlohmann::json shortest(float number) {
   return nlohmann::json::parse(fmt::format("{}", number), nullptr, false);
@@ -151,7 +159,8 @@ Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
   if (!bytes)
     return bytes.error();
-  const bool is_yaml = path.extension() == ".yaml" || path.extension() == ".yml";
+  const std::string ending = lower_case(path.extension().string());
+  const bool is_yaml = ending == ".yaml" || ending == ".yml";
   auto facts = is_yaml ? parse_camera_info_yaml(*bytes) : parse_camera_facts(*bytes);
   if (!facts)
     return Error{fmt::format("{}: {}", path.string(), facts.error().message)};
@@ -160,6 +169,8 @@ Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
 
 std::filesystem::path find_camera_file(const std::filesystem::path& input) {
   std::error_code code;
+  if (input == standard_stream)
+    return {};
   std::vector<std::filesystem::path> candidates;
   std::filesystem::path directory = input;
   if (!std::filesystem::is_directory(input, code)) {
@@ -237,6 +248,13 @@ std::string KnownFacts::origin_of(const std::string& key) const {
   return found != origins_.end() ? found->second : "assumed";
 }
 
+void KnownFacts::forget(const std::string& origin) {
+  for (const auto& [key, said_by] : origins_)
+    if (said_by == origin)
+      facts_.erase(key);
+  std::erase_if(origins_, [&](const auto& item) { return item.second == origin; });
+}
+
 Failure KnownFacts::check_size_of(FrameSize frames) const {
   const std::pair<const char*, uint32_t> sides[] = {{"width", frames.width},
                                                     {"height", frames.height}};
@@ -272,7 +290,10 @@ std::vector<FactInForce> facts_in_force(const KnownFacts& known, const Camera& c
     facts.push_back({"d2d", known.facts()["d2d"], "", ""});
   for (FactInForce& fact : facts) {
     const bool is_size = fact.key == "width" || fact.key == "height";
-    fact.origin = is_size ? "the frames" : known.origin_of(fact.key);
+    // The record's own baseline wins over the fact that it follows otherwise.
+    const bool is_of_record = fact.key == "baseline" && known.facts().contains("d2d") &&
+                              known.facts()["d2d"].contains("baseline");
+    fact.origin = is_size ? "the frames" : known.origin_of(is_of_record ? "d2d" : fact.key);
   }
   return facts;
 }

@@ -72,6 +72,9 @@ class KnownFacts {
   /// is unknown.
   Failure add(const std::string& origin, const CameraFacts& facts);
 
+  /// Takes back what `origin` said and nobody else since.
+  void forget(const std::string& origin);
+
   const CameraFacts& facts() const { return facts_; }
   /// Who said it, "assumed" where nobody did.
   std::string origin_of(const std::string& key) const;

@@ -15,23 +15,13 @@ const Format* written_format(const std::filesystem::path& name) {
   return written ? format : nullptr;
 }
 
-} // namespace
-
-bool names_one_file(const std::filesystem::path& path) {
-  std::error_code code;
-  return path == standard_stream ||
-         (format_of_name(path) != nullptr && !std::filesystem::is_directory(path, code));
-}
-
-Result<std::unique_ptr<FrameSink>> create_sink(const std::filesystem::path& path,
-                                               const SinkOptions& options) {
+/// By the file's own ending, else by `name`, which has no dot.
+Result<const Format*> choose_format(const std::filesystem::path& path, const std::string& name) {
   const bool is_named_file = names_one_file(path) && path != standard_stream;
-  const std::filesystem::path name =
-      is_named_file ? path : std::filesystem::path("x." + options.format);
-  const Format* format = written_format(name);
+  const Format* format = written_format(is_named_file ? path : std::filesystem::path("x." + name));
   if (format == nullptr) {
     return Error{fmt::format("{}: a format that is not written ({} are)",
-                             is_named_file ? path.string() : options.format, written_titles()),
+                             is_named_file ? path.string() : name, written_titles()),
                  ErrorKind::request};
   }
   if (format->create != nullptr && !names_one_file(path)) {
@@ -40,11 +30,34 @@ Result<std::unique_ptr<FrameSink>> create_sink(const std::filesystem::path& path
                     path.string(), format->title, format->extension),
         ErrorKind::request};
   }
-  if (format->create != nullptr)
-    return format->create(path, options);
+  return format;
+}
+
+} // namespace
+
+bool names_one_file(const std::filesystem::path& path) {
+  std::error_code code;
+  return path == standard_stream ||
+         (format_of_name(path) != nullptr && !std::filesystem::is_directory(path, code));
+}
+
+Failure check_sink(const std::filesystem::path& path, const std::string& format) {
+  const auto chosen = choose_format(path, format);
+  return chosen ? std::nullopt : Failure(chosen.error());
+}
+
+Result<std::unique_ptr<FrameSink>> create_sink(const std::filesystem::path& path,
+                                               const SinkOptions& options) {
+  const auto chosen = choose_format(path, options.format);
+  if (!chosen)
+    return chosen.error();
+  const Format& format = **chosen;
+  if (format.create != nullptr)
+    return format.create(path, options);
   if (path == standard_stream)
-    return create_picture_stream(*format);
-  return is_named_file ? create_picture_file(path, *format) : create_picture_folder(path, *format);
+    return create_picture_stream(format);
+  return names_one_file(path) ? create_picture_file(path, format)
+                              : create_picture_folder(path, format);
 }
 
 } // namespace recordings

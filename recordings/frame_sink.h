@@ -42,6 +42,9 @@ struct SinkOptions {
 Result<std::unique_ptr<FrameSink>> create_sink(const std::filesystem::path& path,
                                                const SinkOptions& options);
 
+/// Null where `create_sink` would know what to write.
+Failure check_sink(const std::filesystem::path& path, const std::string& format);
+
 /// Whether `path` as an output stands for one file, by its ending; else for a folder of pictures.
 bool names_one_file(const std::filesystem::path& path);
 

@@ -1,5 +1,7 @@
 #include "recordings/host_frame.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 namespace recordings {
@@ -7,6 +9,20 @@ namespace {
 
 Error host_error(const gexton::ErrorSlot& slot) {
   return {slot.text(), ErrorKind::processing};
+}
+
+/// A scaled picture has scaled focal lengths; its pixels' centres scale with it.
+void scale_to(gx_camera_intrinsic& intrinsic, FrameSize size) {
+  if (intrinsic.width <= 0 || intrinsic.height <= 0)
+    return;
+  const float x = static_cast<float>(size.width) / static_cast<float>(intrinsic.width);
+  const float y = static_cast<float>(size.height) / static_cast<float>(intrinsic.height);
+  intrinsic.fx *= x;
+  intrinsic.fy *= y;
+  intrinsic.cx = (intrinsic.cx + 0.5F) * x - 0.5F;
+  intrinsic.cy = (intrinsic.cy + 0.5F) * y - 0.5F;
+  intrinsic.width = static_cast<int16_t>(std::min<uint32_t>(size.width, INT16_MAX));
+  intrinsic.height = static_cast<int16_t>(std::min<uint32_t>(size.height, INT16_MAX));
 }
 
 } // namespace
@@ -47,6 +63,27 @@ Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_p
   if (slot)
     return host_error(slot);
   return frame;
+}
+
+Result<Camera> camera_of(const gx_frame& frame, const Camera& input) {
+  const auto view = look_at(frame);
+  if (!view)
+    return view.error();
+  gexton::ErrorSlot slot;
+  Camera camera = input;
+  camera.pixel_type = view->pixel_type;
+  camera.depth_unit = view->value_scale;
+  camera.bit_size = gx_video_frame_get_pixel_available_bit_size(&frame, slot.receive());
+  if (slot)
+    return host_error(slot);
+  const gexton::Profile profile(gx_frame_get_stream_profile(&frame, slot.receive()));
+  if (slot)
+    return host_error(slot);
+  camera.intrinsic = gx_video_stream_profile_get_intrinsic(profile.get(), slot.receive());
+  if (slot)
+    return host_error(slot);
+  scale_to(camera.intrinsic, view->size);
+  return camera;
 }
 
 Result<PixelView> look_at(const gx_frame& frame) {

@@ -14,6 +14,11 @@ Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera);
 Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
                                  const Camera& camera);
 
+/// The camera of a frame that filters made of one of `input`'s: pixel type, unit and bits are the
+/// frame's, the intrinsics its profile's, scaled where they are for another size than the frame
+/// has.
+Result<Camera> camera_of(const gx_frame& frame, const Camera& input);
+
 /// What a frame's pixels are and mean, as long as the frame lives.
 struct PixelView {
   FrameSize size;

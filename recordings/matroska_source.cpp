@@ -257,7 +257,7 @@ class MatroskaSource final : public FrameSource {
         const auto frame = codec ? decode(**codec, **packet) : codec.error();
         if (frame)
           track.format = (*frame)->format;
-        unknown[index] = false;
+        unknown[index] = codec && !frame; // a damaged picture says nothing about the next
       }
       held_bytes += static_cast<size_t>((*packet)->size);
       held_.push_back(std::move(*packet));
@@ -345,8 +345,14 @@ class MatroskaSource final : public FrameSource {
     StoredFrame frame;
     frame.info = {index_, numbered_name(index_), time_of(packet)};
     frame.place = fmt::format("{}, frame {}", name_, index_++);
+    const bool stands_alone = (packet.flags & AV_PKT_FLAG_KEY) != 0;
     const auto decoded = decode(*codec_, packet);
-    auto image = decoded ? picture_of(**decoded) : Result<Image>(decoded.error());
+    // The decoder fills gaps from earlier pictures and says so once: what builds on that is damaged
+    // as well.
+    damaged_ = !decoded || (damaged_ && !stands_alone);
+    auto image = !decoded   ? Result<Image>(decoded.error())
+                 : damaged_ ? Result<Image>(Error{"builds on a damaged frame"})
+                            : picture_of(**decoded);
     if (!image)
       image.error().message = fmt::format("{}: {}", frame.place, image.error().message);
     frame.decode = [image = std::move(image)]() mutable { return std::move(image); };
@@ -369,6 +375,7 @@ class MatroskaSource final : public FrameSource {
   std::vector<std::string> remarks_;
   int chosen_ = -1;
   uint64_t index_ = 0;
+  bool damaged_ = false; ///< a frame since the last one that stands alone
   bool ended_ = false;
 };
 

@@ -463,7 +463,7 @@ class McapReader final : public MessageReader {
         return std::nullopt;
     }
     const auto channels = definitions.channels();
-    if (!counts || channels.size() != channel_count)
+    if (!counts || counts->empty() || channels.size() != channel_count)
       return std::nullopt;
     std::vector<IndexedTopic> topics;
     topics.reserve(channels.size());

@@ -1,6 +1,7 @@
 // Recordings of many topics: messages one after the other, whatever container holds them.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,11 +30,14 @@ struct MessageChannel {
   uint16_t id = 0;
   const MessageSchema* schema = nullptr; ///< null: none
   std::string topic;
-  std::string encoding; ///< "cdr", "ros1" ...
-  std::vector<std::pair<std::string, std::string>> metadata;
+  std::string encoding;                                      ///< "cdr", "ros1" ...
+  std::vector<std::pair<std::string, std::string>> metadata; ///< in no order that matters
 
   std::string type() const { return schema != nullptr ? schema->name : std::string(); }
-  bool operator==(const MessageChannel&) const = default;
+  bool operator==(const MessageChannel& other) const {
+    return id == other.id && schema == other.schema && topic == other.topic &&
+           encoding == other.encoding && std::ranges::is_permutation(metadata, other.metadata);
+  }
 };
 
 struct Message {

@@ -1,6 +1,7 @@
 #include "recordings/npz_archive.h"
 
 #include <array>
+#include <utility>
 
 #include <fmt/format.h>
 #include <zip.h>
@@ -93,8 +94,10 @@ class Member final : public ByteStream {
     size_t total = 0;
     while (total < bytes.size()) {
       const zip_int64_t count = zip_fread(file_.get(), &bytes[total], bytes.size() - total);
-      if (count < 0)
+      if (count < 0) {
+        damaged_ = true;
         return Error{fmt::format("{}: {}", name_, zip_file_strerror(file_.get()))};
+      }
       if (count == 0)
         break;
       total += static_cast<size_t>(count);
@@ -113,10 +116,14 @@ class Member final : public ByteStream {
   uint64_t position() const override { return position_; }
   const std::string& name() const override { return name_; }
 
+  /// Whether it could not be read on.
+  bool damaged() const { return damaged_; }
+
  private:
   std::unique_ptr<zip_file_t, CloseMember> file_;
   std::string name_;
   uint64_t position_ = 0;
+  bool damaged_ = false;
 };
 
 // ---- its frames ----
@@ -149,7 +156,8 @@ class NpzSource final : public FrameSource {
     while (member_ != nullptr || next_member_ < member_count_) {
       if (member_ == nullptr && !open_member())
         continue;
-      auto stored = read_frame();
+      auto stored =
+          broken_ ? Result<std::optional<Image>>(*std::exchange(broken_, {})) : read_frame();
       if (stored && !*stored)
         remarks_.push_back(fmt::format("{}: cut off behind {} of {} frames", member_->name(),
                                        frame_, header_.frames));
@@ -198,6 +206,16 @@ class NpzSource final : public FrameSource {
       return pass_over(place, zip_strerror(archive_.get()));
     auto member = std::make_unique<Member>(file, place);
     const auto header = read_npy_header(*member);
+    if (!header && member->damaged()) {
+      // What it would have been can't be told: one frame that can't be read stands for it.
+      broken_ = header.error();
+      member_ = std::move(member);
+      header_ = {};
+      header_.frames = 1;
+      header_.one_picture = true;
+      frame_ = 0;
+      return true;
+    }
     if (!header)
       return pass_over(place, header.error().message);
     if (header->frames == 0)
@@ -239,6 +257,7 @@ class NpzSource final : public FrameSource {
   std::unique_ptr<Member> member_; ///< whose frames come now, or null
   std::string member_name_;
   NpyHeader header_;
+  Failure broken_;     ///< why the member's header can't be read
   uint64_t frame_ = 0; ///< of the member
   uint64_t index_ = 0;
   FrameNames names_;

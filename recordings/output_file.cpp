@@ -21,8 +21,7 @@ std::FILE* claimed_output = nullptr;
 /// it out of sight; the extension, out of folders of pictures.
 fs::path temporary_name(const fs::path& path) {
   static std::atomic<uint64_t> calls = 0;
-  return path.parent_path() /
-         fmt::format(".{}.{}-{}.part", path.filename().string(), getpid(), calls.fetch_add(1));
+  return path.parent_path() / fmt::format(".gxfilter-{}-{}.part", getpid(), calls.fetch_add(1));
 }
 
 } // namespace
@@ -40,6 +39,13 @@ Failure claim_standard_output() {
   if (file == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
     return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
   claimed_output = file;
+  return std::nullopt;
+}
+
+Failure finish_standard_output() {
+  for (std::FILE* file : {stdout, standard_output()})
+    if (std::fflush(file) != 0 || std::ferror(file) != 0)
+      return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
   return std::nullopt;
 }
 

@@ -18,6 +18,9 @@ std::FILE* standard_output();
 /// there goes to standard error from here on. Before other threads start.
 Failure claim_standard_output();
 
+/// Writes out what is still held back; an error where anything printed so far was lost.
+Failure finish_standard_output();
+
 /// A file that is written under another name beside its place and renamed when it is complete; an
 /// existing file stays as it is until then. Without `commit` nothing remains.
 class OutputFile {

@@ -44,19 +44,19 @@ class PictureFile final : public PictureSink {
       : PictureSink(format), path_(std::move(path)) {}
 
   Failure write(const FrameInfo&, const EncodedFrame& frame) override {
-    if (written_) {
+    if (frame_) {
       return Error{fmt::format("{} holds one frame; several need a folder", path_.string()),
                    ErrorKind::request};
     }
-    written_ = true;
-    return write_file(path_, frame.bytes);
+    frame_ = frame;
+    return std::nullopt;
   }
 
-  Failure finish() override { return std::nullopt; }
+  Failure finish() override { return frame_ ? write_file(path_, frame_->bytes) : std::nullopt; }
 
  private:
   std::filesystem::path path_;
-  bool written_ = false;
+  std::optional<EncodedFrame> frame_; ///< until it is known that there is no other
 };
 
 class PictureStream final : public PictureSink {

@@ -28,6 +28,11 @@ std::string_view take_number(std::string_view& text) {
   return number;
 }
 
+/// Facts about the camera stand beside pictures.
+bool is_camera_file(const fs::path& path) {
+  return path.extension() == ".json" || path.extension() == ".yaml" || path.extension() == ".yml";
+}
+
 Failure add_directory(const fs::path& directory, const std::string& pattern, Recording& recording) {
   std::error_code code;
   std::vector<fs::path> pictures;
@@ -42,7 +47,7 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
     if (format != nullptr && format->read != nullptr) {
       pictures.push_back(path);
       kinds.insert(path.extension().string());
-    } else if (path.extension() != ".json") {
+    } else if (!is_camera_file(path)) {
       recording.ignored.push_back(path);
     }
   }

@@ -39,9 +39,11 @@ void TopicSurvey::see(const Message& message) {
     ++entry.messages;
   if (entry.seen)
     return;
-  entry.seen = true;
   entry.type = message.channel->type();
   look_at(message, entry);
+  // A damaged message says nothing about those behind it.
+  constexpr unsigned most_refused = 16;
+  entry.seen = entry.depth || entry.no_depth.empty() || ++entry.refused == most_refused;
 }
 
 void TopicSurvey::look_at(const Message& message, Entry& entry) const {
@@ -60,6 +62,7 @@ void TopicSurvey::look_at(const Message& message, Entry& entry) const {
     return;
   }
   const auto depth = parse_depth(kind, *serialisation, message.data);
+  entry.no_depth.clear();
   if (depth)
     entry.depth = {message.channel->topic, kind, *serialisation, depth->coding};
   else

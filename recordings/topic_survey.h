@@ -35,7 +35,7 @@ class TopicSurvey {
   bool found_depth() const;
   bool found_camera() const;
 
-  /// The first message of its topic was depth, and the topic may be taken.
+  /// Among the first messages of its topic was depth, and the topic may be taken.
   bool may_hold_frames(const MessageChannel& channel) const;
 
   /// An error lists what there is instead.
@@ -48,9 +48,10 @@ class TopicSurvey {
   struct Entry {
     std::string type;
     uint64_t messages = 0;
-    bool seen = false; ///< its first message was looked at
+    bool seen = false;    ///< enough of its messages were looked at
+    unsigned refused = 0; ///< messages that are no depth
     std::optional<DepthTopic> depth;
-    std::string no_depth;             ///< why the first message is none
+    std::string no_depth;             ///< why the last message that was looked at is none
     std::optional<CameraFacts> facts; ///< of a camera info
   };
 

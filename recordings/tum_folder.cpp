@@ -64,6 +64,12 @@ class TumFolder final : public FrameSource {
     return std::optional(std::move(frame));
   }
 
+  std::vector<fs::path> files() const override {
+    std::vector<fs::path> files;
+    for (const TumEntry& entry : entries_)
+      files.push_back(folder_ / entry.picture);
+    return files;
+  }
   std::optional<uint64_t> frame_count() const override { return entries_.size(); }
   CameraFacts facts() const override { return {{"depth_unit", 0.2}}; }
 

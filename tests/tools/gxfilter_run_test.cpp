@@ -272,6 +272,42 @@ TEST_F(GxfilterProgram, LosesNoResult) {
   EXPECT_EQ(count_files("taken"), 2U) << "nothing half done is left behind";
 }
 
+TEST_F(GxfilterProgram, KeepsFilesWholeAndInputsAsTheyAre) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 3").status, 0);
+  const std::string chain = "run scene --filter TemporalFilter --out ";
+  expect_end(run(chain + "one.png"), 2, {"one.png holds one frame"});
+  EXPECT_FALSE(fs::exists(directory_ / "one.png"));
+  ASSERT_EQ(run(chain + "all.npy").status, 0);
+  const Outcome kept = run(chain + "all.npy --resume --json");
+  EXPECT_EQ(kept.status, 0) << kept.err;
+  EXPECT_PRED2(says, kept.out, "\"kept\": 3");
+  save("broken.npy", text_of(directory_ / "all.npy").substr(0, 7000));
+  expect_end(run(chain + "broken.npy --resume"), 2, {"broken.npy is not a whole result"});
+  expect_end(run(chain + "x --out-format jpg"), 2, {"jpg: a format that is not written"});
+  for (const char* folder : {"scene", "results", "scene/../results/."})
+    expect_end(run(chain + "results --preview-dir " + folder), 2, {"apart from inputs"});
+  EXPECT_EQ(count_files("scene"), 4U);
+  fs::create_directory(directory_ / "tum");
+  fs::rename(directory_ / "scene", directory_ / "tum/depth");
+  save("tum/depth.txt", "1.5 depth/frame_0000.png\n2.5 depth/frame_0001.png\n");
+  expect_end(run("run tum --filter TemporalFilter --out tum/depth --overwrite"), 2,
+             {"would replace an input"});
+  ASSERT_EQ(run("run tum --filter TemporalFilter --out tum.mcap").status, 0);
+  EXPECT_PRED2(says, run("info tum.mcap").out, "frames  2");
+  expect_end(run("info tum --json >/dev/full"), 1, {"standard output: No space left"});
+  expect_end(run("info tum --fx -5"), 2, {"options: fx"});
+}
+
+TEST_F(GxfilterProgram, WritesTheCameraOfTheResult) {
+  ASSERT_EQ(run("synth --out scene --size 80x64 --frames 2").status, 0);
+  const std::string doubled = " --filter DepthResize:dst_width=160,dst_height=128,scale=2 --out ";
+  ASSERT_EQ(run("run scene --fx 100" + doubled + "new.mcap").status, 0);
+  EXPECT_PRED2(says, run("info new.mcap").out, "fx 200 pixels");
+  ASSERT_EQ(run("run scene --filter TemporalFilter --out old.mcap").status, 0);
+  ASSERT_EQ(run("run old.mcap" + doubled + "over.mcap").status, 0);
+  expect_end(run("info over.mcap"), 0, {"width is 80", "left aside"});
+}
+
 TEST_F(GxfilterProgram, LeavesOutFramesThatCannotBeRead) {
   ASSERT_EQ(run("synth --out scene --size 64x48 --frames 5").status, 0);
   save("scene/frame_0000.png", "text");
@@ -318,7 +354,7 @@ TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
       "' run - --format raw --size 8x4 --filter TemporalFilter --out results <frames 2>err.txt & "
       "program=$!; while [ ! -p frames ]; do sleep 0.01; done; exec 3>frames; head -c 128 "
       "/dev/zero >&3; "
-      "while [ ! -e results/frame_000001.png ]; do sleep 0.01; done; kill -INT $program; "
+      "while [ ! -e results/frame_000001.png ]; do sleep 0.01; done; kill -TERM $program; "
       "head -c 64 /dev/zero >&3; exec 3>&-; wait $program");
   outcome.err = text_of(directory_ / "err.txt");
   expect_end(outcome, 130, {"interrupted: 3 frames are in results", "--resume"});

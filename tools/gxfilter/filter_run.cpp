@@ -70,6 +70,9 @@ class Runner {
     outcome_.remarks = input_.source->remarks();
     if (!outcome_.failure && !outcome_.interrupted && sink_ != nullptr)
       outcome_.failure = sink_->finish();
+    const bool is_whole = !outcome_.failure && !outcome_.interrupted;
+    if (!is_whole && names_one_file(settings_.output) && settings_.output != standard_stream)
+      outcome_.frames = 0; // the file is not there
     if (!outcome_.interrupted)
       explain_idle_filters();
     return std::move(outcome_);
@@ -89,6 +92,7 @@ class Runner {
     add(true, [this](Passage& passage) { return begin(passage); });
     for (size_t i = 0; i < chain_.filters.size(); ++i)
       add(true, [this, i](Passage& passage) { return filter(passage, i); });
+    add(true, [this](Passage& passage) { return open_sink(passage); });
     if (!settings_.previews.empty())
       add(true, [this](Passage& passage) { return choose_colors(passage); });
     if (!settings_.previews.empty())
@@ -179,6 +183,23 @@ class Runner {
     return std::nullopt;
   }
 
+  /// What is written is of the camera that the first result shows.
+  Failure open_sink(Passage& passage) {
+    if (sink_ != nullptr)
+      return std::nullopt;
+    const auto camera = camera_of(*passage.frame, camera_);
+    if (!camera)
+      return at(passage.stored.place, camera.error());
+    auto sink = create_sink(settings_.output, {.format = settings_.format,
+                                               .origin = settings_.origin,
+                                               .topic = input_.source->topic(),
+                                               .camera = *camera});
+    if (!sink)
+      return sink.error();
+    sink_ = std::move(*sink);
+    return std::nullopt;
+  }
+
   /// What the colours of the previews stand for is fixed by the first frames.
   Failure choose_colors(Passage& passage) {
     if (painter_.still_chooses()) {
@@ -255,7 +276,7 @@ class Runner {
   }
 
   Failure begin_recording(FrameSize size) {
-    if (auto failure = input_.facts.check_size_of(size))
+    if (auto failure = settle_size(input_, size))
       return failure;
     const auto camera = make_camera(input_.facts.facts(), size);
     if (!camera)
@@ -268,13 +289,6 @@ class Runner {
     auto profile = make_profile(size, camera_);
     if (!profile)
       return profile.error();
-    auto sink = create_sink(settings_.output, {.format = settings_.format,
-                                               .origin = settings_.origin,
-                                               .topic = input_.source->topic(),
-                                               .camera = camera_});
-    if (!sink)
-      return sink.error();
-    sink_ = std::move(*sink);
     if (auto failure = make_preview_folder())
       return failure;
     profile_ = std::move(*profile);
@@ -311,7 +325,7 @@ class Runner {
   /// Keeps the result that an earlier run left, which must be what this run has made.
   Failure look_for_result(Passage& passage, const Image& image) const {
     const Format* format = format_of_name("x." + settings_.format);
-    if (names_one_file(settings_.output) || format == nullptr)
+    if (names_one_file(settings_.output))
       return std::nullopt;
     const fs::path path = picture_path(settings_.output, passage.stored.info.name, *format);
     std::error_code code;
@@ -358,7 +372,7 @@ class Runner {
 /// `path` as it would be without links and detours, so that equal places compare equal.
 fs::path place_of(const fs::path& path) {
   std::error_code code;
-  return fs::weakly_canonical(path, code);
+  return fs::weakly_canonical(fs::absolute(path, code), code);
 }
 
 Failure check_output_file(const std::vector<fs::path>& inputs, const RunSettings& settings) {
@@ -369,9 +383,25 @@ Failure check_output_file(const std::vector<fs::path>& inputs, const RunSettings
                  ErrorKind::request};
   }
   std::error_code code;
-  if (fs::exists(output, code) && !settings.overwrite)
+  if (fs::exists(output, code) && !settings.overwrite && !settings.resume)
     return Runner::exists_already(output);
   return std::nullopt;
+}
+
+/// Previews may replace previews, but stand apart from inputs and results.
+Failure check_previews(const std::vector<fs::path>& inputs, const RunSettings& settings) {
+  if (settings.previews.empty())
+    return std::nullopt;
+  const fs::path folder = place_of(settings.previews / "");
+  const auto is_in_it = [&](const fs::path& path) {
+    return place_of(path / "") == folder || place_of(place_of(path).parent_path() / "") == folder;
+  };
+  const bool holds_results = place_of(settings.output / "") == folder;
+  if (!holds_results && std::ranges::none_of(inputs, is_in_it))
+    return std::nullopt;
+  return Error{fmt::format("{}: previews need a directory apart from inputs and results",
+                           settings.previews.string()),
+               ErrorKind::request};
 }
 
 /// Frames come and go by the thousand: memory that was theirs stays for the next instead of going
@@ -393,12 +423,16 @@ RunOutcome run_filters(Input input, Chain chain, const RunSettings& settings) {
 
 Failure check_output(const FrameSource& source, const std::vector<fs::path>& inputs,
                      const RunSettings& settings) {
-  if (settings.output == standard_stream)
-    return std::nullopt;
+  if (auto failure = check_sink(settings.output, settings.format))
+    return failure;
   std::vector<fs::path> all_inputs = source.files();
   all_inputs.insert(all_inputs.end(), inputs.begin(), inputs.end());
+  if (auto failure = check_previews(all_inputs, settings))
+    return failure;
+  if (settings.output == standard_stream)
+    return std::nullopt;
   const Format* format = format_of_name("x." + settings.format);
-  if (names_one_file(settings.output) || format == nullptr)
+  if (names_one_file(settings.output))
     return check_output_file(all_inputs, settings);
   std::set<fs::path> places;
   for (const fs::path& input : all_inputs)
@@ -408,7 +442,7 @@ Failure check_output(const FrameSource& source, const std::vector<fs::path>& inp
   for (const fs::path& frame : source.files()) {
     const fs::path output = picture_path(settings.output, frame.stem().string(), *format);
     const auto [other, is_first] = writers.emplace(output, frame);
-    if (!is_first) {
+    if (!is_first && other->second != frame) {
       return Error{fmt::format("{} and {} would both write {}", other->second.string(),
                                frame.string(), output.string()),
                    ErrorKind::request};

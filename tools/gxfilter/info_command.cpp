@@ -151,7 +151,7 @@ void print_text(const Input& input, const Survey& survey, const Camera& camera,
 }
 
 Result<ExitStatus> show_info(const InfoOptions& options) {
-  const auto input = open_input(options.input);
+  auto input = open_input(options.input);
   if (!input)
     return input.error();
   const auto survey = survey_frames(*input);
@@ -160,7 +160,7 @@ Result<ExitStatus> show_info(const InfoOptions& options) {
   Camera camera;
   std::vector<FactInForce> facts;
   if (survey->size) {
-    if (auto failure = input->facts.check_size_of(*survey->size))
+    if (auto failure = settle_size(*input, *survey->size))
       return *failure;
     const auto made = make_camera(input->facts.facts(), *survey->size);
     if (!made)
@@ -169,7 +169,7 @@ Result<ExitStatus> show_info(const InfoOptions& options) {
     facts = facts_in_force(input->facts, camera, *survey->size);
   }
   if (options.json)
-    fmt::print("{}\n", to_json(*input, *survey, facts).dump(2));
+    fmt::print("{}\n", json_text(to_json(*input, *survey, facts)));
   else
     print_text(*input, *survey, camera, facts);
   if (!survey->unreadable.empty() && survey->looked_at == 0)

@@ -5,6 +5,7 @@
 
 #include "gxfilter/camera_options.h"
 #include "gxfilter/decoding_options.h"
+#include "gxfilter/report.h"
 
 namespace gxfilter {
 
@@ -13,6 +14,8 @@ using namespace recordings;
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* of_recording = "the recording";
 
 /// What the options say, the size among them.
 Result<CameraFacts> facts_of_options(const InputOptions& options) {
@@ -48,7 +51,7 @@ Result<Input> open_input(const InputOptions& options) {
   if (auto failure = add_camera_file(options, outside))
     return *failure;
   if (auto failure = outside.add("options", *told))
-    return *failure;
+    return Error{failure->message, ErrorKind::request};
   const auto size = raw_frame_size(outside.facts());
   if (!size)
     return size.error();
@@ -58,13 +61,24 @@ Result<Input> open_input(const InputOptions& options) {
   if (!source)
     return source.error();
   Input input{std::move(*source), {}, PixelDecoder(options.decoding)};
-  if (auto failure = input.facts.add("the recording", input.source->facts()))
+  if (auto failure = input.facts.add(of_recording, input.source->facts()))
     return *failure;
   if (auto failure = add_camera_file(options, input.facts))
     return *failure;
   if (auto failure = input.facts.add("options", *told))
     return *failure;
   return input;
+}
+
+Failure settle_size(Input& input, FrameSize frames) {
+  auto failure = input.facts.check_size_of(frames);
+  const bool by_recording = failure && (input.facts.origin_of("width") == of_recording ||
+                                        input.facts.origin_of("height") == of_recording);
+  if (!by_recording)
+    return failure;
+  note(failure->message + "; what it says of its camera is left aside");
+  input.facts.forget(of_recording);
+  return input.facts.check_size_of(frames);
 }
 
 Result<FrameSize> parse_size_option(const std::string& option, const std::string& text) {

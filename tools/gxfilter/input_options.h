@@ -34,6 +34,11 @@ struct Input {
 
 recordings::Result<Input> open_input(const InputOptions& options);
 
+/// An error where a file or an option says another size than the frames have. Where only the
+/// recording itself does, as behind a filter that changed the size of its frames, what it says of
+/// its camera is left aside, with a note.
+recordings::Failure settle_size(Input& input, recordings::FrameSize frames);
+
 /// "WIDTHxHEIGHT" within the limits; an error that names `option` for anything else.
 recordings::Result<recordings::FrameSize> parse_size_option(const std::string& option,
                                                             const std::string& text);

@@ -9,6 +9,8 @@ namespace {
 std::atomic<bool> noted = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler can't wait for a lock");
 
+constexpr int signals[] = {SIGINT, SIGTERM};
+
 void note_signal(int signal) {
   noted = true;
   std::signal(signal, SIG_DFL);
@@ -18,13 +20,15 @@ void note_signal(int signal) {
 
 InterruptionGuard::InterruptionGuard() {
   noted = false;
-  std::signal(SIGINT, note_signal);
-  std::signal(SIGTERM, note_signal);
+  for (const int signal : signals)
+    if (std::signal(signal, note_signal) == SIG_IGN) // as background jobs of scripts have it
+      std::signal(signal, SIG_IGN);
 }
 
 InterruptionGuard::~InterruptionGuard() {
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  for (const int signal : signals)
+    if (std::signal(signal, SIG_DFL) == SIG_IGN)
+      std::signal(signal, SIG_IGN);
 }
 
 bool InterruptionGuard::interrupted() {

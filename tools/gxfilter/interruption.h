@@ -4,7 +4,7 @@
 namespace gxfilter {
 
 /// While one lives, the first SIGINT or SIGTERM is noted instead of ending the program; the next
-/// one ends it. One at a time.
+/// one ends it. A signal that this process ignores stays ignored. One at a time.
 class InterruptionGuard {
  public:
   InterruptionGuard();

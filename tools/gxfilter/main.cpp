@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include "gxfilter/commands.h"
+#include "recordings/output_file.h"
 
 namespace {
 
@@ -15,7 +16,8 @@ using namespace gxfilter;
 constexpr const char* footer =
     "Exit status: 0 success; 1 anything not listed here; 2 wrong usage, an unknown filter or\n"
     "parameter, or a value that the filter rejects; 3 trouble with an input; 4 a filter failed\n"
-    "on a frame. Frames written before a failure are kept. 5 a plug-in does not conform; 6 frames\n"
+    "on a frame. Pictures written before a failure are kept. 5 a plug-in does not conform; 6 "
+    "frames\n"
     "that could not be read were left out; 130 interrupted.";
 
 /// Null where the first word names a command or is an option.
@@ -54,7 +56,10 @@ ExitStatus run_program(int argc, char** argv) {
     return app.exit(error) == 0 ? ExitStatus::ok : ExitStatus::usage;
   }
   const auto outcome = chosen();
-  return outcome ? *outcome : report(outcome.error());
+  const auto lost = recordings::finish_standard_output();
+  if (!outcome)
+    return report(outcome.error());
+  return lost ? report(*lost) : *outcome;
 }
 
 } // namespace

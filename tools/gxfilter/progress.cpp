@@ -19,6 +19,7 @@ ProgressBar::~ProgressBar() {
 }
 
 void ProgressBar::advance() {
+  const std::scoped_lock lock(mutex_);
   ++done_;
   const auto now = std::chrono::steady_clock::now();
   if (!terminal_ || (done_ != total_ && now - last_drawn_ < std::chrono::milliseconds(50)))

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 
 namespace gxfilter {
@@ -16,11 +17,13 @@ class ProgressBar {
   ProgressBar& operator=(const ProgressBar&) = delete;
   ~ProgressBar();
 
+  /// On any thread.
   void advance();
 
  private:
   std::optional<uint64_t> total_;
   uint64_t done_ = 0;
+  std::mutex mutex_;
   bool terminal_;
   std::chrono::steady_clock::time_point start_;
   std::chrono::steady_clock::time_point last_drawn_;

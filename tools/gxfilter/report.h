@@ -26,4 +26,10 @@ enum class ExitStatus : int {
 ExitStatus report(const recordings::Error& error);
 void note(const std::string& text);
 
+/// As printed; what is no UTF-8 in it, such as odd file names, is replaced.
+template <class Json>
+std::string json_text(const Json& json) {
+  return json.dump(2, ' ', false, Json::error_handler_t::replace);
+}
+
 } // namespace gxfilter

@@ -103,19 +103,17 @@ std::FILE* text_output(const RunOptions& options) {
   return options.settings.output == standard_stream ? stderr : standard_output();
 }
 
-std::string place_name(const fs::path& output) {
-  return output == standard_stream ? "standard output" : output.string();
-}
-
 void tell_interruption(const RunOptions& options, const RunOutcome& outcome) {
   const fs::path& output = options.settings.output;
   if (names_one_file(output) && output != standard_stream) {
-    note(fmt::format("interrupted after {} frames; {} was not written", outcome.frames,
-                     output.string()));
+    note(fmt::format("interrupted; {} was not written", output.string()));
     return;
   }
-  note(fmt::format("interrupted: {} frames are in {}{}", outcome.frames, place_name(output),
-                   output == standard_stream ? "" : "; --resume goes on behind them"));
+  if (output == standard_stream)
+    note(fmt::format("interrupted after {} frames", outcome.frames));
+  else
+    note(fmt::format("interrupted: {} frames are in {}; --resume goes on behind them",
+                     outcome.frames, output.string()));
 }
 
 void tell_left_out(const RunOutcome& outcome) {
@@ -148,7 +146,7 @@ void print_outcome(const RunOptions& options, const RunOutcome& outcome) {
   tell_left_out(outcome);
   std::FILE* const file = text_output(options);
   if (options.json)
-    fmt::print(file, "{}\n", to_json(options, outcome).dump(2));
+    fmt::print(file, "{}\n", json_text(to_json(options, outcome)));
   else if (outcome.frames > 0)
     fmt::print(file, "{}", format_table(outcome.statistics));
   std::fflush(file);
@@ -168,10 +166,35 @@ Result<ExitStatus> status_of(const RunOutcome& outcome) {
   return outcome.left_out.empty() ? ExitStatus::ok : ExitStatus::left_out;
 }
 
+/// A file has its name when it is whole: resuming leaves it alone, if it is a recording that can be
+/// read to its end.
+Result<ExitStatus> keep_result(const RunOptions& options, const FrameSource& source) {
+  const fs::path& output = options.settings.output;
+  auto result = open_source({output}, {});
+  RunOutcome outcome;
+  while (result) {
+    const auto next = (*result)->next();
+    if (!next || !*next || !(*next)->decode())
+      break;
+    outcome.kept = ++outcome.frames;
+  }
+  const bool is_whole = result && outcome.frames > 0 && (*result)->remarks().empty() &&
+                        outcome.frames == source.frame_count().value_or(outcome.frames);
+  if (!is_whole) {
+    return Error{fmt::format("{} is not a whole result; --overwrite replaces it", output.string()),
+                 ErrorKind::request};
+  }
+  note(fmt::format("{} is there already, with {} frames", output.string(), outcome.frames));
+  if (options.json)
+    print_outcome(options, outcome);
+  return ExitStatus::ok;
+}
+
 /// The one file that holds all frames, or nothing.
 fs::path origin_of(const FrameSource& source, const InputOptions& input) {
-  const bool is_one_file =
-      source.files().empty() && input.inputs.size() == 1 && input.inputs.front() != standard_stream;
+  std::error_code code;
+  const bool is_one_file = source.files().empty() && input.inputs.size() == 1 &&
+                           fs::is_regular_file(input.inputs.front(), code);
   return is_one_file ? input.inputs.front() : fs::path();
 }
 
@@ -189,17 +212,15 @@ Result<ExitStatus> run_command(RunOptions& options) {
   settings.previews = *previews;
   settings.format = choose_output_format(options);
   settings.tell_facts = !options.json;
-  std::error_code code;
-  if (settings.resume && names_one_file(settings.output) && fs::exists(settings.output, code)) {
-    note(fmt::format("{} is there already, and whole", settings.output.string()));
-    return ExitStatus::ok;
-  }
   auto input = open_input(options.input);
   if (!input)
     return input.error();
   settings.origin = origin_of(*input->source, options.input);
   if (auto failure = check_output(*input->source, options.input.inputs, settings))
     return *failure;
+  std::error_code code;
+  if (settings.resume && names_one_file(settings.output) && fs::exists(settings.output, code))
+    return keep_result(options, *input->source);
   const RunOutcome outcome = run_filters(std::move(*input), std::move(*chain), settings);
   print_outcome(options, outcome);
   return status_of(outcome);
