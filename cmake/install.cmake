@@ -18,9 +18,6 @@ install(FILES ${PROJECT_BINARY_DIR}/FilterProcessorConfig.cmake
 
 list(TRANSFORM cxx_runtime PREPEND -l OUTPUT_VARIABLE pc_private_libs)
 list(JOIN pc_private_libs " " pc_private_libs)
-if(NOT BUILD_SHARED_LIBS)
-  set(pc_cflags -DGEXTON_SDK_STATIC)
-endif()
 # The way up from the .pc file, so that the installed tree can be moved.
 file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/filter_processor.pc.in ${PROJECT_BINARY_DIR}/filter_processor.pc @ONLY)

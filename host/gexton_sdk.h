@@ -19,17 +19,14 @@
 #include <stdbool.h>
 #include <stdint.h>
 
-/* GEXTON_SDK_STATIC: host and plug-in are archives, of which one program is linked. */
-#if defined(_WIN32) && defined(GEXTON_SDK_STATIC)
-#define GEXTON_API
-#elif defined(_WIN32)
-#if defined(GEXTON_SDK_BUILD)
+/* Functions, unlike data, need no mark to be imported from a DLL: the same programs link with it
+ * and with an archive. */
+#if !defined(_WIN32)
+#define GEXTON_API __attribute__((visibility("default")))
+#elif defined(GEXTON_SDK_BUILD)
 #define GEXTON_API __declspec(dllexport)
 #else
-#define GEXTON_API __declspec(dllimport)
-#endif
-#else
-#define GEXTON_API __attribute__((visibility("default")))
+#define GEXTON_API
 #endif
 
 #ifdef __cplusplus

@@ -22,16 +22,12 @@
 
 #include "gexton_sdk.h"
 
-#if defined(_WIN32) && defined(GEXTON_SDK_STATIC)
-#define FILTER_PROCESSOR_API
-#elif defined(_WIN32)
-#if defined(FILTER_PROCESSOR_BUILD)
+#if !defined(_WIN32)
+#define FILTER_PROCESSOR_API __attribute__((visibility("default")))
+#elif defined(FILTER_PROCESSOR_BUILD)
 #define FILTER_PROCESSOR_API __declspec(dllexport)
 #else
-#define FILTER_PROCESSOR_API __declspec(dllimport)
-#endif
-#else
-#define FILTER_PROCESSOR_API __attribute__((visibility("default")))
+#define FILTER_PROCESSOR_API
 #endif
 
 #ifdef __cplusplus

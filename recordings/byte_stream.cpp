@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include "recordings/system.h"
+
 namespace recordings {
 namespace {
 
@@ -54,8 +56,7 @@ class FileStream final : public ByteStream {
   }
 
   Failure seek(uint64_t position) override {
-    // 64 bits wide on every platform that has files of that length.
-    if (fseeko(file_.get(), static_cast<off_t>(position), SEEK_SET) != 0)
+    if (!system::seek(file_.get(), position))
       return system_error();
     position_ = position;
     return std::nullopt;
@@ -112,9 +113,11 @@ class MemoryStream final : public ByteStream {
 } // namespace
 
 Result<std::unique_ptr<ByteStream>> open_byte_stream(const std::filesystem::path& path) {
-  if (path == standard_stream)
+  if (path == standard_stream) {
+    system::make_binary(stdin);
     return std::unique_ptr<ByteStream>(
         std::make_unique<FileStream>(stdin, "standard input", std::nullopt));
+  }
   std::error_code code;
   if (!std::filesystem::exists(path, code))
     return Error{fmt::format("{}: no such file", path.string())};

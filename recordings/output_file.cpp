@@ -6,9 +6,9 @@
 #include <cstring>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "recordings/byte_stream.h"
+#include "recordings/system.h"
 
 namespace recordings {
 namespace {
@@ -21,7 +21,8 @@ std::FILE* claimed_output = nullptr;
 /// it out of sight; the extension, out of folders of pictures.
 fs::path temporary_name(const fs::path& path) {
   static std::atomic<uint64_t> calls = 0;
-  return path.parent_path() / fmt::format(".gxfilter-{}-{}.part", getpid(), calls.fetch_add(1));
+  return path.parent_path() /
+         fmt::format(".gxfilter-{}-{}.part", system::process_number(), calls.fetch_add(1));
 }
 
 } // namespace
@@ -33,10 +34,8 @@ std::FILE* standard_output() {
 Failure claim_standard_output() {
   if (claimed_output != nullptr)
     return std::nullopt;
-  std::fflush(stdout);
-  const int own = dup(STDOUT_FILENO);
-  std::FILE* file = own >= 0 ? fdopen(own, "wb") : nullptr;
-  if (file == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+  std::FILE* const file = system::take_standard_output();
+  if (file == nullptr)
     return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
   claimed_output = file;
   return std::nullopt;
@@ -54,7 +53,7 @@ Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
   output.path_ = path;
   if (path == standard_stream) {
     output.path_ = "standard output";
-    output.file_.reset(rewritten ? std::tmpfile() : standard_output());
+    output.file_.reset(rewritten ? system::scratch_file() : standard_output());
   } else {
     std::error_code code;
     if (fs::is_directory(path, code))
@@ -85,9 +84,9 @@ Failure OutputFile::write(std::span<const uint8_t> bytes) {
 }
 
 Failure OutputFile::rewrite(uint64_t position, std::span<const uint8_t> bytes) {
-  if (fseeko(file_.get(), static_cast<off_t>(position), SEEK_SET) != 0 ||
+  if (!system::seek(file_.get(), position) ||
       std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) != bytes.size() ||
-      fseeko(file_.get(), 0, SEEK_END) != 0)
+      std::fseek(file_.get(), 0, SEEK_END) != 0)
     return system_error();
   return std::nullopt;
 }

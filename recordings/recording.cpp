@@ -5,9 +5,9 @@
 #include <string_view>
 
 #include <fmt/format.h>
-#include <fnmatch.h>
 
 #include "recordings/formats.h"
+#include "recordings/system.h"
 
 namespace recordings {
 namespace {
@@ -41,7 +41,7 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
     const fs::path& path = it->path();
     std::error_code type_error;
     if (!it->is_regular_file(type_error) ||
-        (!pattern.empty() && fnmatch(pattern.c_str(), path.filename().c_str(), 0) != 0))
+        (!pattern.empty() && !system::matches(pattern, path.filename().string())))
       continue;
     const Format* format = format_of_name(path);
     if (format != nullptr && format->read != nullptr) {

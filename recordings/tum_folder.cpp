@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fnmatch.h>
 
 #include <fmt/format.h>
+
+#include "recordings/system.h"
 
 #include "recordings/frame_names.h"
 #include "recordings/image_file.h"
@@ -124,7 +125,7 @@ Result<std::unique_ptr<FrameSource>> open_tum_folder(const fs::path& folder,
     return Error{fmt::format("{}, {}", list, entries.error().message)};
   std::erase_if(*entries, [&options](const TumEntry& entry) {
     return !options.match.empty() &&
-           fnmatch(options.match.c_str(), entry.picture.filename().c_str(), 0) != 0;
+           !system::matches(options.match, entry.picture.filename().string());
   });
   if (entries->empty())
     return Error{fmt::format("{}: no depth images in this list", list)};

@@ -16,3 +16,9 @@ bench_packages=(libopencv-dev libopencv-contrib-dev python3-opencv visp-images-d
 # What the checks beyond the tests take.
 memcheck_packages=(valgrind)
 coverage_packages=(gcovr)
+# What building for other platforms and running there takes: `scripts/test.sh platforms`.
+cross_packages=(g++-mingw-w64-x86-64-posix g++-aarch64-linux-gnu emscripten # compilers
+  wine64 qemu-user                                                          # what runs their programs
+  googletest dpkg-dev xz-utils make debian-archive-keyring)                 # sources to build for them
+# Emscripten runs what it makes in Node.js.
+command -v node >/dev/null || cross_packages+=(nodejs)

@@ -14,6 +14,7 @@
 
 #include "support/allocation_faults.h"
 #include "support/host_objects.h"
+#include "support/platform.h"
 
 namespace {
 
@@ -156,8 +157,8 @@ TEST_F(Host, IdleMemoryIsBounded) {
 }
 #endif
 
-#if !defined(_WIN32)
 TEST_F(Host, GuardedBuffersStopWhateverGoesBeyondTheirEnd) {
+#if defined(GTEST_HAS_DEATH_TEST)
   gexton_guard_buffers(true);
   const Frame guarded{gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 128, nullptr)};
   gexton_guard_buffers(false);
@@ -165,8 +166,10 @@ TEST_F(Host, GuardedBuffersStopWhateverGoesBeyondTheirEnd) {
   data[127] = 1;
   EXPECT_EQ(data[127], 1);
   EXPECT_DEATH(data[128] = 1, "");
-}
+#else
+  GTEST_SKIP() << "memory can't be guarded here";
 #endif
+}
 
 TEST_F(Host, WhatAFrameLacksIsAnError) {
   const Frame bare{gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, 2, nullptr)};
@@ -330,6 +333,7 @@ TEST_F(Host, FunctionsSucceedFailOnPurposeAndRefuseNull) {
 /// Threads share the lists of what is alive, the idle buffers and the faults, though no object. The
 /// thread sanitizer sees more of it.
 TEST_F(Host, ServesThreadsThatShareNoObject) {
+  REQUIRE_THREADS();
   constexpr int count = 4;
   const uint64_t most_frames = gexton_get_live_handles().frames + count;
   std::latch all_started(count);
@@ -347,9 +351,11 @@ TEST_F(Host, ServesThreadsThatShareNoObject) {
         gexton_trim_buffers();
     }
   };
-  std::vector<std::jthread> threads;
+  std::vector<std::thread> threads;
   for (int i = 0; i < count; ++i)
     threads.emplace_back(work);
+  for (std::thread& thread : threads)
+    thread.join();
 }
 
 TEST_F(Host, FaultsStrikeTheOrderedCallOnce) {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "support/instance.h"
+#include "support/platform.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ INSTANTIATE_TEST_SUITE_P(Filters, ConcurrencyTest, ::testing::ValuesIn(filter_ca
                          [](const auto& test) { return std::string(test.param.label); });
 
 TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
+  REQUIRE_THREADS();
   if (!GetParam().filter->locks_itself)
     GTEST_SKIP() << "the host serialises the calls on this filter";
   const NoLeftovers no_leftovers;
@@ -58,6 +60,7 @@ TEST_P(ConcurrencyTest, TakesUpdatesWhileItProcesses) {
 }
 
 TEST_P(ConcurrencyTest, InstancesShareNothing) {
+  REQUIRE_THREADS();
   const NoLeftovers no_leftovers;
   const Frame input = make_case_frame(GetParam());
   const auto run = [&input] {

@@ -9,6 +9,13 @@
 
 #include "support/filter_facts.h"
 #include "support/host_function.h"
+#include "support/platform.h"
+
+REPLACED_HOST_FUNCTION(gx_create_frame)
+REPLACED_HOST_FUNCTION(gx_frame_set_stream_profile)
+REPLACED_HOST_FUNCTION(gx_frame_update_data)
+REPLACED_HOST_FUNCTION(gx_create_frame_from_other_frame)
+REPLACED_HOST_FUNCTION(gx_video_frame_get_width)
 
 namespace {
 
@@ -28,38 +35,37 @@ void call_once(std::function<void()>& watched) {
 
 } // namespace
 
-gx_frame* gx_create_frame(gx_frame_type type, gx_format format, uint32_t size, gx_error** error) {
-  static const auto call = test::host_function(gx_create_frame, __func__);
+gx_frame* __wrap_gx_create_frame(gx_frame_type type, gx_format format, uint32_t size,
+                                 gx_error** error) {
   if (observer.creates)
     observer.creates(type, format, size);
   call_once(observer.copies);
-  return call(type, format, size, error);
+  return __real_gx_create_frame(type, format, size, error);
 }
 
-void gx_frame_set_stream_profile(gx_frame* frame, gx_stream_profile* profile, gx_error** error) {
-  static const auto call = test::host_function(gx_frame_set_stream_profile, __func__);
+void __wrap_gx_frame_set_stream_profile(gx_frame* frame, gx_stream_profile* profile,
+                                        gx_error** error) {
   if (observer.sets_profile)
     observer.sets_profile(profile);
-  call(frame, profile, error);
+  __real_gx_frame_set_stream_profile(frame, profile, error);
 }
 
-void gx_frame_update_data(gx_frame* frame, const uint8_t* data, uint32_t size, gx_error** error) {
-  static const auto call = test::host_function(gx_frame_update_data, __func__);
+void __wrap_gx_frame_update_data(gx_frame* frame, const uint8_t* data, uint32_t size,
+                                 gx_error** error) {
   if (observer.updates)
     observer.updates(frame, data, size);
-  call(frame, data, size, error);
+  __real_gx_frame_update_data(frame, data, size, error);
 }
 
-gx_frame* gx_create_frame_from_other_frame(const gx_frame* other, bool copy, gx_error** error) {
-  static const auto call = test::host_function(gx_create_frame_from_other_frame, __func__);
+gx_frame* __wrap_gx_create_frame_from_other_frame(const gx_frame* other, bool copy,
+                                                  gx_error** error) {
   call_once(observer.copies);
-  return call(other, copy, error);
+  return __real_gx_create_frame_from_other_frame(other, copy, error);
 }
 
-uint32_t gx_video_frame_get_width(const gx_frame* frame, gx_error** error) {
-  static const auto call = test::host_function(gx_video_frame_get_width, __func__);
+uint32_t __wrap_gx_video_frame_get_width(const gx_frame* frame, gx_error** error) {
   call_once(observer.asks_width);
-  return call(frame, error);
+  return __real_gx_video_frame_get_width(frame, error);
 }
 
 namespace {
@@ -128,6 +134,7 @@ bool ends_soon(std::future<void>& thread, std::function<void()> body) {
 
 /// The host may wait in its functions for a thread that configures the filter.
 TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
+  REQUIRE_THREADS();
   if (!GetParam().filter->locks_itself)
     return;
   Filter filter = make_filter();
@@ -143,6 +150,7 @@ TEST_P(HostCalls, FramesAreDescribedWithoutTheLock) {
 
 /// What has nothing to do does not wait for the frame that holds the lock.
 TEST_P(HostCalls, CallsThatEndBeforeTheLockWaitForNobody) {
+  REQUIRE_THREADS();
   if (!GetParam().filter->locks_itself)
     return;
   Filter filter(GetParam().filter->name);

@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <bit>
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <random>
 #include <sstream>
@@ -29,8 +29,10 @@ template <typename Read>
 std::string outcome_of(Read read) {
   try {
     const auto value = read();
-    return std::isnan(static_cast<double>(value)) ? "nan"
-                                                  : std::to_string(std::bit_cast<int>(value));
+    int bits = 0;
+    static_assert(sizeof bits == sizeof value);
+    std::memcpy(&bits, &value, sizeof bits);
+    return std::isnan(static_cast<double>(value)) ? "nan" : std::to_string(bits);
   } catch (const std::invalid_argument&) {
     return "invalid";
   } catch (const std::out_of_range&) {
@@ -55,16 +57,22 @@ void expect_as_c_library(const std::string& text) {
 
 /// But for numbers like 0x1p-140, of which stof cuts nothing off and which are too small here.
 TEST(NumberText, IsReadAsByTheCLibrary) {
+#if defined(__MINGW32__)
+  GTEST_SKIP() << "MinGW's C library reads \"- 5\" as a number, and 0xfp-150 as 8";
+#endif
   std::istringstream texts(
       "| |-|+|+-5|--5|- 5| \t\n\v\f\r12|007|+7|-0|12abc|2147483647|2147483648|-2147483648|"
       "-2147483649|4294967301|-4294967291|9223372036854775808|99999999999999999999|0.5|.5|"
       "5.|.|1,5|1e|1e+|1e+2|1E-2x|1 e2|0x|0x.|0x10|0X.8p1|0x1p|0x1p+3|0x1p2000|-0x1p-2000|"
       "0x0.000001p1030|0xfp-150|inf|INFINITY|infinit|-inf|nan|NaN(7)|nanx|1e38|1e39|-1e39|"
       "1e400|-1e400|1e-37|1e-40|1e-46|1e-320|1e-400|0e9999999999|1e9999999999|"
-      "1e-9999999999|16777217|0.1|1.17549435e-38|5.38331506105500539832e-39|"
+      "1e-9999999999|16777217|0.1|5.38331506105500539832e-39|"
       "123456789012345678901234567890e-30");
   for (std::string text; std::getline(texts, text, '|');)
     expect_as_c_library(text);
+#if defined(__x86_64__) // others look whether a number is too small before they round it
+  expect_as_c_library("1.17549435e-38");
+#endif
   expect_as_c_library("\xa0" + std::string("1"));
   const std::string digits(400, '0');
   for (const char* end : {"", "e-100", "e-399", "e-500", "e100", "e 5000"}) {
@@ -80,6 +88,8 @@ TEST(NumberText, IsReadAsByTheCLibrary) {
     expect_as_c_library(text);
   }
 }
+
+#if defined(__GLIBC__)
 
 /// A locale with a decimal comma, made for this test.
 class CommaLocale {
@@ -129,5 +139,13 @@ TEST(NumberText, HasAPointInEveryLocale) {
   }).join();
   freelocale(of_one_thread);
 }
+
+#else
+
+TEST(NumberText, HasAPointInEveryLocale) {
+  GTEST_SKIP() << "the locale with a comma is made with glibc's localedef";
+}
+
+#endif
 
 } // namespace

@@ -4,6 +4,10 @@
 #include <cstdlib>
 #include <new>
 
+#if defined(_WIN32)
+#include <malloc.h>
+#endif
+
 namespace {
 
 thread_local uint64_t countdown = 0;
@@ -20,15 +24,30 @@ bool due() {
   return exhausted;
 }
 
-[[maybe_unused]] void* allocate(size_t size, size_t alignment) {
+/// Memory at a multiple of any power of 2; Windows frees it in a way of its own.
+void* allocate_aligned(size_t size, size_t alignment) {
+#if defined(_WIN32)
+  return _aligned_malloc(size, alignment);
+#else
+  return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+#endif
+}
+[[maybe_unused]] void free_aligned(void* memory) {
+#if defined(_WIN32)
+  _aligned_free(memory);
+#else
+  std::free(memory);
+#endif
+}
+
+[[maybe_unused]] void* allocate(size_t size, size_t alignment = 0) {
   if (due())
     throw std::bad_alloc();
   constexpr size_t vast = size_t{1} << 30;
   if (vast_granted && size > vast)
     size = 1;
-  const size_t rounded = (size + alignment - 1) / alignment * alignment;
-  void* memory = alignment <= alignof(std::max_align_t) ? std::malloc(size > 0 ? size : 1)
-                                                        : std::aligned_alloc(alignment, rounded);
+  void* memory = alignment == 0 ? std::malloc(size > 0 ? size : 1)
+                                : allocate_aligned(size > 0 ? size : 1, alignment);
   if (memory == nullptr)
     throw std::bad_alloc();
   return memory;
@@ -66,14 +85,14 @@ void grant_vast_allocations(bool granted) {
 #if !defined(KEEP_ALLOCATION_OPERATORS)
 
 void* operator new(size_t size) {
-  return allocate(size, 1);
+  return allocate(size);
 }
 void* operator new(size_t size, std::align_val_t alignment) {
   return allocate(size, static_cast<size_t>(alignment));
 }
 /// The default one would do, but checkers bring one that does not come here.
 void* operator new[](size_t size) {
-  return allocate(size, 1);
+  return allocate(size);
 }
 void operator delete[](void* memory) noexcept {
   std::free(memory);
@@ -88,10 +107,10 @@ void operator delete(void* memory, size_t) noexcept {
   std::free(memory);
 }
 void operator delete(void* memory, std::align_val_t) noexcept {
-  std::free(memory);
+  free_aligned(memory);
 }
 void operator delete(void* memory, size_t, std::align_val_t) noexcept {
-  std::free(memory);
+  free_aligned(memory);
 }
 
 #endif

@@ -1,13 +1,9 @@
 #pragma once
 
-#include <dlfcn.h>
-
-namespace test {
-
-/// The host's own function behind one that a test has put in its place.
-template <typename Function>
-Function* host_function(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-} // namespace test
+// A function of the host that a test puts another in place of: the linker makes calls of NAME calls
+// of
+// __wrap_NAME, which the test defines, and __real_NAME is the host's. tests/CMakeLists.txt lists
+// the names.
+#define REPLACED_HOST_FUNCTION(name)                                                               \
+  extern "C" decltype(name) __real_##name;                                                         \
+  extern "C" decltype(name) __wrap_##name;

@@ -28,6 +28,11 @@ struct Check {
 
 using Checks = std::vector<Check>;
 
+enum class Scope { plugin, filter };
+
+/// All that the plug-in as a whole has to pass, or each of its filters.
+Checks checks_of(Scope scope);
+
 /// Of the plug-in as a whole: its list of filters, and requests that it must refuse.
 Checks registry_checks();
 /// Of each filter: the context record, the schema text and null handles.

@@ -3,11 +3,11 @@
 #include <string>
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "conformance/probes.h"
 #include "conformance/settings.h"
 #include "gexton_host.h"
+#include "recordings/system.h"
 
 namespace conformance {
 
@@ -18,23 +18,10 @@ namespace {
 /// What is printed on standard output from here on; it must be a file.
 class PrintedText {
  public:
-  PrintedText() : start_(flushed_end()) {}
-
-  std::string text() const {
-    const off_t end = flushed_end();
-    std::string text(static_cast<size_t>(end - start_), '\0');
-    const ssize_t got = pread(STDOUT_FILENO, text.data(), text.size(), start_);
-    text.resize(got > 0 ? static_cast<size_t>(got) : 0);
-    return text;
-  }
+  std::string text() const { return recordings::system::printed_from(start_); }
 
  private:
-  static off_t flushed_end() {
-    std::fflush(stdout);
-    return lseek(STDOUT_FILENO, 0, SEEK_END);
-  }
-
-  off_t start_;
+  uint64_t start_ = recordings::system::printed_bytes();
 };
 
 /// The three lines that a filter prints for a host's error.

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
-#include <fnmatch.h>
-
 #include "conformance/probes.h"
+#include "recordings/system.h"
 
 namespace conformance {
 namespace {
@@ -92,7 +91,7 @@ constexpr ResetValue reset_values[] = {
 };
 
 bool matches(const char* pattern, const std::string& text) {
-  return fnmatch(pattern, text.c_str(), 0) == 0;
+  return recordings::system::matches(pattern, text);
 }
 
 } // namespace

@@ -3,15 +3,17 @@
 #include <algorithm>
 
 namespace conformance {
-namespace {
-
-Checks filter_checks() {
+Checks checks_of(Scope scope) {
+  if (scope == Scope::plugin)
+    return registry_checks();
   Checks all;
   for (const Checks& some :
        {contract_checks(), parameter_checks(), frame_checks(), failure_checks()})
     all.insert(all.end(), some.begin(), some.end());
   return all;
 }
+
+namespace {
 
 FilterReport make_report(const std::string& name, std::vector<Finding> findings) {
   FilterReport report{name, std::move(findings), {}};
@@ -51,11 +53,11 @@ Totals::Totals(const std::vector<FilterReport>& reports) {
 }
 
 FilterReport check_plugin(const Subject& subject, std::chrono::seconds time_limit) {
-  return make_report(subject.filter, run_apart(subject, registry_checks(), time_limit));
+  return make_report(subject.filter, run_apart(subject, Scope::plugin, time_limit));
 }
 
 FilterReport check_filter(const Subject& subject, std::chrono::seconds time_limit) {
-  return make_report(subject.filter, run_apart(subject, filter_checks(), time_limit));
+  return make_report(subject.filter, run_apart(subject, Scope::filter, time_limit));
 }
 
 } // namespace conformance

@@ -1,5 +1,7 @@
 #include "conformance/run.h"
 
+#include <stdexcept>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -19,15 +21,48 @@ std::string to_line(const Json& json) {
   return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
 
+void tell_list(const Plugin& plugin, const LineReceiver& tell) {
+  const auto names = plugin.filter_names();
+  tell(names ? to_line({{"commit", plugin.commit()}, {"filters", *names}})
+             : to_line({{"problem", names.error().message}}));
+}
+
+void tell_findings(const Subject& subject, const Checks& checks, size_t first,
+                   const LineReceiver& tell) {
+  gexton_guard_buffers(true);
+  const Findings::Listener listener{[&tell](const std::string& doing) {
+                                      tell(to_line({{"doing", doing}}));
+                                    },
+                                    [&tell](const Finding& finding) {
+                                      tell(to_line({{"outcome", finding.outcome},
+                                                    {"sentence", finding.sentence},
+                                                    {"difference", finding.difference}}));
+                                    }};
+  Findings findings(subject.filter, listener);
+  for (size_t i = first; i < checks.size(); ++i) {
+    tell(to_line({{"check", i}}));
+    run_check(subject, checks[i], findings);
+  }
+}
+
 /// One child: it runs checks from `first` on, and this keeps what it tells.
 class ChildRun {
  public:
-  ChildRun(const Subject& subject, const Checks& checks, size_t first)
-      : subject_(subject), checks_(checks), first_(first), index_(first) {}
+  ChildRun(const Subject& subject, Scope scope, const Checks& checks, size_t first)
+      : subject_(subject), scope_(scope), checks_(checks), first_(first), index_(first) {}
 
   ChildEnd run(std::vector<Finding>& findings, std::chrono::seconds time_limit) {
-    return run_in_child([this](const LineReceiver& tell) { work(tell); },
-                        [&](const std::string& line) { receive(line, findings); }, time_limit);
+    const Json request{{"plugin", subject_.plugin->path().string()},
+                       {"scope", scope_},
+                       {"index", subject_.index},
+                       {"filter", subject_.filter},
+                       {"first", first_}};
+    const auto work = [this](const LineReceiver& tell) {
+      tell_findings(subject_, checks_, first_, tell);
+    };
+    return run_in_child(
+        {work, to_line(request)}, [&](const std::string& line) { receive(line, findings); },
+        time_limit);
   }
 
   /// Of the check that was begun last.
@@ -35,23 +70,6 @@ class ChildRun {
   const std::string& doing() const { return doing_; }
 
  private:
-  void work(const LineReceiver& tell) const {
-    gexton_guard_buffers(true);
-    const Findings::Listener listener{[&tell](const std::string& doing) {
-                                        tell(to_line({{"doing", doing}}));
-                                      },
-                                      [&tell](const Finding& finding) {
-                                        tell(to_line({{"outcome", finding.outcome},
-                                                      {"sentence", finding.sentence},
-                                                      {"difference", finding.difference}}));
-                                      }};
-    Findings findings(subject_.filter, listener);
-    for (size_t i = first_; i < checks_.size(); ++i) {
-      tell(to_line({{"check", i}}));
-      run_check(subject_, checks_[i], findings);
-    }
-  }
-
   void receive(const std::string& line, std::vector<Finding>& findings) {
     const Json told = Json::parse(line);
     if (told.contains("check")) {
@@ -65,6 +83,7 @@ class ChildRun {
   }
 
   const Subject& subject_;
+  Scope scope_;
   const Checks& checks_;
   size_t first_;
   size_t index_;
@@ -76,11 +95,8 @@ class ChildRun {
 Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit) {
   Listing listing;
   const ChildEnd end = run_in_child(
-      [&plugin](const LineReceiver& tell) {
-        const auto names = plugin.filter_names();
-        tell(names ? to_line({{"commit", plugin.commit()}, {"filters", *names}})
-                   : to_line({{"problem", names.error().message}}));
-      },
+      {[&plugin](const LineReceiver& tell) { tell_list(plugin, tell); },
+       to_line({{"plugin", plugin.path().string()}})},
       [&listing](const std::string& line) {
         const Json told = Json::parse(line);
         if (told.contains("problem")) {
@@ -96,11 +112,12 @@ Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit) {
   return listing;
 }
 
-std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
+std::vector<Finding> run_apart(const Subject& subject, Scope scope,
                                std::chrono::seconds time_limit) {
+  const Checks checks = checks_of(scope);
   std::vector<Finding> findings;
   for (size_t first = 0; first < checks.size();) {
-    ChildRun child(subject, checks, first);
+    ChildRun child(subject, scope, checks, first);
     const ChildEnd end = child.run(findings, time_limit);
     if (end.complete)
       break;
@@ -111,6 +128,21 @@ std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
       findings.push_back({checks[first].name, Outcome::skipped, "after the one that hung", -1});
   }
   return findings;
+}
+
+void serve_parent() {
+  run_as_child([](const std::string& line, const LineReceiver& tell) {
+    const Json request = Json::parse(line);
+    const auto plugin = Plugin::load(request["plugin"].get<std::string>());
+    if (!plugin)
+      throw std::runtime_error(plugin.error().message);
+    if (!request.contains("scope")) {
+      tell_list(**plugin, tell);
+      return;
+    }
+    tell_findings({*plugin, request["index"], request["filter"]},
+                  checks_of(request["scope"].get<Scope>()), request["first"], tell);
+  });
 }
 
 } // namespace conformance

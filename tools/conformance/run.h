@@ -17,7 +17,10 @@ Listing list_filters(const hosting::Plugin& plugin, std::chrono::seconds time_li
 
 /// All findings of these checks. Checks after one that crashed are still run, checks after one that
 /// hung are skipped. `time_limit` is for each single item.
-std::vector<Finding> run_apart(const Subject& subject, const Checks& checks,
+std::vector<Finding> run_apart(const Subject& subject, Scope scope,
                                std::chrono::seconds time_limit);
+
+/// What `gxfilter validate --child` does.
+void serve_parent();
 
 } // namespace conformance

@@ -1,14 +1,12 @@
 #include "gxfilter/idle_filters.h"
 
 #include <algorithm>
-#include <cstdio>
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "recordings/host_frame.h"
 #include "recordings/synth.h"
+#include "recordings/system.h"
 
 namespace gxfilter {
 
@@ -39,31 +37,6 @@ const char* name_of(gx_pixel_type type) {
     return "unknown pixels";
   }
 }
-
-/// Standard output goes nowhere as long as this lives.
-class SilentOutput {
- public:
-  SilentOutput() : saved_(dup(STDOUT_FILENO)) {
-    std::fflush(stdout);
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (saved_ >= 0 && nowhere >= 0)
-      dup2(nowhere, STDOUT_FILENO);
-    if (nowhere >= 0)
-      close(nowhere);
-  }
-  SilentOutput(const SilentOutput&) = delete;
-  SilentOutput& operator=(const SilentOutput&) = delete;
-  ~SilentOutput() {
-    std::fflush(stdout);
-    if (saved_ >= 0) {
-      dup2(saved_, STDOUT_FILENO);
-      close(saved_);
-    }
-  }
-
- private:
-  int saved_;
-};
 
 /// A scene with something for every filter, seen by a camera with the recording's unit.
 SceneSettings busy_scene(FrameSize size, float unit, FrameKind kind) {
@@ -121,7 +94,7 @@ std::vector<std::pair<FrameKind, uint32_t>> try_kinds(const std::shared_ptr<cons
   const FrameSize size =
       input.size.pixel_count() <= most_pixels ? input.size : FrameSize{1280, 800};
   std::vector<std::pair<FrameKind, uint32_t>> changed;
-  const SilentOutput silent;
+  const recordings::system::RedirectedOutput silent;
   for (const bool has_offset : {false, true}) {
     for (const gx_pixel_type type : {GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY, GX_PIXEL_TOF_DEPTH}) {
       auto filter = make_filter(plugin, request, Ranges::left_to_the_filter);

@@ -3,12 +3,13 @@
 #include <cstdio>
 
 #include <fmt/format.h>
-#include <unistd.h>
+
+#include "recordings/system.h"
 
 namespace gxfilter {
 
 ProgressBar::ProgressBar(std::optional<uint64_t> total)
-    : total_(total), terminal_(isatty(STDOUT_FILENO) == 1),
+    : total_(total), terminal_(recordings::system::is_terminal(stdout)),
       start_(std::chrono::steady_clock::now()) {}
 
 ProgressBar::~ProgressBar() {

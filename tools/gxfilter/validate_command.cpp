@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "conformance/reports.h"
+#include "conformance/run.h"
 #include "gxfilter/commands.h"
 #include "gxfilter/plugin_option.h"
 
@@ -21,6 +22,7 @@ struct ValidateOptions {
   std::string filter;           ///< empty: all
   bool verbose = false;
   bool json = false;
+  bool child = false;       ///< started by another one, for a part of its work
   uint32_t time_limit = 60; ///< seconds for a single item
 };
 
@@ -126,6 +128,8 @@ void print_json(const Plugin& plugin, const Listing& listing,
 // ---- the run ----
 
 Result<ExitStatus> validate_plugin(const ValidateOptions& options) {
+  if (options.child)
+    serve_parent();
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
@@ -169,6 +173,7 @@ Action add_validate_options(CLI::App& command) {
                   "Seconds after which a single check counts as hung")
       ->capture_default_str()
       ->check(CLI::Range(1U, 86'400U));
+  command.add_flag("--child", options->child)->group(""); // not for users, nor in the help
   return [options] { return validate_plugin(*options); };
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include <dlfcn.h>
 #include <fmt/format.h>
 
 namespace hosting {
@@ -12,8 +11,8 @@ using namespace recordings;
 namespace {
 
 template <class Function>
-bool resolve(void* library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(dlsym(library, name));
+bool resolve(const SharedLibrary& library, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(library.symbol(name));
   return function != nullptr;
 }
 
@@ -23,20 +22,16 @@ const char* text_or_empty(const char* text) {
 
 } // namespace
 
-void Plugin::LibraryCloser::operator()(void* library) const {
-  dlclose(library);
-}
-
 std::filesystem::path Plugin::default_path() {
-  std::filesystem::path name = "libFilterProcessor.so";
-  std::error_code code;
-  const auto executable = std::filesystem::read_symlink("/proc/self/exe", code);
-  const auto prefix = executable.parent_path().parent_path();
-  for (const char* directory : {GXFILTER_LIBRARY_DIRECTORY, "lib", "lib/" GXFILTER_MULTIARCH}) {
-    auto candidate = prefix / directory / name;
-    if (!code && std::filesystem::exists(candidate, code))
+  std::filesystem::path name = SharedLibrary::file_name("FilterProcessor");
+  const auto folder = executable_path().parent_path();
+  const auto prefix = folder.parent_path();
+  for (const auto& place : {prefix / GXFILTER_LIBRARY_DIRECTORY, prefix / "lib",
+                            prefix / "lib/" GXFILTER_MULTIARCH, folder}) {
+    auto candidate = place / name;
+    std::error_code code;
+    if (!folder.empty() && std::filesystem::exists(candidate, code))
       return candidate;
-    code.clear();
   }
   return name;
 }
@@ -44,13 +39,12 @@ std::filesystem::path Plugin::default_path() {
 Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& path) {
   auto plugin = std::make_shared<Plugin>();
   plugin->path_ = path;
-  plugin->library_.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
-  if (!plugin->library_) {
-    const char* reason = dlerror();
-    return Error{fmt::format("the plug-in can't be loaded: {}", reason != nullptr ? reason : ""),
+  auto opened = SharedLibrary::open(path);
+  if (!opened) {
+    return Error{fmt::format("the plug-in can't be loaded: {}", opened.error().message),
                  ErrorKind::system};
   }
-  void* library = plugin->library_.get();
+  const SharedLibrary& library = plugin->library_.emplace(std::move(*opened));
   Functions& to = plugin->functions_;
   const bool complete =
       resolve(library, "gx_get_filter_count", to.get_filter_count) &&
@@ -64,8 +58,9 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
       resolve(library, "gx_priv_filter_process", to.process) &&
       resolve(library, "gx_priv_filter_reset", to.reset);
   if (!complete) {
-    return Error{fmt::format("{}: not a filter plug-in: {}", path.string(), dlerror()),
-                 ErrorKind::system};
+    return Error{
+        fmt::format("{}: not a filter plug-in: it lacks some of their functions", path.string()),
+        ErrorKind::system};
   }
   return std::shared_ptr<const Plugin>(std::move(plugin));
 }

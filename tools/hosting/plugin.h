@@ -3,9 +3,11 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "gexton_host.hpp"
+#include "hosting/shared_library.h"
 #include "recordings/result.h"
 
 namespace hosting {
@@ -41,12 +43,8 @@ class Plugin {
   const Functions& functions() const { return functions_; }
 
  private:
-  struct LibraryCloser {
-    void operator()(void* library) const;
-  };
-
   std::filesystem::path path_;
-  std::unique_ptr<void, LibraryCloser> library_;
+  std::optional<SharedLibrary> library_;
   Functions functions_{};
 };
 

@@ -7,6 +7,7 @@
 #include "plugin/base/numbers.h"
 #include "plugin/base/parameters.h"
 #include "plugin/base/processing_frame.h"
+#include "plugin/base/uninitialized.h"
 
 namespace filter_processor {
 namespace {
@@ -140,8 +141,7 @@ void SpeckleFilter::make_work_buffer(const FrameInfo& info) {
   work_buffer = {};
   const auto size = simd::kernels<SpeckleKernels>().work_buffer_size(
       static_cast<uint32_t>(info.width), static_cast<uint32_t>(info.height), !kind_.tiled);
-  // Left as it is: pages that no frame needs are never touched.
-  work_buffer = {info.width, info.height, std::make_unique_for_overwrite<uint8_t[]>(size)};
+  work_buffer = {info.width, info.height, make_uninitialized<uint8_t>(size)};
 }
 
 int32_t SpeckleFilter::run_kernel(uint16_t* pixels, const D2DParameters& record) {

@@ -40,8 +40,9 @@ void ChamferTable::build(FrameSize size, const ChamferShape& shape) {
   for (uint64_t y = 0; y < height; ++y) {
     const uint64_t squared_distance = outermost - (height - y) * y;
     const uint64_t sagitta = root_of_difference(radius * radius, squared_distance) - shortest;
-    entries_[2 * y] = run_length(shape.margin, shape.left, sagitta);
-    entries_[2 * y + 1] = run_length(shape.margin, right, sagitta);
+    const auto row = static_cast<size_t>(y);
+    entries_[2 * row] = run_length(shape.margin, shape.left, sagitta);
+    entries_[2 * row + 1] = run_length(shape.margin, right, sagitta);
   }
   size_ = size;
 }

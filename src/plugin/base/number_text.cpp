@@ -20,10 +20,6 @@ constexpr bool is_space(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-constexpr bool is_hex_digit(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 /// The text behind white space and a sign.
 struct Unsigned {
   std::string_view text;
@@ -55,6 +51,10 @@ std::errc read(const char* text, int& value) {
 }
 
 #if defined(__cpp_lib_to_chars)
+
+constexpr bool is_hex_digit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
 
 /// Whether the number is 1 or more, told by the place of its leading digit.
 bool is_large(std::string_view number, bool hexadecimal) {

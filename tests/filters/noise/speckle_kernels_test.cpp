@@ -17,8 +17,8 @@ using namespace test;
 
 Pixels filtered(const SpeckleTask& task, const Pixels& input, simd::Level level) {
   const auto& kernels = simd::kernels<SpeckleKernels>(level);
-  std::vector<uint64_t> work(kernels.work_buffer_size(task.width, task.height, task.single) / 8 + 1,
-                             ~uint64_t{0});
+  const uint64_t bytes = kernels.work_buffer_size(task.width, task.height, task.single);
+  std::vector<uint64_t> work(static_cast<size_t>(bytes / 8 + 1), ~uint64_t{0});
   Pixels output = input;
   EXPECT_EQ(kernels.removeSpeckles(work.data(), output.data(), task), 0);
   return output;

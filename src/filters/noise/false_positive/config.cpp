@@ -1,7 +1,6 @@
 #include "filters/noise/false_positive/config.h"
 
 #include <array>
-#include <bit>
 #include <cstring>
 #include <type_traits>
 
@@ -13,7 +12,7 @@ namespace {
 
 using Config = FalsePositiveConfig;
 
-static_assert(std::endian::native == std::endian::little, "records are read byte for byte");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "records are read byte for byte");
 static_assert(std::is_trivially_copyable_v<Config>);
 static_assert(sizeof(Config) == 289);
 
@@ -30,7 +29,7 @@ uint16_t scaled_low_16(uint16_t value, float factor) {
 } // namespace
 
 FalsePositiveConfig zero_config() {
-  return std::bit_cast<Config>(std::array<uint8_t, sizeof(Config)>{});
+  return read_config(std::array<uint8_t, sizeof(Config)>{}.data());
 }
 
 FalsePositiveConfig read_config(const uint8_t* bytes) {

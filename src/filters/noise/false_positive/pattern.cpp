@@ -34,10 +34,10 @@ class SupportSearch {
         reach_y_(limited(static_cast<float>(map.height) * settings.reach, map.height)) {}
 
   bool finds_for(const PatternCandidate& candidate) const {
-    const ptrdiff_t width = map_.width;
-    const ptrdiff_t top_left = candidate.y_min * width + candidate.x_min;
-    const ptrdiff_t bottom_left = candidate.y_max * width + candidate.x_min;
-    const ptrdiff_t top_right = candidate.y_min * width + candidate.x_max;
+    const auto width = static_cast<ptrdiff_t>(map_.width);
+    const ptrdiff_t top_left = place_of(candidate.x_min, candidate.y_min);
+    const ptrdiff_t bottom_left = place_of(candidate.x_min, candidate.y_max);
+    const ptrdiff_t top_right = place_of(candidate.x_max, candidate.y_min);
     const uint32_t columns = candidate.x_max - candidate.x_min + 1;
     const uint32_t rows = candidate.y_max - candidate.y_min + 1;
     const Side sides[] = {
@@ -51,9 +51,13 @@ class SupportSearch {
   }
 
  private:
+  ptrdiff_t place_of(uint32_t x, uint32_t y) const {
+    return static_cast<ptrdiff_t>(size_t{y} * map_.width + x);
+  }
+
   bool finds_beyond(const Side& side, uint32_t own) const {
     for (uint32_t line = 0; line < side.lines; ++line) {
-      ptrdiff_t start = side.first + side.along * line;
+      ptrdiff_t start = side.first + side.along * static_cast<ptrdiff_t>(line);
       uint32_t room = side.room;
       // A region is connected: every row and column of its box holds one of its pixels.
       for (; map_.labels[start] != own; start -= side.outward)
@@ -67,7 +71,7 @@ class SupportSearch {
   /// The first pixel of a large region decides.
   bool line_confirms(ptrdiff_t start, ptrdiff_t outward, uint32_t length, uint32_t own) const {
     for (uint32_t n = 0; n < length; ++n) {
-      const ptrdiff_t place = start + outward * n;
+      const ptrdiff_t place = start + outward * static_cast<ptrdiff_t>(n);
       if (!can_support(place, own))
         continue;
       const float ratio = static_cast<float>(image_[start]) / static_cast<float>(image_[place]);

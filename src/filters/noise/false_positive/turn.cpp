@@ -11,7 +11,9 @@ struct Destination {
   ptrdiff_t first, right, down;
 };
 
-Destination destination(ptrdiff_t width, ptrdiff_t height, unsigned quarter_turns) {
+Destination destination(uint32_t columns, uint32_t rows, unsigned quarter_turns) {
+  const auto width = static_cast<ptrdiff_t>(columns);
+  const auto height = static_cast<ptrdiff_t>(rows);
   switch (quarter_turns) {
   case 1:
     return {height - 1, height, -1};
@@ -31,9 +33,9 @@ void turn_image(const uint16_t* from, uint32_t width, uint32_t height, unsigned 
   for (uint32_t top = 0; top < height; top += block) {
     const uint32_t bottom = std::min(height - top, block) + top;
     for (uint32_t x = 0; x < width; ++x) {
-      const ptrdiff_t column = place.first + ptrdiff_t{x} * place.right;
+      const ptrdiff_t column = place.first + static_cast<ptrdiff_t>(x) * place.right;
       for (uint32_t y = top; y < bottom; ++y)
-        to[column + ptrdiff_t{y} * place.down] = from[size_t{y} * width + x];
+        to[column + static_cast<ptrdiff_t>(y) * place.down] = from[size_t{y} * width + x];
     }
   }
 }

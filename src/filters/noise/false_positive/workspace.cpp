@@ -7,15 +7,16 @@
 #include <new>
 #include <stdexcept>
 
+#include "plugin/base/uninitialized.h"
 #include "plugin/platform.h"
 
 namespace filter_processor {
 namespace {
 
-/// Every run writes what it reads, so the buffers start with whatever the memory holds.
+/// Every run writes what it reads.
 template <typename T>
 void allocate(std::unique_ptr<T[]>& buffer, size_t count) {
-  buffer = std::make_unique_for_overwrite<T[]>(count);
+  buffer = make_uninitialized<T>(count);
 }
 
 void allocate_all(FalsePositiveWorkspace& workspace, size_t pixels, size_t longest_row) {

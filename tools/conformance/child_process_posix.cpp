@@ -1,13 +1,10 @@
-#include "conformance/child_process.h"
+#include "conformance/child_work.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <exception>
-#include <string_view>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -19,11 +16,6 @@
 
 namespace conformance {
 namespace {
-
-/// Told last, so that a child that ends early by itself is noticed.
-constexpr const char* farewell = "end";
-/// Told last by a child whose work threw; what was thrown follows.
-constexpr std::string_view thrown = "threw ";
 
 [[noreturn]] void fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
@@ -60,49 +52,13 @@ void prepare_child() {
 /// parent's objects a second time, nor a return, as what the parent registered to run at its exit
 /// is not the child's to run.
 [[noreturn]] void run_child(int pipe, const std::function<void(const LineReceiver& tell)>& work) {
-  std::string last_line = farewell;
-  try {
+  const auto prepared = [&](const LineReceiver& tell) {
     prepare_child();
-    work([pipe](const std::string& line) { tell_line(pipe, line); });
-  } catch (const std::exception& exception) {
-    last_line = fmt::format("{}an exception: {}", thrown, exception.what());
-    std::ranges::replace(last_line, '\n', ' ');
-  } catch (...) {
-    last_line = fmt::format("{}an exception that is no std::exception", thrown);
-  }
-  tell_line(pipe, last_line);
+    work(tell);
+  };
+  do_and_tell(prepared, [pipe](const std::string& line) { tell_line(pipe, line); });
   _exit(0);
 }
-
-/// Takes whole lines out of what arrives in pieces.
-class LineSplitter {
- public:
-  explicit LineSplitter(const LineReceiver& on_line) : on_line_(on_line) {}
-
-  void add(const char* bytes, size_t count) {
-    text_.append(bytes, count);
-    size_t begin = 0;
-    for (size_t end; (end = text_.find('\n', begin)) != std::string::npos; begin = end + 1) {
-      const std::string line = text_.substr(begin, end - begin);
-      if (line == farewell)
-        complete_ = true;
-      else if (line.starts_with(thrown))
-        exception_ = line;
-      else
-        on_line_(line);
-    }
-    text_.erase(0, begin);
-  }
-  bool complete() const { return complete_; }
-  /// What the child said of an exception, or nothing.
-  const std::string& exception() const { return exception_; }
-
- private:
-  const LineReceiver& on_line_;
-  std::string text_;
-  std::string exception_;
-  bool complete_ = false;
-};
 
 /// Reads until the child closes its end; false when it kept silent for too long.
 bool receive(int pipe, LineSplitter& lines, std::chrono::seconds patience) {
@@ -172,8 +128,8 @@ class Child {
 
 } // namespace
 
-ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
-                      const LineReceiver& on_line, std::chrono::seconds patience) {
+ChildEnd run_in_child(const ChildWork& work, const LineReceiver& on_line,
+                      std::chrono::seconds patience) {
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0)
     fail("a pipe");
@@ -188,10 +144,12 @@ ChildEnd run_in_child(const std::function<void(const LineReceiver& tell)>& work,
   if (process == 0) {
     close(ends[0]);
     die_with(parent);
-    run_child(ends[1], work);
+    run_child(ends[1], work.run);
   }
   close(ends[1]);
   return Child(process, ends[0]).follow(on_line, patience);
 }
+
+void run_as_child(const ChildRequest& /*perform*/) {}
 
 } // namespace conformance

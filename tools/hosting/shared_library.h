@@ -1,0 +1,36 @@
+// Libraries that are opened while the program runs.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include "recordings/result.h"
+
+namespace hosting {
+
+/// An opened library; closed at its end.
+class SharedLibrary {
+ public:
+  /// Fails with the system's words. Everything that the library needs must be there.
+  static recordings::Result<SharedLibrary> open(const std::filesystem::path& path);
+
+  /// "lib<name>.so" or what stands for it.
+  static std::filesystem::path file_name(const std::string& name);
+
+  /// Null where the library has no such symbol.
+  void* symbol(const char* name) const;
+
+ private:
+  struct Close {
+    void operator()(void* library) const;
+  };
+
+  explicit SharedLibrary(void* library) : library_(library) {}
+
+  std::unique_ptr<void, Close> library_;
+};
+
+/// The running program's file; empty where the system does not tell.
+std::filesystem::path executable_path();
+
+} // namespace hosting

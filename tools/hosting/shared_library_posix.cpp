@@ -1,0 +1,34 @@
+#include "hosting/shared_library.h"
+
+#include <dlfcn.h>
+
+namespace hosting {
+
+using namespace recordings;
+
+Result<SharedLibrary> SharedLibrary::open(const std::filesystem::path& path) {
+  void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library != nullptr)
+    return SharedLibrary(library);
+  const char* const reason = dlerror();
+  return Error{reason != nullptr ? reason : "", ErrorKind::system};
+}
+
+std::filesystem::path SharedLibrary::file_name(const std::string& name) {
+  return "lib" + name + ".so";
+}
+
+void* SharedLibrary::symbol(const char* name) const {
+  return dlsym(library_.get(), name);
+}
+
+void SharedLibrary::Close::operator()(void* library) const {
+  dlclose(library);
+}
+
+std::filesystem::path executable_path() {
+  std::error_code code;
+  return std::filesystem::read_symlink("/proc/self/exe", code);
+}
+
+} // namespace hosting
