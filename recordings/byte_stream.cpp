@@ -123,7 +123,7 @@ Result<std::unique_ptr<ByteStream>> open_byte_stream(const std::filesystem::path
     return Error{fmt::format("{}: no such file", path.string())};
   if (std::filesystem::is_directory(path, code))
     return Error{fmt::format("{}: not a regular file", path.string())};
-  std::FILE* file = std::fopen(path.string().c_str(), "rb");
+  std::FILE* file = system::open(path, "rb");
   if (file == nullptr)
     return Error{fmt::format("{}: {}", path.string(), std::strerror(errno))};
   std::optional<uint64_t> size;

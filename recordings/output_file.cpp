@@ -59,7 +59,7 @@ Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
     if (fs::is_directory(path, code))
       return Error{fmt::format("{}: {}", path.string(), std::strerror(EISDIR)), ErrorKind::system};
     const fs::path temporary = temporary_name(path);
-    output.file_.reset(std::fopen(temporary.string().c_str(), "wb"));
+    output.file_.reset(system::open(temporary, "wb"));
     if (output.file_ != nullptr)
       output.temporary_ = temporary;
   }

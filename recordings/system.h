@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 namespace recordings::system {
@@ -10,6 +11,9 @@ namespace recordings::system {
 uint64_t process_number();
 
 bool is_terminal(std::FILE* file);
+
+/// As std::fopen, of names with any characters.
+std::FILE* open(const std::filesystem::path& path, const char* mode);
 
 /// 64 bits wide on every platform that has files of that length; false with errno.
 bool seek(std::FILE* file, uint64_t position);

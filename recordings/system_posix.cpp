@@ -14,6 +14,10 @@ bool is_terminal(std::FILE* file) {
   return isatty(fileno(file)) == 1;
 }
 
+std::FILE* open(const std::filesystem::path& path, const char* mode) {
+  return std::fopen(path.c_str(), mode);
+}
+
 bool seek(std::FILE* file, uint64_t position) {
   return fseeko(file, static_cast<off_t>(position), SEEK_SET) == 0;
 }
@@ -37,7 +41,7 @@ bool matches(const std::string& pattern, const std::string& name) {
 
 RedirectedOutput::RedirectedOutput(std::FILE* file) : saved_(dup(STDOUT_FILENO)) {
   std::fflush(stdout);
-  const int nowhere = file == nullptr ? open("/dev/null", O_WRONLY | O_CLOEXEC) : -1;
+  const int nowhere = file == nullptr ? ::open("/dev/null", O_WRONLY | O_CLOEXEC) : -1;
   const int target = file != nullptr ? fileno(file) : nowhere;
   if (saved_ >= 0 && target >= 0)
     dup2(target, STDOUT_FILENO);

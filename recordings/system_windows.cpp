@@ -70,6 +70,11 @@ bool is_terminal(std::FILE* file) {
   return _isatty(_fileno(file)) != 0;
 }
 
+std::FILE* open(const std::filesystem::path& path, const char* mode) {
+  const std::string_view letters(mode);
+  return _wfopen(path.c_str(), std::wstring(letters.begin(), letters.end()).c_str());
+}
+
 bool seek(std::FILE* file, uint64_t position) {
   return _fseeki64(file, static_cast<int64_t>(position), SEEK_SET) == 0;
 }

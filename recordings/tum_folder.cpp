@@ -45,7 +45,7 @@ std::optional<int64_t> parse_seconds(std::string_view text) {
 }
 
 bool stays_inside(const fs::path& picture) {
-  return picture.is_relative() && std::ranges::find(picture, fs::path("..")) == picture.end();
+  return !picture.has_root_path() && std::ranges::find(picture, fs::path("..")) == picture.end();
 }
 
 class TumFolder final : public FrameSource {

@@ -69,7 +69,7 @@ std::optional<uint64_t> read_frames(std::unique_ptr<ByteStream> stream, bool is_
 
 /// What is let through a sink is as much as before.
 void rewrite(std::span<const uint8_t> bytes, uint64_t frames) {
-  static const std::string folder = std::filesystem::temp_directory_path();
+  static const std::string folder = std::filesystem::temp_directory_path().string();
   static const std::filesystem::path origin = folder + "/fuzz" + std::to_string(getpid());
   static const std::filesystem::path result = origin.string() + ".mcap";
   require(!write_file(origin, bytes), "a file is written");

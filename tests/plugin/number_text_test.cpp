@@ -64,12 +64,15 @@ TEST(NumberText, IsReadAsByTheCLibrary) {
       "| |-|+|+-5|--5|- 5| \t\n\v\f\r12|007|+7|-0|12abc|2147483647|2147483648|-2147483648|"
       "-2147483649|4294967301|-4294967291|9223372036854775808|99999999999999999999|0.5|.5|"
       "5.|.|1,5|1e|1e+|1e+2|1E-2x|1 e2|0x|0x.|0x10|0X.8p1|0x1p|0x1p+3|0x1p2000|-0x1p-2000|"
-      "0x0.000001p1030|0xfp-150|inf|INFINITY|infinit|-inf|nan|NaN(7)|nanx|1e38|1e39|-1e39|"
+      "0x0.000001p1030|inf|INFINITY|infinit|-inf|nan|NaN(7)|nanx|1e38|1e39|-1e39|"
       "1e400|-1e400|1e-37|1e-40|1e-46|1e-320|1e-400|0e9999999999|1e9999999999|"
       "1e-9999999999|16777217|0.1|5.38331506105500539832e-39|"
       "123456789012345678901234567890e-30");
   for (std::string text; std::getline(texts, text, '|');)
     expect_as_c_library(text);
+#if defined(__GLIBC__) // others leave rounding such a number unnoticed
+  expect_as_c_library("0xfp-150");
+#endif
 #if defined(__x86_64__) // others look whether a number is too small before they round it
   expect_as_c_library("1.17549435e-38");
 #endif

@@ -1,15 +1,20 @@
 // A plug-in with a single fault. It offers one filter of the real plug-in and passes every call on
 // to it, but for what the environment variable GXFILTER_TEST_FAULT asks it to do wrong.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <thread>
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
-#include <unistd.h>
+#endif
 
 #include "gexton_host.hpp"
 
@@ -38,8 +43,13 @@ const std::string& filter_name() {
 
 template <class Function>
 Function real(const char* name) {
+#if defined(_WIN32)
+  static const HMODULE library = LoadLibraryA(REAL_PLUGIN);
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+#else
   static void* const library = dlopen(REAL_PLUGIN, RTLD_NOW | RTLD_LOCAL);
   return reinterpret_cast<Function>(dlsym(library, name));
+#endif
 }
 
 gx_priv_filter_context* create_real() {
@@ -238,7 +248,7 @@ void gx_priv_filter_update_config(gx_priv_filter* filter, int32_t argc, const ch
   if (filter == nullptr)
     return;
   if (fault_is("exits"))
-    _exit(0);
+    std::_Exit(0);
   if (fault_is("throws what is no exception"))
     throw 7;
   if (argc == 2 && fault_is("has bounds of ten digits")) {
@@ -299,9 +309,9 @@ gx_frame* gx_priv_filter_process(gx_priv_filter* filter, gx_frame* frame, gx_err
 void gx_priv_filter_reset(gx_priv_filter* filter) {
   if (filter == nullptr)
     return;
-  while (fault_is("hangs")) {
-    alarm(100); // ends what nobody else does
-    pause();
+  if (fault_is("hangs")) {
+    std::this_thread::sleep_for(std::chrono::seconds(100));
+    std::_Exit(1); // where nobody else has ended it
   }
   if (!fault_is("resets nothing"))
     filter->real->reset(filter->real->filter);

@@ -3,7 +3,10 @@
 // Running the program as a user does, and looking at what came of it.
 
 #include <gtest/gtest.h>
+
+#if !defined(_WIN32)
 #include <sys/wait.h>
+#endif
 
 #include <array>
 #include <cstdio>
@@ -18,6 +21,7 @@ struct Outcome {
   std::string out, err;
 };
 
+#if !defined(_WIN32)
 /// Runs a command of the shell and takes its standard output, until nothing holds that open.
 inline Outcome run_shell(const std::string& command) {
   std::FILE* const pipe = popen(command.c_str(), "r");
@@ -29,6 +33,7 @@ inline Outcome run_shell(const std::string& command) {
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;
 }
+#endif
 
 inline bool says(const std::string& text, std::string_view part) {
   return text.find(part) != std::string::npos;
