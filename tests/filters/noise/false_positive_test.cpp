@@ -137,18 +137,6 @@ struct Model {
   int width = 30, height = 20;
   int unchanged_after_blob = 0, refused = 0;
 
-  void store(const std::vector<std::string>& values) {
-    const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
-                              82, 80, 160, 167, 171, 175, 179, 163, 161};
-    for (size_t i = 0; i < 19; ++i)
-      if (i == 0 || i == 5 || i == 12)
-        filter.anchor.u8(offsets[i], std::stoi(values[i]));
-      else if (i == 10 || i == 11 || i >= 17)
-        filter.anchor.u16(offsets[i], std::stoi(values[i]));
-      else
-        filter.anchor.f32(offsets[i], std::stof(values[i]));
-  }
-
   void configure(test::Filter& tested, Random& random) {
     if (dice(random, 2) == 0) {
       filter.anchor = dice(random, 3) != 0
@@ -167,15 +155,10 @@ struct Model {
     values[18] = std::to_string(1 + dice(random, 3000));
     values[9] = values[16] = "1.0";
     EXPECT_EQ(tested.update_to(values), "");
-    store(values);
-    filter.params_changed = true;
+    filter.update(values);
   }
 
-  void reset() {
-    const auto defaults = default_values();
-    store({defaults.begin(), defaults.end()});
-    filter.params_changed = false;
-  }
+  void reset() { filter.reset(); }
 
   CameraFrame frame(Random& random) {
     if (dice(random, 6) == 0) {
