@@ -1,12 +1,10 @@
 #include "gxfilter/idle_filters.h"
 
 #include <algorithm>
-#include <cstdio>
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
+#include "gxfilter/silent_output.h"
 #include "recordings/host_frame.h"
 #include "recordings/synth.h"
 
@@ -39,31 +37,6 @@ const char* name_of(gx_pixel_type type) {
     return "unknown pixels";
   }
 }
-
-/// Standard output goes nowhere as long as this lives.
-class SilentOutput {
- public:
-  SilentOutput() : saved_(dup(STDOUT_FILENO)) {
-    std::fflush(stdout);
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (saved_ >= 0 && nowhere >= 0)
-      dup2(nowhere, STDOUT_FILENO);
-    if (nowhere >= 0)
-      close(nowhere);
-  }
-  SilentOutput(const SilentOutput&) = delete;
-  SilentOutput& operator=(const SilentOutput&) = delete;
-  ~SilentOutput() {
-    std::fflush(stdout);
-    if (saved_ >= 0) {
-      dup2(saved_, STDOUT_FILENO);
-      close(saved_);
-    }
-  }
-
- private:
-  int saved_;
-};
 
 /// A scene with something for every filter, seen by a camera with the recording's unit.
 SceneSettings busy_scene(FrameSize size, float unit, FrameKind kind) {
