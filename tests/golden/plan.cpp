@@ -351,7 +351,8 @@ std::vector<Step> steps_of(const Case& of) {
   const CameraFrame camera = random_camera(of.filter, true, random);
   const CameraFrame other_camera = random_camera(of.filter, false, random);
   const auto size = one_of<Size>(random, {{160, 120}, {160, 120}, {101, 67}, {320, 200}});
-  const auto other_size = one_of<Size>(random, {{45, 31}, {7, 9}, {5, 40}, {64, 24}, {640, 6}});
+  const auto other_size = one_of<Size>(
+      random, {{45, 31}, {7, 9}, {5, 40}, {64, 24}, {640, 6}, {size.width - 2, size.height}});
   Script script(of.filter, random());
   const auto configure = [&] {
     script.update(of.values);
