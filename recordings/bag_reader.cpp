@@ -71,8 +71,12 @@ class Connections {
     const auto facts = Fields::parse(data);
     if (!number || !facts)
       return Error{"a damaged connection"};
-    if (by_number_.contains(*number)) // repeated at the end
-      return std::nullopt;
+    if (const Counted* known = find(*number)) { // repeated at the end
+      if (known->channel.topic == fields.text("topic"))
+        return std::nullopt;
+      return Error{fmt::format("connection {} is of two topics, {} and {}", *number,
+                               known->channel.topic, fields.text("topic"))};
+    }
     total_ += data.size();
     if (total_ > largest_definitions || channels_.size() == most_connections)
       return Error{fmt::format("more than {} connections or {} bytes of them", most_connections,

@@ -115,7 +115,7 @@ TEST(RosMessages, BringMetresToMillimetres) {
   EXPECT_EQ(decode_depth(message)->pixels, (std::vector<uint16_t>{1235, 0, 0, 0, 0, 0}));
   message.row_bytes = 13;
   EXPECT_FALSE(decode_depth(message)) << "the last row is short";
-  const Bytes inverse = *encode_depth({{3, 1}, {0, 500, 2000}}, DepthCoding::png);
+  const Bytes inverse = *encode_depth(Image{{3, 1}, {0, 500, 2000}}, DepthCoding::png);
   message.coding = DepthCoding::png;
   message.scale = 1000;
   message.offset = 100;
@@ -481,7 +481,7 @@ TEST(McapSink, WritesMillimetresAndCountsTime) {
   options.camera = *make_camera({{"depth_unit", 0.2}}, {3, 1});
   const auto sink = create_mcap_sink(path, options);
   for (const uint64_t index : {0U, 30U})
-    ASSERT_FALSE((*sink)->write({index, "", {}}, *(*sink)->encode({{3, 1}, {0, 12, 65535}})));
+    ASSERT_FALSE((*sink)->write({index, "", {}}, *(*sink)->encode(Image{{3, 1}, {0, 12, 65535}})));
   ASSERT_FALSE((*sink)->finish());
   const auto source = open_source({path}, {});
   ASSERT_TRUE(source) << source.error().message;
