@@ -273,10 +273,12 @@ class Script {
     step.frame.width = size.width;
     step.frame.height = size.height;
     step.frame.index = 1000 + moment_;
-    const auto column = static_cast<int16_t>(size.width);
-    const auto row = static_cast<int16_t>(size.height);
-    step.frame.intrinsic = {
-        300, 301, static_cast<float>(column / 2), static_cast<float>(row / 2), column, row};
+    step.frame.intrinsic = {300,
+                            301,
+                            static_cast<float>(size.width) / 2,
+                            static_cast<float>(size.height) / 2,
+                            static_cast<int16_t>(size.width),
+                            static_cast<int16_t>(size.height)};
     step.frame.pixels = draw_scene(size.width, size.height, seed_, moment_++);
     add_what_the_camera_writes(step.frame);
     add(std::move(step));

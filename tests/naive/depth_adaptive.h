@@ -130,7 +130,7 @@ struct DepthAdaptiveModel {
       return "";
     anchor_facts = facts;
     current = anchor;
-    const std::string error = derive();
+    std::string error = derive();
     changed = !error.empty();
     return error;
   }

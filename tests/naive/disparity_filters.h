@@ -1,6 +1,7 @@
 // DisparityTransform and OpenNIDisparityTransform, their tables written entry by entry.
 #pragma once
 
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +15,12 @@
 namespace naive {
 
 inline bool same(const D2DParameters& a, const D2DParameters& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0; // packed: without padding
+  const auto bytes = [](const D2DParameters& record) { // packed: without padding
+    std::array<char, sizeof record> copy;
+    std::memcpy(copy.data(), &record, sizeof record);
+    return copy;
+  };
+  return bytes(a) == bytes(b);
 }
 
 /// What OpenNIDisparityTransform does to the depths, if it has a target size.

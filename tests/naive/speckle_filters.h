@@ -23,9 +23,9 @@ struct SpeckleFilter {
 
   /// Texts within their ranges.
   void update(const std::vector<std::string>& texts) {
-    std::vector<int> values;
-    for (const std::string& text : texts)
-      values.push_back(std::atoi(text.c_str()));
+    std::vector<int> values(texts.size());
+    for (size_t i = 0; i < texts.size(); ++i)
+      values[i] = std::atoi(texts[i].c_str());
     store(values);
   }
   void store(const std::vector<int>& values) {
