@@ -362,10 +362,12 @@ TEST_F(GxfilterProgram, StandsInPipes) {
   EXPECT_EQ(count_files("cut"), 1U);
   expect_end(run("run - --filter TemporalFilter --out x </dev/null"), 2, {"--format"});
   ASSERT_EQ(mkfifo((directory_ / "named.npy").c_str(), 0600), 0);
-  const std::string named = "run scene --filter HoleFillingFilter --out - --format npy 2>/dev/null "
-                            ">named.npy & '" GXFILTER_PROGRAM "' info '" +
-                            (directory_ / "named.npy").string() + "'";
-  EXPECT_PRED2(says, run(named).out, "frames  4");
+  const std::string named = "cd '" + directory_.string() +
+                            "'; '" GXFILTER_PROGRAM
+                            "' run scene --filter HoleFillingFilter --out - --format npy "
+                            "2>/dev/null >named.npy & cd '" +
+                            directory_.string() + "'; '" GXFILTER_PROGRAM "' info named.npy";
+  EXPECT_PRED2(says, run_shell(named).out, "frames  4");
 }
 
 TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
