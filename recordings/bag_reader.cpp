@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "recordings/byte_reader.h"
+#include "recordings/chunked_reader.h"
 #include "recordings/image.h"
 
 namespace recordings {
@@ -71,8 +71,12 @@ class Connections {
     const auto facts = Fields::parse(data);
     if (!number || !facts)
       return Error{"a damaged connection"};
-    if (by_number_.contains(*number)) // repeated at the end
-      return std::nullopt;
+    if (const Counted* known = find(*number)) { // repeated at the end
+      if (known->channel.topic == fields.text("topic"))
+        return std::nullopt;
+      return Error{fmt::format("connection {} is of two topics, {} and {}", *number,
+                               known->channel.topic, fields.text("topic"))};
+    }
     total_ += data.size();
     if (total_ > largest_definitions || channels_.size() == most_connections)
       return Error{fmt::format("more than {} connections or {} bytes of them", most_connections,
@@ -142,69 +146,29 @@ class Connections {
   uint64_t total_ = 0;
 };
 
-class BagReader final : public MessageReader {
+class BagReader final : public ChunkedReader {
  public:
-  explicit BagReader(std::unique_ptr<ByteStream> stream) : stream_(std::move(stream)) {}
+  explicit BagReader(std::unique_ptr<ByteStream> stream) : ChunkedReader(std::move(stream)) {}
 
-  Failure begin() {
-    const auto front = read_bytes(*stream_, bag_first_bytes.size());
+  Failure begin() override {
+    const auto front = read_bytes(file(), bag_first_bytes.size());
     if (!front)
       return front.error();
     if (begins_with(*front, bag_first_bytes))
       return std::nullopt;
     if (begins_with(*front, "#ROSBAG V"))
-      return Error{fmt::format("{}: a bag of another version; 2.0 is read", stream_->name())};
-    return Error{fmt::format("{}: not a bag", stream_->name())};
-  }
-
-  Result<std::optional<Message>> next() override {
-    while (!ended_) {
-      auto message = chunk_left_ ? next_in_chunk() : next_record();
-      if (!message) {
-        ended_ = true;
-        return message;
-      }
-      if (*message)
-        return message;
-    }
-    return std::optional<Message>();
-  }
-
-  MessageChunk chunk() const override { return chunk_left_ ? chunk_ : MessageChunk{}; }
-
-  Result<std::optional<std::vector<IndexedTopic>>> index() override {
-    if (!stream_->size())
-      return std::optional<std::vector<IndexedTopic>>();
-    auto topics = read_index();
-    if (auto failure = rewind())
-      return *failure;
-    return topics;
-  }
-
-  Failure rewind() override {
-    if (auto failure = stream_->seek(0))
-      return failure;
-    ended_ = false;
-    chunk_left_.reset();
-    chunk_ = {};
-    remarks_.clear();
-    connections_.begin_again();
-    return begin();
+      return Error{fmt::format("{}: a bag of another version; 2.0 is read", file().name())};
+    return Error{fmt::format("{}: not a bag", file().name())};
   }
 
   const std::string& profile() const override { return profile_; }
   std::vector<const MessageSchema*> schemas() const override { return connections_.schemas(); }
   std::vector<const MessageChannel*> channels() const override { return connections_.channels(); }
-  std::vector<std::string> remarks() const override { return remarks_; }
-  const ByteStream& stream() const override { return *stream_; }
 
  private:
-  using Next = Result<std::optional<Message>>;
-
   /// Null, also for what is no record, where the file ends.
   Result<std::optional<Record>> read_record_head() {
-    record_at_ = stream_->position();
-    const auto before = read_bytes(*stream_, 4);
+    const auto before = read_bytes(file(), 4);
     if (!before)
       return before.error();
     at_end_ = before->empty();
@@ -213,7 +177,7 @@ class BagReader final : public MessageReader {
       return std::optional<Record>();
     if (header_length > longest_header)
       return place_error(fmt::format("a record's header of {} bytes", header_length));
-    const auto bytes = read_bytes(*stream_, header_length + 4);
+    const auto bytes = read_bytes(file(), header_length + 4);
     if (!bytes)
       return bytes.error();
     if (bytes->size() < header_length + 4)
@@ -227,40 +191,39 @@ class BagReader final : public MessageReader {
         Record{static_cast<BagRecord>(*kind), std::move(*fields), reader.number<uint32_t>()});
   }
 
-  /// The next record of the file itself; null where it is no message.
-  Next next_record() {
+  Next next_record() override {
     auto record = read_record_head();
     if (!record)
       return record.error();
     if (!*record)
-      return cut_off();
+      return end_of_file();
     const bool wanted = (*record)->kind == BagRecord::chunk ||
                         (*record)->kind == BagRecord::connection ||
                         (*record)->kind == BagRecord::message;
     if ((*record)->kind == BagRecord::bag_header)
       index_at_ = (*record)->fields.number<uint64_t>("index_pos").value_or(0);
     if (!wanted) {
-      const auto skipped = stream_->skip((*record)->length);
+      const auto skipped = file().skip((*record)->length);
       if (!skipped)
         return skipped.error();
-      return *skipped == (*record)->length ? std::optional<Message>() : cut_off();
+      return *skipped == (*record)->length ? std::optional<Message>() : end_of_file();
     }
     if ((*record)->length > largest_record)
       return place_error(fmt::format("a record of {} bytes, beyond the limit of {}",
                                      (*record)->length, largest_record));
-    auto data = read_bytes(*stream_, (*record)->length);
+    auto data = read_bytes(file(), (*record)->length);
     if (!data)
       return data.error();
     const bool whole = data->size() == (*record)->length;
     if ((*record)->kind == BagRecord::chunk)
-      return open_chunk((*record)->fields, std::move(*data), whole);
+      return read_chunk((*record)->fields, *data, whole);
     if (!whole)
-      return cut_off();
+      return end_of_file();
     record_ = std::move(*data);
     return read_content(**record, record_);
   }
 
-  Next open_chunk(const Fields& fields, std::vector<uint8_t> data, bool whole) {
+  Next read_chunk(const Fields& fields, const std::vector<uint8_t>& data, bool whole) {
     const std::string name = fields.text("compression");
     const auto size = fields.number<uint32_t>("size");
     const auto compression = name == "none"  ? std::optional(Compression::none)
@@ -273,38 +236,20 @@ class BagReader final : public MessageReader {
     if (!size)
       return place_error("a chunk without size");
     if (*size == 0 && data.empty() && *compression != Compression::none)
-      return cut_off(); // lengths are filled in when a chunk is done
-    if (!whole) {
-      chunk_bytes_ = decompress_front(*compression, data, *size);
-      remarks_.push_back(fmt::format("{}: cut off in a chunk at byte {}; read as far as it goes",
-                                     stream_->name(), record_at_));
-    } else if (auto bytes = decompress(*compression, data, *size)) {
-      chunk_bytes_ = std::move(*bytes);
-    } else {
-      return place_error("a chunk: " + bytes.error().message);
-    }
-    chunk_ = {chunk_.number + 1, *compression};
-    chunk_whole_ = whole;
-    chunk_left_.emplace(chunk_bytes_);
+      return end_of_file(); // lengths are filled in when a chunk is done
+    if (auto failure = open_chunk(*compression, data, *size, whole))
+      return *failure;
     return std::optional<Message>();
   }
 
-  /// The next record of the chunk; null where it is no message.
-  Next next_in_chunk() {
-    if (chunk_left_->left() == 0) {
-      chunk_left_.reset();
-      ended_ = !chunk_whole_;
+  Next next_in_chunk(ByteReader& left) override {
+    const auto header = left.counted();
+    const auto data = left.counted();
+    if (left.failed())
       return std::optional<Message>();
-    }
-    const auto header = chunk_left_->counted();
-    const auto data = chunk_left_->counted();
-    if (chunk_left_->failed() && !chunk_whole_) {
-      ended_ = true;
-      return std::optional<Message>();
-    }
     auto fields = Fields::parse(header);
     const auto kind = fields ? fields->number<uint8_t>("op") : std::nullopt;
-    if (chunk_left_->failed() || !kind)
+    if (!kind)
       return place_error("damaged record in a chunk");
     return read_content({static_cast<BagRecord>(*kind), std::move(*fields), data.size()}, data);
   }
@@ -336,20 +281,15 @@ class BagReader final : public MessageReader {
   }
 
   /// A closed bag ends behind its index.
-  Next cut_off() {
-    ended_ = true;
-    if (!at_end_ || index_at_ == 0 || stream_->position() < index_at_)
-      remarks_.push_back(fmt::format("{}: cut off at byte {}", stream_->name(), record_at_));
-    return std::optional<Message>();
+  Next end_of_file() {
+    const bool closed = at_end_ && index_at_ != 0 && file().position() >= index_at_;
+    return closed ? end() : cut_off();
   }
 
-  Error place_error(std::string_view message) const {
-    return {fmt::format("{}, at byte {}: {}", stream_->name(), record_at_, message)};
-  }
+  void forget_counts() override { connections_.begin_again(); }
 
-  /// Null where it is missing or damaged.
-  std::optional<std::vector<IndexedTopic>> read_index() {
-    if (stream_->seek(bag_first_bytes.size()))
+  std::optional<std::vector<IndexedTopic>> read_index() override {
+    if (file().seek(bag_first_bytes.size()))
       return std::nullopt;
     const auto header = read_record_head();
     if (!header || !*header || (*header)->kind != BagRecord::bag_header)
@@ -358,8 +298,8 @@ class BagReader final : public MessageReader {
     const auto position = fields.number<uint64_t>("index_pos").value_or(0);
     const auto connection_count = fields.number<uint32_t>("conn_count");
     const auto chunk_count = fields.number<uint32_t>("chunk_count");
-    if (position == 0 || position > *stream_->size() || !connection_count || !chunk_count ||
-        stream_->seek(position))
+    if (position == 0 || position > *file().size() || !connection_count || !chunk_count ||
+        file().seek(position))
       return std::nullopt;
     BagIndex index;
     for (uint64_t left = uint64_t{*connection_count} + *chunk_count; left > 0; --left)
@@ -382,7 +322,7 @@ class BagReader final : public MessageReader {
     const auto record = read_record_head();
     if (!record || !*record || (*record)->length > largest_definitions)
       return false;
-    const auto data = read_bytes(*stream_, (*record)->length);
+    const auto data = read_bytes(file(), (*record)->length);
     if (!data || data->size() < (*record)->length)
       return false;
     if ((*record)->kind == BagRecord::connection)
@@ -399,19 +339,11 @@ class BagReader final : public MessageReader {
 
   static constexpr uint64_t longest_header = uint64_t{1} << 20;
 
-  std::unique_ptr<ByteStream> stream_;
   std::string profile_ = "ros1";
   Connections connections_;
-  std::vector<std::string> remarks_;
-  bool ended_ = false;
   bool at_end_ = false;         ///< the file ended between two records
   uint64_t index_at_ = 0;       ///< 0: the bag was not closed
-  uint64_t record_at_ = 0;      ///< where the record begins that is being read
   std::vector<uint8_t> record_; ///< outside of chunks
-  MessageChunk chunk_;          ///< the last one
-  bool chunk_whole_ = true;
-  std::vector<uint8_t> chunk_bytes_;
-  std::optional<ByteReader> chunk_left_; ///< of its bytes; null outside of chunks
 };
 
 } // namespace

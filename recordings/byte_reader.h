@@ -2,6 +2,7 @@
 // runs of bytes, as the containers and messages of robots have them.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <span>
 #include <string>
@@ -12,6 +13,16 @@
 #include "recordings/pixel_bytes.h"
 
 namespace recordings {
+
+/// Words that quote bytes of a file, as part of a line: control characters become blanks, none of
+/// which is at the end.
+inline std::string one_line(std::string_view words) {
+  std::string line(words);
+  std::ranges::replace_if(
+      line, [](unsigned char c) { return c < ' ' || c == 127; }, ' ');
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line;
+}
 
 /// Numbers one behind the other, or each at a multiple of its own size from the first byte on.
 enum class Alignment { packed, natural };

@@ -11,6 +11,7 @@
 #include "recordings/byte_stream.h"
 #include "recordings/camera_info_yaml.h"
 #include "recordings/image_file.h"
+#include "recordings/json_text.h"
 
 namespace recordings {
 namespace {
@@ -33,9 +34,7 @@ class FactReader {
     const nlohmann::json* value = find(key);
     if (value == nullptr)
       return default_value;
-    const double number = value->is_boolean()  ? (value->get<bool>() ? 1.0 : 0.0)
-                          : value->is_number() ? value->get<double>()
-                                               : std::nan("");
+    const double number = value->is_number() ? value->get<double>() : std::nan("");
     if (!(number >= min && number <= max)) {
       fail(key, fmt::format("must be a number from {:g} to {:g}", min, max));
       return default_value;
@@ -51,6 +50,14 @@ class FactReader {
       return default_value;
     }
     return static_cast<Integer>(value);
+  }
+
+  /// 0 or 1, also as a number of 8 bits.
+  uint8_t flag(const char* key, uint8_t default_value) {
+    const nlohmann::json* value = find(key);
+    if (value != nullptr && value->is_boolean())
+      return value->get<bool>() ? 1 : 0;
+    return whole<uint8_t>(key, default_value, 0, 255);
   }
 
   /// 0 where it is missing.
@@ -81,12 +88,15 @@ class FactReader {
   /// The first thing that was wrong with what was asked for.
   Failure wrong_fact() const { return failure_; }
 
-  /// The same, or a key that nobody asked for.
+  /// The same, or a key that nobody asked for, with all that were.
   Failure failure() {
     for (const auto& [key, value] : facts_.items())
       if (!known_.contains(key))
-        fail(key, fmt::format("is not a camera fact (these are: {})", fmt::join(known_, ", ")));
-    return failure_;
+        fail(key, "is not a camera fact");
+    if (!failure_)
+      return std::nullopt;
+    return Error{fmt::format("{} (camera facts are: {}{})", failure_->message, prefix_,
+                             fmt::join(known_, ", " + prefix_))};
   }
 
  private:
@@ -116,7 +126,7 @@ D2DParameters read_d2d(FactReader& reader, double baseline, double fx, uint8_t b
   d2d.dispOffset = static_cast<float>(reader.number("dispOffset", 0, -any_positive, any_positive));
   d2d.invalidDisp = reader.whole<int32_t>("invalidDisp", 0, int32_min, int32_max);
   d2d.dispIntPlace = reader.whole<int32_t>("dispIntPlace", 8, int32_min, int32_max);
-  d2d.isDualCamera = reader.whole<uint8_t>("isDualCamera", 1, 0, 255);
+  d2d.isDualCamera = reader.flag("isDualCamera", 1);
   return d2d;
 }
 
@@ -149,8 +159,8 @@ nlohmann::json shortest(float number) {
 } // namespace
 
 Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json) {
-  auto facts = nlohmann::json::parse(json.begin(), json.end(), nullptr, false);
-  if (!facts.is_object())
+  auto facts = parse_json(json);
+  if (facts && !facts->is_object())
     return Error{"not a JSON object of camera facts"};
   return facts;
 }

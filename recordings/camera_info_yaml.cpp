@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 #include <yaml-cpp/yaml.h>
 
+#include "recordings/byte_reader.h"
+
 namespace recordings {
 namespace {
 
@@ -53,7 +55,7 @@ Result<CameraFacts> parse_camera_info_yaml(std::span<const uint8_t> yaml) {
       return Error{"not a YAML map of camera_info"};
     return read_facts(document);
   } catch (const YAML::Exception& exception) {
-    return Error{fmt::format("not a camera_info file: {}", exception.what())};
+    return Error{fmt::format("not a camera_info file: {}", one_line(exception.what()))};
   }
 }
 

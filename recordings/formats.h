@@ -29,7 +29,7 @@ struct Format {
                         std::optional<FrameSize> told_size) = nullptr;
   LengthInFront (*length)(std::span<const uint8_t> front,
                           std::optional<FrameSize> told_size) = nullptr;
-  Result<std::vector<uint8_t>> (*write)(const Image& image) = nullptr;
+  Result<std::vector<uint8_t>> (*write)(ImageView image) = nullptr;
 
   // Many frames in one file.
   Result<std::unique_ptr<FrameSource>> (*open)(std::unique_ptr<ByteStream> stream,

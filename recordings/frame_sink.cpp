@@ -1,5 +1,7 @@
 #include "recordings/frame_sink.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 #include "recordings/formats.h"
@@ -15,9 +17,19 @@ const Format* written_format(const std::filesystem::path& name) {
   return written ? format : nullptr;
 }
 
+/// Whether it looks like a file of a format that is none of ours: nobody means a folder by it.
+bool names_other_file(const std::filesystem::path& path) {
+  constexpr std::string_view endings[] = {".jpg", ".jpeg", ".tif", ".tiff", ".bmp", ".exr", ".avi",
+                                          ".mp4", ".mov",  ".h5",  ".zip",  ".gz",  ".db3"};
+  std::error_code code;
+  return std::ranges::find(endings, path.extension().string()) != std::end(endings) &&
+         !std::filesystem::is_directory(path, code);
+}
+
 /// By the file's own ending, else by `name`, which has no dot.
 Result<const Format*> choose_format(const std::filesystem::path& path, const std::string& name) {
-  const bool is_named_file = names_one_file(path) && path != standard_stream;
+  const bool is_named_file =
+      (names_one_file(path) && path != standard_stream) || names_other_file(path);
   const Format* format = written_format(is_named_file ? path : std::filesystem::path("x." + name));
   if (format == nullptr) {
     return Error{fmt::format("{}: a format that is not written ({} are)",

@@ -24,7 +24,7 @@ class FrameSink {
   virtual ~FrameSink() = default;
 
   /// The part of the work that frames don't share. On any threads at a time, beside `write`.
-  virtual Result<EncodedFrame> encode(const Image& image) const = 0;
+  virtual Result<EncodedFrame> encode(ImageView image) const = 0;
   /// In the order of the frames' numbers, of which some may be left out. One thread at a time.
   virtual Failure write(const FrameInfo& info, const EncodedFrame& frame) = 0;
   /// Once, after the last frame: a file has its name from here on.

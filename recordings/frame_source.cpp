@@ -30,15 +30,24 @@ const Format* container_format(const fs::path& path) {
   return format != nullptr && format->open != nullptr ? format : nullptr;
 }
 
-Result<std::unique_ptr<FrameSource>> open_standard_input(const SourceOptions& options) {
-  if (options.format.empty())
-    return Error{"standard input has no name that tells its format (--format)", ErrorKind::request};
-  const Format* format = format_of_name("x." + options.format);
+/// Standard input, or a pipe that has a name.
+bool is_pipe(const fs::path& input) {
+  std::error_code code;
+  return input == standard_stream || fs::is_fifo(input, code);
+}
+
+Result<std::unique_ptr<FrameSource>> open_pipe(const fs::path& pipe, const SourceOptions& options) {
+  const std::string name = pipe == standard_stream ? "standard input" : pipe.string();
+  const Format* format =
+      format_of_name(options.format.empty() ? pipe : fs::path("x." + options.format));
+  if (options.format.empty() && format == nullptr)
+    return Error{name + " has no name that tells its format (--format)", ErrorKind::request};
   if (format == nullptr || (format->open == nullptr && format->length == nullptr)) {
-    return Error{fmt::format("'{}' can't be read from standard input", options.format),
+    return Error{fmt::format("{}: '{}' can't be read from a pipe", name,
+                             format == nullptr ? options.format : format->extension),
                  ErrorKind::request};
   }
-  auto stream = open_byte_stream(standard_stream);
+  auto stream = open_byte_stream(pipe);
   if (!stream)
     return stream.error();
   if (format->open != nullptr)
@@ -51,7 +60,7 @@ Result<std::unique_ptr<FrameSource>> open_standard_input(const SourceOptions& op
 Result<std::unique_ptr<FrameSource>> open_source(const std::vector<fs::path>& inputs,
                                                  const SourceOptions& options) {
   for (const fs::path& input : inputs) {
-    const bool from_pipe = input == standard_stream;
+    const bool from_pipe = is_pipe(input);
     const bool listed = !from_pipe && is_tum_folder(input);
     const Format* container = from_pipe ? nullptr : container_format(input);
     if (!from_pipe && !listed && container == nullptr)
@@ -61,7 +70,7 @@ Result<std::unique_ptr<FrameSource>> open_source(const std::vector<fs::path>& in
                    ErrorKind::request};
     }
     if (from_pipe)
-      return open_standard_input(options);
+      return open_pipe(input, options);
     if (listed)
       return open_tum_folder(input, options);
     auto stream = open_byte_stream(input);

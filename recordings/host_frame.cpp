@@ -42,7 +42,7 @@ Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera) {
   return profile;
 }
 
-Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
+Result<gexton::Frame> make_frame(ImageView image, uint64_t index, gx_stream_profile& profile,
                                  const Camera& camera) {
   gexton::ErrorSlot slot;
   gexton::Frame frame(

@@ -11,7 +11,7 @@ namespace recordings {
 Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera);
 
 /// A depth frame with the image's pixels, its number in the recording and the camera's facts.
-Result<gexton::Frame> make_frame(const Image& image, uint64_t index, gx_stream_profile& profile,
+Result<gexton::Frame> make_frame(ImageView image, uint64_t index, gx_stream_profile& profile,
                                  const Camera& camera);
 
 /// The camera of a frame that filters made of one of `input`'s: pixel type, unit and bits are the

@@ -28,6 +28,15 @@ struct Image {
   bool operator==(const Image&) const = default;
 };
 
+/// The same with pixels that someone else owns.
+struct ImageView {
+  FrameSize size;
+  std::span<const uint16_t> pixels;
+
+  ImageView(FrameSize of_size, std::span<const uint16_t> those) : size(of_size), pixels(those) {}
+  ImageView(const Image& image) : ImageView(image.size, image.pixels) {}
+};
+
 inline constexpr uint32_t max_side = 65535;
 inline constexpr uint64_t max_pixels = uint64_t{256} << 20;
 

@@ -63,7 +63,7 @@ Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> b
   return file->commit();
 }
 
-Failure write_image(const std::filesystem::path& path, const Image& image) {
+Failure write_image(const std::filesystem::path& path, ImageView image) {
   const Format* format = format_of_name(path);
   if (format == nullptr || format->write == nullptr)
     return about_file(path, {"a format that is not written", ErrorKind::request});

@@ -21,6 +21,6 @@ Result<Image> read_image(const std::filesystem::path& path, std::optional<FrameS
 /// names the file.
 Failure write_file(const std::filesystem::path& path, std::span<const uint8_t> bytes);
 /// The same in the format that the extension names; an error of kind `request` where that is none.
-Failure write_image(const std::filesystem::path& path, const Image& image);
+Failure write_image(const std::filesystem::path& path, ImageView image);
 
 } // namespace recordings

@@ -80,7 +80,7 @@ class Encoders {
   std::vector<libav::Codec> free_;
 };
 
-Result<std::vector<uint8_t>> encode_with(AVCodecContext& codec, const Image& image) {
+Result<std::vector<uint8_t>> encode_with(AVCodecContext& codec, ImageView image) {
   const libav::Frame frame(av_frame_alloc());
   const libav::Packet packet(av_packet_alloc());
   if (frame == nullptr || packet == nullptr)
@@ -147,7 +147,7 @@ class MatroskaSink final : public FrameSink {
       : name_(std::move(name)), bytes_(std::make_unique<Bytes>(Bytes{std::move(file), 0, {}})),
         io_(libav::make_io(bytes_.get(), nullptr, write_all, seekable ? seek : nullptr)) {}
 
-  Result<EncodedFrame> encode(const Image& image) const override {
+  Result<EncodedFrame> encode(ImageView image) const override {
     auto encoder = encoders_.take(image.size);
     if (!encoder)
       return encoder.error();

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <zlib.h>
 
+#include "recordings/chunked_reader.h"
 #include "recordings/image.h"
 
 namespace recordings {
@@ -124,83 +125,41 @@ RecordHead read_head(ByteReader& reader) {
   return {record, reader.number<uint64_t>()};
 }
 
-class McapReader final : public MessageReader {
+class McapReader final : public ChunkedReader {
  public:
   McapReader(std::unique_ptr<ByteStream> stream, OtherRecords others)
-      : stream_(std::move(stream)), others_(std::move(others)) {}
+      : ChunkedReader(std::move(stream)), others_(std::move(others)) {}
 
   /// Magic and header.
-  Failure begin() {
+  Failure begin() override {
     auto front = take(mcap_first_bytes.size() + mcap_record_head);
     if (!front)
       return front.error();
     if (!begins_with(*front, mcap_first_bytes))
-      return Error{fmt::format("{}: not an MCAP file", stream_->name())};
+      return Error{fmt::format("{}: not an MCAP file", file().name())};
     ByteReader reader(*front);
     reader.take(mcap_first_bytes.size());
     const RecordHead head = read_head(reader);
     if (reader.failed())
-      return Error{fmt::format("{}: cut off in its header", stream_->name())};
+      return Error{fmt::format("{}: cut off in its header", file().name())};
     if (head.record != McapRecord::header || head.length > largest_definitions)
-      return Error{fmt::format("{}: an MCAP file without header", stream_->name())};
+      return Error{fmt::format("{}: an MCAP file without header", file().name())};
     auto content = take(head.length);
     if (!content)
       return content.error();
     ByteReader header(*content);
     profile_ = header.text();
     if (content->size() < head.length || header.failed())
-      return Error{fmt::format("{}: cut off in its header", stream_->name())};
+      return Error{fmt::format("{}: cut off in its header", file().name())};
     return std::nullopt;
-  }
-
-  Result<std::optional<Message>> next() override {
-    while (!ended_) {
-      record_at_ = stream_->position();
-      auto message = chunk_left_ ? next_in_chunk() : next_record();
-      if (!message) {
-        ended_ = true;
-        return message;
-      }
-      if (*message)
-        return message;
-    }
-    return std::optional<Message>();
-  }
-
-  MessageChunk chunk() const override { return chunk_left_ ? chunk_ : MessageChunk{}; }
-
-  Result<std::optional<std::vector<IndexedTopic>>> index() override {
-    if (!stream_->size())
-      return std::optional<std::vector<IndexedTopic>>();
-    auto topics = read_summary();
-    if (auto failure = rewind())
-      return *failure;
-    return topics;
-  }
-
-  Failure rewind() override {
-    if (auto failure = stream_->seek(0))
-      return failure;
-    ended_ = false;
-    chunk_left_.reset();
-    chunk_ = {};
-    remarks_.clear();
-    data_checksum_ = 0;
-    saw_all_ = true;
-    return begin();
   }
 
   const std::string& profile() const override { return profile_; }
   std::vector<const MessageSchema*> schemas() const override { return definitions_.schemas(); }
   std::vector<const MessageChannel*> channels() const override { return definitions_.channels(); }
-  std::vector<std::string> remarks() const override { return remarks_; }
-  const ByteStream& stream() const override { return *stream_; }
 
  private:
-  using Next = Result<std::optional<Message>>;
-
-  /// The next record of the file itself; null where it is no message.
-  Next next_record() {
+  Next next_record() override {
     const uint32_t checksum_before = data_checksum_;
     const auto bytes = take(mcap_record_head);
     if (!bytes)
@@ -232,13 +191,11 @@ class McapReader final : public MessageReader {
       return content.error();
     const bool whole = content->size() == head.length;
     if (head.record == McapRecord::chunk)
-      return open_chunk(std::move(*content), whole);
+      return read_chunk(*content, whole);
     if (!whole)
       return cut_off();
-    if (head.record == McapRecord::footer) {
-      ended_ = true;
-      return std::optional<Message>();
-    }
+    if (head.record == McapRecord::footer)
+      return end();
     if (head.record == McapRecord::data_end)
       return end_data(*content, checksum_before);
     record_ = std::move(*content);
@@ -252,12 +209,12 @@ class McapReader final : public MessageReader {
     const bool handed_on =
         others_ && (head.record == McapRecord::attachment || head.record == McapRecord::metadata ||
                     head.record >= McapRecord::first_private);
-    const auto size = stream_->size();
-    if (size && head.length > *size - std::min(stream_->position(), *size))
+    const auto size = file().size();
+    if (size && head.length > *size - std::min(file().position(), *size))
       return cut_off();
     if (handed_on) {
       saw_all_ = false;
-      if (auto failure = others_(head.record, head.length, *stream_))
+      if (auto failure = others_(head.record, head.length, file()))
         return *failure;
       return std::optional<Message>();
     }
@@ -271,7 +228,7 @@ class McapReader final : public MessageReader {
       return std::optional<Message>();
     }
     saw_all_ = false;
-    const auto skipped = stream_->skip(head.length);
+    const auto skipped = file().skip(head.length);
     if (!skipped)
       return skipped.error();
     if (*skipped < head.length)
@@ -279,7 +236,7 @@ class McapReader final : public MessageReader {
     return std::optional<Message>();
   }
 
-  Next open_chunk(std::vector<uint8_t> content, bool whole) {
+  Next read_chunk(const std::vector<uint8_t>& content, bool whole) {
     ByteReader reader(content);
     reader.number<uint64_t>(); // first and last time
     reader.number<uint64_t>();
@@ -296,41 +253,17 @@ class McapReader final : public MessageReader {
     if (!compression)
       return place_error(
           fmt::format("a chunk with compression \"{}\"; lz4 and zstd are read", name));
-    if (!whole) {
-      chunk_bytes_ = decompress_front(*compression, records, size);
-      remarks_.push_back(fmt::format("{}: cut off in a chunk at byte {}; read as far as it goes",
-                                     stream_->name(), record_at_));
-    } else if (auto bytes = decompress(*compression, records, size)) {
-      chunk_bytes_ = std::move(*bytes);
-    } else {
-      return place_error("a chunk: " + bytes.error().message);
-    }
-    if (whole && sum != 0 && checksum(chunk_bytes_) != sum)
+    if (auto failure = open_chunk(*compression, records, size, whole))
+      return *failure;
+    if (whole && sum != 0 && checksum(chunk_bytes()) != sum)
       return place_error("the checksum of a chunk is wrong");
-    chunk_ = {chunk_.number + 1, *compression};
-    chunk_at_ = record_at_;
-    chunk_whole_ = whole;
-    chunk_left_.emplace(chunk_bytes_);
     return std::optional<Message>();
   }
 
-  /// The next record of the chunk; null where it is no message.
-  Next next_in_chunk() {
-    record_at_ = chunk_at_;
-    if (chunk_left_->left() == 0) {
-      chunk_left_.reset();
-      ended_ = !chunk_whole_;
-      return std::optional<Message>();
-    }
-    const RecordHead head = read_head(*chunk_left_);
-    const auto content = chunk_left_->take(head.length);
-    if (chunk_left_->failed()) {
-      ended_ = true;
-      if (chunk_whole_)
-        return place_error("damaged record in a chunk");
-      return std::optional<Message>();
-    }
-    return read_content(head.record, content);
+  Next next_in_chunk(ByteReader& left) override {
+    const RecordHead head = read_head(left);
+    const auto content = left.take(head.length);
+    return left.failed() ? std::optional<Message>() : read_content(head.record, content);
   }
 
   Next read_content(McapRecord record, std::span<const uint8_t> content) {
@@ -367,8 +300,7 @@ class McapReader final : public MessageReader {
   Next end_data(std::span<const uint8_t> content, uint32_t sum) {
     const auto said = ByteReader(content).number<uint32_t>();
     if (said != 0 && saw_all_ && said != sum)
-      remarks_.push_back(fmt::format("{}: the checksum of its data is wrong", stream_->name()));
-    ended_ = true;
+      add_remark("the checksum of its data is wrong");
     while (const auto head = read_summary_head()) {
       const auto record = take(head->length);
       if (!record || record->size() < head->length)
@@ -377,7 +309,7 @@ class McapReader final : public MessageReader {
           (head->record == McapRecord::channel && definitions_.add_channel(*record)))
         break;
     }
-    return std::optional<Message>();
+    return end();
   }
 
   /// Null where the summary ends.
@@ -392,31 +324,26 @@ class McapReader final : public MessageReader {
     return more ? std::optional(head) : std::nullopt;
   }
 
-  Next cut_off() {
-    ended_ = true;
-    remarks_.push_back(fmt::format("{}: cut off at byte {}", stream_->name(), record_at_));
-    return std::optional<Message>();
-  }
-
-  Error place_error(std::string_view message) const {
-    return {fmt::format("{}, at byte {}: {}", stream_->name(), record_at_, message)};
+  void forget_counts() override {
+    data_checksum_ = 0;
+    saw_all_ = true;
   }
 
   /// The next bytes, fewer at the end, as part of the data's checksum.
   Result<std::vector<uint8_t>> take(uint64_t count) {
-    auto bytes = read_bytes(*stream_, count);
+    auto bytes = read_bytes(file(), count);
     if (bytes)
       data_checksum_ = checksum(*bytes, data_checksum_);
     return bytes;
   }
 
-  /// Null where the summary is missing, damaged or does not list every channel.
-  std::optional<std::vector<IndexedTopic>> read_summary() {
+  /// The summary; null also where it does not list every channel.
+  std::optional<std::vector<IndexedTopic>> read_index() override {
     constexpr uint64_t end_length = mcap_record_head + mcap_footer_length + mcap_first_bytes.size();
-    const uint64_t size = *stream_->size();
-    if (size < end_length || stream_->seek(size - end_length))
+    const uint64_t size = *file().size();
+    if (size < end_length || file().seek(size - end_length))
       return std::nullopt;
-    const auto end = read_bytes(*stream_, end_length);
+    const auto end = read_bytes(file(), end_length);
     if (!end)
       return std::nullopt;
     ByteReader footer(*end);
@@ -427,9 +354,9 @@ class McapReader final : public MessageReader {
     const auto sum = footer.number<uint32_t>();
     if (footer.failed() || head.record != McapRecord::footer || start == 0 ||
         start > size - end_length || size - end_length - start > largest_definitions ||
-        stream_->seek(start))
+        file().seek(start))
       return std::nullopt;
-    const auto summary = read_bytes(*stream_, size - end_length - start);
+    const auto summary = read_bytes(file(), size - end_length - start);
     if (!summary)
       return std::nullopt;
     if (sum != 0 && checksum(std::span(*end).first(before_sum), checksum(*summary)) != sum)
@@ -472,19 +399,10 @@ class McapReader final : public MessageReader {
     return topics;
   }
 
-  std::unique_ptr<ByteStream> stream_;
   OtherRecords others_;
   std::string profile_;
   Definitions definitions_;
-  std::vector<std::string> remarks_;
-  bool ended_ = false;
-  uint64_t record_at_ = 0;      ///< where the record begins that is being read
   std::vector<uint8_t> record_; ///< outside of chunks
-  MessageChunk chunk_;          ///< the last one
-  uint64_t chunk_at_ = 0;       ///< where it begins
-  bool chunk_whole_ = true;
-  std::vector<uint8_t> chunk_bytes_;
-  std::optional<ByteReader> chunk_left_; ///< of its bytes; null outside of chunks
   uint32_t data_checksum_ = 0;
   bool saw_all_ = true; ///< the checksum is of all bytes so far
 };

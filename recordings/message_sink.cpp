@@ -28,8 +28,10 @@ class ReplacingSink final : public FrameSink {
     auto stream = open_byte_stream(path);
     if (!stream)
       return stream.error();
+    // Such a record stands behind the chunk whose messages came before it.
     auto copy = [this](McapRecord record, uint64_t length, ByteStream& from) {
-      return writer_.copy(record, length, from);
+      auto failure = writer_.end_chunk(chunk_.compression);
+      return failure ? failure : writer_.copy(record, length, from);
     };
     auto reader =
         is_bag ? open_bag(std::move(*stream)) : open_mcap(std::move(*stream), std::move(copy));
@@ -39,7 +41,7 @@ class ReplacingSink final : public FrameSink {
     return std::nullopt;
   }
 
-  Result<EncodedFrame> encode(const Image& image) const override {
+  Result<EncodedFrame> encode(ImageView image) const override {
     auto bytes = encode_depth(image, depth_.coding);
     if (!bytes)
       return bytes.error();
@@ -116,7 +118,7 @@ class NewRecording final : public FrameSink {
  public:
   NewRecording(McapWriter writer, Camera camera) : writer_(std::move(writer)), camera_(camera) {}
 
-  Result<EncodedFrame> encode(const Image& image) const override {
+  Result<EncodedFrame> encode(ImageView image) const override {
     const bool is_depth = camera_.pixel_type != GX_PIXEL_DISPARITY;
     const bool has_other_unit = is_depth && camera_.depth_unit != 1;
     auto bytes = encode_depth(has_other_unit ? in_millimetres(image) : image, DepthCoding::pixels);
@@ -147,8 +149,8 @@ class NewRecording final : public FrameSink {
   }
 
  private:
-  Image in_millimetres(const Image& image) const {
-    Image result = image;
+  Image in_millimetres(ImageView image) const {
+    Image result{image.size, {image.pixels.begin(), image.pixels.end()}};
     for (uint16_t& pixel : result.pixels) {
       const float depth = std::round(static_cast<float>(pixel) * camera_.depth_unit);
       pixel = depth <= 65535 ? static_cast<uint16_t>(depth) : uint16_t{0};

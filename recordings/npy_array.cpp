@@ -231,7 +231,7 @@ class NpySink final : public FrameSink {
  public:
   explicit NpySink(OutputFile file) : file_(std::move(file)) {}
 
-  Result<EncodedFrame> encode(const Image& image) const override {
+  Result<EncodedFrame> encode(ImageView image) const override {
     EncodedFrame frame{image.size, {}};
     append_pixels(frame.bytes, image, ByteOrder::little);
     return frame;

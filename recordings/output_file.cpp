@@ -1,9 +1,11 @@
 #include "recordings/output_file.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <unistd.h>
 
 #include <fmt/format.h>
 
@@ -25,7 +27,42 @@ fs::path temporary_name(const fs::path& path) {
          fmt::format(".gxfilter-{}-{}.part", system::process_number(), calls.fetch_add(1));
 }
 
+/// Names for a signal handler, which can neither allocate nor lock. Where all are taken, a file is
+/// left behind at worst.
+struct UnfinishedName {
+  std::atomic<bool> taken = false;
+  std::atomic<bool> written = false;
+  std::array<char, 4096> text;
+};
+std::array<UnfinishedName, 8> unfinished_names;
+
+void add_unfinished(const fs::path& path) {
+  const std::string name = path.string();
+  for (UnfinishedName& unfinished : unfinished_names) {
+    if (name.size() < unfinished.text.size() && !unfinished.taken.exchange(true)) {
+      *std::ranges::copy(name, unfinished.text.begin()).out = '\0';
+      unfinished.written = true;
+      return;
+    }
+  }
+}
+
+void forget_unfinished(const fs::path& path) {
+  for (UnfinishedName& unfinished : unfinished_names) {
+    if (unfinished.written && path == unfinished.text.data()) {
+      unfinished.written = false;
+      unfinished.taken = false;
+    }
+  }
+}
+
 } // namespace
+
+void remove_unfinished_files() {
+  for (const UnfinishedName& unfinished : unfinished_names)
+    if (unfinished.written)
+      unlink(unfinished.text.data());
+}
 
 std::FILE* standard_output() {
   return claimed_output != nullptr ? claimed_output : stdout;
@@ -58,10 +95,14 @@ Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
     std::error_code code;
     if (fs::is_directory(path, code))
       return Error{fmt::format("{}: {}", path.string(), std::strerror(EISDIR)), ErrorKind::system};
-    const fs::path temporary = temporary_name(path);
+    if (fs::is_symlink(path, code))
+      output.path_ = fs::weakly_canonical(path.parent_path() / fs::read_symlink(path, code), code);
+    const fs::path temporary = temporary_name(output.path_);
     output.file_.reset(system::open(temporary, "wb"));
-    if (output.file_ != nullptr)
+    if (output.file_ != nullptr) {
       output.temporary_ = temporary;
+      add_unfinished(temporary);
+    }
   }
   if (output.file_ == nullptr)
     return output.system_error();
@@ -72,8 +113,7 @@ OutputFile::~OutputFile() {
   if (file_ == nullptr || temporary_.empty())
     return;
   file_.reset();
-  std::error_code code;
-  fs::remove(temporary_, code);
+  remove_temporary();
 }
 
 Failure OutputFile::write(std::span<const uint8_t> bytes) {
@@ -99,17 +139,23 @@ Failure OutputFile::commit() {
   // A full disk may show only here.
   if (std::fclose(file_.release()) != 0) {
     Error error = system_error();
-    std::error_code code;
-    fs::remove(temporary_, code);
+    remove_temporary();
     return error;
   }
   std::error_code code;
   fs::rename(temporary_, path_, code);
-  if (!code)
+  if (!code) {
+    forget_unfinished(temporary_);
     return std::nullopt;
-  const std::string message = code.message();
+  }
+  remove_temporary();
+  return Error{fmt::format("{}: {}", path_.string(), code.message()), ErrorKind::system};
+}
+
+void OutputFile::remove_temporary() {
+  std::error_code code;
   fs::remove(temporary_, code);
-  return Error{fmt::format("{}: {}", path_.string(), message), ErrorKind::system};
+  forget_unfinished(temporary_);
 }
 
 Error OutputFile::system_error() const {

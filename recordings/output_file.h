@@ -21,12 +21,17 @@ Failure claim_standard_output();
 /// Writes out what is still held back; an error where anything printed so far was lost.
 Failure finish_standard_output();
 
+/// Removes what is written under another name at this moment, for a signal that ends the process.
+/// May be called from its handler.
+void remove_unfinished_files();
+
 /// A file that is written under another name beside its place and renamed when it is complete; an
 /// existing file stays as it is until then. Without `commit` nothing remains.
 class OutputFile {
  public:
-  /// "-" is standard output: it is written as it comes, unless `rewritten` says that `rewrite`
-  /// will be called; then it is kept in a temporary file until `commit`.
+  /// A link keeps its place, and what it leads to is replaced. "-" is standard output: it is
+  /// written as it comes, unless `rewritten` says that `rewrite` will be called; then it is kept in
+  /// a temporary file until `commit`.
   static Result<OutputFile> create(const std::filesystem::path& path, bool rewritten = false);
 
   OutputFile(OutputFile&&) = default;
@@ -52,6 +57,7 @@ class OutputFile {
 
   OutputFile() = default;
   Error system_error() const;
+  void remove_temporary();
   Failure copy_to_standard_output();
 
   std::unique_ptr<std::FILE, CloseFile> file_;

@@ -112,7 +112,7 @@ Result<std::optional<uint64_t>> pgm_length(std::span<const uint8_t> front,
   return std::optional(header_length + uint64_t{header->width} * header->height * 2);
 }
 
-Result<std::vector<uint8_t>> encode_pgm(const Image& image) {
+Result<std::vector<uint8_t>> encode_pgm(ImageView image) {
   const std::string header = fmt::format("P5\n{} {}\n65535\n", image.size.width, image.size.height);
   std::vector<uint8_t> bytes(header.begin(), header.end());
   append_pixels(bytes, image, ByteOrder::big);

@@ -16,6 +16,6 @@ Result<Image> decode_pgm(std::span<const uint8_t> bytes);
 Result<std::optional<uint64_t>> pgm_length(std::span<const uint8_t> front,
                                            std::optional<FrameSize> told_size);
 
-Result<std::vector<uint8_t>> encode_pgm(const Image& image);
+Result<std::vector<uint8_t>> encode_pgm(ImageView image);
 
 } // namespace recordings

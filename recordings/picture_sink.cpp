@@ -12,7 +12,7 @@ class PictureSink : public FrameSink {
  public:
   explicit PictureSink(const Format& format) : format_(&format) {}
 
-  Result<EncodedFrame> encode(const Image& image) const override {
+  Result<EncodedFrame> encode(ImageView image) const override {
     auto bytes = format_->write(image);
     if (!bytes)
       return bytes.error();

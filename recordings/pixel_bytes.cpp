@@ -44,10 +44,12 @@ Image image_of_bytes(FrameSize size, std::span<const uint8_t> bytes, ByteOrder o
   return image;
 }
 
-void append_pixels(std::vector<uint8_t>& bytes, const Image& image, ByteOrder order) {
+void append_pixels(std::vector<uint8_t>& bytes, ImageView image, ByteOrder order) {
   const size_t begin = bytes.size();
-  bytes.resize(begin + image.pixels.size() * sizeof(uint16_t));
-  copy_to_bytes(std::span(bytes).subspan(begin), image.pixels, order);
+  const auto* native = reinterpret_cast<const uint8_t*>(image.pixels.data());
+  bytes.insert(bytes.end(), native, native + image.pixels.size_bytes());
+  if (!is_native(order))
+    copy_to_bytes(std::span(bytes).subspan(begin), image.pixels, order);
 }
 
 } // namespace recordings

@@ -20,6 +20,6 @@ void copy_to_bytes(std::span<uint8_t> bytes, std::span<const uint16_t> pixels, B
 Image image_of_bytes(FrameSize size, std::span<const uint8_t> bytes, ByteOrder order);
 
 /// Appends the pixels to `bytes`.
-void append_pixels(std::vector<uint8_t>& bytes, const Image& image, ByteOrder order);
+void append_pixels(std::vector<uint8_t>& bytes, ImageView image, ByteOrder order);
 
 } // namespace recordings

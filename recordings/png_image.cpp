@@ -207,7 +207,7 @@ Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
   return std::optional<uint64_t>();
 }
 
-Result<std::vector<uint8_t>> encode_png(const Image& image) {
+Result<std::vector<uint8_t>> encode_png(ImageView image) {
   return encode(image.size, reinterpret_cast<const uint8_t*>(image.pixels.data()),
                 size_t{image.size.width} * 2, 16, PNG_COLOR_TYPE_GRAY);
 }

@@ -29,7 +29,7 @@ Result<Image> decode_png_with_libpng(std::span<const uint8_t> bytes);
 Result<std::optional<uint64_t>> png_length(std::span<const uint8_t> front,
                                            std::optional<FrameSize> told_size);
 
-Result<std::vector<uint8_t>> encode_png(const Image& image);
+Result<std::vector<uint8_t>> encode_png(ImageView image);
 Result<std::vector<uint8_t>> encode_png(const PaletteImage& image);
 
 } // namespace recordings

@@ -59,7 +59,7 @@ Result<std::optional<uint64_t>> bin_length(std::span<const uint8_t> front,
   return std::optional(bin_header_size + size.pixel_count() * 2);
 }
 
-Result<std::vector<uint8_t>> encode_raw(const Image& image) {
+Result<std::vector<uint8_t>> encode_raw(ImageView image) {
   std::vector<uint8_t> bytes;
   append_pixels(bytes, image, ByteOrder::little);
   return bytes;

@@ -20,6 +20,6 @@ Result<std::optional<uint64_t>> bin_length(std::span<const uint8_t> front,
                                            std::optional<FrameSize> told_size);
 
 /// The pixels alone.
-Result<std::vector<uint8_t>> encode_raw(const Image& image);
+Result<std::vector<uint8_t>> encode_raw(ImageView image);
 
 } // namespace recordings

@@ -268,7 +268,7 @@ Result<Image> decode_depth(const DepthMessage& message) {
   return image;
 }
 
-Result<std::vector<uint8_t>> encode_depth(const Image& image, DepthCoding coding) {
+Result<std::vector<uint8_t>> encode_depth(ImageView image, DepthCoding coding) {
   switch (coding) {
   case DepthCoding::png:
     return encode_png(image);

@@ -59,7 +59,7 @@ Result<DepthMessage> parse_depth(MessageKind kind, Serialisation serialisation,
 Result<Image> decode_depth(const DepthMessage& message);
 
 /// The part of a message that `make_depth_message` takes: it depends on the picture alone.
-Result<std::vector<uint8_t>> encode_depth(const Image& image, DepthCoding coding);
+Result<std::vector<uint8_t>> encode_depth(ImageView image, DepthCoding coding);
 
 /// An Image ("16UC1", little-endian) for plain pixels, else a CompressedImage. Header and, where it
 /// fits, format are those of `like`.

@@ -108,7 +108,7 @@ Result<Image> decode_rvl(std::span<const uint8_t> bytes) {
   return image;
 }
 
-std::vector<uint8_t> encode_rvl(const Image& image) {
+std::vector<uint8_t> encode_rvl(ImageView image) {
   ByteWriter writer;
   writer.number(image.size.width);
   writer.number(image.size.height);

@@ -9,6 +9,6 @@ namespace recordings {
 
 /// Columns and rows (32 bits each), then the code words.
 Result<Image> decode_rvl(std::span<const uint8_t> bytes);
-std::vector<uint8_t> encode_rvl(const Image& image);
+std::vector<uint8_t> encode_rvl(ImageView image);
 
 } // namespace recordings

@@ -90,6 +90,9 @@ bool is_tum_folder(const fs::path& folder) {
 }
 
 Result<std::vector<TumEntry>> parse_tum_list(std::string_view text) {
+  constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
+  if (text.starts_with(byte_order_mark))
+    text.remove_prefix(byte_order_mark.size());
   std::vector<TumEntry> entries;
   for (size_t number = 1; !text.empty(); ++number) {
     std::string_view line = text.substr(0, text.find('\n'));

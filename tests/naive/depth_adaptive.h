@@ -5,9 +5,14 @@
 
 #include <array>
 #include <cmath>
+#include <cstdlib>
+#include <string>
 
 #include "naive/depth_table.h"
-#include "support/sequences.h"
+#include "naive/spatial_advanced.h"
+#include "naive/spatial_moderate.h"
+#include "support/camera_frame.h"
+#include "support/random.h"
 
 namespace test {
 
@@ -47,6 +52,16 @@ inline CameraFrame frame_of(const FrameFacts& facts, const Pixels& pixels) {
   frame.record.dispIntPlace = 0x707;
   frame.pixels = pixels;
   return frame;
+}
+
+/// What a frame says of itself.
+inline FrameFacts facts_of(const CameraFrame& frame) {
+  return {frame.width,
+          frame.height,
+          frame.pixel_type,
+          double{frame.scale},
+          static_cast<float>(double{frame.record.baseline} * frame.record.fx),
+          static_cast<uint8_t>(frame.bits - frame.record.dispIntPlace)};
 }
 
 /// Surfaces with noise of `spread`, on steps of which some reach into the upper half of the range,
@@ -90,7 +105,7 @@ struct DepthAdaptiveModel {
   }
 
   Pixels process(const CameraFrame& input, std::string& error) {
-    error = take_over(next);
+    error = take_over(facts_of(input));
     if (!error.empty())
       return {};
     Pixels pixels = input.pixels;
@@ -115,7 +130,7 @@ struct DepthAdaptiveModel {
       return "";
     anchor_facts = facts;
     current = anchor;
-    const std::string error = derive();
+    std::string error = derive();
     changed = !error.empty();
     return error;
   }
@@ -142,6 +157,56 @@ struct DepthAdaptiveModel {
     return naive::build_depth_table(
         {facts.width, facts.height, facts.scale, facts.pixel_type, facts.bxf, facts.fraction_bits},
         current.disp_diff, table);
+  }
+};
+
+struct AdvancedParams {
+  uint8_t magnitude = 1;
+  float alpha = 0.5F;
+  uint16_t disp_diff = 160, radius = 1;
+
+  bool operator==(const AdvancedParams&) const = default;
+};
+
+struct SpatialAdvancedModel : DepthAdaptiveModel<AdvancedParams> {
+  SpatialAdvancedModel() : DepthAdaptiveModel("SpatialAdvancedFilter") {}
+
+  /// Texts within their ranges.
+  void update(const std::vector<std::string>& texts) {
+    store({static_cast<uint8_t>(std::atoi(texts[0].c_str())),
+           static_cast<float>(std::atof(texts[1].c_str())),
+           static_cast<uint16_t>(std::atoi(texts[2].c_str())),
+           static_cast<uint16_t>(std::atoi(texts[3].c_str()))});
+  }
+  void smooth(Pixels& pixels) const override {
+    naive::smooth_recursively({pixels, current_facts.width, current_facts.height},
+                              {current_facts.pixel_type == 2, current.disp_diff, table.entries},
+                              current.magnitude, static_cast<uint8_t>(current.radius));
+  }
+};
+
+struct ModerateParams {
+  uint8_t radius = 5, magnitude = 1;
+  uint16_t disp_diff = 160;
+
+  bool operator==(const ModerateParams&) const = default;
+};
+
+struct SpatialModerateModel : DepthAdaptiveModel<ModerateParams> {
+  SpatialModerateModel() : DepthAdaptiveModel("SpatialModerateFilter") {}
+
+  /// The radius has no lower bound, and only 8 bits of it are stored.
+  void update(const std::vector<std::string>& texts) {
+    const int radius = std::atoi(texts[2].c_str());
+    changed = changed || static_cast<uint16_t>(radius) != anchor.radius;
+    store({static_cast<uint8_t>(radius), static_cast<uint8_t>(std::atoi(texts[0].c_str())),
+           static_cast<uint16_t>(std::atoi(texts[1].c_str()))});
+  }
+  void smooth(Pixels& pixels) const override {
+    const naive::ModerateThresholds thresholds{current_facts.pixel_type == 2, current.disp_diff,
+                                               table.entries, table.shift};
+    naive::smooth_windows({pixels, current_facts.width, current_facts.height}, current.radius / 2,
+                          current.magnitude, thresholds);
   }
 };
 

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include "naive/image.h"
 
@@ -392,6 +393,17 @@ class Filter {
   Record anchor = default_record();
   bool params_changed = false;
 
+  void update(const std::vector<std::string>& values) {
+    store(values);
+    params_changed = true;
+  }
+  /// Brings back what can be updated, for the next take-over.
+  void reset() {
+    store({"0", "0", "1", "0", "0.6", "0", "0", "1", "0", "0.6", "6000", "1000", "0", "0", "1", "0",
+           "0.6", "4000", "3000"});
+    params_changed = false;
+  }
+
   /// Empties `image` for a frame that is refused; returns the error's message.
   const char* process(Pixels& image, int width, int height) {
     if (!initialized_ || params_changed || width != current_.get<uint16_t>(0) ||
@@ -409,6 +421,18 @@ class Filter {
   }
 
  private:
+  void store(const std::vector<std::string>& values) {
+    const size_t offsets[] = {52, 59, 63,  67,  71,  79,  84,  88,  92, 96,
+                              82, 80, 160, 167, 171, 175, 179, 163, 161};
+    for (size_t i = 0; i < 19; ++i)
+      if (i == 0 || i == 5 || i == 12)
+        anchor.u8(offsets[i], std::stoi(values[i]));
+      else if (i == 10 || i == 11 || i >= 17)
+        anchor.u16(offsets[i], std::stoi(values[i]));
+      else
+        anchor.f32(offsets[i], std::stof(values[i]));
+  }
+
   bool take_over(int width, int height) {
     const float sx = static_cast<float>(width) / static_cast<float>(anchor.u16(0));
     const float sy = static_cast<float>(height) / static_cast<float>(anchor.u16(2));

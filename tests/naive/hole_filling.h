@@ -41,4 +41,14 @@ inline void fill_maximum(const Image& image) {
   fill_from_neighbours(image, 0, [](uint16_t a, uint16_t b) { return std::max(a, b); });
 }
 
+/// The form of a mode: 0 top, 1 nearest, 2 farthest. The larger of two disparities is the nearer.
+inline void fill(const Image& image, int mode, bool disparities) {
+  if (mode == 0)
+    fill_top(image);
+  else if ((mode == 1) == disparities)
+    fill_maximum(image);
+  else
+    fill_minimum(image);
+}
+
 } // namespace naive

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <string>
+#include <utility>
 
 #include "naive/image.h"
+#include "support/camera_frame.h"
 
 namespace naive {
 
@@ -58,5 +62,37 @@ inline void median_5x5(const Image& from, const Image& to) {
     to.at(w - 1, y) = median(from, w - 3, w - 1, y, 2);
   }
 }
+
+/// SpatialFastFilter, which takes a new side of the window over with the next frame.
+struct SpatialFast {
+  int anchor = 3, current = 3;
+  bool pending = false; ///< a take-over is due whatever the size
+  std::pair<uint32_t, uint32_t> taken{0, 0};
+
+  void store(int side) {
+    pending = pending || side != anchor;
+    anchor = side;
+  }
+  void update(const std::vector<std::string>& texts) { store(std::atoi(texts[0].c_str())); }
+  void reset() { *this = {.pending = pending}; }
+  Pixels process(const test::CameraFrame& input, std::string& error) {
+    const std::pair size{input.width, input.height};
+    if (size != taken || pending) {
+      current = anchor;
+      if (input.width == 0 || input.height == 0) {
+        error = "invalid params | SpatialFastFilter::updateConfig | "
+                "frame_info.width||frame_info.height | 4";
+        return {};
+      }
+      taken = size;
+      pending = false;
+    }
+    Pixels from = input.pixels;
+    Pixels to = from;
+    (current == 5 ? median_5x5 : median_3x3)({from, input.width, input.height},
+                                             {to, input.width, input.height});
+    return to;
+  }
+};
 
 } // namespace naive

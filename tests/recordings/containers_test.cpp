@@ -203,7 +203,7 @@ TEST(TumFolders, RefuseListsThatLeadElsewhere) {
   for (const char* list :
        {"1 ../a.png", "1 /etc/a.png", "1 a/../../a.png", "1 ..", "1", "x a.png", "1 a.png b",
         "-1 a.png", "1e9 a.png", "1. .. a", ".5 a.png", "9999999999 a.png", "1.2.3 a.png"}) {
-    const auto entries = parse_tum_list(std::string("# list\n1 a..png\n") + list);
+    const auto entries = parse_tum_list(std::string("\xef\xbb\xbf# list\n1 a..png\n") + list);
     ASSERT_FALSE(entries) << list;
     EXPECT_NE(entries.error().message.find("line 3"), std::string::npos) << list;
   }

@@ -115,7 +115,7 @@ TEST(RosMessages, BringMetresToMillimetres) {
   EXPECT_EQ(decode_depth(message)->pixels, (std::vector<uint16_t>{1235, 0, 0, 0, 0, 0}));
   message.row_bytes = 13;
   EXPECT_FALSE(decode_depth(message)) << "the last row is short";
-  const Bytes inverse = *encode_depth({{3, 1}, {0, 500, 2000}}, DepthCoding::png);
+  const Bytes inverse = *encode_depth(Image{{3, 1}, {0, 500, 2000}}, DepthCoding::png);
   message.coding = DepthCoding::png;
   message.scale = 1000;
   message.offset = 100;
@@ -430,6 +430,10 @@ TEST(MessageFiles, AreHeldToTheirClaims) {
     EXPECT_NE(outcome.error.find(words), std::string::npos) << words << ": " << outcome.error;
     EXPECT_NE(outcome.error.find("memory, at byte 25"), std::string::npos) << outcome.error;
   }
+  Bytes bag = make_bag();
+  constexpr std::string_view topic = "topic=/a/image";
+  *(std::find_end(bag.begin(), bag.end(), topic.begin(), topic.end()) + 7) = 'b';
+  EXPECT_NE(read_memory(bag).error.find("two topics, /a/image and /b/image"), std::string::npos);
   Bytes file = make_mcap(Compression::none, {&plain_channel});
   file[21] ^= 0x20; // in the profile, which only the checksum of all data covers
   EXPECT_NE(read_memory(file).remarks.at(0).find("checksum of its data"), std::string::npos);
@@ -475,13 +479,47 @@ TEST(McapSink, KeepsTheCodingAndLeavesOutWhatIsLeftOut) {
   EXPECT_NE(failure->message.find("not there any more"), std::string::npos);
 }
 
+/// The kinds of an MCAP file's records, in order.
+Bytes record_kinds(const Bytes& file) {
+  Bytes kinds;
+  ByteReader reader{std::span(file).subspan(mcap_first_bytes.size())};
+  while (reader.left() > mcap_first_bytes.size()) {
+    kinds.push_back(reader.number<uint8_t>());
+    reader.take(reader.number<uint64_t>());
+  }
+  return kinds;
+}
+
+TEST(McapSink, KeepsOtherRecordsBetweenTheirChunks) {
+  const Path origin("between.mcap");
+  const Path result("copied.mcap");
+  auto writer = McapWriter::create(origin, "ros2");
+  const Bytes metadata{1, 0, 0, 0, 'm', 0, 0, 0, 0};
+  for (uint16_t k = 0; k < 2; ++k) {
+    const Bytes data = message_of(frame(k), {}, Serialisation::cdr);
+    ASSERT_FALSE(writer->add({&plain_channel, k, k, k, data}));
+    ASSERT_FALSE(writer->end_chunk(Compression::zstd));
+    const auto stream = memory_stream(metadata, "metadata");
+    ASSERT_FALSE(writer->copy(McapRecord::metadata, metadata.size(), *stream));
+  }
+  ASSERT_FALSE(writer->finish());
+  SinkOptions options;
+  options.origin = origin;
+  const auto sink = create_mcap_sink(result, options);
+  ASSERT_TRUE(sink) << sink.error().message;
+  for (uint16_t k = 0; k < 2; ++k)
+    ASSERT_FALSE((*sink)->write({k, "", {}}, *(*sink)->encode(frame(k))));
+  ASSERT_FALSE((*sink)->finish());
+  EXPECT_EQ(record_kinds(*read_file(result)), record_kinds(*read_file(origin)));
+}
+
 TEST(McapSink, WritesMillimetresAndCountsTime) {
   const Path path("new.mcap");
   SinkOptions options;
   options.camera = *make_camera({{"depth_unit", 0.2}}, {3, 1});
   const auto sink = create_mcap_sink(path, options);
   for (const uint64_t index : {0U, 30U})
-    ASSERT_FALSE((*sink)->write({index, "", {}}, *(*sink)->encode({{3, 1}, {0, 12, 65535}})));
+    ASSERT_FALSE((*sink)->write({index, "", {}}, *(*sink)->encode(Image{{3, 1}, {0, 12, 65535}})));
   ASSERT_FALSE((*sink)->finish());
   const auto source = open_source({path}, {});
   ASSERT_TRUE(source) << source.error().message;

@@ -144,7 +144,8 @@ TEST(CameraFactsMerging, FillsTheDisparityRecordFromTheOtherFacts) {
 TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
   const std::pair<CameraFacts, const char*> cases[] = {
       {{{"focal", 3}}, "focal"},
-      {{{"fx", "3"}}, "fx"},
+      {{{"fx", "3"}}, "facts are: baseline, bit_size, cx"},
+      {{{"fx", true}}, "fx"},
       {{{"fx", 0}}, "fx"},
       {{{"bit_size", 17}}, "bit_size"},
       {{{"bit_size", 12.5}}, "must be a whole number"},
@@ -152,6 +153,7 @@ TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
       {{{"depth_unit", -1}}, "depth_unit"},
       {{{"d2d", 5}}, "d2d"},
       {{{"d2d", {{"packmode", 5}}}}, "d2d.packmode"},
+      {{{"d2d", {{"isDualCamera", 256}}}}, "d2d.isDualCamera"},
       {{{"d2d", {{"invalidDisp", 3e9}}}}, "d2d.invalidDisp"},
   };
   for (const auto& [facts, key] : cases) {
@@ -159,6 +161,7 @@ TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
     ASSERT_FALSE(camera) << facts.dump();
     EXPECT_NE(camera.error().message.find(key), std::string::npos) << camera.error().message;
   }
+  EXPECT_EQ(make_camera({{"d2d", {{"isDualCamera", false}}}}, {64, 48})->d2d.isDualCamera, 0);
   EXPECT_FALSE(raw_frame_size({{"width", 64}, {"height", 0}}));
   EXPECT_FALSE(raw_frame_size({{"width", "64"}, {"height", 48}}));
   EXPECT_EQ(**raw_frame_size({{"width", 64}, {"height", 48}}), (FrameSize{64, 48}));

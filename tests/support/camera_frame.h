@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <vector>
 
-#include "support/host_objects.h"
+#include "gexton_host.hpp"
 
 namespace test {
+
+using Pixels = std::vector<uint16_t>;
 
 /// A stereo camera whose disparity codes have 12 bits, 4 of them a fraction.
 inline D2DParameters stereo_record() {
@@ -30,17 +34,20 @@ struct CameraFrame {
   std::optional<int64_t> offset{};
   gx_format format = GX_FORMAT_Y16;
   gx_frame_type type = GX_FRAME_DEPTH;
+  uint64_t index = 0;
+  gx_camera_intrinsic intrinsic = {1, 2, 300, 200, 5, 6};
 
-  Profile make_profile() const {
-    Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
+  gexton::Profile make_profile() const {
+    gexton::Profile profile{gexton_create_stream_profile(format, width, height, nullptr)};
     gexton_stream_profile_set_disparity_param(profile.get(), &record, nullptr);
-    gx_video_stream_profile_set_intrinsic(profile.get(), {1, 2, 300, 200, 5, 6}, nullptr);
+    gx_video_stream_profile_set_intrinsic(profile.get(), intrinsic, nullptr);
     return profile;
   }
-  Frame make() const { return make(make_profile()); }
-  Frame make(const Profile& profile) const {
+  gexton::Frame make() const { return make(make_profile()); }
+  gexton::Frame make(const gexton::Profile& profile) const {
     const Pixels data = pixels.empty() ? Pixels(size_t{width} * height, 1000) : pixels;
-    Frame frame{gexton_create_video_frame(type, profile.get(), nullptr, nullptr)};
+    gexton::Frame frame{gexton_create_video_frame(type, profile.get(), nullptr, nullptr)};
+    gexton_frame_set_index(frame.get(), index, nullptr);
     gx_frame_update_data(frame.get(), reinterpret_cast<const uint8_t*>(data.data()),
                          static_cast<uint32_t>(2 * data.size()), nullptr);
     gx_video_frame_set_pixel_type(frame.get(), pixel_type, nullptr);

@@ -5,6 +5,8 @@
 #include <map>
 #include <sstream>
 
+#include <sys/stat.h>
+
 #include <nlohmann/json.hpp>
 
 #include "outcome.h"
@@ -206,13 +208,22 @@ TEST_F(GxfilterProgram, RefusesBadRequestsBeforeReadingAnyFrame) {
       {"--chain missing.json", "missing.json"},
       {"--filter HoleFillingFilter --no-such-option", "--no-such-option"},
       {"--filter HoleFillingFilter --preview --crop 32x24", "--crop"},
+      {"--filter HoleFillingFilter --out a.jpg", "a.jpg: a format that is not written"},
+      {"--filter HoleFillingFilter --out - --format raw --resume", "--resume"},
       {"", "no filter"},
   };
   for (const auto& [arguments, message] : cases) {
     SCOPED_TRACE(arguments);
-    expect_end(run(std::string("run scene --out results ") + arguments), 2, {message});
+    const bool names_output = std::string_view(arguments).find("--out") != std::string_view::npos;
+    expect_end(run(std::string("run scene ") + (names_output ? "" : "--out results ") + arguments),
+               2, {message});
     EXPECT_EQ(count_files("results"), 0U);
   }
+  expect_end(run("synth --out noisy --noise nan"), 2, {"--noise"});
+  EXPECT_FALSE(fs::exists(directory_ / "noisy"));
+  const Outcome outcome = run("run scene/frame_0000.png --filter TemporalFilter --out a.png "
+                              "--match '*' --topic /x --crop 1x1+0+0 --out-format pgm");
+  expect_end(outcome, 0, {"--match: ", "--topic: ", "--crop: ", "--out-format: "});
 }
 
 TEST_F(GxfilterProgram, KeepsWhatCameBeforeABadFrame) {
@@ -296,6 +307,10 @@ TEST_F(GxfilterProgram, KeepsFilesWholeAndInputsAsTheyAre) {
   EXPECT_PRED2(says, run("info tum.mcap").out, "frames  2");
   expect_end(run("info tum --json >/dev/full"), 1, {"standard output: No space left"});
   expect_end(run("info tum --fx -5"), 2, {"options: fx"});
+  fs::create_symlink("behind.npy", directory_ / "link.npy");
+  ASSERT_EQ(run("run tum --filter TemporalFilter --out link.npy").status, 0);
+  EXPECT_TRUE(fs::is_symlink(directory_ / "link.npy"));
+  EXPECT_PRED2(says, run("info behind.npy").out, "frames  2");
 }
 
 TEST_F(GxfilterProgram, WritesTheCameraOfTheResult) {
@@ -315,6 +330,8 @@ TEST_F(GxfilterProgram, LeavesOutFramesThatCannotBeRead) {
   expect_end(run("run scene --filter TemporalFilter --out results --skip-bad"), 6,
              {"scene/frame_0000.png: not a PNG", "frame_0003.png: 48x64", "2 of 5"});
   EXPECT_EQ(count_files("results"), 3U);
+  expect_end(run("info scene"), 6, {});
+  EXPECT_PRED2(says, run("info scene").out, "1 of 4 frames have another size");
   ASSERT_EQ(run("run --filter TemporalFilter --out direct scene/frame_0001.png "
                 "scene/frame_0002.png scene/frame_0004.png")
                 .status,
@@ -344,6 +361,13 @@ TEST_F(GxfilterProgram, StandsInPipes) {
   expect_end(run(cut), 0, {"cut off in frame 1"});
   EXPECT_EQ(count_files("cut"), 1U);
   expect_end(run("run - --filter TemporalFilter --out x </dev/null"), 2, {"--format"});
+  ASSERT_EQ(mkfifo((directory_ / "named.npy").c_str(), 0600), 0);
+  const std::string named = "cd '" + directory_.string() +
+                            "'; '" GXFILTER_PROGRAM
+                            "' run scene --filter HoleFillingFilter --out - --format npy "
+                            "2>/dev/null >named.npy & cd '" +
+                            directory_.string() + "'; '" GXFILTER_PROGRAM "' info named.npy";
+  EXPECT_PRED2(says, run_shell(named).out, "frames  4");
 }
 
 TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
@@ -359,6 +383,19 @@ TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
   outcome.err = text_of(directory_ / "err.txt");
   expect_end(outcome, 130, {"interrupted: 3 frames are in results", "--resume"});
   EXPECT_EQ(count_files("results"), 3U);
+}
+
+TEST_F(GxfilterProgram, EndsAtOnceWhenItIsInterruptedTwice) {
+  // Frames never come, and what was begun is not left behind.
+  const Outcome outcome = run_shell(
+      "cd '" + directory_.string() +
+      "'; mkfifo frames; '" GXFILTER_PROGRAM
+      "' run - --format raw --size 8x4 --filter TemporalFilter --out all.npy <frames 2>err.txt & "
+      "program=$!; exec 3>frames; head -c 640 /dev/zero >&3; "
+      "while ! ls -A | grep -q part; do sleep 0.01; done; "
+      "for i in 1 2; do kill -TERM $program; sleep 0.1; done; wait $program");
+  EXPECT_EQ(outcome.status, 128 + SIGTERM);
+  EXPECT_EQ(count_files("."), 2U) << "the pipe and the errors";
 }
 
 TEST_F(GxfilterProgram, SaysWhatIsInARecording) {

@@ -102,12 +102,13 @@ TEST(FilterRequests, TakeNamesValuesAndRecords) {
 }
 
 TEST(FilterRequests, ComeFromChainFiles) {
-  const auto preset = parse_preset(R"([{"filter": "A", "params": {"x": 3, "y": "z", "on": true}},
+  const auto preset =
+      parse_preset(R"([{"filter": "A", "params": {"x": 3.0, "y": "z", "on": true, "h": 0.5}},
                                      {"filter": "B"}, {"filter": "C", "record": "r"}])");
   ASSERT_TRUE(preset) << preset.error().message;
   ASSERT_EQ(preset->chain.size(), 3U);
-  EXPECT_EQ(preset->chain[0].values,
-            (std::map<std::string, std::string>{{"on", "1"}, {"x", "3"}, {"y", "z"}}));
+  EXPECT_EQ(preset->chain[0].values, (std::map<std::string, std::string>{
+                                         {"h", "0.5"}, {"on", "1"}, {"x", "3"}, {"y", "z"}}));
   EXPECT_EQ(preset->chain[2].record, "r");
   const auto told =
       parse_preset(R"({"description": "d", "when_not": "w", "chain": [{"filter": "A"}]})");
@@ -116,9 +117,11 @@ TEST(FilterRequests, ComeFromChainFiles) {
   for (const char* json :
        {"", "{}", "[3]", "[{}]", R"([{"filter": 3}])", "[", R"([{"filter": "A", "params": [1]}])",
         R"([{"filter": "A", "x": 1}])", R"([{"filter": "A", "params": {"x": null}}])",
-        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])", R"({"chain": {}})",
-        R"({"chain": [], "x": 1})", R"({"chain": [], "when_not": 1})"})
+        R"([{"filter": "A", "record": "r", "params": {"x": 1}}])",
+        R"([{"filter": "A", "record": ""}])", R"({"chain": {}})", R"({"chain": [], "x": 1})",
+        R"({"chain": [], "when_not": 1})"})
     EXPECT_FALSE(parse_preset(json)) << json;
+  EXPECT_PRED2(test::says, parse_preset("[\n{]").error().message, "line 2, column 2");
 }
 
 TEST(FilterRequests, AreDescribedByWhatDiffersFromTheDefaults) {

@@ -1,4 +1,5 @@
-// What `gxfilter validate` says of our own plug-in and of plug-ins with one fault each.
+// What `gxfilter validate` and `gxfilter selftest` say of our own plug-in and of plug-ins with one
+// fault each.
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -128,6 +129,24 @@ TEST(Validate, SaysWhenAKnownDifferenceIsGone) {
   const Outcome outcome = validate_fault("has lost a known difference", "HoleFillingFilter");
   EXPECT_EQ(outcome.status, 0);
   EXPECT_PRED2(says, outcome.out, "  GONE     parameter bounds: a known difference did not show: ");
+}
+
+TEST(Selftest, FindsOurFiltersAsTheyMustBeAndFaultsInThem) {
+  const auto selftest = [](const std::string& fault, const std::string& arguments) {
+    return run_shell("GXFILTER_TEST_FAULT='" + fault + "' '" GXFILTER_PROGRAM "' selftest " +
+                     arguments);
+  };
+  const Outcome own = selftest("", "--json");
+  EXPECT_EQ(own.status, 0);
+  const auto json = nlohmann::json::parse(own.out);
+  EXPECT_EQ(json["filters"], 14);
+  EXPECT_EQ(std::count(json["levels"].begin(), json["levels"].end(), json["level"]), 1);
+  for (const char* fault : {"", "loses the index", "resets nothing"}) { // of the TemporalFilter
+    const Outcome other = selftest(fault, "--plugin '" GXFILTER_FAULTY_PLUGIN "'");
+    EXPECT_EQ(other.status, 1);
+    EXPECT_PRED2(says, other.out, "missing: HoleFillingFilter\n");
+    EXPECT_EQ(says(other.out, "differs: TemporalFilter random_20\n"), fault[0] != '\0') << fault;
+  }
 }
 
 } // namespace

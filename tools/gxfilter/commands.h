@@ -24,6 +24,7 @@ Action add_presets_options(CLI::App& command);
 Action add_synth_options(CLI::App& command);
 Action add_score_options(CLI::App& command);
 Action add_validate_options(CLI::App& command);
+Action add_selftest_options(CLI::App& command);
 
 struct Command {
   const char* name;
@@ -41,6 +42,8 @@ inline constexpr Command commands[] = {
     {"synth", "Write a generated recording and camera.json", add_synth_options},
     {"score", "Compare a filtered recording with the truth", add_score_options},
     {"validate", "Check that a plug-in does what hosts rely on", add_validate_options},
+    {"selftest", "Check on this machine that the filters give the right bits",
+     add_selftest_options},
 };
 
 } // namespace gxfilter

@@ -1,9 +1,12 @@
 #include "gxfilter/filter_chain.h"
 
+#include <cmath>
+
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "recordings/image_file.h"
+#include "recordings/json_text.h"
 
 namespace gxfilter {
 
@@ -16,6 +19,19 @@ Error usage_error(std::string message) {
   return {std::move(message), ErrorKind::request};
 }
 
+/// As one writes it on the command line. Programs write whole numbers as 3.0 too.
+std::string parameter_text(const nlohmann::json& value) {
+  constexpr double exact = 9007199254740992; // float64 has all whole numbers up to here
+  if (value.is_string())
+    return value.get<std::string>();
+  if (value.is_boolean())
+    return value.get<bool>() ? "1" : "0";
+  const double number = value.get<double>();
+  if (value.is_number_float() && std::abs(number) <= exact && number == std::trunc(number))
+    return fmt::format("{}", static_cast<int64_t>(number));
+  return value.dump();
+}
+
 Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
   if (!entry.is_object() || !entry.contains("filter") || !entry["filter"].is_string())
     return usage_error("each entry of a chain needs \"filter\" with a name");
@@ -23,15 +39,13 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
   for (const auto& [key, value] : entry.items()) {
     if (key == "filter") {
       request.name = value.get<std::string>();
-    } else if (key == "record" && value.is_string()) {
+    } else if (key == "record" && value.is_string() && value != "") {
       request.record = value.get<std::string>();
     } else if (key == "params" && value.is_object()) {
       for (const auto& [name, parameter] : value.items()) {
         if (parameter.is_structured() || parameter.is_null())
           return usage_error(fmt::format("parameter '{}' needs a plain value", name));
-        request.values[name] = parameter.is_string()    ? parameter.get<std::string>()
-                               : parameter.is_boolean() ? (parameter.get<bool>() ? "1" : "0")
-                                                        : parameter.dump();
+        request.values[name] = parameter_text(parameter);
       }
     } else {
       return usage_error(fmt::format("unexpected '{}' in an entry of a chain", key));
@@ -122,7 +136,10 @@ Result<FilterRequest> parse_filter_request(const std::string& text) {
 }
 
 Result<Preset> parse_preset(std::string_view json) {
-  const auto document = nlohmann::json::parse(json, nullptr, false);
+  const auto parsed = parse_json({reinterpret_cast<const uint8_t*>(json.data()), json.size()});
+  if (!parsed)
+    return usage_error(parsed.error().message);
+  const nlohmann::json& document = *parsed;
   Preset preset;
   if (document.is_array())
     return with_chain(std::move(preset), document);

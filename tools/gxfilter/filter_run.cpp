@@ -225,17 +225,18 @@ class Runner {
   }
 
   Failure encode(Passage& passage) {
-    const auto result = view_frame(*passage.frame);
+    const auto result = look_at(*passage.frame);
     if (!result)
       return at(passage.stored.place, result.error());
-    passage.before.reset();
-    passage.frame.reset();
-    if (auto failure = look_for_result(passage, result->image); failure || passage.kept)
+    const ImageView image(result->size, result->pixels);
+    if (auto failure = look_for_result(passage, image); failure || passage.kept)
       return failure;
-    auto encoded = sink_->encode(result->image);
+    auto encoded = sink_->encode(image);
     if (!encoded)
       return at(passage.stored.place, encoded.error());
     passage.encoded = std::move(*encoded);
+    passage.before.reset();
+    passage.frame.reset();
     return std::nullopt;
   }
 
@@ -323,7 +324,7 @@ class Runner {
   }
 
   /// Keeps the result that an earlier run left, which must be what this run has made.
-  Failure look_for_result(Passage& passage, const Image& image) const {
+  Failure look_for_result(Passage& passage, ImageView image) const {
     const Format* format = format_of_name("x." + settings_.format);
     if (names_one_file(settings_.output))
       return std::nullopt;
@@ -334,7 +335,7 @@ class Runner {
     if (!settings_.resume)
       return exists_already(path);
     const auto there = read_image(path, image.size);
-    if (!there || *there != image) {
+    if (!there || there->size != image.size || !std::ranges::equal(there->pixels, image.pixels)) {
       return Error{fmt::format("{} is not what these filters make of this frame; --overwrite "
                                "replaces it",
                                path.string()),

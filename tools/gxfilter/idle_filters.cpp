@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "gxfilter/interruption.h"
+#include "gxfilter/silent_output.h"
 #include "recordings/host_frame.h"
 #include "recordings/synth.h"
 #include "recordings/system.h"
@@ -90,7 +92,7 @@ std::vector<std::pair<FrameKind, uint32_t>> try_kinds(const std::shared_ptr<cons
                                                       const PixelView& input) {
   // Some filters depend on the size, so it is the recording's, but for frames that take long to
   // make.
-  constexpr uint64_t most_pixels = uint64_t{1} << 22;
+  constexpr uint64_t most_pixels = uint64_t{1} << 20;
   const FrameSize size =
       input.size.pixel_count() <= most_pixels ? input.size : FrameSize{1280, 800};
   std::vector<std::pair<FrameKind, uint32_t>> changed;
@@ -98,7 +100,7 @@ std::vector<std::pair<FrameKind, uint32_t>> try_kinds(const std::shared_ptr<cons
   for (const bool has_offset : {false, true}) {
     for (const gx_pixel_type type : {GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY, GX_PIXEL_TOF_DEPTH}) {
       auto filter = make_filter(plugin, request, Ranges::left_to_the_filter);
-      if (!filter)
+      if (!filter || InterruptionGuard::interrupted())
         return {};
       const FrameKind kind{type, has_offset};
       if (const auto first = first_change(*filter, size, input.value_scale, kind))

@@ -24,10 +24,11 @@ constexpr uint64_t looked_at_frames = 30;
 struct Survey {
   uint64_t frames = 0;
   uint64_t looked_at = 0;
-  std::optional<FrameSize> size;
-  uint16_t smallest = 65535; ///< of the pixels other than 0
-  uint16_t largest = 0;      ///< 0 without such pixels
-  double valid_share = 0;    ///< of all pixels that were looked at
+  std::optional<FrameSize> size; ///< of the first
+  uint64_t other_sizes = 0;      ///< frames that have another
+  uint16_t smallest = 65535;     ///< of the pixels other than 0
+  uint16_t largest = 0;          ///< 0 without such pixels
+  double valid_share = 0;        ///< of all pixels that were looked at
   std::vector<std::string> unreadable;
   std::optional<int64_t> first_time_ns;
   std::optional<int64_t> last_time_ns;
@@ -44,6 +45,7 @@ void look(const Image& image, Survey& survey) {
   }
   survey.valid_share += static_cast<double>(valid) / static_cast<double>(image.pixels.size());
   survey.size = survey.size.value_or(image.size);
+  survey.other_sizes += image.size != *survey.size ? 1U : 0U;
   ++survey.looked_at;
 }
 
@@ -85,6 +87,14 @@ std::optional<double> rate_of(const Survey& survey) {
   return static_cast<double>(survey.frames - 1) / seconds;
 }
 
+std::vector<std::string> remarks_of(const Input& input, const Survey& survey) {
+  std::vector<std::string> remarks = input.source->remarks();
+  if (survey.other_sizes > 0)
+    remarks.push_back(fmt::format("{} of {} frames have another size than the first",
+                                  survey.other_sizes, survey.looked_at));
+  return remarks;
+}
+
 nlohmann::ordered_json to_json(const Input& input, const Survey& survey,
                                const std::vector<FactInForce>& facts) {
   nlohmann::ordered_json result{{"frames", survey.frames}};
@@ -110,7 +120,7 @@ nlohmann::ordered_json to_json(const Input& input, const Survey& survey,
     result["camera"][fact.key] = {
         {"value", fact.value}, {"unit", fact.unit}, {"from", fact.origin}};
   result["unreadable"] = survey.unreadable;
-  result["remarks"] = input.source->remarks();
+  result["remarks"] = remarks_of(input, survey);
   return result;
 }
 
@@ -146,7 +156,7 @@ void print_text(const Input& input, const Survey& survey, const Camera& camera,
   }
   for (const std::string& reason : survey.unreadable)
     fmt::print("can't be read: {}\n", reason);
-  for (const std::string& remark : input.source->remarks())
+  for (const std::string& remark : remarks_of(input, survey))
     fmt::print("remark: {}\n", remark);
 }
 

@@ -1,5 +1,7 @@
 #include "gxfilter/input_options.h"
 
+#include <algorithm>
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
@@ -28,6 +30,20 @@ Result<CameraFacts> facts_of_options(const InputOptions& options) {
   facts["width"] = size->width;
   facts["height"] = size->height;
   return facts;
+}
+
+/// Options that these inputs leave without a meaning, a word about each.
+std::vector<std::string> options_without_effect(const InputOptions& options,
+                                                const FrameSource& source) {
+  std::error_code code;
+  const bool has_folder = std::ranges::any_of(
+      options.inputs, [&](const fs::path& input) { return fs::is_directory(input, code); });
+  std::vector<std::string> words;
+  if (!options.source.match.empty() && !has_folder)
+    words.emplace_back("--match: no input is a directory");
+  if (!options.source.topic.empty() && !source.files().empty())
+    words.emplace_back("--topic: pictures have none");
+  return words;
 }
 
 Failure add_camera_file(const InputOptions& options, KnownFacts& known) {
@@ -60,6 +76,8 @@ Result<Input> open_input(const InputOptions& options) {
   auto source = open_source(options.inputs, source_options);
   if (!source)
     return source.error();
+  for (const std::string& words : options_without_effect(options, **source))
+    note("without effect: " + words);
   Input input{std::move(*source), {}, PixelDecoder(options.decoding)};
   if (auto failure = input.facts.add(of_recording, input.source->facts()))
     return *failure;

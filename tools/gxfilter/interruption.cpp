@@ -3,6 +3,8 @@
 #include <atomic>
 #include <csignal>
 
+#include "recordings/output_file.h"
+
 namespace gxfilter {
 namespace {
 
@@ -11,9 +13,16 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler can't wa
 
 constexpr int signals[] = {SIGINT, SIGTERM};
 
+/// Whoever asks twice does not want to wait for the frames under way.
+void end_at_once(int signal) {
+  recordings::remove_unfinished_files();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
 void note_signal(int signal) {
   noted = true;
-  std::signal(signal, SIG_DFL);
+  std::signal(signal, end_at_once);
 }
 
 } // namespace

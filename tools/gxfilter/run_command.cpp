@@ -166,6 +166,18 @@ Result<ExitStatus> status_of(const RunOutcome& outcome) {
   return outcome.left_out.empty() ? ExitStatus::ok : ExitStatus::left_out;
 }
 
+/// Options that the rest of the command line leaves without a meaning, a word about each.
+std::vector<std::string> options_without_effect(const RunOptions& options) {
+  const fs::path& output = options.settings.output;
+  const auto is_pipe = [](const fs::path& path) { return path == standard_stream; };
+  std::vector<std::string> words;
+  if (options.settings.crop && options.settings.previews.empty())
+    words.emplace_back("--crop: only pictures of --preview are cropped");
+  if (!options.output_format.empty() && names_one_file(output) && !is_pipe(output))
+    words.push_back("--out-format: " + output.string() + " is named by its ending");
+  return words;
+}
+
 /// A file has its name when it is whole: resuming leaves it alone, if it is a recording that can be
 /// read to its end.
 Result<ExitStatus> keep_result(const RunOptions& options, const FrameSource& source) {
@@ -212,6 +224,10 @@ Result<ExitStatus> run_command(RunOptions& options) {
   settings.previews = *previews;
   settings.format = choose_output_format(options);
   settings.tell_facts = !options.json;
+  if (settings.resume && settings.output == standard_stream)
+    return Error{"--resume: standard output keeps nothing to go on behind", ErrorKind::request};
+  for (const std::string& words : options_without_effect(options))
+    note("without effect: " + words);
   auto input = open_input(options.input);
   if (!input)
     return input.error();

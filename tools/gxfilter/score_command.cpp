@@ -4,6 +4,7 @@
 
 #include "gxfilter/commands.h"
 #include "gxfilter/input_options.h"
+#include "gxfilter/number_option.h"
 #include "gxfilter/score.h"
 
 namespace gxfilter {
@@ -203,6 +204,8 @@ Result<ExitStatus> score_result(const ScoreOptions& options) {
   const auto frames = add_frames(options, *result, *truth, input ? &*input : nullptr, score);
   if (!frames)
     return frames.error();
+  if (*frames == 0)
+    return Error{fmt::format("{}: there are no frames", options.result.string())};
   if (options.json)
     print_json(score, *frames);
   else
@@ -237,16 +240,16 @@ Action add_score_options(CLI::App& command) {
   command
       .add_option("--depth-unit", options->depth_unit,
                   "Millimetres per unit of RESULT, whatever a camera file says")
-      ->check(CLI::Range(1e-6, 1e6));
+      ->check(real_range(1e-6, 1e6));
   command.add_option("--outlier", options->limits.millimetres, "Least error of an outlier, mm")
       ->capture_default_str()
-      ->check(CLI::Range(0.0, 1e6));
+      ->check(real_range(0, 1e6));
   command
       .add_option_function<double>(
           "--outlier-percent",
           [options = options.get()](double percent) { options->limits.share = percent / 100; },
           "Least error of an outlier, percent of the true depth (5)")
-      ->check(CLI::Range(0.0, 100.0));
+      ->check(real_range(0, 100));
   command.add_flag("--json", options->json, "Print JSON");
   return [options] { return score_result(*options); };
 }

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include "gxfilter/commands.h"
+#include "gxfilter/number_option.h"
 #include "gxfilter/progress.h"
 #include "recordings/image_file.h"
 #include "recordings/synth.h"
@@ -105,13 +106,13 @@ Action add_synth_options(CLI::App& command) {
       ->check(CLI::Range(1U, 2U));
   command.add_option("--depth-unit", scene.depth_unit, "Millimetres per unit of depth")
       ->capture_default_str()
-      ->check(CLI::Range(1e-3, 1e3));
+      ->check(real_range(1e-3, 1e3));
   command.add_option("--baseline", scene.baseline, "Baseline, millimetres")
       ->capture_default_str()
-      ->check(CLI::Range(1.0, 1000.0));
+      ->check(real_range(1, 1000));
   command.add_option("--noise", scene.noise, "Disparity noise, pixels")
       ->capture_default_str()
-      ->check(CLI::Range(0.0, 100.0));
+      ->check(real_range(0, 100));
   command.add_option("--holes", scene.holes, "Patches without data")
       ->capture_default_str()
       ->check(CLI::Range(0U, 100'000U));
@@ -120,10 +121,10 @@ Action add_synth_options(CLI::App& command) {
       ->check(CLI::Range(0U, 100'000U));
   command.add_option("--bleed", scene.bleed, "Share of borders that smear")
       ->capture_default_str()
-      ->check(CLI::Range(0.0, 1.0));
+      ->check(real_range(0, 1));
   command.add_option("--streaks", scene.streaks, "Share of borders that run out far at one depth")
       ->capture_default_str()
-      ->check(CLI::Range(0.0, 1.0));
+      ->check(real_range(0, 1));
   command.add_option("--phantoms", scene.phantoms, "Smooth false patches before the scene")
       ->capture_default_str()
       ->check(CLI::Range(0U, 10'000U));

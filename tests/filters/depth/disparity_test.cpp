@@ -2,14 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstring>
 #include <limits>
-#include <optional>
 
-#include "naive/disparity_lookup.h"
-#include "naive/sampling.h"
+#include "naive/disparity_filters.h"
 #include "support/sequences.h"
 
 namespace {
@@ -17,10 +12,6 @@ namespace {
 using namespace test;
 
 using Input = CameraFrame;
-
-bool same(const D2DParameters& a, const D2DParameters& b) {
-  return std::memcmp(&a, &b, sizeof a) == 0; // packed: without padding
-}
 
 D2DParameters random_record(Random& random) {
   const auto pick = [&](std::initializer_list<double> values) {
@@ -54,88 +45,13 @@ constexpr void (*changes[])(D2DParameters&) = {
     [](D2DParameters& r) { r.packMode = static_cast<uint8_t>(1 + r.packMode % 4); },
 };
 
-struct Model {
-  explicit Model(bool open_ni_filter)
-      : open_ni(open_ni_filter), max(open_ni ? 10000 : 65535), min(open_ni ? 100 : 0) {}
-  /// For random sequences: with two cameras that differ in one fact.
-  Model(bool open_ni_filter, Random& random) : Model(open_ni_filter) {
+struct Model : naive::DisparityFilter {
+  /// With two cameras that differ in one fact.
+  Model(bool open_ni_filter, Random& random) : DisparityFilter(open_ni_filter) {
     records[0] = records[1] = random_record(random);
     one_of(random, changes)(records[1]);
   }
-  bool open_ni;
   D2DParameters records[2]{};
-  float max, min, unit = 1, value_scale = 1, offset = 0;
-  bool changed = false;
-  D2DParameters stored{};
-  std::optional<Pixels> table{};
-  uint8_t output_bits = 0;
-  std::optional<Input> cached{};
-
-  void update(int new_max, int new_min, float new_unit) {
-    if (new_max < 1 || new_max > 65535 || new_min < 1 || new_min > 65535 ||
-        static_cast<double>(new_unit) < 0.001 || new_unit > 10.0f)
-      return;
-    if (static_cast<float>(new_max) == max && new_unit == unit)
-      return;
-    max = static_cast<float>(new_max);
-    min = static_cast<float>(new_min);
-    unit = new_unit;
-    changed = true;
-  }
-
-  uint16_t entry(uint32_t i) const {
-    const D2DParameters& r = stored;
-    const double s = std::pow(2.0, r.bitSize - 8);
-    const bool stereo = open_ni || r.isDualCamera != 0;
-    const int mode = open_ni ? 1 : r.packMode;
-    double d = 0;
-    double depth = 0;
-    if (stereo) {
-      if (mode == 2)
-        d = i / s;
-      else if (mode == 3)
-        d = i / std::pow(2.0, r.bitSize - 10);
-      else
-        d = 200.375 - (2 * i) / s + 128.0 - static_cast<double>(r.minDisparity);
-      if (std::fabs(d - static_cast<double>(r.invalidDisp)) < 0.0001 || i >= 65532)
-        return 0;
-      if (!(0 < d && d < (mode == 3 ? 1024 : 256)))
-        return 0;
-      const float scale = value_scale * r.unit;
-      depth = static_cast<double>(r.baseline) * r.fx /
-              (static_cast<double>(r.dispOffset) + d + static_cast<double>(offset)) *
-              static_cast<double>(scale);
-    } else {
-      if (i >= 65535 || (mode == 2 && i == 8192) || (mode == 1 && i == 0) ||
-          (mode == 4 && i >= 65532))
-        return 0;
-      const int low = static_cast<int>(i) & 0x3fff;
-      if (mode == 2)
-        d = (low >= 8192 ? low - 16384 : low) / s;
-      else
-        d = mode == 1 ? 200.375 - (2 * i) / s : i / s;
-      const double k = r.zpd / (static_cast<double>(r.baseline) * r.fx);
-      depth = static_cast<double>(r.unit) * static_cast<double>(value_scale) * r.zpd /
-              ((static_cast<double>(r.dispOffset) + d) * k + 1.0);
-    }
-    if (!(depth <= static_cast<double>(max * value_scale) &&
-          depth >= static_cast<double>(min * value_scale) && depth < 65536.0))
-      return 0;
-    if (stereo && !open_ni && cached->format == GX_FORMAT_Y12_SHIFTED && depth >= 4096.0)
-      return 0;
-    return static_cast<uint16_t>(depth);
-  }
-
-  /// False for an unsupported pack mode.
-  bool build() {
-    table = Pixels(65536, 0);
-    const int mode = stored.packMode;
-    if (!open_ni && (mode < 1 || mode > 4 || mode == (stored.isDualCamera != 0 ? 4 : 3)))
-      return false;
-    for (uint32_t i = 0; i < 65536 && (stored.bitSize > 15 || i >> stored.bitSize == 0); ++i)
-      (*table)[i] = entry(i);
-    return true;
-  }
 
   void configure(Filter& filter, Random& random) {
     const char* const texts[] = {"100", "700", "4095", "65535", "0", "65536"};
@@ -148,8 +64,6 @@ struct Model {
       values.insert(values.end(), {"0", "0", "1", "0", "0", "0", "0"});
     EXPECT_EQ(filter.update(values), "");
   }
-
-  void reset() { table.reset(); }
 
   Input frame(Random& random) const {
     Input input{31 + random() % 2, 9, GX_PIXEL_DISPARITY};
@@ -174,35 +88,6 @@ struct Model {
     error = "Unsupported disparity data pack type error | DisparityTransform::" + operation +
             " | " + operation + " | 4";
     return {};
-  }
-
-  /// Nothing for an unsupported pack mode.
-  std::optional<Pixels> convert(const Input& input) {
-    if (!cached || cached->width != input.width || cached->height != input.height ||
-        cached->format != input.format || cached->bits != input.bits)
-      cached = input;
-    offset = static_cast<float>(input.offset.value_or(0));
-    if (!same(stored, cached->record) || changed) {
-      value_scale = 1.0f / unit;
-      output_bits = 8;
-      while (output_bits < 16 && !(std::ldexp(1.0f, output_bits) > max * value_scale))
-        ++output_bits;
-      stored = cached->record;
-      changed = false;
-      if (!build())
-        return std::nullopt;
-    }
-    if (stored.bitSize != input.bits || !table) {
-      stored.bitSize = input.bits;
-      if (!build())
-        return std::nullopt;
-    }
-    Pixels pixels = input.pixels;
-    if (!open_ni && input.format == GX_FORMAT_Y12_SHIFTED)
-      naive::look_up_shifted(pixels, *table);
-    else
-      naive::look_up(pixels, *table);
-    return pixels;
   }
 };
 
@@ -255,29 +140,13 @@ TEST(OpenNIDisparityTransform, ResamplesAsTheWalkSays) {
       input.pixels.push_back(static_cast<uint16_t>(random() % 5000));
     const uint32_t width = 1 + random() % 200, height = 1 + random() % 40;
     const float scale = 0.1f + static_cast<float>(random() % 40) / 8;
-    const uint32_t x_cut = random() % 8, y_cut = random() % 8, x_set = random() % 12,
-                   y_set = random() % 5;
-    std::vector<std::string> texts = {"9999", "5", "1"};
-    for (const uint32_t value : {width, height, 0u, x_cut, y_cut, x_set, y_set})
-      texts.push_back(std::to_string(value));
-    texts[5] = std::to_string(scale);
-    const auto parsed = static_cast<float>(std::atof(texts[5].c_str()));
-
-    Model model(true);
-    model.update(9999, 5, 1);
-    model.convert(input);
-    (*model.table)[0] = 0;
-    Pixels depths = input.pixels;
-    naive::look_up(depths, *model.table);
-    Pixels expected(size_t{width} * height, 0);
-    const auto walk = [&](uint32_t source, uint32_t side, uint32_t from, uint32_t blank) {
-      const auto step = static_cast<uint32_t>(65536.0f / parsed + 1.0f);
-      const auto end = std::min(uint32_t(float(source) * parsed), side - std::min(side, blank));
-      return naive::Walk{static_cast<int>(blank), static_cast<int>(end),
-                         (from << 16) + blank * step, step};
-    };
-    naive::sample({depths, input.width, input.height}, {expected, width, height},
-                  walk(input.width, width, x_cut, x_set), walk(input.height, height, y_cut, y_set));
+    std::vector<std::string> texts = {
+        "9999", "5", "1", std::to_string(width), std::to_string(height), std::to_string(scale)};
+    for (const uint32_t limit : {8U, 8U, 12U, 5U})
+      texts.push_back(std::to_string(random() % limit));
+    naive::DisparityFilter model(true);
+    model.update(texts);
+    const std::optional<Pixels> expected = model.convert(input);
     Filter filter("OpenNIDisparityTransform");
     ASSERT_EQ(filter.update_to(texts), "");
     const auto [output, pixels, error, trace, printed, level] = filter.outcome(input.make());

@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 #include "filters/noise/edge_strips_kernels.h"
-#include "naive/edge_strips.h"
+#include "naive/edge_strips_filters.h"
 #include "support/allocation_faults.h"
 #include "support/sequences.h"
 
@@ -47,23 +46,9 @@ TEST(EdgeStripsKernels, ReportWhatTheyCannotWorkOn) {
   EXPECT_EQ(pixel, 1);
 }
 
-/// Values in the order of the longer schema; the shorter one lacks the first three.
-struct Values {
-  Int left = 0, right = 0, radius = 0;
-  Int margin_x = 6, margin_y = 6, limit_x = 70, limit_y = 30;
-  Int vertical = 1;
-  Int width = 1280, height = 800;
+using Values = naive::StripValues;
 
-  friend bool operator==(const Values&, const Values&) = default;
-};
-
-constexpr Values mgc_defaults{80, 80, 640, 6, 0, 120, 120, 1, 1280, 800};
-
-Int floor_root(Int square) {
-  return static_cast<Int>(std::sqrt(static_cast<long double>(std::max(square, Int{0}))));
-}
-
-std::string update(Filter& filter, bool mgc, const Values& v) {
+std::string update_to(Filter& filter, bool mgc, const Values& v) {
   std::vector<Int> values = {v.margin_x, v.margin_y, v.limit_x, v.limit_y, v.width, v.height};
   if (mgc)
     values.insert(values.begin(), {v.left, v.right, v.radius});
@@ -95,23 +80,15 @@ Values random_values(bool mgc, Random& random) {
   return values;
 }
 
-/// Either filter as its description reads.
-class Model {
+class Model : public naive::EdgeStripsFilter {
  public:
-  explicit Model(bool mgc) : mgc_(mgc) { reset(); }
+  explicit Model(bool mgc) : EdgeStripsFilter(mgc), mgc_(mgc) {}
 
   void configure(Filter& filter, Random& random) {
     const Values values = random() % 4 == 0 ? anchor_ : random_values(mgc_, random);
-    EXPECT_EQ(update(filter, mgc_, values), "");
-    changed_ = changed_ || !(values == anchor_);
-    anchor_ = values;
+    EXPECT_EQ(update_to(filter, mgc_, values), "");
+    store(values);
   }
-  void reset() {
-    anchor_ = mgc_ ? mgc_defaults : Values{};
-    current_ = anchor_;
-    changed_ = false;
-  }
-
   /// As large as before, as the anchor says, or of any size.
   CameraFrame frame(Random& random) {
     const auto below = [&](Int n) { return static_cast<Int>(random() % static_cast<unsigned>(n)); };
@@ -126,82 +103,13 @@ class Model {
             .pixels = random_image(size_.width, size_.height, random)};
   }
 
-  /// The filtered image, or nothing and the error's text.
-  Pixels process(const CameraFrame& input, std::string& error) {
-    const auto [width, height] = size_;
-    const std::string name = mgc_ ? "MgcNoiseRemovalFilter" : "EdgeNoiseRemovalFilter";
-    const bool has_table = !mgc_ || (table_width_ == width && table_height_ == height);
-    if (changed_ || current_.width != width || current_.height != height || !has_table) {
-      if (!derive(width, height)) {
-        error = "invalid params | " + name + "::updateConfig | width||height | 4";
-        return {};
-      }
-    }
-    const bool columns = current_.vertical != 0;
-    if ((!mgc_ && current_.margin_x > current_.limit_x) ||
-        (columns && current_.margin_y > current_.limit_y)) {
-      error = (mgc_ ? "mgc" : "edge") + std::string(" noise removal filter error | ") + name +
-              "::filter_process | " + name + " | 0";
-      return {};
-    }
-    const auto rows = static_cast<size_t>(height);
-    const naive::Runs margins(rows, {current_.margin_x, current_.margin_x});
-    return naive::clear_strips(input.pixels, width, height,
-                               {mgc_ ? table_ : margins, mgc_, current_.limit_x,
-                                columns ? current_.margin_y : 0, current_.limit_y});
-  }
-
  private:
-  bool derive(Int width, Int height) {
-    if (width == 0 || height == 0)
-      return false;
-    Values derived = anchor_;
-    const float rx = static_cast<float>(width) / static_cast<float>(anchor_.width);
-    const float ry = static_cast<float>(height) / static_cast<float>(anchor_.height);
-    for (Int* value :
-         {&derived.left, &derived.right, &derived.radius, &derived.margin_x, &derived.limit_x})
-      *value = static_cast<Int>(static_cast<float>(*value) * rx);
-    for (Int* value : {&derived.margin_y, &derived.limit_y})
-      *value = static_cast<Int>(static_cast<float>(*value) * ry);
-    derived.width = width;
-    derived.height = height;
-    if (mgc_ && (table_width_ != width || table_height_ != height))
-      build_table(derived);
-    if (rx < 1e-5 || ry < 1e-5 || rx * ry < 1e-5)
-      return false;
-    current_ = derived; // ratios of 1 change nothing
-    changed_ = false;
-    return true;
-  }
-
-  void build_table(const Values& values) {
-    const auto [w, h] = std::pair(values.width, values.height);
-    const Int q = h * h / 4;
-    const Int radius = values.radius != 0 ? values.radius : w > h ? w / 2 : h / 2;
-    const Int right = values.right != 0 ? values.right : values.left;
-    const Int c = floor_root(radius * radius - q);
-    table_.clear();
-    for (Int y = 0; y < h; ++y) {
-      const Int bulge = floor_root((h - y) * y - q + radius * radius) - c;
-      const auto run = [&](Int side) {
-        return (bulge <= side ? values.margin_x + side - bulge : values.margin_x) & 0xffff;
-      };
-      table_.push_back({run(values.left), run(right)});
-    }
-    table_width_ = w;
-    table_height_ = h;
-  }
-
   struct Size {
     Int width, height;
   };
 
   bool mgc_;
-  bool changed_ = false;
   Size size_{40, 30};
-  Values anchor_, current_;
-  Int table_width_ = 0, table_height_ = 0;
-  naive::Runs table_;
 };
 
 TEST(EdgeNoiseFilters, FollowTheirDescriptionThroughAnySequence) {
@@ -224,10 +132,10 @@ TEST(MgcNoiseRemovalFilter, GivesItsTableUpEvenWhereThereIsNoMemoryForAnother) {
   };
   Values values{
       .margin_x = 2, .margin_y = 0, .limit_x = 20, .limit_y = 4, .width = 64, .height = 8};
-  EXPECT_EQ(update(filter, true, values), "");
+  EXPECT_EQ(update_to(filter, true, values), "");
   EXPECT_EQ(cleared(), 32);
   values.margin_x = 4;
-  EXPECT_EQ(update(filter, true, values), "");
+  EXPECT_EQ(update_to(filter, true, values), "");
   EXPECT_EQ(cleared(), 32) << "the table stays as long as the size";
   fail_nth_allocation(1);
   EXPECT_EQ(filter.process(taller.get()), nullptr);

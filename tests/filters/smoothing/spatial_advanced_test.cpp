@@ -2,7 +2,7 @@
 
 #include "filters/smoothing/spatial_advanced_kernels.h"
 #include "naive/depth_adaptive.h"
-#include "naive/spatial_advanced.h"
+#include "support/sequences.h"
 
 namespace {
 
@@ -54,38 +54,19 @@ TEST(SpatialAdvancedKernels, EveryLevelEqualsTheNaiveForm) {
   }
 }
 
-struct Params {
-  uint8_t magnitude = 1;
-  float alpha = 0.5F;
-  uint16_t disp_diff = 160, radius = 1;
-
-  bool operator==(const Params&) const = default;
-};
-
-struct Model : DepthAdaptiveModel<Params> {
-  using DepthAdaptiveModel::DepthAdaptiveModel;
-
+struct Model : SpatialAdvancedModel {
   void configure(Filter& filter, Random& random) {
-    const Params params{static_cast<uint8_t>(1 + random() % 5),
-                        static_cast<float>(1 + random() % 8) / 8,
-                        static_cast<uint16_t>(1 + random() % (random() % 3 ? 200 : 10000)),
-                        static_cast<uint16_t>(random() % 9)};
-    store(params);
-    EXPECT_EQ(filter.update_to({std::to_string(params.magnitude), std::to_string(params.alpha),
-                                std::to_string(params.disp_diff), std::to_string(params.radius)}),
-              "");
-  }
-
-  void smooth(Pixels& pixels) const override {
-    naive::smooth_recursively({pixels, current_facts.width, current_facts.height},
-                              {current_facts.pixel_type == 2, current.disp_diff, table.entries},
-                              current.magnitude, static_cast<uint8_t>(current.radius));
+    const std::vector<std::string> texts = {
+        std::to_string(1 + random() % 5), std::to_string(static_cast<float>(1 + random() % 8) / 8),
+        std::to_string(1 + random() % (random() % 3 ? 200 : 10000)), std::to_string(random() % 9)};
+    update(texts);
+    EXPECT_EQ(filter.update_to(texts), "");
   }
 };
 
 TEST(SpatialAdvancedFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
   Random random(10);
-  Model model("SpatialAdvancedFilter");
+  Model model;
   EXPECT_GT(follow(model.name, model, 9000, random), 1200);
 }
 

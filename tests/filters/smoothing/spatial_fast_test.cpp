@@ -70,37 +70,17 @@ TEST(SpatialFastKernels, EveryLevelEqualsTheNaiveForm) {
   }
 }
 
-struct Model {
-  int anchor = 3, current = 3;
-  bool pending = false; // a take-over is due whatever the size
-  Size taken{0, 0};
-
+struct Model : naive::SpatialFast {
   void configure(Filter& filter, Random& random) {
     const int side = one_of(random, {3, 5});
     EXPECT_EQ(filter.update_to({std::to_string(side)}), "");
-    pending = pending || side != anchor;
-    anchor = side;
+    store(side);
   }
-  void reset() { *this = {.pending = pending}; }
   CameraFrame frame(Random& random) const {
     const Size size = one_of<Size>(random, {{0, 0}, {0, 3}, {3, 0}, {21, 4}, {4, 21}, {40, 3}});
     return {.width = size.first,
             .height = size.second,
             .pixels = random_pixels(size_t{size.first} * size.second, 0, random)};
-  }
-  Pixels process(const CameraFrame& input, std::string& error) {
-    const Size size{input.width, input.height};
-    if (size != taken || pending) {
-      current = anchor;
-      if (input.width == 0 || input.height == 0) {
-        error = "invalid params | SpatialFastFilter::updateConfig | "
-                "frame_info.width||frame_info.height | 4";
-        return {};
-      }
-      taken = size;
-      pending = false;
-    }
-    return filtered(variants[current == 5].naive, input.pixels, size);
   }
 };
 

@@ -2,7 +2,7 @@
 
 #include "filters/smoothing/spatial_moderate_kernels.h"
 #include "naive/depth_adaptive.h"
-#include "naive/spatial_moderate.h"
+#include "support/sequences.h"
 
 namespace {
 
@@ -82,37 +82,20 @@ TEST(SpatialModerateKernels, MeansAreCutAtEveryCount) {
   }
 }
 
-struct Params {
-  uint8_t radius = 5, magnitude = 1;
-  uint16_t disp_diff = 160;
-
-  bool operator==(const Params&) const = default;
-};
-
-struct Model : DepthAdaptiveModel<Params> {
-  using DepthAdaptiveModel::DepthAdaptiveModel;
-
+struct Model : SpatialModerateModel {
   void configure(Filter& filter, Random& random) {
-    const int magnitude = 1 + static_cast<int>(random() % 3);
-    const int disp_diff = 1 + static_cast<int>(random() % (random() % 3 == 0 ? 10000 : 200));
-    const int radius = one_of(random, {0, 1, 2, 3, 4, 5, 6, 7, 7, 5, -1, -249, -65531});
-    changed = changed || static_cast<uint16_t>(radius) != anchor.radius;
-    store({static_cast<uint8_t>(radius), static_cast<uint8_t>(magnitude),
-           static_cast<uint16_t>(disp_diff)});
-    EXPECT_EQ(filter.update_to_numbers<int>({magnitude, disp_diff, radius}), "");
-  }
-
-  void smooth(Pixels& pixels) const override {
-    const naive::ModerateThresholds thresholds{current_facts.pixel_type == 2, current.disp_diff,
-                                               table.entries, table.shift};
-    naive::smooth_windows({pixels, current_facts.width, current_facts.height}, current.radius / 2,
-                          current.magnitude, thresholds);
+    const std::vector<std::string> texts = {
+        std::to_string(1 + random() % 3),
+        std::to_string(1 + random() % (random() % 3 == 0 ? 10000 : 200)),
+        std::to_string(one_of(random, {0, 1, 2, 3, 4, 5, 6, 7, 7, 5, -1, -249, -65531}))};
+    update(texts);
+    EXPECT_EQ(filter.update_to(texts), "");
   }
 };
 
 TEST(SpatialModerateFilter, FollowsItsModelThroughUpdatesResetsAndFrames) {
   Random random(1);
-  Model model("SpatialModerateFilter");
+  Model model;
   EXPECT_GT(follow(model.name, model, 9000, random), 1200);
 }
 

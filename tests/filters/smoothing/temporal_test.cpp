@@ -50,11 +50,8 @@ TEST(TemporalKernels, RoundsLikeTheNaiveFormAtEveryDistanceFromTheLimit) {
   }
 }
 
-/// The whole filter, frame by frame.
-struct Model {
-  float diff_scale = 0.1F, weight = 0.4F;
-  Pixels history{};
-  std::pair<uint32_t, uint32_t> of_history{}, size{37, 5};
+struct Model : naive::Temporal {
+  std::pair<uint32_t, uint32_t> size{37, 5};
   Pixels scene{};
 
   void configure(Filter& filter, Random& random) {
@@ -74,7 +71,6 @@ struct Model {
     const Frame refused_frame = CameraFrame{.width = 3, .height = 1, .pixels = {1, 2}}.make();
     EXPECT_EQ(filter.process(refused_frame.get()), nullptr);
   }
-  void reset() { *this = {.size = size, .scene = scene}; }
   CameraFrame frame(Random& random) {
     if (random() % 20 == 0)
       size = one_of<decltype(size)>(random, {{37, 5}, {5, 37}, {16, 4}, {1, 1}, {0, 3}});
@@ -82,14 +78,6 @@ struct Model {
     for (auto& pixel : scene)
       pixel = random() % 10 == 0 ? uint16_t{0} : related_pixel(pixel == 0 ? 3000 : pixel, random);
     return {.width = size.first, .height = size.second, .pixels = scene};
-  }
-  Pixels process(const CameraFrame& input, std::string&) {
-    Pixels pixels = input.pixels;
-    if (history.empty() || of_history != size)
-      history.assign(pixels.size(), 0);
-    of_history = size;
-    naive::blend(pixels, history, diff_scale, weight);
-    return pixels;
   }
 };
 

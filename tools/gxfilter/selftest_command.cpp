@@ -1,0 +1,126 @@
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "golden/hosted_filter.h"
+#include "golden/table.h"
+#include "gxfilter/commands.h"
+#include "gxfilter/plugin_option.h"
+#include "gxfilter/silent_output.h"
+#include "simd/level.h"
+
+namespace gxfilter {
+
+using namespace hosting;
+using namespace recordings;
+namespace simd = filter_processor::simd;
+
+namespace {
+
+struct SelftestOptions {
+  std::filesystem::path plugin; ///< empty: the one that belongs to this program
+  bool json = false;
+};
+
+/// What the cases of a plug-in came to.
+struct Findings {
+  size_t cases = 0, filters = 0;      ///< that were looked at
+  std::vector<std::string> missing;   ///< filters that the plug-in lacks, or can't make
+  std::vector<std::string> differing; ///< cases
+  double seconds = 0;
+
+  bool all_right() const { return missing.empty() && differing.empty(); }
+};
+
+/// A new filter; empty where there is none of that name.
+gexton::Filter make_filter(const Plugin& plugin, const std::vector<std::string>& names,
+                           const std::string& name) {
+  const auto index = static_cast<uint64_t>(std::ranges::find(names, name) - names.begin());
+  return gexton::Filter(index < names.size() ? plugin.functions().create_filter(index, nullptr)
+                                             : nullptr);
+}
+
+Findings run_cases(const Plugin& plugin, const std::vector<std::string>& names) {
+  const SilentOutput silence; // of filters that trace their errors
+  const auto start = std::chrono::steady_clock::now();
+  Findings findings;
+  std::string before;
+  for (const golden::Case& each : golden::all_cases()) {
+    const bool is_next_filter = std::exchange(before, each.filter) != each.filter;
+    gexton::Filter filter = make_filter(plugin, names, each.filter);
+    if (!filter) {
+      if (is_next_filter)
+        findings.missing.push_back(each.filter);
+      continue;
+    }
+    findings.filters += is_next_filter;
+    ++findings.cases;
+    golden::HostedFilter subject(std::move(filter));
+    if (golden::expected_digest(each.name()) != golden::digest_of(steps_of(each), subject))
+      findings.differing.push_back(each.name());
+  }
+  const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+  findings.seconds = time.count();
+  return findings;
+}
+
+std::vector<std::string> level_names(std::span<const simd::Level> levels) {
+  std::vector<std::string> names;
+  for (const simd::Level level : levels)
+    names.emplace_back(simd::level_name(level));
+  return names;
+}
+
+void print_findings(const Findings& findings) {
+  for (const std::string& name : findings.missing)
+    fmt::print("missing: {}\n", name);
+  for (const std::string& name : findings.differing)
+    fmt::print("differs: {}\n", name);
+  fmt::print("{} cases of {} filters in {:.1f} s: {}\n", findings.cases, findings.filters,
+             findings.seconds,
+             findings.differing.empty() ? "every bit as it must be"
+                                        : fmt::format("{} differ", findings.differing.size()));
+  // The plug-in does not tell its choice; it is made here by the same source.
+  fmt::print("instruction level: {}, the best of {} that this processor has\n",
+             simd::level_name(simd::active_level()),
+             fmt::join(level_names(simd::all_levels), ", "));
+}
+
+Result<ExitStatus> test_plugin(const SelftestOptions& options) {
+  const auto plugin = load_plugin(options.plugin);
+  if (!plugin)
+    return plugin.error();
+  const auto names = (*plugin)->filter_names();
+  if (!names)
+    return Error{"the plug-in " + names.error().message, names.error().kind};
+  const Findings findings = run_cases(**plugin, *names);
+  if (options.json) {
+    const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
+                                        {"level", simd::level_name(simd::active_level())},
+                                        {"levels", level_names(simd::all_levels)},
+                                        {"filters", findings.filters},
+                                        {"cases", findings.cases},
+                                        {"seconds", findings.seconds},
+                                        {"missing", findings.missing},
+                                        {"differing", findings.differing}};
+    fmt::print("{}\n", json_text(result));
+  } else {
+    print_findings(findings);
+  }
+  return findings.all_right() ? ExitStatus::ok : ExitStatus::other;
+}
+
+} // namespace
+
+Action add_selftest_options(CLI::App& command) {
+  const auto options = std::make_shared<SelftestOptions>();
+  add_plugin_option(command, options->plugin);
+  command.add_flag("--json", options->json, "Print JSON");
+  return [options] { return test_plugin(*options); };
+}
+
+} // namespace gxfilter
