@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include "gxfilter/interruption.h"
-#include "gxfilter/silent_output.h"
 #include "recordings/host_frame.h"
 #include "recordings/synth.h"
 #include "recordings/system.h"

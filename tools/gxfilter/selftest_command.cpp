@@ -10,7 +10,7 @@
 #include "golden/table.h"
 #include "gxfilter/commands.h"
 #include "gxfilter/plugin_option.h"
-#include "gxfilter/silent_output.h"
+#include "recordings/system.h"
 #include "simd/level.h"
 
 namespace gxfilter {
@@ -45,7 +45,7 @@ gexton::Filter make_filter(const Plugin& plugin, const std::vector<std::string>&
 }
 
 Findings run_cases(const Plugin& plugin, const std::vector<std::string>& names) {
-  const SilentOutput silence; // of filters that trace their errors
+  const recordings::system::RedirectedOutput silence; // of filters that trace their errors
   const auto start = std::chrono::steady_clock::now();
   Findings findings;
   std::string before;
