@@ -95,9 +95,7 @@ Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
     std::error_code code;
     if (fs::is_directory(path, code))
       return Error{fmt::format("{}: {}", path.string(), std::strerror(EISDIR)), ErrorKind::system};
-    if (fs::is_symlink(path, code))
-      output.path_ = fs::weakly_canonical(path.parent_path() / fs::read_symlink(path, code), code);
-    const fs::path temporary = temporary_name(output.path_);
+    const fs::path temporary = temporary_name(path);
     output.file_.reset(std::fopen(temporary.string().c_str(), "wb"));
     if (output.file_ != nullptr) {
       output.temporary_ = temporary;
