@@ -257,9 +257,13 @@ class BagReader final : public ChunkedReader {
   Next read_content(const Record& record, std::span<const uint8_t> data) {
     if (record.kind == BagRecord::message)
       return read_message(record.fields, data);
-    if (record.kind == BagRecord::connection)
-      if (auto failure = connections_.add(record.fields, data))
-        return place_error(failure->message);
+    if (record.kind != BagRecord::connection)
+      return std::optional<Message>();
+    // What is wrong with the index matters to nobody who reads in order.
+    const bool in_index = index_at_ != 0 && file().position() > index_at_;
+    auto failure = connections_.add(record.fields, data);
+    if (failure && !in_index)
+      return place_error(failure->message);
     return std::optional<Message>();
   }
 

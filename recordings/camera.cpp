@@ -1,7 +1,6 @@
 #include "recordings/camera.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <limits>
 #include <set>
@@ -10,6 +9,7 @@
 
 #include "recordings/byte_stream.h"
 #include "recordings/camera_info_yaml.h"
+#include "recordings/formats.h"
 #include "recordings/image_file.h"
 #include "recordings/json_text.h"
 
@@ -101,8 +101,9 @@ class FactReader {
 
  private:
   void fail(const std::string& key, const std::string& reason) {
+    const std::string name = key.empty() ? prefix_.substr(0, prefix_.find('.')) : prefix_ + key;
     if (!failure_)
-      failure_ = Error{fmt::format("{}: {}{} {}", origin_, prefix_, key, reason)};
+      failure_ = Error{fmt::format("{}: {} {}", origin_, name, reason)};
   }
 
   const nlohmann::json& facts_;
@@ -145,12 +146,6 @@ gx_camera_intrinsic read_intrinsic(FactReader& reader, FrameSize size) {
           static_cast<int16_t>(std::min(size.height, widest))};
 }
 
-std::string lower_case(std::string text) {
-  std::ranges::transform(text, text.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
-
 /// The number that reads as the same float32, with the fewest digits.
 nlohmann::json shortest(float number) {
   return nlohmann::json::parse(fmt::format("{}", number), nullptr, false);
@@ -169,7 +164,7 @@ Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
   if (!bytes)
     return bytes.error();
-  const std::string ending = lower_case(path.extension().string());
+  const std::string ending = lower_case_extension(path);
   const bool is_yaml = ending == ".yaml" || ending == ".yml";
   auto facts = is_yaml ? parse_camera_info_yaml(*bytes) : parse_camera_facts(*bytes);
   if (!facts)

@@ -67,13 +67,6 @@ constexpr Format table[] = {
      .open = open_bag_source},
 };
 
-std::string lower_case_extension(const std::filesystem::path& path) {
-  std::string extension = path.extension().string();
-  std::ranges::transform(extension, extension.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
-}
-
 /// "a, b or c".
 template <class Chosen>
 std::string list_titles(Chosen is_chosen) {
@@ -87,6 +80,13 @@ std::string list_titles(Chosen is_chosen) {
 }
 
 } // namespace
+
+std::string lower_case_extension(const std::filesystem::path& path) {
+  std::string extension = path.extension().string();
+  std::ranges::transform(extension, extension.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
 
 const Format* format_of_name(const std::filesystem::path& path) {
   const auto found = std::ranges::find(table, lower_case_extension(path), &Format::extension);

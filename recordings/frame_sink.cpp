@@ -19,10 +19,11 @@ const Format* written_format(const std::filesystem::path& name) {
 
 /// Whether it looks like a file of a format that is none of ours: nobody means a folder by it.
 bool names_other_file(const std::filesystem::path& path) {
-  constexpr std::string_view endings[] = {".jpg", ".jpeg", ".tif", ".tiff", ".bmp", ".exr", ".avi",
-                                          ".mp4", ".mov",  ".h5",  ".zip",  ".gz",  ".db3"};
+  constexpr std::string_view endings[] = {".jpg", ".jpeg", ".jp2", ".tif", ".tiff", ".bmp",
+                                          ".gif", ".webp", ".exr", ".avi", ".mp4",  ".mov",
+                                          ".h5",  ".zip",  ".gz",  ".tar", ".db3"};
   std::error_code code;
-  return std::ranges::find(endings, path.extension().string()) != std::end(endings) &&
+  return std::ranges::find(endings, lower_case_extension(path)) != std::end(endings) &&
          !std::filesystem::is_directory(path, code);
 }
 

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <unistd.h>
 
 #include <fmt/format.h>
 
@@ -61,7 +60,7 @@ void forget_unfinished(const fs::path& path) {
 void remove_unfinished_files() {
   for (const UnfinishedName& unfinished : unfinished_names)
     if (unfinished.written)
-      unlink(unfinished.text.data());
+      system::remove_open(unfinished.text.data());
 }
 
 std::FILE* standard_output() {
@@ -95,9 +94,7 @@ Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
     std::error_code code;
     if (fs::is_directory(path, code))
       return Error{fmt::format("{}: {}", path.string(), std::strerror(EISDIR)), ErrorKind::system};
-    if (fs::is_symlink(path, code))
-      output.path_ = fs::weakly_canonical(path.parent_path() / fs::read_symlink(path, code), code);
-    const fs::path temporary = temporary_name(output.path_);
+    const fs::path temporary = temporary_name(path);
     output.file_.reset(system::open(temporary, "wb"));
     if (output.file_ != nullptr) {
       output.temporary_ = temporary;

@@ -15,6 +15,9 @@ bool is_terminal(std::FILE* file);
 /// As std::fopen, of names with any characters.
 std::FILE* open(const std::filesystem::path& path, const char* mode);
 
+/// Removes a file that this process may have open. May be called from a signal handler.
+void remove_open(const char* name);
+
 /// 64 bits wide on every platform that has files of that length; false with errno.
 bool seek(std::FILE* file, uint64_t position);
 

@@ -18,6 +18,10 @@ std::FILE* open(const std::filesystem::path& path, const char* mode) {
   return std::fopen(path.c_str(), mode);
 }
 
+void remove_open(const char* name) {
+  unlink(name);
+}
+
 bool seek(std::FILE* file, uint64_t position) {
   return fseeko(file, static_cast<off_t>(position), SEEK_SET) == 0;
 }

@@ -1,5 +1,6 @@
 #include "recordings/system.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <string_view>
@@ -7,6 +8,7 @@
 #include <fcntl.h>
 #include <io.h>
 #include <process.h>
+#include <windows.h>
 
 namespace recordings::system {
 
@@ -72,7 +74,23 @@ bool is_terminal(std::FILE* file) {
 
 std::FILE* open(const std::filesystem::path& path, const char* mode) {
   const std::string_view letters(mode);
-  return _wfopen(path.c_str(), std::wstring(letters.begin(), letters.end()).c_str());
+  if (letters != "wb")
+    return _wfopen(path.c_str(), std::wstring(letters.begin(), letters.end()).c_str());
+  // The C library's own can't be removed as long as it is open.
+  const HANDLE handle = CreateFileW(path.c_str(), GENERIC_WRITE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    const DWORD code = GetLastError();
+    errno = code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND ? ENOENT : EACCES;
+    return nullptr;
+  }
+  const int file = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_WRONLY | _O_BINARY);
+  return _fdopen(file, "wb");
+}
+
+void remove_open(const char* name) {
+  DeleteFileA(name);
 }
 
 bool seek(std::FILE* file, uint64_t position) {

@@ -17,12 +17,14 @@ class Digest {
   template <typename Number>
   Digest& add(Number number) {
     uint64_t bits = 0;
-    if constexpr (std::is_floating_point_v<Number>)
-      std::memcpy(&bits, &number, sizeof number);
-    else
+    if constexpr (std::is_floating_point_v<Number>) {
+      std::conditional_t<std::is_same_v<Number, float>, uint32_t, uint64_t> same{};
+      static_assert(sizeof same == sizeof number);
+      std::memcpy(&same, &number, sizeof number);
+      bits = same;
+    } else {
       bits = static_cast<uint64_t>(number);
-    if constexpr (std::is_same_v<Number, float>)
-      bits &= UINT32_MAX;
+    }
     return add_bytes(bits, std::is_same_v<Number, uint16_t> ? 2 : 8);
   }
   Digest& add(const std::string& text);

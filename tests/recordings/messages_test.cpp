@@ -432,7 +432,10 @@ TEST(MessageFiles, AreHeldToTheirClaims) {
   }
   Bytes bag = make_bag();
   constexpr std::string_view topic = "topic=/a/image";
-  *(std::find_end(bag.begin(), bag.end(), topic.begin(), topic.end()) + 7) = 'b';
+  const auto place = std::find_end(bag.begin(), bag.end(), topic.begin(), topic.end()) + 7;
+  *place = 'b'; // in the index
+  EXPECT_EQ(read_memory(bag).error, "");
+  *(std::find_end(bag.begin(), place - 7, topic.begin(), topic.end()) + 7) = 'b';
   EXPECT_NE(read_memory(bag).error.find("two topics, /a/image and /b/image"), std::string::npos);
   Bytes file = make_mcap(Compression::none, {&plain_channel});
   file[21] ^= 0x20; // in the profile, which only the checksum of all data covers

@@ -151,7 +151,7 @@ TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
       {{{"bit_size", 12.5}}, "must be a whole number"},
       {{{"pixel_type", "colour"}}, "pixel_type"},
       {{{"depth_unit", -1}}, "depth_unit"},
-      {{{"d2d", 5}}, "d2d"},
+      {{{"d2d", 5}}, ": d2d must be an object"},
       {{{"d2d", {{"packmode", 5}}}}, "d2d.packmode"},
       {{{"d2d", {{"isDualCamera", 256}}}}, "d2d.isDualCamera"},
       {{{"d2d", {{"invalidDisp", 3e9}}}}, "d2d.invalidDisp"},

@@ -39,7 +39,7 @@ Result<FilterRequest> parse_chain_entry(const nlohmann::json& entry) {
   for (const auto& [key, value] : entry.items()) {
     if (key == "filter") {
       request.name = value.get<std::string>();
-    } else if (key == "record" && value.is_string() && value != "") {
+    } else if (key == "record" && value.is_string() && !value.get<std::string>().empty()) {
       request.record = value.get<std::string>();
     } else if (key == "params" && value.is_object()) {
       for (const auto& [name, parameter] : value.items()) {

@@ -229,12 +229,14 @@ class Runner {
     if (!result)
       return at(passage.stored.place, result.error());
     const ImageView image(result->size, result->pixels);
-    if (auto failure = look_for_result(passage, image); failure || passage.kept)
+    if (auto failure = look_for_result(passage, image))
       return failure;
-    auto encoded = sink_->encode(image);
-    if (!encoded)
-      return at(passage.stored.place, encoded.error());
-    passage.encoded = std::move(*encoded);
+    if (!passage.kept) {
+      auto encoded = sink_->encode(image);
+      if (!encoded)
+        return at(passage.stored.place, encoded.error());
+      passage.encoded = std::move(*encoded);
+    }
     passage.before.reset();
     passage.frame.reset();
     return std::nullopt;

@@ -85,10 +85,10 @@ std::optional<uint32_t> first_change(Filter& filter, FrameSize size, float unit,
 }
 
 /// The kinds that a filter with this request acts on, with the number of the first frame that it
-/// changes.
-std::vector<std::pair<FrameKind, uint32_t>> try_kinds(const std::shared_ptr<const Plugin>& plugin,
-                                                      const FilterRequest& request,
-                                                      const PixelView& input) {
+/// changes. Null where that can't be found out, or nobody wants to wait for it any more.
+std::optional<std::vector<std::pair<FrameKind, uint32_t>>>
+try_kinds(const std::shared_ptr<const Plugin>& plugin, const FilterRequest& request,
+          const PixelView& input) {
   // Some filters depend on the size, so it is the recording's, but for frames that take long to
   // make.
   constexpr uint64_t most_pixels = uint64_t{1} << 20;
@@ -100,7 +100,7 @@ std::vector<std::pair<FrameKind, uint32_t>> try_kinds(const std::shared_ptr<cons
     for (const gx_pixel_type type : {GX_PIXEL_DEPTH, GX_PIXEL_DISPARITY, GX_PIXEL_TOF_DEPTH}) {
       auto filter = make_filter(plugin, request, Ranges::left_to_the_filter);
       if (!filter || InterruptionGuard::interrupted())
-        return {};
+        return std::nullopt;
       const FrameKind kind{type, has_offset};
       if (const auto first = first_change(*filter, size, input.value_scale, kind))
         changed.emplace_back(kind, *first);
@@ -164,8 +164,9 @@ std::string explain_idleness(const std::shared_ptr<const Plugin>& plugin,
   const PixelView& input = statistics.last_input();
   const FrameKind own{input.pixel_type, camera.disparity_offset.value_or(0) != 0};
   const size_t frames = statistics.frames();
-  return fmt::format("{} changed nothing in {} frame{}: {} (it got {})", request.name, frames,
-                     frames == 1 ? "" : "s", reason(try_kinds(plugin, request, input), own, frames),
+  const auto kinds = try_kinds(plugin, request, input);
+  return fmt::format("{} changed nothing in {} frame{}{} (it got {})", request.name, frames,
+                     frames == 1 ? "" : "s", kinds ? ": " + reason(*kinds, own, frames) : "",
                      describe_situation(input, request, filter->schema()));
 }
 

@@ -41,8 +41,8 @@ std::vector<std::string> options_without_effect(const InputOptions& options,
   std::vector<std::string> words;
   if (!options.source.match.empty() && !has_folder)
     words.emplace_back("--match: no input is a directory");
-  if (!options.source.topic.empty() && !source.files().empty())
-    words.emplace_back("--topic: pictures have none");
+  if (!options.source.topic.empty() && source.topic().empty())
+    words.emplace_back("--topic: there are none in this input");
   return words;
 }
 

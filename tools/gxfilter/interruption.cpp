@@ -20,9 +20,11 @@ void end_at_once(int signal) {
   std::raise(signal);
 }
 
-void note_signal(int signal) {
+void note_signal(int) {
   noted = true;
-  std::signal(signal, end_at_once);
+  for (const int signal : signals)
+    if (std::signal(signal, end_at_once) == SIG_IGN)
+      std::signal(signal, SIG_IGN);
 }
 
 } // namespace

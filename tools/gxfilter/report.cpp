@@ -1,5 +1,6 @@
 #include "gxfilter/report.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include <fmt/format.h>
@@ -28,6 +29,13 @@ ExitStatus exit_status(ErrorKind kind) {
   return ExitStatus::other;
 }
 
+/// Without what would steer a terminal: texts may quote names of files and what is in them.
+std::string printable(std::string text) {
+  const auto steers = [](unsigned char c) { return (c < ' ' && c != '\n') || c == 127; };
+  std::ranges::replace_if(text, steers, ' ');
+  return text;
+}
+
 /// The options that mend such an error, or nothing.
 std::string advice(const Error& error) {
   if (error.kind == ErrorKind::size_needed)
@@ -41,12 +49,12 @@ std::string advice(const Error& error) {
 
 ExitStatus report(const Error& error) {
   std::fflush(stdout);
-  fmt::print(stderr, "gxfilter: error: {}{}\n", error.message, advice(error));
+  fmt::print(stderr, "gxfilter: error: {}{}\n", printable(error.message), advice(error));
   return exit_status(error.kind);
 }
 
 void note(const std::string& text) {
-  fmt::print(stderr, "gxfilter: note: {}\n", text);
+  fmt::print(stderr, "gxfilter: note: {}\n", printable(text));
 }
 
 } // namespace gxfilter

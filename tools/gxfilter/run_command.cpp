@@ -169,12 +169,18 @@ Result<ExitStatus> status_of(const RunOutcome& outcome) {
 /// Options that the rest of the command line leaves without a meaning, a word about each.
 std::vector<std::string> options_without_effect(const RunOptions& options) {
   const fs::path& output = options.settings.output;
-  const auto is_pipe = [](const fs::path& path) { return path == standard_stream; };
+  std::error_code code;
+  const auto is_pipe = [&](const fs::path& path) {
+    return path == standard_stream || fs::is_fifo(path, code);
+  };
   std::vector<std::string> words;
   if (options.settings.crop && options.settings.previews.empty())
     words.emplace_back("--crop: only pictures of --preview are cropped");
   if (!options.output_format.empty() && names_one_file(output) && !is_pipe(output))
     words.push_back("--out-format: " + output.string() + " is named by its ending");
+  if (!options.input.source.format.empty() && !is_pipe(output) &&
+      std::ranges::none_of(options.input.inputs, is_pipe))
+    words.emplace_back("--format: neither input nor output is a pipe");
   return words;
 }
 

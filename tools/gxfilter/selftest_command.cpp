@@ -82,8 +82,10 @@ void print_findings(const Findings& findings) {
     fmt::print("differs: {}\n", name);
   fmt::print("{} cases of {} filters in {:.1f} s: {}\n", findings.cases, findings.filters,
              findings.seconds,
-             findings.differing.empty() ? "every bit as it must be"
-                                        : fmt::format("{} differ", findings.differing.size()));
+             findings.all_right()
+                 ? "every bit as it must be"
+                 : fmt::format("{} differ, {} filters are missing", findings.differing.size(),
+                               findings.missing.size()));
   // The plug-in does not tell its choice; it is made here by the same source.
   fmt::print("instruction level: {}, the best of {} that this processor has\n",
              simd::level_name(simd::active_level()),
