@@ -18,6 +18,9 @@ std::FILE* open(const std::filesystem::path& path, const char* mode);
 /// Removes a file that this process may have open. May be called from a signal handler.
 void remove_open(const char* name);
 
+/// Text to standard error, as it is. May be called from a signal handler.
+void write_error(const char* text);
+
 /// 64 bits wide on every platform that has files of that length; false with errno.
 bool seek(std::FILE* file, uint64_t position);
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -91,6 +92,10 @@ std::FILE* open(const std::filesystem::path& path, const char* mode) {
 
 void remove_open(const char* name) {
   DeleteFileA(name);
+}
+
+void write_error(const char* text) {
+  _write(_fileno(stderr), text, static_cast<unsigned>(std::strlen(text)));
 }
 
 bool seek(std::FILE* file, uint64_t position) {

@@ -1,10 +1,11 @@
-// The table of digests, made of the naive forms of the filters and nothing of the filters
-// themselves. Prints the table, or with --check how it differs from the one that is compiled in.
+// The table of digests, made of the naive forms of the filters; of the filters themselves it knows
+// but plain records of numbers. Prints the table, or with --check how it differs from the one that
+// is compiled in. A case that sees no frame, or that does the same as another, would prove nothing.
 
 #include <cstdio>
-#include <functional>
 #include <memory>
-#include <type_traits>
+#include <set>
+#include <utility>
 
 #include "golden/plan.h"
 #include "golden/table.h"
@@ -33,6 +34,7 @@ struct Made {
 /// The parts of the interface that naive filters have in common.
 class NaiveFilter : public Subject {
  public:
+  bool has_made_pixels() const { return has_made_pixels_; }
   std::string set_record(const Record& /*record*/) override { return ""; }
   Outcome process(const Step& step) final {
     CameraFrame frame = step.frame;
@@ -40,6 +42,7 @@ class NaiveFilter : public Subject {
     Outcome outcome{.error = made.error};
     if (!made.error.empty())
       return outcome;
+    has_made_pixels_ |= !made.passed_on && !frame.pixels.empty();
     outcome.is_set = step.in_set;
     outcome.set_index = step.in_set ? step.frame.index : 0;
     if (made.passed_on && step.in_set)
@@ -50,29 +53,37 @@ class NaiveFilter : public Subject {
 
  private:
   virtual Made make(CameraFrame& frame) = 0;
+
+  bool has_made_pixels_ = false;
 };
 
-/// A filter that changes pixels alone.
+/// A filter of a naive form that takes values and can be reset.
 template <typename Model>
-class OfPixels final : public NaiveFilter {
+class Of : public NaiveFilter {
  public:
   template <typename... Arguments>
-  explicit OfPixels(Arguments... arguments) : model_(arguments...) {}
+  explicit Of(Arguments&&... arguments) : model_{std::forward<Arguments>(arguments)...} {}
 
-  std::string update(const Values& values) override {
+  std::string update(const Values& values) final {
     model_.update(values);
     return "";
   }
-  void reset() override { model_.reset(); }
+  void reset() final { model_.reset(); }
 
- private:
+ protected:
+  Model model_;
+};
+
+/// One that changes pixels alone.
+template <typename Model>
+class OfPixels final : public Of<Model> {
+  using Of<Model>::Of;
+
   Made make(CameraFrame& frame) override {
     std::string error;
-    frame.pixels = model_.process(frame, error);
+    frame.pixels = this->model_.process(frame, error);
     return {error};
   }
-
-  Model model_;
 };
 
 struct HoleFilling {
@@ -87,59 +98,45 @@ struct HoleFilling {
   }
 };
 
-class FalsePositive final : public NaiveFilter {
+naive::false_positive::Fired fired;
+
+class FalsePositive final : public Of<naive::false_positive::Filter> {
  public:
-  std::string update(const Values& values) override {
-    filter_.update(values);
-    return "";
-  }
+  FalsePositive() : Of(fired) {}
+
   std::string set_record(const Record& record) override {
-    std::copy(record.begin() + 1, record.end(), filter_.anchor.bytes.begin());
+    std::copy(record.begin() + 1, record.end(), model_.anchor.bytes.begin());
     return "";
   }
-  void reset() override { filter_.reset(); }
 
  private:
   Made make(CameraFrame& frame) override {
-    const std::string error = filter_.process(frame.pixels, static_cast<int>(frame.width),
-                                              static_cast<int>(frame.height));
+    const std::string error =
+        model_.process(frame.pixels, static_cast<int>(frame.width), static_cast<int>(frame.height));
     if (error.empty())
       return {};
     return {error + " | FalsePositiveFilter::filter_process | FalsePositiveFilter | 0"};
   }
-
-  naive::false_positive::Fired fired_;
-  naive::false_positive::Filter filter_{fired_};
 };
 
-class Disparity final : public NaiveFilter {
- public:
-  explicit Disparity(bool open_ni) : filter_(open_ni) {}
+class Disparity final : public Of<naive::DisparityFilter> {
+  using Of::Of;
 
-  std::string update(const Values& values) override {
-    filter_.update(values);
-    return "";
-  }
-  void reset() override { filter_.reset(); }
-
- private:
   Made make(CameraFrame& frame) override {
     if (frame.pixel_type != GX_PIXEL_DISPARITY)
       return {.passed_on = true};
-    frame.pixels = filter_.convert(frame).value_or(naive::Pixels{});
+    frame.pixels = model_.convert(frame).value_or(naive::Pixels{});
     frame.pixel_type = GX_PIXEL_DEPTH;
-    frame.bits = filter_.output_bits;
-    frame.scale = 1.0F / filter_.value_scale;
-    if (filter_.resampling.is_on()) {
-      frame.width = filter_.resampling.width;
-      frame.height = filter_.resampling.height;
+    frame.bits = model_.output_bits;
+    frame.scale = 1.0F / model_.value_scale;
+    if (model_.resampling.is_on()) {
+      frame.width = model_.resampling.width;
+      frame.height = model_.resampling.height;
       frame.intrinsic.width = static_cast<int16_t>(frame.width);
       frame.intrinsic.height = static_cast<int16_t>(frame.height);
     }
     return {};
   }
-
-  naive::DisparityFilter filter_;
 };
 
 class HardwareD2D final : public NaiveFilter {
@@ -158,31 +155,25 @@ class HardwareD2D final : public NaiveFilter {
   naive::HardwareD2D filter_;
 };
 
-class DepthResize final : public NaiveFilter {
+class DepthResize final : public Of<naive::DepthResize> {
  public:
-  std::string update(const Values& values) override {
-    filter_.update(values);
-    return "";
-  }
-  void reset() override { filter_.reset(); }
+  DepthResize() { model_.scale = 0; }
 
  private:
   Made make(CameraFrame& frame) override {
     const std::string where = " | DepthResize::filter_process | DepthResize | ";
-    if (!filter_.fits(frame.width, frame.height))
+    if (!model_.fits(frame.width, frame.height))
       return {"incorrect config schema" + where + "4"};
-    if (filter_.dst_width == 0 || filter_.dst_height == 0)
+    if (model_.dst_width == 0 || model_.dst_height == 0)
       return {"depth resize error" + where + "0"};
-    frame.pixels = filter_.resize(frame.pixels, frame.width, frame.height);
-    frame.width = filter_.dst_width;
-    frame.height = filter_.dst_height;
+    frame.pixels = model_.resize(frame.pixels, frame.width, frame.height);
+    frame.width = model_.dst_width;
+    frame.height = model_.dst_height;
     return {};
   }
-
-  naive::DepthResize filter_{.scale = 0};
 };
 
-std::unique_ptr<Subject> make_filter(const std::string& name) {
+std::unique_ptr<NaiveFilter> make_filter(const std::string& name) {
   if (name == "DisparityTransform" || name == "OpenNIDisparityTransform")
     return std::make_unique<Disparity>(name[0] == 'O');
   if (name == "HoleFillingFilter")
@@ -214,6 +205,8 @@ int main(int argc, char** argv) {
   const bool check = argc > 1 && std::string(argv[1]) == "--check";
   const std::vector<Case> cases = all_cases();
   size_t differing = 0;
+  size_t worthless = 0;
+  std::set<uint64_t> digests;
   for (const Case& each : cases) {
     const auto filter = make_filter(each.filter);
     if (filter == nullptr) {
@@ -221,14 +214,19 @@ int main(int argc, char** argv) {
       return 1;
     }
     const uint64_t digest = digest_of(steps_of(each), *filter);
+    const bool is_new = digests.insert(digest).second;
+    if (!is_new || !filter->has_made_pixels()) {
+      ++worthless;
+      std::fprintf(stderr, "%s proves nothing\n", each.name().c_str());
+    }
     if (check && expected_digest(each.name()) == digest)
       continue;
     ++differing;
     std::printf("%s %016llx\n", each.name().c_str(), static_cast<unsigned long long>(digest));
   }
   if (!check)
-    return 0;
+    return worthless == 0 ? 0 : 1;
   std::printf("%zu cases, %zu lines in the table, %zu cases differ from it\n", cases.size(),
               table_size(), differing);
-  return differing == 0 && cases.size() == table_size() ? 0 : 1;
+  return differing + worthless == 0 && cases.size() == table_size() ? 0 : 1;
 }

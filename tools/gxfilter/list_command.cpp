@@ -20,9 +20,9 @@ Result<ExitStatus> list_filters(const ListOptions& options) {
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
-  const auto names = (*plugin)->filter_names();
+  const auto names = names_of_filters(**plugin);
   if (!names)
-    return Error{"the plug-in " + names.error().message, names.error().kind};
+    return names.error();
   if (options.json) {
     const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
                                         {"commit", (*plugin)->commit()},

@@ -16,4 +16,11 @@ Result<std::shared_ptr<const Plugin>> load_plugin(const std::filesystem::path& p
   return Plugin::load(path.empty() ? Plugin::default_path() : path);
 }
 
+Result<std::vector<std::string>> names_of_filters(const Plugin& plugin) {
+  auto names = plugin.filter_names();
+  if (!names)
+    return Error{"the plug-in " + names.error().message, names.error().kind};
+  return names;
+}
+
 } // namespace gxfilter

@@ -15,4 +15,6 @@ void add_plugin_option(CLI::App& command, std::filesystem::path& plugin);
 recordings::Result<std::shared_ptr<const hosting::Plugin>>
 load_plugin(const std::filesystem::path& path);
 
+recordings::Result<std::vector<std::string>> names_of_filters(const hosting::Plugin& plugin);
+
 } // namespace gxfilter

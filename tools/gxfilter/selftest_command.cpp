@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -36,6 +39,33 @@ struct Findings {
   bool all_right() const { return missing.empty() && differing.empty(); }
 };
 
+/// A plug-in may take the process down with it; whoever runs this wants to know in which case.
+namespace last_words {
+
+std::atomic<const char*> case_under_way = nullptr;
+
+void say() {
+  const char* const name = case_under_way.exchange(nullptr);
+  if (name == nullptr)
+    return;
+  for (const char* part : {"gxfilter: the plug-in ended the program in ", name, "\n"})
+    recordings::system::write_error(part);
+}
+
+void say_on(int signal) {
+  say();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
+void prepare() {
+  std::atexit(say);
+  for (const int signal : {SIGILL, SIGSEGV, SIGFPE, SIGABRT})
+    std::signal(signal, say_on);
+}
+
+} // namespace last_words
+
 /// A new filter; empty where there is none of that name.
 gexton::Filter make_filter(const Plugin& plugin, const std::vector<std::string>& names,
                            const std::string& name) {
@@ -46,10 +76,13 @@ gexton::Filter make_filter(const Plugin& plugin, const std::vector<std::string>&
 
 Findings run_cases(const Plugin& plugin, const std::vector<std::string>& names) {
   const recordings::system::RedirectedOutput silence; // of filters that trace their errors
+  last_words::prepare();
   const auto start = std::chrono::steady_clock::now();
   Findings findings;
   std::string before;
   for (const golden::Case& each : golden::all_cases()) {
+    const std::string name = each.name();
+    last_words::case_under_way = name.c_str();
     const bool is_next_filter = std::exchange(before, each.filter) != each.filter;
     gexton::Filter filter = make_filter(plugin, names, each.filter);
     if (!filter) {
@@ -60,9 +93,10 @@ Findings run_cases(const Plugin& plugin, const std::vector<std::string>& names) 
     findings.filters += is_next_filter;
     ++findings.cases;
     golden::HostedFilter subject(std::move(filter));
-    if (golden::expected_digest(each.name()) != golden::digest_of(steps_of(each), subject))
-      findings.differing.push_back(each.name());
+    if (golden::expected_digest(name) != golden::digest_of(steps_of(each), subject))
+      findings.differing.push_back(name);
   }
+  last_words::case_under_way = nullptr;
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   findings.seconds = time.count();
   return findings;
@@ -75,7 +109,18 @@ std::vector<std::string> level_names(std::span<const simd::Level> levels) {
   return names;
 }
 
-void print_findings(const Findings& findings) {
+/// A plug-in does not tell which level it chose; one's own chooses by the same source as this
+/// program.
+std::string describe_level(bool own_plugin) {
+  const std::string best = fmt::format("{}, the best of {} that this processor has",
+                                       simd::level_name(simd::active_level()),
+                                       fmt::join(level_names(simd::all_levels), ", "));
+  return own_plugin
+             ? "instruction level: " + best
+             : "instruction level: the plug-in's own choice (gxfilter's would be " + best + ")";
+}
+
+void print_findings(const Findings& findings, bool own_plugin) {
   for (const std::string& name : findings.missing)
     fmt::print("missing: {}\n", name);
   for (const std::string& name : findings.differing)
@@ -86,23 +131,23 @@ void print_findings(const Findings& findings) {
                  ? "every bit as it must be"
                  : fmt::format("{} differ, {} filters are missing", findings.differing.size(),
                                findings.missing.size()));
-  // The plug-in does not tell its choice; it is made here by the same source.
-  fmt::print("instruction level: {}, the best of {} that this processor has\n",
-             simd::level_name(simd::active_level()),
-             fmt::join(level_names(simd::all_levels), ", "));
+  fmt::print("{}\n", describe_level(own_plugin));
 }
 
 Result<ExitStatus> test_plugin(const SelftestOptions& options) {
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
-  const auto names = (*plugin)->filter_names();
+  const auto names = names_of_filters(**plugin);
   if (!names)
-    return Error{"the plug-in " + names.error().message, names.error().kind};
+    return names.error();
+  const bool own_plugin = options.plugin.empty();
   const Findings findings = run_cases(**plugin, *names);
   if (options.json) {
+    const nlohmann::ordered_json level(own_plugin ? simd::level_name(simd::active_level())
+                                                  : nullptr);
     const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
-                                        {"level", simd::level_name(simd::active_level())},
+                                        {"level", level},
                                         {"levels", level_names(simd::all_levels)},
                                         {"filters", findings.filters},
                                         {"cases", findings.cases},
@@ -111,7 +156,7 @@ Result<ExitStatus> test_plugin(const SelftestOptions& options) {
                                         {"differing", findings.differing}};
     fmt::print("{}\n", json_text(result));
   } else {
-    print_findings(findings);
+    print_findings(findings, own_plugin);
   }
   return findings.all_right() ? ExitStatus::ok : ExitStatus::other;
 }
