@@ -2,7 +2,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <utility>
 
 #include <CLI/CLI.hpp>
@@ -39,29 +38,22 @@ struct Findings {
   bool all_right() const { return missing.empty() && differing.empty(); }
 };
 
-/// A plug-in may take the process down with it; whoever runs this wants to know in which case.
+/// A plug-in may take this process down with it; whoever runs this wants to know in which case.
 namespace last_words {
 
 std::atomic<const char*> case_under_way = nullptr;
 
-void say() {
-  const char* const name = case_under_way.exchange(nullptr);
-  if (name == nullptr)
-    return;
-  for (const char* part : {"gxfilter: the plug-in ended the program in ", name, "\n"})
-    recordings::system::write_error(part);
-}
-
-void say_on(int signal) {
-  say();
+void say(int signal) {
+  if (const char* const name = case_under_way)
+    for (const char* part : {"gxfilter: the plug-in crashed in ", name, "\n"})
+      recordings::system::write_error(part);
   std::signal(signal, SIG_DFL);
   std::raise(signal);
 }
 
 void prepare() {
-  std::atexit(say);
   for (const int signal : {SIGILL, SIGSEGV, SIGFPE, SIGABRT})
-    std::signal(signal, say_on);
+    std::signal(signal, say);
 }
 
 } // namespace last_words
