@@ -6,13 +6,16 @@ if(CMAKE_CXX_BYTE_ORDER STREQUAL "BIG_ENDIAN")
     "handled as they lie in memory. This compiler makes big-endian code.")
 endif()
 # Rows of pixels and records begin at any even or odd address.
+unset(FILTER_PROCESSOR_UNALIGNED_ACCESS CACHE) # of flags that may have changed
 check_cxx_source_compiles("
 #if !defined(__x86_64__) && !defined(__wasm__) && !(defined(__aarch64__) && defined(__ARM_FEATURE_UNALIGNED))
 #error This processor, or this compiler's use of it, is not known to load from any address.
 #endif
 int main() { return 0; }" FILTER_PROCESSOR_UNALIGNED_ACCESS)
 # GCC says of itself that it loads from any address even where it was told not to.
-if(NOT FILTER_PROCESSOR_UNALIGNED_ACCESS OR CMAKE_CXX_FLAGS MATCHES "-mstrict-align")
+string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
+if(NOT FILTER_PROCESSOR_UNALIGNED_ACCESS OR
+   "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${build_type}}" MATCHES "-mstrict-align")
   message(FATAL_ERROR "FilterProcessor is for processors that load from any address: x86-64, 64-bit "
     "ARM (without -mstrict-align) and WebAssembly. docs/platforms.md has more.")
 endif()
@@ -26,6 +29,10 @@ endif()
 if(WIN32)
   # Nothing of the compiler's is needed beside the libraries and programs.
   add_link_options(-static)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The stack is aligned to 16 bytes only, and GCC trusts what it spills of wide registers to be aligned.
+    add_compile_options(-Wa,-muse-unaligned-vector-move)
+  endif()
 elseif(EMSCRIPTEN)
   # Exceptions of the C++ runtime; filters use them where memory runs out or a number is none.
   add_compile_options(-fexceptions -msimd128)
@@ -39,6 +46,10 @@ function(finish_library target description)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE CXX
     BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+  if(EMSCRIPTEN)
+    # By default its linker leaves out what catches exceptions.
+    target_link_options(${target} INTERFACE -fexceptions)
+  endif()
   if(NOT BUILD_SHARED_LIBS)
     return()
   endif()

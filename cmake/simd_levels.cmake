@@ -16,13 +16,9 @@ endmacro()
 
 add_level(baseline BYTES 16) # SSE2 on x86-64, NEON on 64-bit ARM
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
-  if(WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # The Windows ABI aligns the stack to 16 bytes only and GCC trusts wide spills to be aligned.
-    set(unaligned_spills -Wa,-muse-unaligned-vector-move)
-  endif()
-  add_level(avx2 BYTES 32 FEATURES avx2 bmi bmi2 popcnt FLAGS ${unaligned_spills})
+  add_level(avx2 BYTES 32 FEATURES avx2 bmi bmi2 popcnt)
   add_level(avx512 BYTES 64 FEATURES avx512f avx512bw avx512vl avx512dq
-    FLAGS -mprefer-vector-width=512 ${unaligned_spills})
+    FLAGS -mprefer-vector-width=512)
 endif()
 
 # The list in C++: simd/level_list.h and the source that asks the processor.

@@ -18,9 +18,6 @@ std::FILE* open(const std::filesystem::path& path, const char* mode);
 /// Removes a file that this process may have open. May be called from a signal handler.
 void remove_open(const char* name);
 
-/// Text to standard error, as it is. May be called from a signal handler.
-void write_error(const char* text);
-
 /// 64 bits wide on every platform that has files of that length; false with errno.
 bool seek(std::FILE* file, uint64_t position);
 
@@ -34,7 +31,8 @@ void make_binary(std::FILE* stream);
 /// here on. Null with errno.
 std::FILE* take_standard_output();
 
-/// Whether a file's name, or a text, is what a shell's pattern of *, ? and [sets] stands for.
+/// Whether a file's name, or a text, is what a shell's pattern of *, ?, [sets] and \\ before a
+/// character stands for.
 bool matches(const std::string& pattern, const std::string& name);
 
 /// Standard output goes into a file, or, where that is null, nowhere, as long as this lives.

@@ -1,7 +1,5 @@
 #include "recordings/system.h"
 
-#include <cstring>
-
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <unistd.h>
@@ -22,11 +20,6 @@ std::FILE* open(const std::filesystem::path& path, const char* mode) {
 
 void remove_open(const char* name) {
   unlink(name);
-}
-
-void write_error(const char* text) {
-  // Where even this fails there is nobody left to tell.
-  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text, std::strlen(text));
 }
 
 bool seek(std::FILE* file, uint64_t position) {

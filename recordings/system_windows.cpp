@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -15,54 +14,78 @@ namespace recordings::system {
 
 namespace {
 
+/// The character that a pattern begins with, which a backslash may precede; takes it off.
+char take_character(std::string_view& pattern) {
+  const size_t escape = pattern[0] == '\\' && pattern.size() > 1 ? 1 : 0;
+  const char character = pattern[escape];
+  pattern.remove_prefix(escape + 1);
+  return character;
+}
+
 /// Whether a [set] that begins with the pattern holds the character; takes the set off the pattern.
 /// A bracket without its end stands for itself.
 bool take_set(std::string_view& pattern, char wanted) {
-  const size_t begin = pattern.size() > 1 && (pattern[1] == '!' || pattern[1] == '^') ? 2 : 1;
-  const size_t end = pattern.find(']', begin + 1);
-  if (end == std::string_view::npos) {
+  std::string_view rest = pattern.substr(1);
+  const bool negated = rest.starts_with('!') || rest.starts_with('^');
+  if (negated)
+    rest.remove_prefix(1);
+  bool found = false;
+  for (bool is_first = true; !rest.empty() && (is_first || rest[0] != ']'); is_first = false) {
+    const char low = take_character(rest);
+    const bool is_range = rest.size() > 1 && rest[0] == '-' && rest[1] != ']';
+    if (is_range)
+      rest.remove_prefix(1);
+    const char high = is_range ? take_character(rest) : low;
+    found |= wanted >= low && wanted <= high;
+  }
+  if (rest.empty()) {
     pattern.remove_prefix(1);
     return wanted == '[';
   }
-  bool found = false;
-  for (size_t i = begin; i < end; ++i) {
-    const bool range = i + 2 < end && pattern[i + 1] == '-';
-    found |= wanted >= pattern[i] && wanted <= pattern[range ? i + 2 : i];
-    i += range ? 2U : 0U;
-  }
-  pattern.remove_prefix(end + 1);
-  return found != (begin == 2);
+  pattern = rest.substr(1);
+  return found != negated;
 }
 
-bool matches_rest(std::string_view pattern, std::string_view name) {
-  while (!pattern.empty()) {
-    if (pattern[0] == '*') {
-      pattern.remove_prefix(1);
-      for (size_t skipped = 0; skipped <= name.size(); ++skipped)
-        if (matches_rest(pattern, name.substr(skipped)))
-          return true;
-      return false;
-    }
-    if (name.empty())
-      return false;
-    if (pattern[0] == '[') {
-      if (!take_set(pattern, name[0]))
-        return false;
-    } else {
-      const char wanted = pattern[0] == '\\' && pattern.size() > 1 ? pattern[1] : pattern[0];
-      if (pattern[0] != '?' && wanted != name[0])
-        return false;
-      pattern.remove_prefix(pattern[0] == '\\' && pattern.size() > 1 ? 2 : 1);
-    }
-    name.remove_prefix(1);
+/// Whether one character fits what the pattern begins with, which is no star; takes that off.
+bool take_one(std::string_view& pattern, char character) {
+  if (pattern[0] == '[')
+    return take_set(pattern, character);
+  if (pattern[0] == '?') {
+    pattern.remove_prefix(1);
+    return true;
   }
-  return name.empty();
+  return take_character(pattern) == character;
 }
 
 } // namespace
 
-bool matches(const std::string& pattern, const std::string& name) {
-  return matches_rest(pattern, name);
+bool matches(const std::string& wanted, const std::string& given) {
+  std::string_view pattern = wanted;
+  std::string_view name = given;
+  // Only the last star can take more: what those before it took was the least that was needed.
+  bool has_star = false;
+  std::string_view behind_star;
+  std::string_view left_to_star;
+  while (!name.empty()) {
+    if (pattern.starts_with('*')) {
+      has_star = true;
+      pattern.remove_prefix(1);
+      behind_star = pattern;
+      left_to_star = name;
+      continue;
+    }
+    const bool fits = !pattern.empty() && take_one(pattern, name[0]);
+    if (!fits && !has_star)
+      return false;
+    if (!fits) {
+      left_to_star.remove_prefix(1);
+      pattern = behind_star;
+      name = left_to_star;
+    } else {
+      name.remove_prefix(1);
+    }
+  }
+  return pattern.find_first_not_of('*') == std::string_view::npos;
 }
 
 uint64_t process_number() {
@@ -73,6 +96,30 @@ bool is_terminal(std::FILE* file) {
   return _isatty(_fileno(file)) != 0;
 }
 
+namespace {
+
+/// As the C library words what can keep a file from being made.
+int error_number(DWORD code) {
+  switch (code) {
+  case ERROR_FILE_NOT_FOUND:
+  case ERROR_PATH_NOT_FOUND:
+    return ENOENT;
+  case ERROR_DISK_FULL:
+  case ERROR_HANDLE_DISK_FULL:
+    return ENOSPC;
+  case ERROR_INVALID_NAME:
+  case ERROR_BAD_PATHNAME:
+  case ERROR_DIRECTORY:
+    return EINVAL;
+  case ERROR_FILENAME_EXCED_RANGE:
+    return ENAMETOOLONG;
+  default:
+    return EACCES;
+  }
+}
+
+} // namespace
+
 std::FILE* open(const std::filesystem::path& path, const char* mode) {
   const std::string_view letters(mode);
   if (letters != "wb")
@@ -82,20 +129,17 @@ std::FILE* open(const std::filesystem::path& path, const char* mode) {
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                     CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
-    const DWORD code = GetLastError();
-    errno = code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND ? ENOENT : EACCES;
+    errno = error_number(GetLastError());
     return nullptr;
   }
   const int file = _open_osfhandle(reinterpret_cast<intptr_t>(handle), _O_WRONLY | _O_BINARY);
-  return _fdopen(file, "wb");
+  if (file < 0)
+    CloseHandle(handle);
+  return file < 0 ? nullptr : _fdopen(file, "wb");
 }
 
 void remove_open(const char* name) {
   DeleteFileA(name);
-}
-
-void write_error(const char* text) {
-  _write(_fileno(stderr), text, static_cast<unsigned>(std::strlen(text)));
 }
 
 bool seek(std::FILE* file, uint64_t position) {

@@ -10,7 +10,10 @@ scripts/install_packages.sh "${build_packages[@]}" "${cross_packages[@]}"
 
 platform=$1
 case $platform in
-windows) host=x86_64-w64-mingw32 compiler=x86_64-w64-mingw32-gcc-posix ;;
+windows)
+  host=x86_64-w64-mingw32
+  compiler="x86_64-w64-mingw32-gcc-posix -Wa,-muse-unaligned-vector-move" # as in cmake/platform.cmake
+  ;;
 arm64) host=aarch64-linux-gnu compiler=aarch64-linux-gnu-gcc ;;
 *) echo "usage: $0 windows|arm64" >&2 && exit 2 ;;
 esac
@@ -23,18 +26,24 @@ mkdir -p "$prefix"/{include,lib/pkgconfig} "$work/lists/partial"
 apt=(-qq -o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
   -o "Dir::State::Lists=$work/lists" -o APT::Sandbox::User=root)
 list_sources() {
-  [ ! -e "$work/sources.list" ] || return 0
   local keys=/usr/share/keyrings/debian-archive-keyring.gpg
   apt-get indextargets --format "deb-src [signed-by=$keys] \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" \
-    'Identifier: Packages' 'Origin: Debian' "Architecture: $(dpkg --print-architecture)" >"$work/list"
-  grep -q . "$work/list" || { echo "no Debian mirror is configured" >&2 && exit 1; }
-  mv "$work/list" "$work/sources.list"
+    'Identifier: Packages' 'Origin: Debian' "Architecture: $(dpkg --print-architecture)"
+}
+update_sources() {
+  list_sources >"$work/sources.list"
+  if ! grep -q . "$work/sources.list"; then # the machine's own lists may have been cleared
+    [ "$(id -u)" = 0 ] && apt-get -qq update
+    list_sources >"$work/sources.list"
+  fi
+  grep -q . "$work/sources.list" || { echo "no Debian mirror is configured" >&2 && return 1; }
   apt-get "${apt[@]}" update
+  touch "$work/updated"
 }
 
 # unpack PACKAGE: its source with Debian's patches; prints the folder. A mirror may lack the newest version.
 unpack() {
-  list_sources
+  [ -n "$(find "$work/updated" -mmin -60 2>/dev/null)" ] || update_sources >&2
   local version folder=$work/$1
   rm -rf "$folder"
   mkdir -p "$folder"
@@ -71,6 +80,7 @@ as_archive() {
     (cd "$source/$3" && xargs -P "$(nproc)" -I{} sh -c \
       "$compiler -O2 -fPIC -I. $4 -c '{}' -o '$objects/'\$(echo '{}' | tr / _).o")
   rm -f "$prefix/lib/lib$2.a"
+  ls "$objects"/*.o >/dev/null
   "$host-ar" rcs "$prefix/lib/lib$2.a" "$objects"/*.o
   printf 'Name: lib%s\nDescription: %s\nVersion: 0\nLibs: -L%s/lib -l%s\nCflags: -I%s/include\n' \
     "$2" "$1" "$prefix" "$2" "$prefix" >"$prefix/lib/pkgconfig/lib$2.pc"
@@ -80,11 +90,12 @@ as_archive() {
 build() {
   [ ! -e "$prefix/done-$2" ] || return 0
   echo "Building $2 for $platform"
-  if ! "$@" >"$work/$2-$platform.log" 2>&1; then
-    tail -n 30 "$work/$2-$platform.log" >&2
-    exit 1
-  fi
-  touch "$prefix/done-$2"
+  # Not within a condition, where the shell would go on after a failure.
+  (
+    "$@" >"$work/$2-$platform.log" 2>&1
+    touch "$prefix/done-$2"
+  ) &
+  wait $! || { tail -n 30 "$work/$2-$platform.log" >&2 && exit 1; }
 }
 
 build as_archive zlib z . '-DHAVE_UNISTD_H -DHAVE_STDARG_H' 'zlib.h zconf.h' \

@@ -19,6 +19,7 @@ coverage_packages=(gcovr)
 # What building for other platforms and running there takes: `scripts/test.sh platforms`.
 cross_packages=(g++-mingw-w64-x86-64-posix g++-aarch64-linux-gnu emscripten # compilers
   wine64 qemu-user                                                          # what runs their programs
+  clang-tidy                                                                # what is for Windows alone
   googletest dpkg-dev xz-utils make debian-archive-keyring)                 # sources to build for them
 # Emscripten runs what it makes in Node.js.
 command -v node >/dev/null || cross_packages+=(nodejs)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# dll_test.sh OBJDUMP VERSION PLUGIN HOST_LIBRARY
-# The DLLs export what they should under plain names, need nothing but the system's DLLs and each other,
-# carry their version, and move no wide register to or from memory as if it were aligned: the stack of
-# this platform is aligned to 16 bytes only.
+# dll_test.sh OBJDUMP VERSION PLUGIN HOST_LIBRARY [PROGRAM]
+# The DLLs export what they should under plain names, need nothing but the system's DLLs and the host's,
+# and carry their version. Neither they nor the program move a wide register to or from memory as if it
+# were aligned: the stack of this platform is aligned to 16 bytes only.
 set -euo pipefail
 objdump=$1 version=$2 plugin=$3 host=$4
 status=0
@@ -32,8 +32,9 @@ for library in "$plugin" "$host"; do
   tr -d '\0' <"$library" | LC_ALL=C grep -caF "ProductVersion$version" >/dev/null || fail "$library has no version"
 done
 
-code=$("$objdump" -d --no-show-raw-insn "$plugin")
-grep -q '%zmm' <<<"$code" || fail "no wide registers to look at"
-aligned=$(grep -E 'vmov(ap[sd]|dqa|dqa32|dqa64|ntdq|ntdqa|ntp[sd])\s.*%[yz]mm' <<<"$code" | grep -F '(' || true)
-[ -z "$aligned" ] || fail "aligned moves of wide registers: $aligned"
+for file in "$plugin" "${@:5}"; do
+  code=$("$objdump" -d --no-show-raw-insn "$file" | grep -E '%[yz]mm') || fail "$file has no wide registers"
+  aligned=$(grep -E 'vmov(ap[sd]|dqa|dqa32|dqa64|ntdq|ntdqa|ntp[sd])\s' <<<"$code" | grep -F '(' || true)
+  [ -z "$aligned" ] || fail "$file moves wide registers as if aligned: $aligned"
+done
 exit $status

@@ -40,7 +40,19 @@ std::string outcome_of(Read read) {
   }
 }
 
+/// What this platform's C library reads in a way of its own.
+bool is_read_otherwise([[maybe_unused]] const std::string& text) {
+#if defined(__MINGW32__)
+  const size_t sign = text.find_first_of("+-");
+  return sign != std::string::npos && text.find_first_of(" \t", sign) == sign + 1;
+#else
+  return false;
+#endif
+}
+
 void expect_as_c_library(const std::string& text) {
+  if (is_read_otherwise(text))
+    return;
   SCOPED_TRACE("\"" + text + "\"");
   const char* const c = text.c_str();
   EXPECT_EQ(read_integer(c), std::clamp<long long>(std::strtoll(c, nullptr, 10), INT_MIN, INT_MAX));
@@ -57,9 +69,6 @@ void expect_as_c_library(const std::string& text) {
 
 /// But for numbers like 0x1p-140, of which stof cuts nothing off and which are too small here.
 TEST(NumberText, IsReadAsByTheCLibrary) {
-#if defined(__MINGW32__)
-  GTEST_SKIP() << "MinGW's C library reads \"- 5\" as a number, and 0xfp-150 as 8";
-#endif
   std::istringstream texts(
       "| |-|+|+-5|--5|- 5| \t\n\v\f\r12|007|+7|-0|12abc|2147483647|2147483648|-2147483648|"
       "-2147483649|4294967301|-4294967291|9223372036854775808|99999999999999999999|0.5|.5|"

@@ -11,6 +11,7 @@
 #include "recordings/raw_image.h"
 #include "recordings/recording.h"
 #include "recordings/synth.h"
+#include "recordings/system.h"
 
 namespace recordings {
 namespace {
@@ -330,6 +331,33 @@ TEST(Writer, KeepsEveryColour) {
                    picture.palette[picture.indices[i]].end());
   }
   EXPECT_EQ(decoded_rgb(*encode_png(picture)), samples);
+}
+
+TEST(System, NamesAreUtf8AndMatchPatternsAsInAShell) {
+  for (const char* text : {"plain", "Gef\u00fcllt", "\u6df1\u5ea6.png", "\U0001d11e\u00e4"}) {
+    const auto bytes = std::filesystem::path(text).u8string();
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), text);
+    EXPECT_EQ(std::filesystem::path(text).string(), text);
+  }
+  const struct {
+    const char* pattern;
+    std::vector<std::string> matched, others;
+  } cases[] = {{"*.png", {".png", "a.png", "a.png.png"}, {"a.pn", "a.pngx", ""}},
+               {"a?c*", {"abc", "a*cd"}, {"ac", "abd"}},
+               {"[a-c][!x]", {"aa", "c-"}, {"da", "ax", "a"}},
+               {"[]-]", {"]", "-"}, {"[", ""}},
+               {"[\\]x]b", {"]b", "xb"}, {"\\]x]b", "b"}},
+               {"[a", {"[a"}, {"a"}},
+               {"\\*[", {"*["}, {"a["}},
+               {"*a*a*a*a*a*a*a*b", {"aaaaaaab"}, {std::string(60, 'a')}},
+               {"", {""}, {"a"}},
+               {"**", {"", "a"}, {}}};
+  for (const auto& [pattern, matched, others] : cases) {
+    for (const std::string& name : matched)
+      EXPECT_TRUE(system::matches(pattern, name)) << pattern << ' ' << name;
+    for (const std::string& name : others)
+      EXPECT_FALSE(system::matches(pattern, name)) << pattern << ' ' << name;
+  }
 }
 
 } // namespace

@@ -16,11 +16,14 @@ struct ChildEnd {
 using LineReceiver = std::function<void(const std::string& line)>;
 
 /// What a child does: where a child begins as a copy of its parent, `run`. Elsewhere the program is
-/// started again, as `gxfilter validate --child`, and is told the same by a line.
+/// started again, as `gxfilter COMMAND --child`, and is told the same by a line.
 struct ChildWork {
   std::function<void(const LineReceiver& tell)> run;
+  std::string command;
   std::string request;
 };
+
+bool children_start_anew();
 
 /// Does the work in a child process, which has a scratch file as its standard output. Each line
 /// that it tells goes to `on_line` at once. A child that tells nothing for `patience` is killed, as

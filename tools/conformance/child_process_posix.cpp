@@ -150,6 +150,10 @@ ChildEnd run_in_child(const ChildWork& work, const LineReceiver& on_line,
   return Child(process, ends[0]).follow(on_line, patience);
 }
 
+bool children_start_anew() {
+  return false;
+}
+
 void run_as_child(const ChildRequest& /*perform*/) {}
 
 } // namespace conformance

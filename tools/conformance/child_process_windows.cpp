@@ -51,7 +51,7 @@ Handle make_job() {
   return job;
 }
 
-Handle start(const Pipe& request, const Pipe& answers, HANDLE job) {
+Handle start(const std::string& command, const Pipe& request, const Pipe& answers, HANDLE job) {
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
@@ -59,15 +59,22 @@ Handle start(const Pipe& request, const Pipe& answers, HANDLE job) {
   startup.hStdOutput = answers.into.get();
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
   const std::wstring program = hosting::executable_path().wstring();
-  std::wstring command = L"\"" + program + L"\" validate --child";
+  std::wstring line =
+      L"\"" + program + L"\" " + std::wstring(command.begin(), command.end()) + L" --child";
   PROCESS_INFORMATION child{};
-  if (CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED,
+  if (CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED,
                      nullptr, nullptr, &startup, &child) == 0)
     fail("a child process");
-  AssignProcessToJobObject(job, child.hProcess);
-  ResumeThread(child.hThread);
-  CloseHandle(child.hThread);
-  return Handle(child.hProcess);
+  Handle process(child.hProcess);
+  const Handle thread(child.hThread);
+  if (AssignProcessToJobObject(job, process.get()) == 0) {
+    const DWORD reason = GetLastError();
+    TerminateProcess(process.get(), 1);
+    SetLastError(reason);
+    fail("a job's child process");
+  }
+  ResumeThread(thread.get());
+  return process;
 }
 
 /// Reads until the child closes its end; false when it kept silent for too long.
@@ -108,7 +115,7 @@ ChildEnd run_in_child(const ChildWork& work, const LineReceiver& on_line,
   Pipe request = make_pipe(true);
   Pipe answers = make_pipe(false);
   const Handle job = make_job(); // whose end kills the child, also where `on_line` throws
-  const Handle child = start(request, answers, job.get());
+  const Handle child = start(work.command, request, answers, job.get());
   request.from.reset();
   answers.into.reset();
   const std::string line = work.request + "\n";
@@ -123,6 +130,10 @@ ChildEnd run_in_child(const ChildWork& work, const LineReceiver& on_line,
   GetExitCodeProcess(child.get(), &status);
   const bool has_thrown = !lines.exception().empty();
   return {lines.complete(), false, has_thrown ? lines.exception() : describe_end(status)};
+}
+
+bool children_start_anew() {
+  return true;
 }
 
 void run_as_child(const ChildRequest& perform) {

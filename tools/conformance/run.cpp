@@ -16,6 +16,8 @@ namespace {
 
 using Json = nlohmann::json;
 
+constexpr const char* own_command = "validate"; // whose children call serve_parent
+
 /// One line, whatever bytes the plug-in's texts hold.
 std::string to_line(const Json& json) {
   return json.dump(-1, ' ', true, Json::error_handler_t::replace);
@@ -61,8 +63,8 @@ class ChildRun {
       tell_findings(subject_, checks_, first_, tell);
     };
     return run_in_child(
-        {work, to_line(request)}, [&](const std::string& line) { receive(line, findings); },
-        time_limit);
+        {work, own_command, to_line(request)},
+        [&](const std::string& line) { receive(line, findings); }, time_limit);
   }
 
   /// Of the check that was begun last.
@@ -95,7 +97,7 @@ class ChildRun {
 Listing list_filters(const Plugin& plugin, std::chrono::seconds time_limit) {
   Listing listing;
   const ChildEnd end = run_in_child(
-      {[&plugin](const LineReceiver& tell) { tell_list(plugin, tell); },
+      {[&plugin](const LineReceiver& tell) { tell_list(plugin, tell); }, own_command,
        to_line({{"plugin", plugin.path().string()}})},
       [&listing](const std::string& line) {
         const Json told = Json::parse(line);

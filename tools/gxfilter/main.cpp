@@ -38,6 +38,7 @@ ExitStatus run_program(int argc, char** argv) {
     return report(*failure);
   CLI::App app("Applies the depth filters of the FilterProcessor plug-in to files", "gxfilter");
   app.footer(footer);
+  app.allow_windows_style_options(false); // a name may begin with a slash everywhere
   app.set_version_flag("--version", "gxfilter " FILTER_PROCESSOR_VERSION);
   app.require_subcommand(1);
   Action chosen;

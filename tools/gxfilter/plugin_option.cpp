@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "conformance/child_process.h"
+
 namespace gxfilter {
 
 using namespace hosting;
@@ -10,6 +12,11 @@ using namespace recordings;
 void add_plugin_option(CLI::App& command, std::filesystem::path& plugin) {
   command.add_option("--plugin", plugin,
                      "Plug-in library (by default the one that belongs to this program)");
+}
+
+void add_child_option(CLI::App& command, bool& child) {
+  if (conformance::children_start_anew())
+    command.add_flag("--child", child)->group("");
 }
 
 Result<std::shared_ptr<const Plugin>> load_plugin(const std::filesystem::path& path) {

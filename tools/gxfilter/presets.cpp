@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "hosting/shared_library.h"
+
 namespace gxfilter {
 
 namespace fs = std::filesystem;
@@ -29,9 +31,7 @@ Result<std::map<std::string, Preset>> read_directory(const fs::path& directory) 
 } // namespace
 
 std::vector<fs::path> preset_directories() {
-  std::error_code code;
-  const auto executable = fs::read_symlink("/proc/self/exe", code);
-  const fs::path prefix = executable.parent_path().parent_path();
+  const fs::path prefix = hosting::executable_path().parent_path().parent_path();
   std::vector<fs::path> directories;
   for (const char* data : {GXFILTER_DATA_DIRECTORY, "share"}) {
     const fs::path directory = prefix / data / "filter_processor" / "presets";

@@ -1,18 +1,17 @@
 #include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <csignal>
-#include <utility>
+#include <set>
+#include <stdexcept>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "conformance/child_process.h"
 #include "golden/hosted_filter.h"
 #include "golden/table.h"
 #include "gxfilter/commands.h"
 #include "gxfilter/plugin_option.h"
-#include "recordings/system.h"
 #include "simd/level.h"
 
 namespace gxfilter {
@@ -26,6 +25,7 @@ namespace {
 struct SelftestOptions {
   std::filesystem::path plugin; ///< empty: the one that belongs to this program
   bool json = false;
+  bool child = false; ///< of a selftest that was started before
 };
 
 /// What the cases of a plug-in came to.
@@ -33,30 +33,11 @@ struct Findings {
   size_t cases = 0, filters = 0;      ///< that were looked at
   std::vector<std::string> missing;   ///< filters that the plug-in lacks, or can't make
   std::vector<std::string> differing; ///< cases
+  std::string early_end;              ///< the case in which the plug-in gave up, and how; else ""
   double seconds = 0;
 
-  bool all_right() const { return missing.empty() && differing.empty(); }
+  bool all_right() const { return missing.empty() && differing.empty() && early_end.empty(); }
 };
-
-/// A plug-in may take this process down with it; whoever runs this wants to know in which case.
-namespace last_words {
-
-std::atomic<const char*> case_under_way = nullptr;
-
-void say(int signal) {
-  if (const char* const name = case_under_way)
-    for (const char* part : {"gxfilter: the plug-in crashed in ", name, "\n"})
-      recordings::system::write_error(part);
-  std::signal(signal, SIG_DFL);
-  std::raise(signal);
-}
-
-void prepare() {
-  for (const int signal : {SIGILL, SIGSEGV, SIGFPE, SIGABRT})
-    std::signal(signal, say);
-}
-
-} // namespace last_words
 
 /// A new filter; empty where there is none of that name.
 gexton::Filter make_filter(const Plugin& plugin, const std::vector<std::string>& names,
@@ -66,32 +47,87 @@ gexton::Filter make_filter(const Plugin& plugin, const std::vector<std::string>&
                                              : nullptr);
 }
 
-Findings run_cases(const Plugin& plugin, const std::vector<std::string>& names) {
-  const recordings::system::RedirectedOutput silence; // of filters that trace their errors
-  last_words::prepare();
-  const auto start = std::chrono::steady_clock::now();
-  Findings findings;
-  std::string before;
-  for (const golden::Case& each : golden::all_cases()) {
-    const std::string name = each.name();
-    last_words::case_under_way = name.c_str();
-    const bool is_next_filter = std::exchange(before, each.filter) != each.filter;
-    gexton::Filter filter = make_filter(plugin, names, each.filter);
-    if (!filter) {
-      if (is_next_filter)
-        findings.missing.push_back(each.filter);
-      continue;
-    }
-    findings.filters += is_next_filter;
-    ++findings.cases;
+// A plug-in may take its process along: the cases run in a child, which tells of each "tries" and
+// then how it went, with the filter and the setting behind.
+constexpr std::string_view tries = "tries";
+constexpr std::string_view agrees = "agrees";
+constexpr std::string_view differs = "differs";
+constexpr std::string_view lacks = "lacks";
+
+void tell_cases(const Plugin& plugin, const conformance::LineReceiver& tell) {
+  const auto names = names_of_filters(plugin);
+  if (!names)
+    throw std::runtime_error(names.error().message);
+  const auto outcome_of = [&](const golden::Case& each) {
+    gexton::Filter filter = make_filter(plugin, *names, each.filter);
+    if (!filter)
+      return lacks;
     golden::HostedFilter subject(std::move(filter));
-    if (golden::expected_digest(name) != golden::digest_of(steps_of(each), subject))
-      findings.differing.push_back(name);
+    const uint64_t digest = golden::digest_of(steps_of(each), subject);
+    return golden::expected_digest(each.name()) == digest ? agrees : differs;
+  };
+  for (const golden::Case& each : golden::all_cases()) {
+    tell(fmt::format("{} {}", tries, each.name()));
+    tell(fmt::format("{} {}", outcome_of(each), each.name()));
   }
-  last_words::case_under_way = nullptr;
+}
+
+/// Adds up what the child tells.
+class Listener {
+ public:
+  void hear(const std::string& line) {
+    const size_t word_end = line.find(' ');
+    const std::string word = line.substr(0, word_end);
+    case_ = line.substr(word_end + 1);
+    const std::string filter = case_.substr(0, case_.find(' '));
+    if (word == tries)
+      return;
+    std::set<std::string>& filters = word == lacks ? missing_ : tested_;
+    const bool is_new = filters.insert(filter).second;
+    if (word == lacks && is_new)
+      findings_.missing.push_back(filter);
+    if (word == differs)
+      findings_.differing.push_back(case_);
+    findings_.cases += word != lacks;
+  }
+
+  Findings findings(const conformance::ChildEnd& end) const {
+    Findings findings = findings_;
+    findings.filters = tested_.size();
+    if (!end.complete)
+      findings.early_end = case_ + ": " + end.description;
+    return findings;
+  }
+
+ private:
+  Findings findings_;
+  std::string case_ = "asked for its filters"; ///< or what was heard of last
+  std::set<std::string> tested_, missing_;
+};
+
+Findings run_cases(const Plugin& plugin) {
+  constexpr std::chrono::seconds patience(60); // for a case, which takes milliseconds
+  const auto start = std::chrono::steady_clock::now();
+  Listener listener;
+  const auto end = conformance::run_in_child(
+      {.run = [&plugin](const auto& tell) { tell_cases(plugin, tell); },
+       .command = "selftest",
+       .request = plugin.path().string()},
+      [&listener](const std::string& line) { listener.hear(line); }, patience);
+  Findings findings = listener.findings(end);
   const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
   findings.seconds = time.count();
   return findings;
+}
+
+/// What a child does that is a program of its own.
+void tell_parent() {
+  conformance::run_as_child([](const std::string& path, const conformance::LineReceiver& tell) {
+    const auto plugin = Plugin::load(path);
+    if (!plugin)
+      throw std::runtime_error(plugin.error().message);
+    tell_cases(**plugin, tell);
+  });
 }
 
 std::vector<std::string> level_names(std::span<const simd::Level> levels) {
@@ -117,6 +153,8 @@ void print_findings(const Findings& findings, bool own_plugin) {
     fmt::print("missing: {}\n", name);
   for (const std::string& name : findings.differing)
     fmt::print("differs: {}\n", name);
+  if (!findings.early_end.empty())
+    fmt::print("ended early: {}\n", findings.early_end);
   fmt::print("{} cases of {} filters in {:.1f} s: {}\n", findings.cases, findings.filters,
              findings.seconds,
              findings.all_right()
@@ -127,14 +165,13 @@ void print_findings(const Findings& findings, bool own_plugin) {
 }
 
 Result<ExitStatus> test_plugin(const SelftestOptions& options) {
+  if (options.child)
+    tell_parent();
   const auto plugin = load_plugin(options.plugin);
   if (!plugin)
     return plugin.error();
-  const auto names = names_of_filters(**plugin);
-  if (!names)
-    return names.error();
   const bool own_plugin = options.plugin.empty();
-  const Findings findings = run_cases(**plugin, *names);
+  const Findings findings = run_cases(**plugin);
   if (options.json) {
     const nlohmann::ordered_json level(own_plugin ? simd::level_name(simd::active_level())
                                                   : nullptr);
@@ -145,7 +182,8 @@ Result<ExitStatus> test_plugin(const SelftestOptions& options) {
                                         {"cases", findings.cases},
                                         {"seconds", findings.seconds},
                                         {"missing", findings.missing},
-                                        {"differing", findings.differing}};
+                                        {"differing", findings.differing},
+                                        {"early_end", findings.early_end}};
     fmt::print("{}\n", json_text(result));
   } else {
     print_findings(findings, own_plugin);
@@ -159,6 +197,7 @@ Action add_selftest_options(CLI::App& command) {
   const auto options = std::make_shared<SelftestOptions>();
   add_plugin_option(command, options->plugin);
   command.add_flag("--json", options->json, "Print JSON");
+  add_child_option(command, options->child);
   return [options] { return test_plugin(*options); };
 }
 

@@ -34,7 +34,7 @@ struct Counts {
   return total;
 }
 
-#if defined(__x86_64__) && !defined(_WIN32) // whose stacks don't fit the wider registers
+#if defined(__x86_64__)
 [[gnu::target("avx2")]] Counts count_wide(std::span<const uint16_t> pixels,
                                           const uint16_t* compared) {
   return count_in_stretches(pixels, compared);

@@ -173,7 +173,7 @@ Action add_validate_options(CLI::App& command) {
                   "Seconds after which a single check counts as hung")
       ->capture_default_str()
       ->check(CLI::Range(1U, 86'400U));
-  command.add_flag("--child", options->child)->group(""); // not for users, nor in the help
+  add_child_option(command, options->child);
   return [options] { return validate_plugin(*options); };
 }
 

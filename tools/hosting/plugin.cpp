@@ -10,12 +10,6 @@ using namespace recordings;
 
 namespace {
 
-template <class Function>
-bool resolve(const SharedLibrary& library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(library.symbol(name));
-  return function != nullptr;
-}
-
 const char* text_or_empty(const char* text) {
   return text != nullptr ? text : "";
 }
@@ -24,13 +18,10 @@ const char* text_or_empty(const char* text) {
 
 std::filesystem::path Plugin::default_path() {
   std::filesystem::path name = SharedLibrary::file_name("FilterProcessor");
-  const auto folder = executable_path().parent_path();
-  const auto prefix = folder.parent_path();
-  for (const auto& place : {prefix / GXFILTER_LIBRARY_DIRECTORY, prefix / "lib",
-                            prefix / "lib/" GXFILTER_MULTIARCH, folder}) {
-    auto candidate = place / name;
+  for (const auto& folder : library_folders()) {
+    auto candidate = folder / name;
     std::error_code code;
-    if (!folder.empty() && std::filesystem::exists(candidate, code))
+    if (std::filesystem::exists(candidate, code))
       return candidate;
   }
   return name;
@@ -46,21 +37,25 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
   }
   const SharedLibrary& library = plugin->library_.emplace(std::move(*opened));
   Functions& to = plugin->functions_;
-  const bool complete =
-      resolve(library, "gx_get_filter_count", to.get_filter_count) &&
-      resolve(library, "gx_get_filter_name", to.get_filter_name) &&
-      resolve(library, "gx_get_commit_hash", to.get_commit_hash) &&
-      resolve(library, "gx_create_filter", to.create_filter) &&
-      resolve(library, "gx_priv_filter_context_destroy", to.context_destroy) &&
-      resolve(library, "gx_priv_filter_get_config_schema", to.get_config_schema) &&
-      resolve(library, "gx_priv_filter_update_config", to.update_config) &&
-      resolve(library, "gx_priv_filter_set_config_data", to.set_config_data) &&
-      resolve(library, "gx_priv_filter_process", to.process) &&
-      resolve(library, "gx_priv_filter_reset", to.reset);
-  if (!complete) {
-    return Error{
-        fmt::format("{}: not a filter plug-in: it lacks some of their functions", path.string()),
-        ErrorKind::system};
+  const char* missing = nullptr;
+  const auto resolve = [&]<class Function>(const char* function_name, Function& function) {
+    function = reinterpret_cast<Function>(library.symbol(function_name));
+    if (function == nullptr && missing == nullptr)
+      missing = function_name;
+  };
+  resolve("gx_get_filter_count", to.get_filter_count);
+  resolve("gx_get_filter_name", to.get_filter_name);
+  resolve("gx_get_commit_hash", to.get_commit_hash);
+  resolve("gx_create_filter", to.create_filter);
+  resolve("gx_priv_filter_context_destroy", to.context_destroy);
+  resolve("gx_priv_filter_get_config_schema", to.get_config_schema);
+  resolve("gx_priv_filter_update_config", to.update_config);
+  resolve("gx_priv_filter_set_config_data", to.set_config_data);
+  resolve("gx_priv_filter_process", to.process);
+  resolve("gx_priv_filter_reset", to.reset);
+  if (missing != nullptr) {
+    return Error{fmt::format("{}: not a filter plug-in: it has no {}", path.string(), missing),
+                 ErrorKind::system};
   }
   return std::shared_ptr<const Plugin>(std::move(plugin));
 }

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <vector>
 
 #include "recordings/result.h"
 
@@ -29,6 +30,10 @@ class SharedLibrary {
 
   std::unique_ptr<void, Close> library_;
 };
+
+/// Where the libraries of this program's own tree lie, be it built or installed, in the order in
+/// which to look; none where the system does not tell.
+std::vector<std::filesystem::path> library_folders();
 
 /// The running program's file; empty where the system does not tell.
 std::filesystem::path executable_path();

@@ -26,6 +26,13 @@ void SharedLibrary::Close::operator()(void* library) const {
   dlclose(library);
 }
 
+std::vector<std::filesystem::path> library_folders() {
+  const std::filesystem::path prefix = executable_path().parent_path().parent_path();
+  if (prefix.empty())
+    return {};
+  return {prefix / GXFILTER_LIBRARY_DIRECTORY, prefix / "lib", prefix / "lib/" GXFILTER_MULTIARCH};
+}
+
 std::filesystem::path executable_path() {
   std::error_code code;
   return std::filesystem::read_symlink("/proc/self/exe", code);

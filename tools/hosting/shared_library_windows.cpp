@@ -34,6 +34,10 @@ void SharedLibrary::Close::operator()(void* library) const {
   FreeLibrary(static_cast<HMODULE>(library));
 }
 
+std::vector<std::filesystem::path> library_folders() {
+  return {executable_path().parent_path()};
+}
+
 std::filesystem::path executable_path() {
   std::array<wchar_t, 32768> name{};
   const DWORD length = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
