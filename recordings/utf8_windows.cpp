@@ -30,7 +30,6 @@ bool is_valid(uint32_t character, size_t length) {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the linker forms the name
 extern "C" size_t __wrap_mbrtowc(wchar_t* to, const char* from, size_t size, mbstate_t* state) {
   static mbstate_t own_state{};
   mbstate_t& second_half = state != nullptr ? *state : own_state;
