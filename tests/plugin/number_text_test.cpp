@@ -43,8 +43,11 @@ std::string outcome_of(Read read) {
 /// What this platform's C library reads in a way of its own.
 bool is_read_otherwise([[maybe_unused]] const std::string& text) {
 #if defined(__MINGW32__)
-  const size_t sign = text.find_first_of("+-");
-  return sign != std::string::npos && text.find_first_of(" \t", sign) == sign + 1;
+  // A sign without a number makes a negative zero, and blanks may follow a sign.
+  const size_t sign = text.find_first_not_of(" \t\n\v\f\r");
+  const bool is_sign = sign != std::string::npos && (text[sign] == '-' || text[sign] == '+');
+  const std::string rest = is_sign ? text.substr(sign + 1) : "0";
+  return rest.find_first_of("0123456789in") > (rest.starts_with('.') ? 1U : 0U);
 #else
   return false;
 #endif

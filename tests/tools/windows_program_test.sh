@@ -16,7 +16,7 @@ gxfilter synth --out Szene_Ä --size 64x48 --frames 3 >/dev/null
 gxfilter run Szene_Ä --filter HoleFillingFilter --out Gefüllt深度 --preview >/dev/null
 [ -s Szene_Ä/frame_0002.png ]
 [ -s Gefüllt深度/frame_0002.png ]
-[ -s Gefüllt深度/previews/frame_0002.png ]
+[ -s Gefüllt深度/previews/frame_0002_preview.png ]
 gxfilter run Szene_Ä --filter HoleFillingFilter --out - --format raw 2>/dev/null >filled.raw
 [ "$(wc -c <filled.raw)" = $((64 * 48 * 2 * 3)) ]
 gxfilter run - --format raw --size 64x48 --filter HoleFillingFilter --out - 2>/dev/null <filled.raw |
