@@ -47,7 +47,8 @@ bool is_read_otherwise([[maybe_unused]] const std::string& text) {
   const size_t sign = text.find_first_not_of(" \t\n\v\f\r");
   const bool is_sign = sign != std::string::npos && (text[sign] == '-' || text[sign] == '+');
   const std::string rest = is_sign ? text.substr(sign + 1) : "0";
-  return rest.find_first_of("0123456789in") > (rest.starts_with('.') ? 1U : 0U);
+  return rest.find_first_of("0123456789") > (rest.starts_with('.') ? 1U : 0U) &&
+         !rest.starts_with("inf") && !rest.starts_with("nan");
 #else
   return false;
 #endif
