@@ -388,14 +388,15 @@ TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
 }
 
 TEST_F(GxfilterProgram, EndsAtOnceWhenItIsInterruptedTwice) {
-  // Frames never come, and what was begun is not left behind.
+  // Frames never come, and what was begun is not left behind. An emulated program takes its time
+  // until it waits for the next frame.
   const Outcome outcome = run_shell(
       "cd '" + directory_.string() +
       "'; mkfifo frames; '" GXFILTER_PROGRAM
       "' run - --format raw --size 8x4 --filter TemporalFilter --out all.npy <frames 2>err.txt & "
       "program=$!; exec 3>frames; head -c 640 /dev/zero >&3; "
       "tries=0; until ls -A | grep -q part || [ $tries = 1000 ]; do tries=$((tries + 1)); sleep "
-      "0.01; done; for i in 1 2; do kill -TERM $program; sleep 0.1; done; wait $program");
+      "0.01; done; sleep 1; for i in 1 2; do kill -TERM $program; sleep 0.1; done; wait $program");
   EXPECT_EQ(outcome.status, 128 + SIGTERM);
   EXPECT_EQ(count_files("."), 2U) << "the pipe and the errors";
 }
