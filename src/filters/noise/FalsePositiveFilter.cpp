@@ -150,7 +150,7 @@ void FalsePositiveFilter::set_filter_config_data(const uint8_t* data, uint64_t s
     return refuse(fault, "validate_filter_parameters");
   // The current parameters stay in use until the next take-over, which makes a workspace for its
   // own frame: until then a size that no frame can have needs none of its own.
-  const bool of_any_frame = size_t{config.width} * config.height <= RegionMap::max_pixels;
+  const bool of_any_frame = size_t{config.width} * config.height <= RunMap::max_pixels;
   std::unique_ptr<FalsePositiveWorkspace> workspace;
   if (of_any_frame || could_allocate_workspace(config.width, config.height))
     workspace =

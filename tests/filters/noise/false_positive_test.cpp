@@ -116,7 +116,7 @@ struct Model {
   CameraFrame frame(Random& random) {
     if (dice(random, 6) == 0) {
       width = 1 + dice(random, dice(random, 4) == 0 ? 150 : 40);
-      height = 1 + dice(random, 40);
+      height = 1 + dice(random, dice(random, 4) == 0 ? 150 : 40);
       if (dice(random, 50) == 0) // longer than a record can say
         std::tie(width, height) = dice(random, 2) == 0 ? std::pair(65536, 1) : std::pair(1, 65537);
     }
@@ -167,18 +167,18 @@ void draw(Pixels& scene, int left, int top, int width, int height, uint16_t dept
 }
 
 TEST(FalsePositiveFilter, ComparesSmoothnessInDoublePrecision) {
-  filter_processor::RegionStatistics region;
+  filter_processor::RegionExtent region;
   region.pixels = 100;
-  region.depth_sum = 101700;
-  region.depth_min = 1000;
-  region.depth_max = 1045;
-  region.join_differences = 113; // a smoothness of 2000.000016, which is 2000 in single precision
+  const filter_processor::RegionDepths depths{.mean = 1017, .lowest = 1000, .highest = 1045};
+  const uint64_t differences = 113; // a smoothness of 2000.000016: 2000 in single precision
   filter_processor::PatternAmbiguitySettings settings;
   settings.enabled = 1;
   settings.min_smoothness[0] = 2000;
-  EXPECT_TRUE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
+  EXPECT_TRUE(
+      filter_processor::is_pattern_candidate(region, depths, differences, settings, {100, 60}));
   settings.min_smoothness[0] = 2001;
-  EXPECT_FALSE(filter_processor::is_pattern_candidate(region, settings, {100, 60}));
+  EXPECT_FALSE(
+      filter_processor::is_pattern_candidate(region, depths, differences, settings, {100, 60}));
 }
 
 TEST(FalsePositiveConfig, HasItsDefaultsInPlace) {

@@ -105,12 +105,6 @@ struct FalsePositiveConfig {
   PatternAmbiguitySettings pattern_ambiguity;
   GroundPlaneSettings ground_plane;
   LeftBandSettings left_band;
-
-  /// Largest difference between a pixel of this depth and a neighbour that joins its region.
-  uint16_t join_threshold(uint16_t depth) const {
-    const int bin = depth / depth_bin_width;
-    return join_thresholds[bin < depth_bin_count ? bin : depth_bin_count - 1];
-  }
 };
 
 #pragma pack(pop)

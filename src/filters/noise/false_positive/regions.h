@@ -1,51 +1,60 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "filters/noise/false_positive/config.h"
+#include "filters/noise/false_positive/growth.h"
+#include "filters/noise/false_positive/members.h"
+#include "filters/noise/false_positive/region_kernels.h"
+#include "filters/noise/false_positive/runs.h"
+#include "filters/noise/false_positive/small_regions.h"
 
 namespace filter_processor {
 
-/// The regions of an image, over buffers of the workspace.
-struct RegionMap {
-  static constexpr uint32_t unlabelled = 0;
-  static constexpr uint32_t removed_label = 1; ///< of the pixels of small regions
-  static constexpr uint32_t first_label = 2;   ///< regions count from here in scan order
-  static constexpr size_t max_pixels = size_t{1} << 30;
+/// Splits the image into regions of similar depth, filling `map`. Returns the number of pairs of
+/// neighbours of which only one lets the other join.
+uint64_t find_regions(const uint16_t* image, const FalsePositiveConfig& config,
+                      const RunScratch& scratch, const RunMap& map);
 
-  uint32_t width, height; ///< pixels, at least 1
-  uint32_t* labels;       ///< one for each pixel
-  uint32_t* sizes;        ///< pixels of each region, by label; 0 for small regions
-  uint8_t* marks;         ///< whether each region is to be removed, by label
+/// The sizes of the regions that any test can have something against.
+class JudgedSizes {
+ public:
+  explicit JudgedSizes(const FalsePositiveConfig& config);
+
+  bool any() const { return end_ > 0; }
+  bool contain(uint32_t pixels) const { return pixels > small_ && pixels < end_; }
+  /// Whether regions of that size can fail tests other than that for flat bleeds.
+  bool ask_more_of(uint32_t pixels) const { return pixels < asking_end_; }
+
+ private:
+  uint32_t small_;
+  uint32_t asking_end_;
+  uint32_t end_;
 };
 
-/// A region that may stem from a repetitive pattern; its bounding box is inclusive.
-struct PatternCandidate {
-  uint32_t label;
-  uint32_t x_min, x_max, y_min, y_max;
+/// Memory for regions and for judging them.
+struct JudgementScratch {
+  RegionRun* runs;           ///< one for each pixel
+  uint32_t* ends;            ///< one for each run of the map; only for listing regions
+  GrowthPlace* growth_stack; ///< room for all pixels
+  uint16_t* member_cells;    ///< MemberCells::count(), all 0
+  uint64_t* row_bits;        ///< for those of a row
 };
 
-/// Scratch buffers of the region stage.
-struct RegionScratch {
-  uint8_t* growth_states; ///< one for each pixel; `width` before and after are read too
-  uint32_t* places;       ///< one for each pixel and one more
-  std::vector<PatternCandidate>& candidates;
-};
+/// Lists the regions of judged sizes in the order in which they begin. May throw std::bad_alloc as
+/// `regions` grows.
+void list_regions(const RunMap& map, const JudgedSizes& sizes, const JudgementScratch& scratch,
+                  std::vector<Region>& regions);
 
-/// Splits the image into regions of similar depth, filling `map`. Pixels of small regions become
-/// invalid at once; larger regions are judged and marked for removal, or noted as candidates of the
-/// pattern ambiguity detector. May throw std::bad_alloc as the list of candidates grows.
-///
-/// A region grows from its first pixel in scan order. Growth is depth first in a fixed order, since
-/// figures of the judgement depend on which pixel joined which.
-///
-/// Returns the number of labels in use, those below RegionMap::first_label included.
-uint32_t find_regions(uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
-                      const RegionScratch& scratch);
+/// Removes small regions and judges the larger ones, `regions`, in the order in which they begin:
+/// each sees the image without the small regions' pixels up to that place. `one_way_pairs` is that
+/// of find_regions.
+void judge_regions(const uint16_t* image, const RunMap& map, const FalsePositiveConfig& config,
+                   const JudgementScratch& scratch, uint64_t one_way_pairs, SmallRegions& small,
+                   std::vector<Region>& regions);
 
-/// Sets the pixels of marked regions to 0; `label_count` is that of find_regions.
-void clear_marked_regions(uint16_t* image, const RegionMap& map, uint32_t label_count);
+/// Sets the pixels of the marked regions to 0.
+void clear_marked(uint16_t* image, const RunMap& map, const std::vector<Region>& regions);
 
 } // namespace filter_processor

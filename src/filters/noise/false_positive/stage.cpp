@@ -5,8 +5,22 @@
 
 #include "filters/noise/false_positive/edge_bleed.h"
 #include "filters/noise/false_positive/pattern.h"
-#include "filters/noise/false_positive/turn.h"
+#include "filters/noise/false_positive/regions.h"
+#include "filters/noise/false_positive/turn_kernels.h"
 #include "plugin/platform.h"
+
+// The parts of the stage, in the order in which they work:
+//
+//   edge_bleed            long runs of one depth value
+//   turn_kernels          the image turned, and back
+//   region_kernels        regions as sets of runs (runs.h): rows-inl.h finds what joins in rows and
+//                         between them, sets-inl.h which runs belong together
+//   small_regions         their removal
+//   regions               the larger ones judged: region_tests by what region_measures finds out
+//                         about them and, where the order of joins matters, growth
+//   pattern               the candidates among them
+//
+// row_bits.h and members.h hold the pixels of regions as bits and as runs.
 
 namespace filter_processor {
 namespace {
@@ -36,17 +50,29 @@ bool can_run(uint32_t width, uint32_t height, const FalsePositiveConfig& config,
 }
 
 /// Everything from the regions on, which sees the image turned.
-void clear_false_regions(uint16_t* image, const RegionMap& map, const FalsePositiveConfig& config,
-                         FalsePositiveWorkspace& workspace) {
-  uint32_t label_count = 0;
-  timed(workspace.times.regions,
-        [&] { label_count = find_regions(image, map, config, workspace.region_scratch()); });
-  if (config.pattern_ambiguity.enabled != 0) {
-    timed(workspace.times.pattern_ambiguity, [&] {
-      mark_unsupported_patterns(image, map, config.pattern_ambiguity, workspace.candidates);
+void clear_false_regions(uint16_t* image, uint32_t width, uint32_t height,
+                         const FalsePositiveConfig& config, FalsePositiveWorkspace& workspace) {
+  const RunMap map = workspace.run_map(width, height);
+  SmallRegions small(image, map, config, workspace.removed_bits());
+  const JudgedSizes sizes(config);
+  if (!sizes.any()) {
+    timed(workspace.times.regions, [&] {
+      find_regions(image, config, workspace.run_scratch(), map);
+      small.remove_all();
     });
+    return;
   }
-  timed(workspace.times.final_pass, [&] { clear_marked_regions(image, map, label_count); });
+  std::vector<Region>& regions = workspace.regions;
+  timed(workspace.times.regions, [&] {
+    const JudgementScratch scratch = workspace.judgement_scratch(width);
+    const uint64_t one_way_pairs = find_regions(image, config, workspace.run_scratch(), map);
+    list_regions(map, sizes, scratch, regions);
+    judge_regions(image, map, config, scratch, one_way_pairs, small, regions);
+  });
+  timed(workspace.times.pattern_ambiguity, [&] {
+    mark_unsupported_patterns(image, map, config, workspace.support_scratch(map), regions);
+  });
+  timed(workspace.times.final_pass, [&] { clear_marked(image, map, regions); });
 }
 
 void clear_false_regions_turned(uint16_t* image, uint32_t width, uint32_t height,
@@ -54,6 +80,7 @@ void clear_false_regions_turned(uint16_t* image, uint32_t width, uint32_t height
                                 FalsePositiveWorkspace& workspace) {
   constexpr unsigned full_turn = 4;
   const unsigned turns = config.quarter_turns;
+  const auto turn_image = simd::kernels<TurnKernels>().turn;
   uint16_t* turned = workspace.turned_image.get();
   uint32_t turned_width = width;
   uint32_t turned_height = height;
@@ -61,7 +88,7 @@ void clear_false_regions_turned(uint16_t* image, uint32_t width, uint32_t height
     std::swap(turned_width, turned_height);
 
   timed(workspace.times.turn, [&] { turn_image(image, width, height, turns, turned); });
-  clear_false_regions(turned, workspace.region_map(turned_width, turned_height), config, workspace);
+  clear_false_regions(turned, turned_width, turned_height, config, workspace);
   timed(workspace.times.turn_back,
         [&] { turn_image(turned, turned_width, turned_height, full_turn - turns, image); });
 }
@@ -79,7 +106,7 @@ int remove_false_positives(uint16_t* image, uint32_t width, uint32_t height,
   if (config.turned != 0)
     clear_false_regions_turned(image, width, height, config, *workspace);
   else
-    clear_false_regions(image, workspace->region_map(width, height), config, *workspace);
+    clear_false_regions(image, width, height, config, *workspace);
   return 0;
 }
 
