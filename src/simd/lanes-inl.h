@@ -2,10 +2,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #if defined(__SSE2__)
 #include <immintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #endif
 
 #include "simd/level.h"
@@ -83,22 +88,73 @@ template <typename V>
     return static_cast<uint32_t>(_mm_movemask_epi8(bytes));
   }
 #endif
-#if defined(__SSE2__)
   if constexpr (sizeof(V) == 16) {
+#if defined(__SSE2__)
     const __m128i bytes = _mm_packs_epi16((__m128i)lanes, _mm_setzero_si128());
     return static_cast<uint32_t>(_mm_movemask_epi8(bytes));
+#elif defined(__ARM_NEON)
+    constexpr uint16x8_t weights = {1, 2, 4, 8, 16, 32, 64, 128};
+    return vaddvq_u16((uint16x8_t)lanes & weights);
+#elif defined(__wasm_simd128__)
+    return wasm_i16x8_bitmask((v128_t)lanes);
+#else
+#error "This level has no move-mask yet."
+#endif
+  }
+}
+
+/// The bits of two vectors, those of `lower` first, for less than the bits of each.
+template <typename V>
+[[gnu::always_inline]] inline uint64_t lane_bits(V lower, V upper) {
+#if defined(__AVX2__)
+  if constexpr (sizeof(V) == 32) {
+    const __m256i bytes = _mm256_packs_epi16((__m256i)lower, (__m256i)upper); // in quarters 0 2 1 3
+    return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(bytes, 0xd8)));
   }
 #endif
-  uint64_t bits = 0;
-  for (size_t i = 0; i < lane_count<V>; ++i)
-    bits |= uint64_t{lanes[i] & 1U} << i;
-  return bits;
+#if defined(__SSE2__)
+  if constexpr (sizeof(V) == 16)
+    return static_cast<uint32_t>(
+        _mm_movemask_epi8(_mm_packs_epi16((__m128i)lower, (__m128i)upper)));
+#endif
+  return lane_bits(lower) | lane_bits(upper) << lane_count<V>;
+}
+
+/// The k-th lowest bit of `bits` stands where `places` has its k-th lowest 1; all others are 0.
+[[gnu::always_inline]] inline uint64_t deposit_bits(uint64_t bits, uint64_t places) {
+#if defined(__BMI2__) && defined(__x86_64__)
+  return _pdep_u64(bits, places);
+#else
+  uint64_t result = 0;
+  for (; places != 0; places &= places - 1, bits >>= 1)
+    result |= (places & -places) & (uint64_t{0} - (bits & 1));
+  return result;
+#endif
 }
 
 /// All lanes equal to `value`.
 template <typename V, typename T>
 [[gnu::always_inline]] inline V broadcast(T value) {
   return V{} + value;
+}
+
+template <typename V, size_t... I>
+[[gnu::always_inline]] inline V lanes_of_bits(uint64_t bits, std::index_sequence<I...>) {
+  using T = std::remove_reference_t<decltype(V{}[0])>;
+  constexpr V own_bits{static_cast<T>(T{1} << I)...};
+  return static_cast<V>((broadcast<V>(static_cast<T>(bits)) & own_bits) != 0);
+}
+
+/// Lane i is all ones where bit i is 1, else 0: what lane_bits makes bits of. For lanes of 16 or 32
+/// bits.
+template <typename V>
+[[gnu::always_inline]] inline V lanes_of_bits(uint64_t bits) {
+#if defined(__AVX512BW__)
+  if constexpr (sizeof(V) == 64 && sizeof(V{}[0]) == 2)
+    return (V)_mm512_movm_epi16(static_cast<uint32_t>(bits));
+  else
+#endif
+    return lanes_of_bits<V>(bits, std::make_index_sequence<lane_count<V>>{});
 }
 
 /// Whether any lane is not 0.
@@ -147,6 +203,13 @@ template <typename V, size_t... I>
 template <typename V>
 [[gnu::always_inline]] inline auto join(V lower, V upper) {
   return join(lower, upper, std::make_index_sequence<2 * lane_count<V>>{});
+}
+
+/// Calls `visit` with the place of each set bit, the lowest first.
+template <typename Visit>
+[[gnu::always_inline]] inline void for_each_bit(uint64_t bits, Visit visit) {
+  for (; bits != 0; bits &= bits - 1)
+    visit(static_cast<unsigned>(__builtin_ctzll(bits)));
 }
 
 } // namespace FILTER_PROCESSOR_LEVEL

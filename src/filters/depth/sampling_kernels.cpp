@@ -5,6 +5,10 @@
 
 #if defined(__SSSE3__)
 #include <immintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #endif
 
 namespace filter_processor {
@@ -23,22 +27,23 @@ using Block = simd::Lanes<Pixel, 64>;
   return reinterpret_cast<Block>(_mm512_permutexvar_epi16(reinterpret_cast<__m512i>(indices),
                                                           reinterpret_cast<__m512i>(pixels)));
 }
-#elif defined(__SSSE3__)
-using Block = simd::Lanes<Pixel, 16>;
-
-[[gnu::always_inline]] inline Block permuted(Block pixels, Block indices) {
-  const Block bytes = indices * 0x0202 + 0x0100; // each index as those of its two bytes
-  return reinterpret_cast<Block>(
-      _mm_shuffle_epi8(reinterpret_cast<__m128i>(pixels), reinterpret_cast<__m128i>(bytes)));
-}
 #else
 using Block = simd::Lanes<Pixel, 16>;
 
 [[gnu::always_inline]] inline Block permuted(Block pixels, Block indices) {
+  [[maybe_unused]] const Block bytes = indices * 0x0202 + 0x0100; // of each index's two bytes
+#if defined(__SSSE3__)
+  return (Block)_mm_shuffle_epi8((__m128i)pixels, (__m128i)bytes);
+#elif defined(__ARM_NEON)
+  return (Block)vqtbl1q_u8((uint8x16_t)pixels, (uint8x16_t)bytes);
+#elif defined(__wasm_simd128__)
+  return (Block)wasm_i8x16_swizzle((v128_t)pixels, (v128_t)bytes);
+#else
   Block result{};
   for (size_t i = 0; i < simd::lane_count<Block>; ++i)
     result[i] = pixels[indices[i]];
   return result;
+#endif
 }
 #endif
 

@@ -4,6 +4,7 @@
 
 #include "filters/smoothing/spatial_advanced_kernels.h"
 #include "plugin/base/parameters.h"
+#include "plugin/base/uninitialized.h"
 
 namespace filter_processor {
 namespace {
@@ -65,20 +66,18 @@ void SpatialAdvancedFilter::smooth(uint16_t* pixels) {
   const auto width = static_cast<uint16_t>(current_frame_info.width);
   const auto height = static_cast<uint16_t>(current_frame_info.height);
   const auto radius = static_cast<uint8_t>(params.radius);
-  strip_.resize(SpatialAdvancedKernels::strip_rows * size_t{width});
+  const size_t needed = SpatialAdvancedKernels::work_size(width, height);
+  if (needed > work_size_) {
+    work_ = make_uninitialized<uint16_t>(needed);
+    work_size_ = needed;
+  }
   const PixelGrid image{pixels, width, height};
   const auto& kernels = simd::kernels<SpatialAdvancedKernels>();
-  if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY) {
+  if (current_frame_info.depth_flag == GX_PIXEL_DISPARITY)
     // One round on disparity frames, whatever the magnitude.
-    kernels.rows_fixed(image, params.disp_diff, radius, strip_.data());
-    kernels.columns_fixed(image, params.disp_diff);
-    return;
-  }
-  const uint16_t* table = depth_diff_lut.entries.data();
-  for (int i = 0; i < params.magnitude; ++i) {
-    kernels.rows_table(image, table, radius, strip_.data());
-    kernels.columns_table(image, table);
-  }
+    kernels.fixed(image, params.disp_diff, radius, work_.get());
+  else
+    kernels.table(image, depth_diff_lut.entries.data(), radius, params.magnitude, work_.get());
 }
 
 void SpatialAdvancedFilter::print_filter_params() {

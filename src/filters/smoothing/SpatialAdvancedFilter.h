@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vector>
+#include <memory>
 
 #include "filters/smoothing/DepthAdaptiveFilter.h"
 
@@ -35,7 +35,8 @@ class SpatialAdvancedFilter final : public DepthAdaptiveFilter<SpatialAdvancedPa
  private:
   void smooth(uint16_t* pixels);
 
-  std::vector<uint16_t> strip_; ///< the kernels' work space, kept from frame to frame
+  std::unique_ptr<uint16_t[]> work_; ///< the kernels' work space, kept from frame to frame
+  size_t work_size_ = 0;
 };
 
 } // namespace filter_processor

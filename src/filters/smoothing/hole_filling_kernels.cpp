@@ -57,13 +57,15 @@ struct MinimumOrder {
 
 constexpr size_t group_size = 8;
 
+template <typename V, size_t... I>
+[[gnu::always_inline]] inline V inner_lanes(std::index_sequence<I...>) {
+  return V{(I % group_size == 0 ? Pixel{0} : Pixel{0xffff})...}; // a loop is not always unrolled
+}
+
 /// Lanes whose pixel consults its upper and lower neighbours: all but the first of each group.
 template <typename V>
-constexpr V inner_lanes() {
-  V lanes{};
-  for (size_t i = 0; i < simd::lane_count<V>; ++i)
-    lanes[i] = i % group_size == 0 ? Pixel{0} : Pixel{0xffff};
-  return lanes;
+[[gnu::always_inline]] inline V inner_lanes() {
+  return inner_lanes<V>(std::make_index_sequence<simd::lane_count<V>>{});
 }
 
 /// What a run of lanes does with the key that enters it from the left: max(`key`, entering key), or

@@ -1,6 +1,7 @@
 #include "plugin/base/errors.h"
 
 #include <cstdio>
+#include <iostream>
 
 namespace filter_processor {
 
@@ -27,10 +28,12 @@ void set_filter_error(gx_error** error, const char* filter, const FilterError& r
 void print_host_error_trace(const gx_error* error) {
   if (error == nullptr)
     return;
-  std::printf("gx_error was raised: \n\tcall: %s(%s)\n", gx_error_get_function(error),
-              gx_error_get_args(error));
-  std::printf("\tmessage: %s\n", gx_error_get_message(error));
-  std::printf("\terror type: %d\n", static_cast<int>(gx_error_get_exception_type(error)));
+  // A null text would end std::cout for good.
+  const auto shown = [](const char* text) { return text != nullptr ? text : "(null)"; };
+  std::cout << "gx_error was raised: \n\tcall: " << shown(gx_error_get_function(error)) << "("
+            << shown(gx_error_get_args(error))
+            << ")\n\tmessage: " << shown(gx_error_get_message(error))
+            << "\n\terror type: " << static_cast<int>(gx_error_get_exception_type(error)) << "\n";
 }
 
 } // namespace filter_processor

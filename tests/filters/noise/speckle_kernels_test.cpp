@@ -147,6 +147,33 @@ TEST(RemoveSpeckles, EqualsDepthFirstGrowthAtTheSizesOfHalfSampling) {
   }
 }
 
+TEST(RemoveSpeckles, FollowsStepsAllowedOneWayHoweverTheyTurn) {
+  // Every other column is a leg of a path that goes down and up. Along it, depths climb by steps
+  // that any pixel allows, and fall by one that only pixels from 64 on do.
+  constexpr uint16_t thresholds[] = {4, 30};
+  constexpr uint32_t width = 131, height = 30;
+  for (const bool reversed : {false, true}) {
+    Pixels input(width * height);
+    for (uint32_t place = 0; place < (width + 1) / 2 * (height + 1); ++place) {
+      const uint32_t leg = place / (height + 1);
+      const uint32_t y = std::min(place % (height + 1), height - 1);
+      const bool turn = place % (height + 1) == height;
+      const uint32_t index = (leg % 2 == 0 ? y : height - 1 - y) * width + 2 * leg + (turn ? 1 : 0);
+      if (index % width < width && index < input.size())
+        input[reversed ? input.size() - 1 - index : index] =
+            static_cast<uint16_t>(50 + 4 * (place % 5));
+    }
+    for (const int32_t limit : {1, 4, 5, 2000, 3000})
+      expect_naive({.width = width,
+                    .height = height,
+                    .lut = thresholds,
+                    .lut_size = 2,
+                    .depth_shift = 6,
+                    .max_size = limit},
+                   input, "path");
+  }
+}
+
 /// The largest island, a row of samples, that is removed from a frame of this size.
 uint32_t largest_removed(uint32_t width, uint32_t height, int32_t max_size, uint32_t step) {
   const SpeckleTask task{.width = width, .height = height, .max_size = max_size};

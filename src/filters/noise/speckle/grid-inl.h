@@ -12,6 +12,8 @@ using Pixel = uint16_t;
 
 inline constexpr uint32_t word_bits = 64;
 
+using simd::for_each_bit;
+
 struct HalfSize {
   uint32_t width, height; ///< of which one must match
   int32_t default_limit;  ///< samples
@@ -91,13 +93,14 @@ struct Limit {
     return size == 0 || position / size >= count ? count - 1 : position / size;
   }
 
-  bool removes_single_pixels() const {
+  /// A region of no more samples is a speckle wherever it begins.
+  uint32_t smallest() const {
     if (table == nullptr)
-      return single > 0;
-    for (size_t i = 0; i < size_t{tiles_x} * tiles_y; ++i)
-      if (table[i] == 0)
-        return false;
-    return true;
+      return single;
+    uint32_t limit = table[0];
+    for (size_t i = 1; i < size_t{tiles_x} * tiles_y; ++i)
+      limit = simd::min(limit, uint32_t{table[i]});
+    return limit;
   }
 
   uint32_t tile_row(uint32_t y) const {

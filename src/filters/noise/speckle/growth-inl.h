@@ -27,8 +27,8 @@ constexpr uint8_t with(unsigned bit) {
 class Growth {
  public:
   Growth(const Grid& grid, const Rules& rules, const Workspace& workspace)
-      : grid_(grid), rules_(rules), limits_(workspace.limits), queue_(workspace.growth.queue),
-        states_(workspace.growth.states) {}
+      : grid_(grid), rules_(rules), limits_(workspace.limits), removed_(workspace.removed),
+        queue_(workspace.growth.queue), states_(workspace.growth.states) {}
 
   void remove_speckles(Rows& rows, const Limit& limit, const Repair& repair) {
     find_steps(rows);
@@ -98,16 +98,13 @@ class Growth {
   }
 
   void grow_from_row(uint32_t y) {
-    constexpr size_t group = sizeof(uint64_t);
     uint8_t* row = states_ + size_t{y} * grid_.columns;
     for (size_t x = 0; x < grid_.columns; x += group) {
-      uint64_t in_row = 0x0101010101010101 * with(growth_bit::seed);
-      if (grid_.columns - x < group)
-        in_row &= (uint64_t{1} << 8 * (grid_.columns - x)) - 1;
+      const uint64_t wanted = lowest_bits * with(growth_bit::seed) & in_row(x);
       for (;;) {
         uint64_t seeds = 0;
         __builtin_memcpy(&seeds, row + x, sizeof seeds);
-        seeds &= in_row;
+        seeds &= wanted;
         if (seeds == 0)
           break;
         const size_t column = x + static_cast<unsigned>(__builtin_ctzll(seeds)) / 8;
@@ -150,15 +147,41 @@ class Growth {
   /// a region each.
   void remove_row(uint32_t y, const Repair& repair) {
     const uint8_t* states = states_ + size_t{y} * grid_.columns;
-    repair.remove_where(y, [&](size_t x) {
-      const unsigned free = limits_[x] > 0 ? with(growth_bit::free) : 0U;
-      return (states[x] & (with(growth_bit::removed) | free)) != 0;
-    });
+    uint64_t any = 0;
+    for (size_t word = 0; word < grid_.words(); ++word)
+      removed_[word] = 0;
+    for (size_t x = 0; x < grid_.columns; x += group) {
+      const uint64_t gone = removed_of(states + x, x) & in_row(x);
+      any |= gone;
+      // Each byte's bit, moved to the lowest byte, by its place.
+      removed_[x / word_bits] |= gone * 0x0102040810204080 >> 56 << x % word_bits;
+    }
+    repair.remove(y, removed_, any != 0);
+  }
+
+  /// For a group of samples from column `x` on the lowest bits of their bytes.
+  [[gnu::always_inline]] uint64_t removed_of(const uint8_t* states, size_t x) const {
+    uint64_t group_states = 0;
+    __builtin_memcpy(&group_states, states, sizeof group_states);
+    uint64_t free = 0;
+    for (size_t i = 0; i < group; ++i)
+      free |= uint64_t{limits_[x + i] > 0} << 8 * i;
+    return (group_states >> growth_bit::removed & lowest_bits) |
+           (group_states >> growth_bit::free & free);
+  }
+
+  static constexpr size_t group = sizeof(uint64_t);
+  static constexpr uint64_t lowest_bits = 0x0101010101010101;
+
+  /// Those of the bytes of a group from column `x` on that stand for samples of the row.
+  uint64_t in_row(size_t x) const {
+    return grid_.columns - x < group ? (uint64_t{1} << 8 * (grid_.columns - x)) - 1 : ~uint64_t{0};
   }
 
   Grid grid_;
   Rules rules_;
   int32_t* limits_;
+  uint64_t* removed_;
   int32_t* queue_;
   uint8_t* states_;
 };

@@ -10,52 +10,51 @@ namespace {
 
 class Repair {
  public:
-  Repair(const Frame& frame, const Rules& rules, const Workspace& workspace)
-      : frame_(frame), rules_(rules), removed_(workspace.removed) {}
+  Repair(const Frame& frame, const Rules& rules) : frame_(frame), rules_(rules) {}
 
-  /// `for_removed(visit)` calls `visit` for the columns in which row `y` loses its samples.
-  template <typename ForRemoved>
-  [[gnu::always_inline]] void remove(uint32_t y, ForRemoved for_removed) const {
+  /// Removes the samples of row `y` of the bits `removed`, of which there are `any` or none.
+  void remove(uint32_t y, const uint64_t* removed, bool any) const {
     Pixel* row = frame_.row(y);
-    if (frame_.grid.step == 1)
-      return for_removed([&](size_t x) { row[x] = rules_.invalid; });
-    for (uint32_t x = 0; x < frame_.grid.columns; ++x)
-      removed_[x] = 0;
-    for_removed([&](size_t x) { removed_[x] = ~uint32_t{0}; });
-    repair_blocks(row);
-  }
-
-  /// The same, for a fate that is told of each column without a branch.
-  template <typename IsRemoved>
-  [[gnu::always_inline]] void remove_where(uint32_t y, IsRemoved is_removed) const {
-    Pixel* row = frame_.row(y);
-    if (frame_.grid.step == 1) {
-      for (size_t x = 0; x < frame_.grid.columns; ++x)
-        row[x] = is_removed(x) ? rules_.invalid : row[x];
-      return;
-    }
-    for (size_t x = 0; x < frame_.grid.columns; ++x)
-      removed_[x] = is_removed(x) ? ~uint32_t{0} : 0;
-    repair_blocks(row);
+    if (frame_.grid.step == 2)
+      repair_blocks(row, removed);
+    else if (any)
+      clear(row, removed);
   }
 
  private:
-  /// Works on the blocks whose lower row is `lower`, once it is known which of them are removed.
-  void repair_blocks(Pixel* lower) const {
-    const size_t rest = repair_row<simd::vector_bytes>(lower - frame_.width, lower, 0);
-    repair_row<sizeof(uint32_t)>(lower - frame_.width, lower, rest);
+  void clear(Pixel* row, const uint64_t* removed) const {
+    using V = simd::Lanes<Pixel>;
+    const V invalid = simd::broadcast<V>(rules_.invalid);
+    const size_t whole_words = frame_.grid.columns / word_bits;
+    for (size_t word = 0; word < whole_words; ++word) {
+      if (removed[word] == 0)
+        continue;
+      for (unsigned bit = 0; bit < word_bits; bit += simd::lane_count<V>) {
+        Pixel* const pixels = row + word * word_bits + bit;
+        const V own = simd::load<V>(pixels);
+        simd::store(pixels, simd::lanes_of_bits<V>(removed[word] >> bit) != 0 ? invalid : own);
+      }
+    }
+    for_each_bit(removed[whole_words],
+                 [&](unsigned bit) { row[whole_words * word_bits + bit] = rules_.invalid; });
+  }
+
+  /// Works on the blocks whose lower row is `lower`.
+  void repair_blocks(Pixel* lower, const uint64_t* removed) const {
+    const size_t rest = repair_row<simd::vector_bytes>(lower - frame_.width, lower, removed, 0);
+    repair_row<sizeof(uint32_t)>(lower - frame_.width, lower, removed, rest);
   }
 
   /// Works on the blocks from column `x` of the grid on, as long as they fill vectors of `Bytes`.
   /// Returns the first one left over.
   template <size_t Bytes>
-  size_t repair_row(Pixel* upper, Pixel* lower, size_t x) const {
+  size_t repair_row(Pixel* upper, Pixel* lower, const uint64_t* removed, size_t x) const {
     using Pixels = simd::Lanes<Pixel, Bytes>;
     using Pairs = simd::Lanes<uint32_t, Bytes>; // the two pixels of a block in one row
     for (; x + simd::lane_count<Pairs> <= frame_.grid.columns; x += simd::lane_count<Pairs>) {
       const auto samples = (Pixels)right_pixels(simd::load<Pairs>(lower + 2 * x));
-      const auto removed = (Pixels)simd::load<Pairs>(removed_ + x);
-      const Pixels invalid = static_cast<Pixels>(removed | rules_.are_invalid(samples));
+      const auto gone = (Pixels)simd::lanes_of_bits<Pairs>(removed[x / word_bits] >> x % word_bits);
+      const Pixels invalid = static_cast<Pixels>(gone | rules_.are_invalid(samples));
       const Pixels threshold = rules_.thresholds(samples);
       Pixel* const rows[] = {upper, lower};
       for (Pixel* row : rows) {
@@ -84,7 +83,6 @@ class Repair {
 
   Frame frame_;
   Rules rules_;
-  uint32_t* removed_;
 };
 
 } // namespace

@@ -64,12 +64,6 @@ struct Rules {
   [[gnu::always_inline]] V may_expand(V difference, V threshold) const {
     return static_cast<V>(difference <= threshold) & any_join;
   }
-
-  /// What follows where one of two neighbours may expand to the other, but not back: the larger
-  /// threshold is that of the one that may.
-  static bool first_expands(Pixel first_threshold, Pixel second_threshold) {
-    return first_threshold > second_threshold;
-  }
 };
 
 } // namespace

@@ -6,9 +6,10 @@
 // Regions are found without growing them. Runs of pixels along a row, and then runs of neighbouring
 // rows, are united where two pixels may expand to each other; such a set belongs to one region as a
 // whole, whichever of its pixels is reached first. Steps allowed in one direction only, rare in
-// real frames, are collected as edges between these sets and followed at the end, in the order in
-// which regions begin. Content in which they turn out not to be rare is grown pixel by pixel after
-// all: slower on surfaces, but hardly dependent on the content.
+// real frames, are collected as edges between these sets: a set belongs to the region that, of all
+// from which edges lead to it, begins first. Content in which they turn out not to be rare is
+// united across them too, which leaves little to decide where regions are small, and what is left
+// is grown pixel by pixel after all: slower on surfaces, but hardly dependent on the content.
 //
 //   grid-inl.h       the samples, and the largest speckle
 //   rules-inl.h      valid pixels, and whether one may expand to another
@@ -37,11 +38,11 @@ int32_t remove_speckles(void* work_buffer, uint16_t* depth, const SpeckleTask& t
   const Rules rules = Rules::of_task(task, single_threshold);
   const Limit limit = Limit::of_task(task, half);
   const Workspace workspace(frame.grid, static_cast<uint8_t*>(work_buffer));
-  const Repair repair(frame, rules, workspace);
+  const Repair repair(frame, rules);
   Rows rows(frame, rules, workspace);
   Runs runs(frame.grid, workspace);
   // What is removed early is found again by its value, which must be one.
-  if (runs.find_regions(rows, limit.removes_single_pixels() && rules.any_invalid != 0))
+  if (runs.find_regions(rows, rules.any_invalid != 0 ? limit.smallest() : 0))
     runs.remove_speckles(limit, repair);
   else
     Growth(frame.grid, rules, workspace).remove_speckles(rows, limit, repair);
