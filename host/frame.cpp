@@ -70,12 +70,11 @@ size_t bytes_from(const PixelBuffer& pixels, const uint8_t* data) {
 }
 
 void update_data(gx_frame& frame, const uint8_t* data, uint32_t size) {
-  const bool same_size = size == frame.pixels.size();
-  if (same_size && data == frame.pixels.data())
+  if (size == frame.pixels.size() && data == frame.pixels.data())
     return;
   if ((data == nullptr && size != 0) || size > bytes_from(frame.pixels, data))
     throw invalid_argument(data == nullptr ? "data" : "size");
-  if (same_size)
+  if (size == frame.pixels.size() && !frame.pixels.is_borrowed())
     std::copy_n(data, size, frame.pixels.data());
   else
     frame.pixels = copied_pixels(data, size); // frees the old buffer last: `data` may point into it
@@ -135,6 +134,18 @@ FrameReference create_video_frame(gx_frame_type type, gx_stream_profile& profile
                                 pixels != nullptr ? copied_pixels(bytes, size) : zero_pixels(size));
 }
 
+FrameReference wrap_video_frame(gx_frame_type type, gx_stream_profile& profile,
+                                const uint16_t& pixels, gexton_release release, void* owner) {
+  const uint32_t size = data_size(profile);
+  FrameAttributes attributes{.type = type, .format = profile.format};
+  attributes.profile = Reference<gx_stream_profile>::share(profile);
+  const auto* const bytes = reinterpret_cast<const uint8_t*>(&pixels);
+  FrameReference frame =
+      FrameReference::create(std::move(attributes), PixelBuffer::borrow(bytes, size));
+  frame->pixels.release_with(release, owner); // only now: until here the pixels stay the caller's
+  return frame;
+}
+
 } // namespace
 } // namespace gexton_sdk
 
@@ -163,6 +174,16 @@ gx_frame* gexton_create_video_frame(gx_frame_type type, gx_stream_profile* profi
                                     const uint16_t* pixels, gx_error** error) {
   return host_call(__func__, error, [=] {
     return create_video_frame(type, required(profile, "profile"), pixels).detach();
+  });
+}
+
+gx_frame* gexton_wrap_video_frame(gx_frame_type type, gx_stream_profile* profile,
+                                  const uint16_t* pixels, gexton_release release, void* owner,
+                                  gx_error** error) {
+  return host_call(__func__, error, [=] {
+    return wrap_video_frame(type, required(profile, "profile"), required(pixels, "pixels"), release,
+                            owner)
+        .detach();
   });
 }
 

@@ -30,6 +30,21 @@ GEXTON_API void gexton_stream_profile_set_disparity_param(gx_stream_profile* pro
 GEXTON_API gx_frame* gexton_create_video_frame(gx_frame_type type, gx_stream_profile* profile,
                                                const uint16_t* pixels, gx_error** error);
 
+/* Gives back what pixels belong to: called once, when the last reference to their frame is given
+ * back or the frame's pixels are replaced, on the thread that does so. None of the host's locks is
+ * held; must not throw. */
+typedef void (*gexton_release)(void* owner);
+
+/* The same around pixels that someone else owns: width * height of them, row by row, at an address
+ * that fits them. They are not copied and have to stay until `release` is called with `owner`; a
+ * null `release` means that they outlive the frame. The host never writes to them (new pixels for
+ * the frame are stored elsewhere), nor may anybody else through gx_frame_get_data. Copies of the
+ * frame have pixels of their own. Where an error is stored, nothing was taken over and `release` is
+ * not called. */
+GEXTON_API gx_frame* gexton_wrap_video_frame(gx_frame_type type, gx_stream_profile* profile,
+                                             const uint16_t* pixels, gexton_release release,
+                                             void* owner, gx_error** error);
+
 /* A new reference to an empty frame set. */
 GEXTON_API gx_frame* gexton_create_frameset(gx_error** error);
 
@@ -59,6 +74,12 @@ GEXTON_API gexton_live_handles gexton_get_live_handles(void);
 
 /* References that were given back although none was held; a correct program keeps this at 0. */
 GEXTON_API uint64_t gexton_get_excess_releases(void);
+
+/* The next frame of exactly `size` bytes that this thread makes has its pixels here, once: so a
+ * host gets a filter's output where it wants it, without a copy. The memory stays the caller's and
+ * has to outlive the frame. Null takes back an offer that is open; an offer takes the place of the
+ * one before. Returns whether that one was still open, so that nobody had taken it. */
+GEXTON_API bool gexton_offer_pixels(uint16_t* pixels, uint32_t size);
 
 /* Frees the pixel buffers that wait for reuse. */
 GEXTON_API void gexton_trim_buffers(void);

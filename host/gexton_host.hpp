@@ -98,6 +98,22 @@ class ErrorSlot {
   gx_error* error_ = nullptr;
 };
 
+// ---- frames of pixels that are there already ----
+
+/// A frame around pixels that `owner` keeps, which is destroyed with the frame or by the thread
+/// that replaces its pixels; null with the reason in `error`. See gexton_wrap_video_frame.
+template <class Owner>
+Frame wrap_pixels(gx_frame_type type, gx_stream_profile& profile, const uint16_t* pixels,
+                  Owner owner, ErrorSlot& error) {
+  auto kept = std::make_unique<Owner>(std::move(owner));
+  Frame frame(gexton_wrap_video_frame(
+      type, &profile, pixels, [](void* released) { delete static_cast<Owner*>(released); },
+      kept.get(), error.receive()));
+  if (frame != nullptr)
+    static_cast<void>(kept.release()); // the frame's from here on
+  return frame;
+}
+
 // ---- a filter's parameters ----
 
 /// The text without the blanks around it.

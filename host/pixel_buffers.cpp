@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -101,24 +102,52 @@ IdleBuffers idle_buffers;
 
 std::atomic<bool> guards_new_buffers{false};
 
-uint8_t* acquire(uint32_t size, bool guarded) {
-  if (size == 0)
-    return nullptr;
-  if (guarded)
-    return allocate_guarded(size, static_cast<size_t>(alignment));
+struct Offer {
+  uint8_t* bytes = nullptr;
+  uint32_t size = 0;
+};
+
+thread_local Offer open_offer;
+
+uint8_t* take_or_allocate(uint32_t size) {
   uint8_t* const recycled = recycles ? idle_buffers.take(size) : nullptr;
   return recycled != nullptr ? recycled : allocate(size);
 }
 
 } // namespace
 
-PixelBuffer::PixelBuffer(uint32_t size) : PixelBuffer(size, guards_new_buffers) {}
+PixelBuffer::PixelBuffer(uint32_t size) : PixelBuffer(acquire(size)) {}
 
-PixelBuffer::PixelBuffer(uint32_t size, bool guarded)
-    : bytes_(acquire(size, guarded), Recycle{size, guarded}) {}
+PixelBuffer PixelBuffer::acquire(uint32_t size) {
+  if (size == 0)
+    return {nullptr, 0, Origin::pool};
+  if (open_offer.bytes != nullptr && open_offer.size == size)
+    return {std::exchange(open_offer, {}).bytes, size, Origin::offered};
+  if (guards_new_buffers)
+    return {allocate_guarded(size, static_cast<size_t>(alignment)), size, Origin::guarded};
+  return {take_or_allocate(size), size, Origin::pool};
+}
 
-void PixelBuffer::Recycle::operator()(uint8_t* bytes) const noexcept {
-  if (guarded)
+PixelBuffer PixelBuffer::borrow(const uint8_t* bytes, uint32_t size) noexcept {
+  return {const_cast<uint8_t*>(bytes), size, Origin::borrowed};
+}
+
+bool PixelBuffer::offer(uint8_t* bytes, uint32_t size) noexcept {
+  return std::exchange(open_offer, {bytes, size}).bytes != nullptr;
+}
+
+void PixelBuffer::release_with(gexton_release release, void* owner) noexcept {
+  bytes_.get_deleter().release = release;
+  bytes_.get_deleter().owner = owner;
+}
+
+void PixelBuffer::GiveBack::operator()(uint8_t* bytes) const noexcept {
+  if (origin == Origin::borrowed) {
+    if (release != nullptr)
+      release(owner);
+  } else if (origin == Origin::offered)
+    return;
+  else if (origin == Origin::guarded)
     free_guarded(bytes, size, static_cast<size_t>(alignment));
   else if (recycles)
     idle_buffers.put(bytes, size);
@@ -130,6 +159,10 @@ void PixelBuffer::Recycle::operator()(uint8_t* bytes) const noexcept {
 
 void gexton_trim_buffers(void) {
   gexton_sdk::idle_buffers.clear();
+}
+
+bool gexton_offer_pixels(uint16_t* pixels, uint32_t size) {
+  return gexton_sdk::PixelBuffer::offer(reinterpret_cast<uint8_t*>(pixels), size);
 }
 
 void gexton_guard_buffers(bool on) {

@@ -120,6 +120,89 @@ TEST_F(Host, UpdateDataAcceptsTheFramesOwnBuffer) {
   EXPECT_EQ(error.text(), "");
 }
 
+TEST_F(Host, WrappedPixelsStayTheirOwnersUntilTheFrameGoes) {
+  const auto owner = std::make_shared<int>(7); // wrap_pixels keeps a copy
+  const Pixels original = pixels;
+  const auto wrap = [&] {
+    return gexton::wrap_pixels(GX_FRAME_DEPTH, *profile, pixels.data(), owner, error);
+  };
+  Frame wrapped = wrap();
+  EXPECT_EQ(reinterpret_cast<const uint16_t*>(gx_frame_get_data(wrapped.get(), nullptr)),
+            pixels.data());
+  EXPECT_TRUE(FrameState(*wrapped).differences(FrameState(*frame)) ==
+              (Names{"disparity offset"})); // which only the fixture's frame has
+  Frame second = gexton::share(*wrapped);
+  const Frame copy{gx_create_frame_from_other_frame(wrapped.get(), true, nullptr)};
+  wrapped.reset();
+  EXPECT_EQ(owner.use_count(), 2);
+  second.reset();
+  EXPECT_EQ(owner.use_count(), 1);
+  EXPECT_EQ(pixels_of(copy.get()), pixels);
+
+  // New pixels never go into somebody else's memory, be they as many or more.
+  for (const size_t count : {pixels.size(), pixels.size() + 1}) {
+    const Frame replaced = wrap();
+    const Pixels others(count, 9);
+    gx_frame_update_data(replaced.get(), reinterpret_cast<const uint8_t*>(others.data()),
+                         static_cast<uint32_t>(count * sizeof(uint16_t)), nullptr);
+    EXPECT_EQ(owner.use_count(), 1);
+    EXPECT_EQ(pixels_of(replaced.get()), others);
+  }
+  EXPECT_EQ(pixels, original);
+
+  // Pixels that outlive the frame need nobody to give them back.
+  EXPECT_TRUE(Frame(gexton_wrap_video_frame(GX_FRAME_DEPTH, profile.get(), pixels.data(), nullptr,
+                                            nullptr, nullptr)));
+}
+
+TEST_F(Host, AnOfferIsTakenOnceByAFrameOfItsSize) {
+  Pixels memory(pixels.size(), 5);
+  const auto bytes = static_cast<uint32_t>(memory.size() * sizeof(uint16_t));
+  const auto lies_in_memory = [&](const Frame& made) {
+    return reinterpret_cast<const uint16_t*>(gx_frame_get_data(made.get(), nullptr)) ==
+           memory.data();
+  };
+  const auto copy = [&] {
+    return Frame{gx_create_frame_from_other_frame(frame.get(), true, nullptr)};
+  };
+  EXPECT_FALSE(gexton_offer_pixels(memory.data(), bytes));
+  EXPECT_FALSE(
+      lies_in_memory(Frame{gx_create_frame(GX_FRAME_DEPTH, GX_FORMAT_Y16, bytes - 2, nullptr)}));
+  EXPECT_TRUE(lies_in_memory(copy()));
+  EXPECT_EQ(memory, pixels); // stays as the frame left it
+  EXPECT_FALSE(lies_in_memory(copy()));
+  gexton_offer_pixels(memory.data(), bytes);
+  EXPECT_TRUE(gexton_offer_pixels(nullptr, 0));
+  EXPECT_FALSE(lies_in_memory(copy()));
+}
+
+TEST_F(Host, WhatCanNotBeWrappedStaysTheCallers) {
+  int released = 0;
+  const auto release = [](void* count) { ++*static_cast<int*>(count); };
+  const auto wrap = [&](gx_stream_profile* of_size, const uint16_t* those) {
+    return Frame(gexton_wrap_video_frame(GX_FRAME_DEPTH, of_size, those, release, &released,
+                                         error.receive()));
+  };
+  EXPECT_FALSE(wrap(nullptr, pixels.data()));
+  EXPECT_EQ(error.text(), "invalid argument | gexton_wrap_video_frame | profile | 4");
+  EXPECT_FALSE(wrap(profile.get(), nullptr));
+  EXPECT_EQ(error.text(), "invalid argument | gexton_wrap_video_frame | pixels | 4");
+  const Profile vast{gexton_create_stream_profile(GX_FORMAT_Y16, 1U << 16, 1U << 15, nullptr)};
+  EXPECT_FALSE(wrap(vast.get(), pixels.data()));
+  EXPECT_EQ(error.text(), "invalid argument | gexton_wrap_video_frame | profile | 4");
+  REQUIRE_ALLOCATION_FAULTS();
+  for (uint64_t n = 1;; ++n) {
+    fail_nth_allocation(n);
+    const Frame wrapped = wrap(profile.get(), pixels.data());
+    fail_nth_allocation(0);
+    if (wrapped)
+      break;
+    EXPECT_EQ(error.text(), "out of memory | gexton_wrap_video_frame |  | 0");
+    EXPECT_EQ(released, 0);
+  }
+  EXPECT_EQ(released, 1);
+}
+
 TEST_F(Host, RecycledBuffersAreAlignedAndComeBackZero) {
   std::set<const uint8_t*> buffers;
   for (int i = 0; i < 100; ++i) {
