@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <fmt/format.h>
 
@@ -67,9 +66,7 @@ class FileStream final : public ByteStream {
   const std::string& name() const override { return name_; }
 
  private:
-  Error system_error() const {
-    return {fmt::format("{}: {}", name_, std::strerror(errno)), ErrorKind::input};
-  }
+  Error system_error() const { return recordings::system_error(name_, errno, ErrorKind::input); }
 
   std::unique_ptr<std::FILE, CloseFile> file_;
   std::string name_;
@@ -120,12 +117,12 @@ Result<std::unique_ptr<ByteStream>> open_byte_stream(const std::filesystem::path
   }
   std::error_code code;
   if (!std::filesystem::exists(path, code))
-    return Error{fmt::format("{}: no such file", path.string())};
+    return Error{fmt::format("{}: no such file", path.string()), ErrorKind::input, {}, ENOENT};
   if (std::filesystem::is_directory(path, code))
     return Error{fmt::format("{}: not a regular file", path.string())};
   std::FILE* file = system::open(path, "rb");
   if (file == nullptr)
-    return Error{fmt::format("{}: {}", path.string(), std::strerror(errno))};
+    return system_error(path.string(), errno, ErrorKind::input);
   std::optional<uint64_t> size;
   if (std::filesystem::is_regular_file(path, code))
     size = std::filesystem::file_size(path, code);

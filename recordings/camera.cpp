@@ -9,7 +9,7 @@
 
 #include "recordings/byte_stream.h"
 #include "recordings/camera_info_yaml.h"
-#include "recordings/formats.h"
+#include "recordings/frame_names.h"
 #include "recordings/image_file.h"
 #include "recordings/json_text.h"
 
@@ -160,35 +160,41 @@ Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json) {
   return facts;
 }
 
+Result<CameraFacts> parse_camera_file(const std::filesystem::path& name,
+                                      std::span<const uint8_t> bytes) {
+  const std::string ending = lower_case_extension(name);
+  const bool is_yaml = ending == ".yaml" || ending == ".yml";
+  auto facts = is_yaml ? parse_camera_info_yaml(bytes) : parse_camera_facts(bytes);
+  if (!facts)
+    return Error{fmt::format("{}: {}", name.string(), facts.error().message)};
+  return facts;
+}
+
 Result<CameraFacts> read_camera_file(const std::filesystem::path& path) {
   const auto bytes = read_file(path);
   if (!bytes)
     return bytes.error();
-  const std::string ending = lower_case_extension(path);
-  const bool is_yaml = ending == ".yaml" || ending == ".yml";
-  auto facts = is_yaml ? parse_camera_info_yaml(*bytes) : parse_camera_facts(*bytes);
-  if (!facts)
-    return Error{fmt::format("{}: {}", path.string(), facts.error().message)};
-  return facts;
+  return parse_camera_file(path, *bytes);
+}
+
+std::vector<std::string> camera_file_names(const std::filesystem::path& file) {
+  std::vector<std::string> names;
+  if (!file.empty())
+    names = {file.string() + ".json",
+             std::filesystem::path(file).replace_extension(".json").string()};
+  names.insert(names.end(), {"camera.json", "camera_info.yaml"});
+  return names;
 }
 
 std::filesystem::path find_camera_file(const std::filesystem::path& input) {
   std::error_code code;
   if (input == standard_stream)
     return {};
-  std::vector<std::filesystem::path> candidates;
-  std::filesystem::path directory = input;
-  if (!std::filesystem::is_directory(input, code)) {
-    std::filesystem::path replaced = input;
-    replaced.replace_extension(".json");
-    candidates = {input.string() + ".json", replaced};
-    directory = input.parent_path();
-  }
-  candidates.push_back(directory / "camera.json");
-  candidates.push_back(directory / "camera_info.yaml");
-  for (const auto& candidate : candidates)
-    if (std::filesystem::is_regular_file(candidate, code))
-      return candidate;
+  const bool is_folder = std::filesystem::is_directory(input, code);
+  const std::filesystem::path folder = is_folder ? input : input.parent_path();
+  for (const std::string& name : camera_file_names(is_folder ? "" : input.filename()))
+    if (std::filesystem::is_regular_file(folder / name, code))
+      return folder / name;
   return {};
 }
 
@@ -272,6 +278,19 @@ Failure KnownFacts::check_size_of(FrameSize frames) const {
   return std::nullopt;
 }
 
+Result<std::string> KnownFacts::settle_size(FrameSize frames, const std::string& recording) {
+  std::string remark;
+  auto failure = check_size_of(frames);
+  if (failure && (origin_of("width") == recording || origin_of("height") == recording)) {
+    remark = failure->message + "; what it says of its camera is left aside";
+    forget(recording);
+    failure = check_size_of(frames);
+  }
+  if (failure)
+    return *failure;
+  return remark;
+}
+
 std::vector<FactInForce> facts_in_force(const KnownFacts& known, const Camera& camera,
                                         FrameSize size) {
   const auto pixel_type = camera.pixel_type == GX_PIXEL_DISPARITY ? "disparity"
@@ -303,7 +322,7 @@ std::vector<FactInForce> facts_in_force(const KnownFacts& known, const Camera& c
   return facts;
 }
 
-Failure check_codes(const Image& image, const Camera& camera) {
+Failure check_codes(ImageView image, const Camera& camera) {
   const unsigned bits = std::min(camera.bit_size, camera.d2d.bitSize);
   if (camera.pixel_type != GX_PIXEL_DISPARITY || bits >= 16)
     return std::nullopt;

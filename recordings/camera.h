@@ -44,13 +44,17 @@ inline constexpr std::array fact_keys{
     "fy",    "cx",     "cy",         "baseline",   "disparity_offset", "d2d"};
 
 Result<CameraFacts> parse_camera_facts(std::span<const uint8_t> json);
-/// A JSON object of facts or, by its ending .yaml or .yml, a ROS camera_info file. Errors name the
-/// file.
+/// A JSON object of facts or, by its name's ending .yaml or .yml, a ROS camera_info file. Errors
+/// name the file.
+Result<CameraFacts> parse_camera_file(const std::filesystem::path& name,
+                                      std::span<const uint8_t> bytes);
 Result<CameraFacts> read_camera_file(const std::filesystem::path& path);
 
-/// The file that belongs to an input: camera.json or camera_info.yaml in a directory; INPUT.json,
-/// then the input's name with .json in place of its extension, then the same two beside a file.
-/// Empty where there is none.
+/// Names of files that tell of the camera, the first one that is there counts: in a directory
+/// camera.json and camera_info.yaml; beside a file INPUT.json and its name with .json in place of
+/// the extension come before these. `file` is empty for a directory.
+std::vector<std::string> camera_file_names(const std::filesystem::path& file);
+/// The one of these that is there, or empty.
 std::filesystem::path find_camera_file(const std::filesystem::path& input);
 
 /// `facts` with everything that `overrides` says instead, also inside d2d, whose baseline, fx and
@@ -80,6 +84,9 @@ class KnownFacts {
   std::string origin_of(const std::string& key) const;
   /// An error that names who says otherwise where the frames have another size.
   Failure check_size_of(FrameSize frames) const;
+  /// The same, but where `recording` says otherwise, all that it says of its camera is forgotten:
+  /// a remark then, otherwise nothing.
+  Result<std::string> settle_size(FrameSize frames, const std::string& recording);
 
  private:
   CameraFacts facts_ = CameraFacts::object();
@@ -100,6 +107,6 @@ std::vector<FactInForce> facts_in_force(const KnownFacts& known, const Camera& c
 
 /// Null where every disparity code fits the camera's bit size, as filters that look codes up rely
 /// on.
-Failure check_codes(const Image& image, const Camera& camera);
+Failure check_codes(ImageView image, const Camera& camera);
 
 } // namespace recordings

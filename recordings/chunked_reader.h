@@ -16,7 +16,7 @@ class ChunkedReader : public MessageReader {
   MessageChunk chunk() const final { return chunk_left_ ? chunk_ : MessageChunk{}; }
   Result<std::optional<std::vector<IndexedTopic>>> index() final;
   Failure rewind() final;
-  std::vector<std::string> remarks() const final { return remarks_; }
+  const std::vector<std::string>& remarks() const final { return remarks_; }
   const ByteStream& stream() const final { return *stream_; }
 
  protected:

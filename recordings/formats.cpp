@@ -1,11 +1,11 @@
 #include "recordings/formats.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include <fmt/format.h>
 
 #include "recordings/bag_reader.h"
+#include "recordings/frame_names.h"
 #include "recordings/matroska.h"
 #include "recordings/mcap.h"
 #include "recordings/message_sink.h"
@@ -80,13 +80,6 @@ std::string list_titles(Chosen is_chosen) {
 }
 
 } // namespace
-
-std::string lower_case_extension(const std::filesystem::path& path) {
-  std::string extension = path.extension().string();
-  std::ranges::transform(extension, extension.begin(),
-                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
-}
 
 const Format* format_of_name(const std::filesystem::path& path) {
   const auto found = std::ranges::find(table, lower_case_extension(path), &Format::extension);

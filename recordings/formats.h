@@ -38,9 +38,6 @@ struct Format {
                                                const SinkOptions& options) = nullptr;
 };
 
-/// ".png" of "a.PNG".
-std::string lower_case_extension(const std::filesystem::path& path);
-
 /// The format of files of this name, by its extension in any case; null where there is none.
 const Format* format_of_name(const std::filesystem::path& path);
 

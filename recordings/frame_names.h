@@ -1,11 +1,18 @@
-// Names of frames that come from a recording's own names.
+// Names of files.
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <string>
 
 namespace recordings {
+
+/// ".png" of "a.PNG".
+std::string lower_case_extension(const std::filesystem::path& path);
+
+/// Orders "frame_9" before "frame_10": runs of digits compare by value.
+bool natural_less(const std::string& left, const std::string& right);
 
 /// Makes names fit for files, and each different from those before.
 class FrameNames {

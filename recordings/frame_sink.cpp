@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "recordings/formats.h"
+#include "recordings/frame_names.h"
 #include "recordings/picture_sink.h"
 
 namespace recordings {

@@ -48,6 +48,8 @@ class FrameSource {
 
   /// The pictures that the frames are, in their order; nothing where one file holds them.
   virtual std::vector<std::filesystem::path> files() const { return {}; }
+  /// The file that says which these are; empty where the folder itself does.
+  virtual std::filesystem::path list() const { return {}; }
   /// How many frames there are, where that is known beforehand.
   virtual std::optional<uint64_t> frame_count() const { return std::nullopt; }
   /// What the recording itself says about its camera; with width and height where it says them.
@@ -57,7 +59,12 @@ class FrameSource {
   /// The topic that the frames come from, or nothing.
   virtual std::string topic() const { return {}; }
   /// What a user should know: what was passed over and why. Grows until the end is reached.
-  virtual std::vector<std::string> remarks() const { return {}; }
+  virtual const std::vector<std::string>& remarks() const {
+    static const std::vector<std::string> none;
+    return none;
+  }
+  /// Whether some of that is of frames that were there once: what is cut off or damaged.
+  virtual bool has_losses() const { return false; }
 };
 
 struct SourceOptions {

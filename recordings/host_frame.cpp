@@ -49,20 +49,40 @@ Result<gexton::Frame> make_frame(ImageView image, uint64_t index, gx_stream_prof
       gexton_create_video_frame(GX_FRAME_DEPTH, &profile, image.pixels.data(), slot.receive()));
   if (slot)
     return host_error(slot);
-  gexton_frame_set_index(frame.get(), index, slot.receive());
+  if (auto failure = describe_frame(*frame, index, camera))
+    return *failure;
+  return frame;
+}
+
+Result<gexton::Frame> make_frame(Image&& image, uint64_t index, gx_stream_profile& profile,
+                                 const Camera& camera) {
+  gexton::ErrorSlot slot;
+  const uint16_t* const pixels = image.pixels.data(); // stay where they are when their vector moves
+  gexton::Frame frame =
+      gexton::wrap_pixels(GX_FRAME_DEPTH, profile, pixels, std::move(image.pixels), slot);
+  if (slot)
+    return host_error(slot);
+  if (auto failure = describe_frame(*frame, index, camera))
+    return *failure;
+  return frame;
+}
+
+Failure describe_frame(gx_frame& frame, uint64_t index, const Camera& camera) {
+  gexton::ErrorSlot slot;
+  gexton_frame_set_index(&frame, index, slot.receive());
   if (!slot)
-    gx_video_frame_set_pixel_type(frame.get(), camera.pixel_type, slot.receive());
+    gx_video_frame_set_pixel_type(&frame, camera.pixel_type, slot.receive());
   if (!slot)
-    gx_video_frame_set_pixel_available_bit_size(frame.get(), camera.bit_size, slot.receive());
+    gx_video_frame_set_pixel_available_bit_size(&frame, camera.bit_size, slot.receive());
   if (!slot)
-    gx_depth_frame_set_value_scale(frame.get(), camera.depth_unit, slot.receive());
+    gx_depth_frame_set_value_scale(&frame, camera.depth_unit, slot.receive());
   if (!slot && camera.disparity_offset) {
-    gexton_frame_set_metadata(frame.get(), GX_METADATA_DISPARITY_OFFSET, *camera.disparity_offset,
+    gexton_frame_set_metadata(&frame, GX_METADATA_DISPARITY_OFFSET, *camera.disparity_offset,
                               slot.receive());
   }
   if (slot)
     return host_error(slot);
-  return frame;
+  return std::nullopt;
 }
 
 Result<Camera> camera_of(const gx_frame& frame, const Camera& input) {

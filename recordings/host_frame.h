@@ -13,6 +13,12 @@ Result<gexton::Profile> make_profile(FrameSize size, const Camera& camera);
 /// A depth frame with the image's pixels, its number in the recording and the camera's facts.
 Result<gexton::Frame> make_frame(ImageView image, uint64_t index, gx_stream_profile& profile,
                                  const Camera& camera);
+/// The same around the image's pixels, which are not copied.
+Result<gexton::Frame> make_frame(Image&& image, uint64_t index, gx_stream_profile& profile,
+                                 const Camera& camera);
+
+/// Tells a frame its number and the camera's facts.
+Failure describe_frame(gx_frame& frame, uint64_t index, const Camera& camera);
 
 /// The camera of a frame that filters made of one of `input`'s: pixel type, unit and bits are the
 /// frame's, the intrinsics its profile's, scaled where they are for another size than the frame

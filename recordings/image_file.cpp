@@ -1,5 +1,6 @@
 #include "recordings/image_file.h"
 
+#include <cerrno>
 #include <fstream>
 
 #include <fmt/format.h>
@@ -32,7 +33,7 @@ Result<Image> decode_image(const std::filesystem::path& path, std::span<const ui
 Result<std::vector<uint8_t>> read_file(const std::filesystem::path& path) {
   std::error_code code;
   if (!std::filesystem::exists(path, code))
-    return Error{fmt::format("{}: no such file", path.string())};
+    return Error{fmt::format("{}: no such file", path.string()), ErrorKind::input, {}, ENOENT};
   if (!std::filesystem::is_regular_file(path, code))
     return Error{fmt::format("{}: not a regular file", path.string())};
   constexpr uint64_t max_header = uint64_t{1} << 20;

@@ -19,7 +19,11 @@ constexpr AVRational millisecond{1, 1000};
 constexpr AVRational default_rate{30, 1};
 
 Error failed(const char* what, int code) {
-  return {fmt::format("{}: {}", what, libav::error_text(code)), ErrorKind::system};
+  const bool is_of_system = code < 0 && code > -4096; // others are four letters
+  return {fmt::format("{}: {}", what, libav::error_text(code)),
+          ErrorKind::system,
+          {},
+          is_of_system ? AVUNERROR(code) : 0};
 }
 
 Result<libav::Codec> open_encoder(FrameSize size) {

@@ -214,7 +214,8 @@ class MatroskaSource final : public FrameSource {
     return topics;
   }
   std::string topic() const override { return fmt::format("{}", chosen_); }
-  std::vector<std::string> remarks() const override { return remarks_; }
+  const std::vector<std::string>& remarks() const override { return remarks_; }
+  bool has_losses() const override { return !remarks_.empty(); }
 
  private:
   Error about_file(const std::string& message) const {

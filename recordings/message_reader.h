@@ -89,7 +89,8 @@ class MessageReader {
   /// Those that have been seen, in the order of their numbers.
   virtual std::vector<const MessageSchema*> schemas() const = 0;
   virtual std::vector<const MessageChannel*> channels() const = 0;
-  virtual std::vector<std::string> remarks() const = 0;
+  /// Of what is cut off or damaged.
+  virtual const std::vector<std::string>& remarks() const = 0;
   virtual const ByteStream& stream() const = 0;
 };
 

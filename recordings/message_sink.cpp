@@ -181,9 +181,13 @@ struct Origin {
   bool is_bag = false;
 };
 
-/// Null where the frames come from no recording of messages.
+/// Null where the frames come from no recording of messages: from a folder, or a pipe, which can't
+/// be read a second time.
 Result<std::optional<Origin>> look_at_origin(const SinkOptions& options) {
-  if (options.origin.empty())
+  std::error_code code;
+  const bool is_no_file = std::filesystem::exists(options.origin, code) &&
+                          !std::filesystem::is_regular_file(options.origin, code);
+  if (options.origin.empty() || options.origin == standard_stream || is_no_file)
     return std::optional<Origin>();
   auto stream = open_byte_stream(options.origin);
   if (!stream)

@@ -62,7 +62,8 @@ class MessageFrames final : public FrameSource {
     return topics;
   }
   std::string topic() const override { return depth_.name; }
-  std::vector<std::string> remarks() const override { return reader_->remarks(); }
+  const std::vector<std::string>& remarks() const override { return reader_->remarks(); }
+  bool has_losses() const override { return !reader_->remarks().empty(); }
 
  private:
   Failure survey_file() {

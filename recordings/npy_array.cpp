@@ -185,7 +185,7 @@ class NpySource final : public FrameSource {
     if (!stored)
       return stored.error();
     if (!*stored) {
-      ended_ = true;
+      ended_ = cut_off_ = true;
       remarks_.push_back(fmt::format("{}: cut off behind {} of {} frames", stream_->name(), index_,
                                      header_.frames));
       return std::optional<StoredFrame>();
@@ -203,7 +203,8 @@ class NpySource final : public FrameSource {
     return std::min(header_.frames, there_.value_or(header_.frames));
   }
 
-  std::vector<std::string> remarks() const override { return remarks_; }
+  const std::vector<std::string>& remarks() const override { return remarks_; }
+  bool has_losses() const override { return cut_off_; }
 
  private:
   Result<std::optional<StoredFrame>> end() {
@@ -223,6 +224,7 @@ class NpySource final : public FrameSource {
   std::vector<std::string> remarks_;
   uint64_t index_ = 0;
   bool ended_ = false;
+  bool cut_off_ = false;
 };
 
 // ---- out ----

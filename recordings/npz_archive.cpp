@@ -158,9 +158,11 @@ class NpzSource final : public FrameSource {
         continue;
       auto stored =
           broken_ ? Result<std::optional<Image>>(*std::exchange(broken_, {})) : read_frame();
-      if (stored && !*stored)
+      if (stored && !*stored) {
+        has_losses_ = true;
         remarks_.push_back(fmt::format("{}: cut off behind {} of {} frames", member_->name(),
                                        frame_, header_.frames));
+      }
       std::optional<StoredFrame> frame;
       if (!stored || *stored)
         frame = make_frame(std::move(stored));
@@ -171,15 +173,13 @@ class NpzSource final : public FrameSource {
     }
     if (index_ == 0)
       return Error{fmt::format("{}: no array of depth images", name_)};
+    if (const uint64_t passed_over = std::exchange(passed_over_, 0); passed_over > 1)
+      remarks_.push_back(fmt::format("{}: {} more members passed over", name_, passed_over - 1));
     return std::optional<StoredFrame>();
   }
 
-  std::vector<std::string> remarks() const override {
-    auto remarks = remarks_;
-    if (passed_over_ > 1)
-      remarks.push_back(fmt::format("{}: {} more members passed over", name_, passed_over_ - 1));
-    return remarks;
-  }
+  const std::vector<std::string>& remarks() const override { return remarks_; }
+  bool has_losses() const override { return has_losses_; }
 
  private:
   /// Of the member; null where that is cut off. Its checksum is looked at where it ends.
@@ -202,6 +202,7 @@ class NpzSource final : public FrameSource {
     if (path.extension() != ".npy")
       return pass_over(place, "not a .npy file");
     zip_file_t* file = zip_fopen_index(archive_.get(), index, 0);
+    has_losses_ |= file == nullptr;
     if (file == nullptr)
       return pass_over(place, zip_strerror(archive_.get()));
     auto member = std::make_unique<Member>(file, place);
@@ -262,7 +263,8 @@ class NpzSource final : public FrameSource {
   uint64_t index_ = 0;
   FrameNames names_;
   std::vector<std::string> remarks_;
-  uint64_t passed_over_ = 0;
+  uint64_t passed_over_ = 0; ///< members, until that is told
+  bool has_losses_ = false;
 };
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 
 #include <fmt/format.h>
 
@@ -72,7 +71,7 @@ Failure claim_standard_output() {
     return std::nullopt;
   std::FILE* const file = system::take_standard_output();
   if (file == nullptr)
-    return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
+    return system_error("standard output", errno);
   claimed_output = file;
   return std::nullopt;
 }
@@ -80,7 +79,7 @@ Failure claim_standard_output() {
 Failure finish_standard_output() {
   for (std::FILE* file : {stdout, standard_output()})
     if (std::fflush(file) != 0 || std::ferror(file) != 0)
-      return Error{fmt::format("standard output: {}", std::strerror(errno)), ErrorKind::system};
+      return system_error("standard output", errno);
   return std::nullopt;
 }
 
@@ -93,7 +92,7 @@ Result<OutputFile> OutputFile::create(const fs::path& path, bool rewritten) {
   } else {
     std::error_code code;
     if (fs::is_directory(path, code))
-      return Error{fmt::format("{}: {}", path.string(), std::strerror(EISDIR)), ErrorKind::system};
+      return recordings::system_error(path.string(), EISDIR);
     const fs::path temporary = temporary_name(path);
     output.file_.reset(system::open(temporary, "wb"));
     if (output.file_ != nullptr) {
@@ -146,7 +145,7 @@ Failure OutputFile::commit() {
     return std::nullopt;
   }
   remove_temporary();
-  return Error{fmt::format("{}: {}", path_.string(), code.message()), ErrorKind::system};
+  return recordings::system_error(path_.string(), code);
 }
 
 void OutputFile::remove_temporary() {
@@ -156,7 +155,7 @@ void OutputFile::remove_temporary() {
 }
 
 Error OutputFile::system_error() const {
-  return {fmt::format("{}: {}", path_.string(), std::strerror(errno)), ErrorKind::system};
+  return recordings::system_error(path_.string(), errno);
 }
 
 Failure OutputFile::copy_to_standard_output() {

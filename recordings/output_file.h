@@ -29,9 +29,8 @@ void remove_unfinished_files();
 /// existing file stays as it is until then. Without `commit` nothing remains.
 class OutputFile {
  public:
-  /// "-" is standard output: it is
-  /// written as it comes, unless `rewritten` says that `rewrite` will be called; then it is kept in
-  /// a temporary file until `commit`.
+  /// "-" is standard output: it is written as it comes, unless `rewritten` says that `rewrite` will
+  /// be called; then it is kept in a temporary file until `commit`.
   static Result<OutputFile> create(const std::filesystem::path& path, bool rewritten = false);
 
   OutputFile(OutputFile&&) = default;

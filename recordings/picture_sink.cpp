@@ -81,7 +81,7 @@ Result<std::unique_ptr<FrameSink>> create_picture_folder(const std::filesystem::
   std::error_code code;
   std::filesystem::create_directories(folder, code);
   if (code)
-    return Error{fmt::format("{}: {}", folder.string(), code.message()), ErrorKind::system};
+    return system_error(folder.string(), code);
   return std::unique_ptr<FrameSink>(std::make_unique<PictureFolder>(folder, format));
 }
 

@@ -12,7 +12,12 @@ namespace {
 class PictureFiles final : public FrameSource {
  public:
   PictureFiles(Recording recording, const SourceOptions& options)
-      : recording_(std::move(recording)), told_size_(options.told_size) {}
+      : recording_(std::move(recording)), told_size_(options.told_size) {
+    const size_t ignored = recording_.ignored.size();
+    if (ignored > 0)
+      remarks_.push_back(fmt::format("ignored: {}{}", recording_.ignored.front().string(),
+                                     ignored == 1 ? "" : fmt::format(" and {} more", ignored - 1)));
+  }
 
   Result<std::optional<StoredFrame>> next() override {
     if (index_ == recording_.frames.size())
@@ -27,18 +32,12 @@ class PictureFiles final : public FrameSource {
 
   std::vector<std::filesystem::path> files() const override { return recording_.frames; }
   std::optional<uint64_t> frame_count() const override { return recording_.frames.size(); }
-
-  std::vector<std::string> remarks() const override {
-    const size_t ignored = recording_.ignored.size();
-    if (ignored == 0)
-      return {};
-    return {fmt::format("ignored: {}{}", recording_.ignored.front().string(),
-                        ignored == 1 ? "" : fmt::format(" and {} more", ignored - 1))};
-  }
+  const std::vector<std::string>& remarks() const override { return remarks_; }
 
  private:
   Recording recording_;
   std::optional<FrameSize> told_size_;
+  std::vector<std::string> remarks_;
   uint64_t index_ = 0;
 };
 
@@ -67,7 +66,8 @@ class PictureStream final : public FrameSource {
     return std::optional(std::move(frame));
   }
 
-  std::vector<std::string> remarks() const override { return remarks_; }
+  const std::vector<std::string>& remarks() const override { return remarks_; }
+  bool has_losses() const override { return !remarks_.empty(); }
 
  private:
   /// Empty at the end of the stream.

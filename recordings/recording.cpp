@@ -2,31 +2,17 @@
 
 #include <algorithm>
 #include <set>
-#include <string_view>
 
 #include <fmt/format.h>
 
 #include "recordings/formats.h"
+#include "recordings/frame_names.h"
 #include "recordings/system.h"
 
 namespace recordings {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-/// Cuts the run of digits at the front off `text` and returns it without leading zeros.
-std::string_view take_number(std::string_view& text) {
-  const size_t length =
-      static_cast<size_t>(std::ranges::find_if_not(text, is_digit) - text.begin());
-  std::string_view number = text.substr(0, length);
-  text.remove_prefix(length);
-  number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
-  return number;
-}
 
 /// Facts about the camera stand beside pictures.
 bool is_camera_file(const fs::path& path) {
@@ -68,28 +54,6 @@ Failure add_directory(const fs::path& directory, const std::string& pattern, Rec
 }
 
 } // namespace
-
-bool natural_less(const std::string& left, const std::string& right) {
-  std::string_view a = left;
-  std::string_view b = right;
-  while (!a.empty() && !b.empty()) {
-    if (is_digit(a.front()) && is_digit(b.front())) {
-      const std::string_view number_a = take_number(a);
-      const std::string_view number_b = take_number(b);
-      if (number_a.size() != number_b.size())
-        return number_a.size() < number_b.size();
-      if (number_a != number_b)
-        return number_a < number_b;
-    } else if (a.front() != b.front()) {
-      return a.front() < b.front();
-    } else {
-      a.remove_prefix(1);
-      b.remove_prefix(1);
-    }
-  }
-  // Names that differ only in leading zeros still need a fixed order.
-  return a.empty() && b.empty() ? left < right : a.empty();
-}
 
 Result<Recording> find_frames(const std::vector<fs::path>& inputs, const std::string& pattern) {
   Recording recording;

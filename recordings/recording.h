@@ -9,9 +9,6 @@
 
 namespace recordings {
 
-/// Orders "frame_9" before "frame_10": runs of digits compare by value.
-bool natural_less(const std::string& left, const std::string& right);
-
 struct Recording {
   std::vector<std::filesystem::path> frames;  ///< as given; those of a directory in natural order
   std::vector<std::filesystem::path> ignored; ///< files of directories that are no pictures

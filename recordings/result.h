@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -26,7 +27,18 @@ struct Error {
   std::string message; ///< one or more lines without a final line feed
   ErrorKind kind = ErrorKind::input;
   std::string example = {}; ///< of mixed formats: wildcards that choose one
+  int number = 0;           ///< errno, where the system refused something
 };
+
+/// "WHAT: the system's reason".
+inline Error system_error(const std::string& what, std::error_code code,
+                          ErrorKind kind = ErrorKind::system) {
+  return {what + ": " + code.message(), kind, {}, code.default_error_condition().value()};
+}
+/// By errno.
+inline Error system_error(const std::string& what, int number, ErrorKind kind = ErrorKind::system) {
+  return system_error(what, std::error_code(number, std::generic_category()), kind);
+}
 
 /// The outcome of an operation that yields nothing: an error or success.
 class [[nodiscard]] Failure : public std::optional<Error> {

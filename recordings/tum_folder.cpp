@@ -71,6 +71,7 @@ class TumFolder final : public FrameSource {
       files.push_back(folder_ / entry.picture);
     return files;
   }
+  fs::path list() const override { return folder_ / list_name; }
   std::optional<uint64_t> frame_count() const override { return entries_.size(); }
   CameraFacts facts() const override { return {{"depth_unit", 0.2}}; }
 

@@ -7,6 +7,7 @@
 #include "gxfilter/filter_chain.h"
 #include "recordings/camera.h"
 #include "recordings/camera_info_yaml.h"
+#include "recordings/frame_names.h"
 #include "recordings/host_frame.h"
 #include "recordings/image_file.h"
 #include "recordings/pgm_image.h"

@@ -41,6 +41,7 @@ struct Read {
   size_t bad = 0;
   std::string error;
   std::vector<std::string> remarks;
+  bool has_losses = false;
 };
 
 Read read_all(Result<std::unique_ptr<FrameSource>> source) {
@@ -57,10 +58,12 @@ Read read_all(Result<std::unique_ptr<FrameSource>> source) {
     if (image)
       read.images.push_back(*image);
   }
-  if (source)
+  if (source) {
     read.remarks = (*source)->remarks();
-  else
+    read.has_losses = (*source)->has_losses();
+  } else {
     read.error = source.error().message;
+  }
   return read;
 }
 
@@ -84,6 +87,7 @@ TEST(Npy, IsReadUpToItsLastWholeFrame) {
     EXPECT_EQ(read.error.empty(), length >= header) << length << read.error;
     EXPECT_EQ(read.images.size(), length < header ? 0 : (length - header) / 12) << length;
     EXPECT_EQ(read.remarks.size(), length >= header && length < file.size()) << length;
+    EXPECT_EQ(read.has_losses, !read.remarks.empty()) << length;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <png.h>
 
 #include "recordings/camera.h"
+#include "recordings/frame_names.h"
 #include "recordings/image_file.h"
 #include "recordings/pgm_image.h"
 #include "recordings/png_image.h"
@@ -138,8 +139,8 @@ TEST(CameraFactsMerging, FillsTheDisparityRecordFromTheOtherFacts) {
   EXPECT_EQ(camera->d2d.bitSize, 12);
   EXPECT_EQ(camera->disparity_offset, -3);
   EXPECT_GT(camera->intrinsic.width, 0) << "a side that the record can't hold must not wrap";
-  EXPECT_FALSE(check_codes({{2, 1}, {0, 4095}}, *camera));
-  EXPECT_TRUE(check_codes({{2, 1}, {0, 4096}}, *camera)) << "a code beyond the look-up table";
+  EXPECT_FALSE(check_codes(Image{{2, 1}, {0, 4095}}, *camera));
+  EXPECT_TRUE(check_codes(Image{{2, 1}, {0, 4096}}, *camera)) << "a code beyond the look-up table";
 }
 
 TEST(CameraFactsMerging, NamesTheFactThatIsWrong) {
