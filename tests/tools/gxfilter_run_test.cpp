@@ -256,6 +256,22 @@ TEST_F(GxfilterProgram, MakesTheSameWithAnyNumberOfThreads) {
   }
 }
 
+TEST_F(GxfilterProgram, TellsTheDigestOfItsPixels) {
+  ASSERT_EQ(run("synth --out scene --size 64x48 --frames 5").status, 0);
+  const std::string chain =
+      "run scene --filter TemporalFilter --filter HoleFillingFilter --digest ";
+  const std::string sum =
+      run(chain + "--out - --out-format raw 2>notes | sha256sum").out.substr(0, 64);
+  ASSERT_EQ(sum.size(), 64U);
+  EXPECT_PRED2(says, text_of(directory_ / "notes"), "digest " + sum);
+  for (const char* output :
+       {"pictures --jobs 7", "pictures --resume", "all.npy", "all.npy --resume"})
+    EXPECT_PRED2(says, run(chain + "--out " + output).out, "digest " + sum) << output;
+  EXPECT_PRED2(says, run(chain + "--json --out json").out, "\"digest\": \"" + sum + "\"");
+  EXPECT_PRED2(says, run("run scene --filter TemporalFilter --json --out none").out,
+               "\"digest\": null");
+}
+
 TEST_F(GxfilterProgram, LosesNoResult) {
   ASSERT_EQ(run("synth --out scene --size 64x48 --frames 6").status, 0);
   const std::string chain = "run scene --filter TemporalFilter --out ";

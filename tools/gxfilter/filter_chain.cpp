@@ -83,29 +83,6 @@ std::string helpful_lines(const FilterRequest& request,
   return lines;
 }
 
-Failure configure(Filter& filter, const FilterRequest& request, Ranges ranges) {
-  gexton::ErrorSlot slot;
-  if (!request.record.empty()) {
-    const auto record = read_file(request.record);
-    if (!record)
-      return usage_error(record.error().message);
-    filter.set_config_data(*record, slot);
-  } else {
-    const auto values = complete_values(request, filter.schema(), ranges);
-    if (!values)
-      return values.error();
-    if (filter.schema().empty())
-      filter.reset();
-    else
-      filter.update_config(*values, slot);
-  }
-  if (!slot)
-    return std::nullopt;
-  return usage_error(
-      fmt::format("{} rejects its configuration: {}{}", filter.name(), slot.text(),
-                  helpful_lines(request, filter.schema(), gx_error_get_args(slot.get()))));
-}
-
 } // namespace
 
 Result<FilterRequest> parse_filter_request(const std::string& text) {
@@ -207,6 +184,29 @@ std::string describe_request(const FilterRequest& request,
     text += fmt::format("{} {}={}", text == request.name ? "" : ",", parameter.name, given->second);
   }
   return text;
+}
+
+Failure configure(Filter& filter, const FilterRequest& request, Ranges ranges) {
+  gexton::ErrorSlot slot;
+  if (!request.record.empty()) {
+    const auto record = read_file(request.record);
+    if (!record)
+      return usage_error(record.error().message);
+    filter.set_config_data(*record, slot);
+  } else {
+    const auto values = complete_values(request, filter.schema(), ranges);
+    if (!values)
+      return values.error();
+    if (filter.schema().empty())
+      filter.reset();
+    else
+      filter.update_config(*values, slot);
+  }
+  if (!slot)
+    return std::nullopt;
+  return usage_error(
+      fmt::format("{} rejects its configuration: {}{}", filter.name(), slot.text(),
+                  helpful_lines(request, filter.schema(), gx_error_get_args(slot.get()))));
 }
 
 Result<Filter> make_filter(const std::shared_ptr<const Plugin>& plugin,

@@ -45,8 +45,11 @@ complete_values(const FilterRequest& request, const std::vector<gexton::Paramete
 std::string describe_request(const FilterRequest& request,
                              const std::vector<gexton::Parameter>& schema);
 
-/// A filter that is ready for its first frame. A value that the filter rejects is a usage error
+/// Null once the filter is configured as asked. A value that the filter rejects is a usage error
 /// that quotes the schema too.
+recordings::Failure configure(hosting::Filter& filter, const FilterRequest& request, Ranges ranges);
+
+/// A filter that is ready for its first frame.
 recordings::Result<hosting::Filter>
 make_filter(const std::shared_ptr<const hosting::Plugin>& plugin, const FilterRequest& request,
             Ranges ranges);

@@ -20,6 +20,7 @@
 #include "recordings/host_frame.h"
 #include "recordings/image_file.h"
 #include "recordings/picture_sink.h"
+#include "recordings/pixel_digest.h"
 #include "recordings/png_image.h"
 
 namespace gxfilter {
@@ -71,6 +72,8 @@ class Runner {
     if (!outcome_.failure && !outcome_.interrupted && sink_ != nullptr)
       outcome_.failure = sink_->finish();
     const bool is_whole = !outcome_.failure && !outcome_.interrupted;
+    if (is_whole && settings_.digest && outcome_.frames > 0)
+      outcome_.digest = digest_.text();
     if (!is_whole && names_one_file(settings_.output) && settings_.output != standard_stream)
       outcome_.frames = 0; // the file is not there
     if (!outcome_.interrupted)
@@ -93,6 +96,8 @@ class Runner {
     for (size_t i = 0; i < chain_.filters.size(); ++i)
       add(true, [this, i](Passage& passage) { return filter(passage, i); });
     add(true, [this](Passage& passage) { return open_sink(passage); });
+    if (settings_.digest)
+      add(true, [this](Passage& passage) { return take_digest(passage); });
     if (!settings_.previews.empty())
       add(true, [this](Passage& passage) { return choose_colors(passage); });
     if (!settings_.previews.empty())
@@ -146,10 +151,9 @@ class Runner {
     }
     if (failure)
       return at(passage.stored.place, *failure);
-    auto frame = make_frame(passage.image, index_++, *profile_, camera_);
+    auto frame = make_frame(std::move(passage.image), index_++, *profile_, camera_);
     if (!frame)
       return frame.error();
-    passage.image = {};
     passage.before = gexton::share(**frame);
     passage.frame = std::move(*frame);
     const auto view = look_at(*passage.frame);
@@ -197,6 +201,14 @@ class Runner {
     if (!sink)
       return sink.error();
     sink_ = std::move(*sink);
+    return std::nullopt;
+  }
+
+  Failure take_digest(const Passage& passage) {
+    const auto result = look_at(*passage.frame);
+    if (!result)
+      return at(passage.stored.place, result.error());
+    digest_.add({result->size, result->pixels});
     return std::nullopt;
   }
 
@@ -369,6 +381,7 @@ class Runner {
   FrameSize size_;
   gexton::Profile profile_;
   std::unique_ptr<FrameSink> sink_;
+  PixelDigest digest_;
   uint64_t index_ = 0;
 };
 

@@ -22,6 +22,7 @@ struct RunSettings {
   std::filesystem::path origin;   ///< the one file that the frames come from, else empty
   bool overwrite = false;         ///< replaces results that are there
   bool resume = false;            ///< keeps results that are there, which have to be the same
+  bool digest = false;            ///< takes the digest of the results' pixels
   bool skip_bad = false;          ///< leaves out frames that can't be read
   std::filesystem::path previews; ///< folder of coloured pictures; empty: none
   std::optional<Rectangle> crop;  ///< what those show; null: whole frames
@@ -33,8 +34,9 @@ struct RunSettings {
 struct RunOutcome {
   recordings::Failure failure;
   bool interrupted = false;
-  uint64_t frames = 0;               ///< whose results are there now
-  uint64_t kept = 0;                 ///< of these, were there before
+  uint64_t frames = 0; ///< whose results are there now
+  uint64_t kept = 0;   ///< of these, were there before
+  std::string digest;  ///< of the pixels of all frames; empty: not asked for, or not whole
   std::vector<std::string> left_out; ///< why, for each frame that could not be read
   std::vector<std::string> remarks;  ///< of the recording's reader
   std::vector<FilterStatistics> statistics;

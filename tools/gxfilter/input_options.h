@@ -1,13 +1,10 @@
-// What commands that read recordings take, and what they make of it.
+// Options of commands that read recordings.
 #pragma once
 
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "recordings/frame_source.h"
-#include "recordings/pixel_decoding.h"
+#include "gxfilter/input.h"
 
 namespace CLI {
 class App;
@@ -15,33 +12,7 @@ class App;
 
 namespace gxfilter {
 
-struct InputOptions {
-  std::vector<std::filesystem::path> inputs;
-  recordings::SourceOptions source;  ///< all but the size, which follows from the camera's facts
-  std::string size;                  ///< "WxH" or empty
-  std::filesystem::path camera_file; ///< empty: the one beside the first input, if any
-  recordings::CameraFacts facts = recordings::CameraFacts::object(); ///< what options say
-  recordings::PixelDecoding decoding; ///< what pixels take before they are depth
-};
-
 void add_input_options(CLI::App& command, InputOptions& options);
-
-struct Input {
-  std::unique_ptr<recordings::FrameSource> source;
-  recordings::KnownFacts facts;     ///< of the recording itself, the camera file and the options
-  recordings::PixelDecoder decoder; ///< for every picture of the source
-};
-
-recordings::Result<Input> open_input(const InputOptions& options);
-
-/// An error where a file or an option says another size than the frames have. Where only the
-/// recording itself does, as behind a filter that changed the size of its frames, what it says of
-/// its camera is left aside, with a note.
-recordings::Failure settle_size(Input& input, recordings::FrameSize frames);
-
-/// "WIDTHxHEIGHT" within the limits; an error that names `option` for anything else.
-recordings::Result<recordings::FrameSize> parse_size_option(const std::string& option,
-                                                            const std::string& text);
 
 /// The facts in force and who said each, in a line for each origin.
 std::string format_facts(const std::vector<recordings::FactInForce>& facts);

@@ -316,6 +316,16 @@ std::optional<ValueRange> typical_range(const FrameView& frame) {
   return ValueRange{low * scale, std::max(high * scale, (low + 1) * scale)};
 }
 
+PaletteImage colorized(const FrameView& frame, ValueRange range) {
+  const FrameSize size = frame.image.size;
+  Canvas canvas(size, no_data);
+  const std::vector<Ink> inks = make_inks(canvas, frame, range);
+  const auto all = canvas.row(0, 0, static_cast<uint32_t>(size.pixel_count()));
+  std::ranges::transform(frame.image.pixels, all.begin(),
+                         [&](uint16_t pixel) { return inks[pixel]; });
+  return canvas.take();
+}
+
 std::optional<Rectangle> parse_crop(const std::string& text) {
   const size_t plus = text.find('+');
   const auto size = parse_size(text.substr(0, plus));

@@ -22,6 +22,9 @@ struct ValueRange {
 /// don't dull the picture; null without valid pixels.
 std::optional<ValueRange> typical_range(const recordings::FrameView& frame);
 
+/// The frame alone, in the colours that previews show its values in.
+recordings::PaletteImage colorized(const recordings::FrameView& frame, ValueRange range);
+
 /// "320x240+10+20", a size and its upper left corner; null for anything else.
 std::optional<Rectangle> parse_crop(const std::string& text);
 

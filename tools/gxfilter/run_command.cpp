@@ -11,6 +11,7 @@
 #include "gxfilter/presets.h"
 #include "gxfilter/preview.h"
 #include "recordings/output_file.h"
+#include "recordings/pixel_digest.h"
 
 namespace gxfilter {
 
@@ -131,6 +132,7 @@ nlohmann::json to_json(const RunOptions& options, const RunOutcome& outcome) {
   return {{"output", options.settings.output.string()},
           {"frames", outcome.frames},
           {"kept", outcome.kept},
+          {"digest", outcome.digest.empty() ? nlohmann::json() : nlohmann::json(outcome.digest)},
           {"left_out", outcome.left_out},
           {"remarks", outcome.remarks},
           {"idle_filters", outcome.idle_filters},
@@ -147,8 +149,10 @@ void print_outcome(const RunOptions& options, const RunOutcome& outcome) {
   std::FILE* const file = text_output(options);
   if (options.json)
     fmt::print(file, "{}\n", json_text(to_json(options, outcome)));
-  else if (outcome.frames > 0)
+  else if (!outcome.statistics.empty() && outcome.frames > 0)
     fmt::print(file, "{}", format_table(outcome.statistics));
+  if (!options.json && !outcome.digest.empty())
+    fmt::print(file, "digest {}\n", outcome.digest);
   std::fflush(file);
   for (const std::string& explanation : outcome.idle_filters)
     note(explanation);
@@ -190,10 +194,14 @@ Result<ExitStatus> keep_result(const RunOptions& options, const FrameSource& sou
   const fs::path& output = options.settings.output;
   auto result = open_source({output}, {});
   RunOutcome outcome;
+  PixelDigest digest;
   while (result) {
     const auto next = (*result)->next();
-    if (!next || !*next || !(*next)->decode())
+    const auto image = next && *next ? (*next)->decode() : Error{};
+    if (!image)
       break;
+    if (options.settings.digest)
+      digest.add(*image);
     outcome.kept = ++outcome.frames;
   }
   const bool is_whole = result && outcome.frames > 0 && (*result)->remarks().empty() &&
@@ -203,7 +211,9 @@ Result<ExitStatus> keep_result(const RunOptions& options, const FrameSource& sou
                  ErrorKind::request};
   }
   note(fmt::format("{} is there already, with {} frames", output.string(), outcome.frames));
-  if (options.json)
+  if (options.settings.digest)
+    outcome.digest = digest.text();
+  if (options.json || options.settings.digest)
     print_outcome(options, outcome);
   return ExitStatus::ok;
 }
@@ -313,6 +323,9 @@ Action add_run_options(CLI::App& command) {
       .add_flag("--resume", settings.resume,
                 "Go on behind results that are there; filters see all frames again")
       ->excludes("--overwrite");
+  command.add_flag("--digest", settings.digest,
+                   "Tell the SHA-256 of all results' pixels, as sha256sum has it of --out -\n"
+                   "--out-format raw, whatever format is written");
   command.add_flag("--skip-bad", settings.skip_bad, "Leave out frames that can't be read");
   command.add_flag("--json", options->json, "Say what was done as JSON");
   return [options] { return run_command(*options); };

@@ -34,6 +34,7 @@ struct DepthRecording {
 Result<DepthRecording> open_recording(const fs::path& path) {
   InputOptions options;
   options.inputs = {path};
+  options.note = note;
   auto input = open_input(options);
   if (!input)
     return input.error();

@@ -2,10 +2,9 @@
 #include <fmt/format.h>
 
 #include "gxfilter/commands.h"
-#include "gxfilter/number_option.h"
 #include "gxfilter/progress.h"
+#include "gxfilter/scene_options.h"
 #include "recordings/image_file.h"
-#include "recordings/synth.h"
 
 namespace gxfilter {
 
@@ -71,78 +70,13 @@ Result<ExitStatus> synthesize(const SynthOptions& options) {
 
 Action add_synth_options(CLI::App& command) {
   const auto options = std::make_shared<SynthOptions>();
-  SceneSettings& scene = options->scene;
   command.add_option("--out", options->output, "Directory for the recording")
       ->type_name("DIR")
       ->required();
   command.add_flag("--truth", options->truth,
                    "Write into DIR/truth what a camera without noise, holes, occlusion or any\n"
                    "other fault would have seen, for gxfilter score");
-  command
-      .add_option_function<std::string>(
-          "--size",
-          [&scene](const std::string& text) {
-            const auto size = parse_size(text);
-            if (!size)
-              throw CLI::ValidationError("--size", "'" + text + "' is not WIDTHxHEIGHT");
-            scene.size = *size;
-          },
-          "Frame size (640x480)")
-      ->type_name("WxH");
-  command.add_option("--frames", options->frames, "Number of frames")
-      ->capture_default_str()
-      ->check(CLI::Range(1U, 1'000'000U));
-  command.add_option("--seed", scene.seed, "Seed of everything random")->capture_default_str();
-  command
-      .add_option_function<std::string>(
-          "--pixel-type",
-          [&scene](const std::string& type) {
-            scene.pixel_type = type == "disparity" ? GX_PIXEL_DISPARITY : GX_PIXEL_DEPTH;
-          },
-          "What pixels hold (depth)")
-      ->check(CLI::IsMember({"depth", "disparity"}));
-  command.add_option("--pack-mode", scene.pack_mode, "Encoding of disparity codes, 1 or 2")
-      ->capture_default_str()
-      ->check(CLI::Range(1U, 2U));
-  command.add_option("--depth-unit", scene.depth_unit, "Millimetres per unit of depth")
-      ->capture_default_str()
-      ->check(real_range(1e-3, 1e3));
-  command.add_option("--baseline", scene.baseline, "Baseline, millimetres")
-      ->capture_default_str()
-      ->check(real_range(1, 1000));
-  command.add_option("--noise", scene.noise, "Disparity noise, pixels")
-      ->capture_default_str()
-      ->check(real_range(0, 100));
-  command.add_option("--holes", scene.holes, "Patches without data")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 100'000U));
-  command.add_option("--speckles", scene.speckles, "False patches")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 100'000U));
-  command.add_option("--bleed", scene.bleed, "Share of borders that smear")
-      ->capture_default_str()
-      ->check(real_range(0, 1));
-  command.add_option("--streaks", scene.streaks, "Share of borders that run out far at one depth")
-      ->capture_default_str()
-      ->check(real_range(0, 1));
-  command.add_option("--phantoms", scene.phantoms, "Smooth false patches before the scene")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 10'000U));
-  command.add_option("--inset", scene.inset, "Pixels along each side without data")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 65'535U));
-  command
-      .add_option("--fringe", scene.fringe, "Pixels of false depth along the outline of the rest")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 65'535U));
-  command.add_option("--corner", scene.corner, "Radius of the fringe's corners, pixels")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 65'535U));
-  command
-      .add_option("--disparity-offset", scene.disparity_offset,
-                  "Pixels that the camera takes off every disparity")
-      ->capture_default_str()
-      ->check(CLI::Range(0U, 1'000U));
+  add_scene_options(command, options->scene, options->frames);
   return [options] { return synthesize(*options); };
 }
 

@@ -60,6 +60,12 @@ Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& 
   return std::shared_ptr<const Plugin>(std::move(plugin));
 }
 
+std::shared_ptr<const Plugin> Plugin::linked(const Functions& functions) {
+  auto plugin = std::make_shared<Plugin>();
+  plugin->functions_ = functions;
+  return plugin;
+}
+
 std::string Plugin::commit() const {
   return text_or_empty(functions_.get_commit_hash());
 }

@@ -42,6 +42,9 @@ class Plugin {
   };
   const Functions& functions() const { return functions_; }
 
+  /// A plug-in that the program is linked with.
+  static std::shared_ptr<const Plugin> linked(const Functions& functions);
+
  private:
   std::filesystem::path path_;
   std::optional<SharedLibrary> library_;
