@@ -1,0 +1,49 @@
+// What is known of the camera, as properties of an element and as a tag of its stream.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <gst/gst.h>
+
+#include "recordings/camera.h"
+
+namespace depth_elements {
+
+/// The number of the first of them; their class's other properties are below and above.
+inline constexpr guint first_camera_property = 16;
+
+/// Returns the number behind the last.
+guint install_camera_properties(GObjectClass& element_class);
+
+/// Facts that properties say, by their numbers.
+class CameraProperties {
+ public:
+  /// An error where the value is none that a camera can have; the one before stays.
+  recordings::Failure set(guint id, const GValue& value);
+  void get(guint id, GValue& value) const;
+
+  /// The file's facts and, winning over them, those of the other properties.
+  void add_to(recordings::KnownFacts& known) const;
+
+ private:
+  recordings::Failure set_file(const std::string& path);
+  recordings::Failure set_record(const std::string& fields);
+
+  std::string file_;
+  std::string record_; ///< as it was given
+  recordings::CameraFacts file_facts_ = recordings::CameraFacts::object();
+  recordings::CameraFacts facts_ = recordings::CameraFacts::object();
+};
+
+/// The tag that carries facts along a stream: a JSON object as in camera.json.
+extern const char* const camera_tag;
+void register_camera_tag();
+
+/// The facts of a tag list, null without any. Facts that can't be read are an error.
+recordings::Result<std::optional<recordings::CameraFacts>> facts_of(const GstTagList& tags);
+
+/// Everything that is known of a camera, as facts.
+recordings::CameraFacts facts_of(const recordings::Camera& camera);
+
+} // namespace depth_elements

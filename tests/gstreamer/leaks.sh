@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# leaks.sh GSTREAMER_TEST: the cases of the test with GStreamer's tracer of leaked objects, and, where
+# valgrind is there, a few of them with its.
+set -euo pipefail
+export GST_TRACERS=leaks GST_DEBUG=GST_TRACER:7 GST_DEBUG_NO_COLOR=1
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+GST_DEBUG_FILE=$log "$1" --gtest_brief=1
+grep -q . "$log"
+if grep -E ':: object-(alive|refings),' "$log"; then
+  echo "these objects are alive at the end" >&2
+  exit 1
+fi
+command -v valgrind >/dev/null || exit 0
+unset GST_TRACERS GST_DEBUG
+G_SLICE=always-malloc valgrind --quiet --error-exitcode=1 --leak-check=full --show-leak-kinds=definite \
+  --errors-for-leak-kinds=definite --suppressions="$(dirname "$0")/glib.supp" \
+  "$1" --gtest_brief=1 --gtest_filter='History.*:Sizes.*:Chain.*:Camera.*:Properties.*'
