@@ -1,0 +1,3 @@
+export { encodeNpy, encodePng } from "./pictures";
+export type { Taken } from "./taken";
+export { chainJson, cSnippet, gxfilterCommand, pythonSnippet } from "./texts";
