@@ -1,5 +1,7 @@
 #include "configurations.h"
 
+#include "generated_scene.h"
+
 namespace bench {
 namespace {
 
@@ -10,6 +12,40 @@ Parameters false_positive(const char* edge_bleed, const char* texture, const cha
   return {edge_bleed, "0",    "1",     "0", "0.6", texture, "0",   "1",    "0",   "0.6",
           "6000",     "1000", pattern, "0", "1",   "0",     "0.6", "4000", "3000"};
 }
+
+// What searches for the worst scene found, as `worst_scene` printed it.
+
+/// Noise of some 800 units over a step in every other column: hardly two pixels of a row join.
+constexpr char noisy_stripes[] = "level=1000 column_step=1500 noise=800 quantum=4";
+/// The same with so little noise that columns hang together in long ragged regions.
+constexpr char ragged_stripes[] =
+    "level=1003 slope_x=-1 column_step=1440 row_width=2 checker_step=30 "
+    "noise=86 outliers=2 quantum=2";
+constexpr char disparity_stripes[] =
+    "slope_x=1 column_step=-299 row_width=56 row_step=130 holes=1 outliers=1";
+/// Slopes across the steps in which the tolerated difference grows.
+constexpr char one_way_slope[] = "level=930 slope_x=-1 column_step=81 row_step=-2 checker_width=3 "
+                                 "noise=32 outliers=2";
+constexpr char one_way_noise[] = "level=911 slope_x=-1 column_width=128 column_step=1 row_step=-1 "
+                                 "checker_step=-1 noise=204 holes=1";
+/// Saturated far values with outliers.
+constexpr char far_outliers[] = "level=60000 noise=2000 outliers=30 ceiling=60000";
+constexpr char small_squares[] =
+    "level=853 checker_width=12 checker_step=-791 noise=253 outliers=1";
+/// Narrow regions from top to bottom.
+constexpr char stripes[] = "column_step=1500";
+/// Each pixel beside four of another depth bin, of which one lets the other join but not the
+/// reverse.
+constexpr char one_way_checkers[] = "level=1490 checker_step=35";
+/// The same over wavy steps, narrow ragged regions of some hundred pixels that join one way.
+constexpr char ragged_columns[] =
+    "level=569 slope_x=-3 slope_y=-3 column_step=51 row_step=-1 checker_step=-7 "
+    "grain=2 outliers=1 quantum=16";
+/// Every second column goes on below over thousands of units.
+constexpr char leaning_columns[] = "slope_y=701 column_step=-360 checker_width=2 outliers=1";
+constexpr char short_columns[] = "level=430 column_step=-331 row_width=49 holes=1 quantum=11";
+/// Each row a region of its own on a slope.
+constexpr char striped_rows[] = "slope_y=-6 column_step=-3 row_step=878";
 
 void add_depth(All& all) {
   all.push_back({.filter = "DisparityTransform",
@@ -145,11 +181,12 @@ void add_edges(All& all) {
 }
 
 void add_false_positive(All& all) {
-  const auto add = [&](const char* label, Parameters parameters, Targets targets,
-                       const char* naive) {
+  const auto add = [&](const char* label, Parameters parameters, Targets targets, const char* naive,
+                       Scene scene = noisy_scene) {
     all.push_back({.filter = "FalsePositiveFilter",
                    .label = label,
                    .parameters = std::move(parameters),
+                   .scene = scene,
                    .targets = targets,
                    .naive = naive,
                    .soaked = targets.at_848x480 > 0});
@@ -159,6 +196,14 @@ void add_false_positive(All& all) {
   add("texture_sparsity", false_positive("0", "1", "0"), {}, "");
   add("pattern_ambiguity", false_positive("0", "0", "1"), {}, "");
   add("all", false_positive("1", "1", "1"), {0, 200}, "false_positive_all");
+  add("all_far_outliers", false_positive("1", "1", "1"), {}, "", found_scene<far_outliers>);
+  add("all_small_squares", false_positive("1", "1", "1"), {}, "", found_scene<small_squares>);
+  add("all_stripes", false_positive("1", "1", "1"), {}, "", found_scene<stripes>);
+  add("all_one_way_checkers", false_positive("1", "1", "1"), {}, "", found_scene<one_way_checkers>);
+  add("all_ragged_columns", false_positive("1", "1", "1"), {}, "", found_scene<ragged_columns>);
+  add("all_leaning_columns", false_positive("1", "1", "1"), {}, "", found_scene<leaning_columns>);
+  add("all_short_columns", false_positive("1", "1", "1"), {}, "", found_scene<short_columns>);
+  add("all_striped_rows", false_positive("1", "1", "1"), {}, "", found_scene<striped_rows>);
 }
 
 void add_speckles(All& all) {
@@ -186,7 +231,13 @@ void add_speckles(All& all) {
   add(noise, "recorded", recorded_scene);
   add(noise, "disparity", noisy_scene, GX_PIXEL_DISPARITY);
   add(noise, "disparity_ragged_regions", ragged_regions, GX_PIXEL_DISPARITY);
+  add(noise, "noisy_stripes", found_scene<noisy_stripes>);
+  add(noise, "ragged_stripes", found_scene<ragged_stripes>);
+  add(noise, "disparity_stripes", found_scene<disparity_stripes>, GX_PIXEL_DISPARITY);
+  add(noise, "one_way_slope", found_scene<one_way_slope>);
+  add(noise, "one_way_noise", found_scene<one_way_noise>);
   add("LutNoiseRemovalFilter", "noisy", noisy_scene);
+  add("LutNoiseRemovalFilter", "ragged_stripes", found_scene<ragged_stripes>);
   add("LutNoiseRemovalFilter", "disparity_dense_noise", dense_noise, GX_PIXEL_DISPARITY);
 }
 

@@ -1,5 +1,6 @@
 #include "filter_call.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace bench {
@@ -53,9 +54,31 @@ FilterCall::FilterCall(const Configuration& configuration, Size size)
     throw std::runtime_error(configuration.name() + " refuses its parameters: " + error.text());
 }
 
-bool FilterCall::run(gx_frame* input) {
+Frame FilterCall::process(gx_frame& input) {
   gexton::ErrorSlot error;
-  return filter_.process(*input, error) != nullptr;
+  return filter_.process(input, error);
+}
+
+ChainCall ChainCall::usual(Size size) {
+  ChainCall chain;
+  for (const char* name : {"NoiseRemovalFilter/noisy", "TemporalFilter/default",
+                           "SpatialFastFilter/3x3", "HoleFillingFilter/nearest"}) {
+    const auto& all = configurations();
+    const auto found = std::find_if(all.begin(), all.end(),
+                                    [&](const Configuration& each) { return each.name() == name; });
+    if (found == all.end())
+      throw std::runtime_error(std::string("no configuration ") + name);
+    chain.filters_.emplace_back(*found, size);
+  }
+  return chain;
+}
+
+bool ChainCall::run(gx_frame* input) {
+  Frame frame = gexton::share(*input);
+  for (FilterCall& filter : filters_)
+    if (frame != nullptr)
+      frame = filter.process(*frame);
+  return frame != nullptr;
 }
 
 } // namespace bench

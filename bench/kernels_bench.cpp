@@ -1,12 +1,14 @@
 // Each kernel alone, with the numbers that the filters' typical configurations give it.
 
 #include <cstddef>
+#include <memory>
 
 #include "filters/depth/disparity_lookup_kernels.h"
 #include "filters/depth/invalid_depth_kernels.h"
 #include "filters/depth/sampling_kernels.h"
 #include "filters/noise/edge_strips_kernels.h"
-#include "filters/noise/false_positive/join_kernels.h"
+#include "filters/noise/false_positive/region_kernels.h"
+#include "filters/noise/false_positive/workspace.h"
 #include "filters/noise/speckle/speckle_kernels.h"
 #include "filters/smoothing/hole_filling_kernels.h"
 #include "filters/smoothing/spatial_advanced_kernels.h"
@@ -97,27 +99,21 @@ void add_spatial_moderate() {
 
 void add_spatial_advanced() {
   using Kernels = SpatialAdvancedKernels;
-  const auto walk = [](const std::string& name, auto call) {
+  const auto smooth = [](const std::string& name, auto call) {
     add<Kernels>("SpatialAdvanced." + name, [=](const Kernels& kernels, Size size) {
-      return [=, &kernels,
-              strip = Pixels(size_t{Kernels::strip_rows} * size.width)](Pixels& pixels) mutable {
-        const PixelGrid grid{pixels.data(), static_cast<uint16_t>(size.width),
-                             static_cast<uint16_t>(size.height)};
-        call(kernels, grid, strip.data());
-      };
+      const auto width = static_cast<uint16_t>(size.width);
+      const auto height = static_cast<uint16_t>(size.height);
+      return
+          [=, &kernels, work = Pixels(Kernels::work_size(width, height))](Pixels& pixels) mutable {
+            call(kernels, PixelGrid{pixels.data(), width, height}, work.data());
+          };
     });
   };
-  walk("rows_fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* strip) {
-    kernels.rows_fixed(grid, step, 1, strip);
+  smooth("fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* work) {
+    kernels.fixed(grid, step, 1, work);
   });
-  walk("columns_fixed", [](const Kernels& kernels, const PixelGrid& grid, uint16_t*) {
-    kernels.columns_fixed(grid, step);
-  });
-  walk("rows_table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* strip) {
-    kernels.rows_table(grid, steps, 1, strip);
-  });
-  walk("columns_table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t*) {
-    kernels.columns_table(grid, steps);
+  smooth("table", [](const Kernels& kernels, const PixelGrid& grid, uint16_t* work) {
+    kernels.table(grid, steps, 1, 1, work);
   });
 }
 
@@ -219,15 +215,19 @@ void add_speckles() {
   remove("table", true);
 }
 
-void add_joins() {
-  add<JoinKernels>("Join.find", [](const JoinKernels& kernels, Size size) {
+void add_regions() {
+  add<RegionKernels>("Region.find", [](const RegionKernels& kernels, Size size) {
     JoinThresholds thresholds{0, 30, 6, {}, {}};
     for (uint32_t i = 0; i < thresholds.steps; ++i) {
       thresholds.depth[i] = static_cast<uint16_t>(1000 * (i + 1));
       thresholds.rise[i] = 20;
     }
-    return [=, &kernels, states = std::vector<uint8_t>(size.pixels())](Pixels& pixels) mutable {
-      kernels.find(pixels.data(), size.width, size.height, thresholds, states.data());
+    const auto width = static_cast<uint16_t>(size.width);
+    const auto height = static_cast<uint16_t>(size.height);
+    const std::shared_ptr workspace = make_false_positive_workspace(width, height, width, height);
+    return [=, &kernels](const Pixels& pixels) {
+      kernels.find(pixels.data(), thresholds, true, workspace->run_scratch(),
+                   workspace->run_map(width, height));
     };
   });
 }
@@ -245,7 +245,7 @@ void register_kernels() {
   add_spatial_advanced();
   add_edge_strips();
   add_speckles();
-  add_joins();
+  add_regions();
 }
 
 } // namespace bench

@@ -60,7 +60,7 @@ inline Pixels near_noise(Size size) {
 }
 
 /// The same, so close to the step that most pixels above it take part in one ragged region, from
-/// which steps lead one way to the others: the hardest content for speckle removal.
+/// which steps lead one way to the others.
 inline Pixels step_noise(Size size) {
   std::mt19937 random(5);
   Pixels pixels(size.pixels());
