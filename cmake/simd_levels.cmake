@@ -14,9 +14,10 @@ macro(add_level name)
   list(APPEND FILTER_PROCESSOR_LEVELS ${name})
 endmacro()
 
-add_level(baseline BYTES 16) # SSE2 on x86-64, NEON on 64-bit ARM
+add_level(baseline BYTES 16) # SSE2 on x86-64, NEON on 64-bit ARM, SIMD128 on WebAssembly
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
-  add_level(avx2 BYTES 32 FEATURES avx2 bmi bmi2 popcnt)
+  add_level(sse4 BYTES 16 FEATURES ssse3 sse4.1 popcnt) # small processors for robots and gates
+  add_level(avx2 BYTES 32 FEATURES avx2 bmi bmi2)
   add_level(avx512 BYTES 64 FEATURES avx512f avx512bw avx512vl avx512dq
     FLAGS -mprefer-vector-width=512)
 endif()

@@ -9,7 +9,7 @@ source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}" \
   "${coverage_packages[@]}"
 
-cmake --preset coverage -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+cmake --fresh --preset coverage -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
   -DFILTER_PROCESSOR_TOOLS=OFF -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PROCESSOR_BENCH=OFF
 cmake --build --preset coverage
 find build/coverage -name '*.gcda' -delete

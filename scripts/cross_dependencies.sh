@@ -1,21 +1,25 @@
 #!/usr/bin/env bash
-# cross_dependencies.sh windows|arm64
+# cross_dependencies.sh windows|arm64|wasm
 # Builds the libraries that gxfilter needs, as archives for another platform, from the sources of Debian's
-# packages into build/dependencies/PLATFORM. What is there already is left as it is.
+# packages into build/dependencies/PLATFORM. What is there already is left as it is. For WebAssembly it is the
+# one that the browser's playground needs besides headers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
-scripts/install_packages.sh "${build_packages[@]}" "${cross_packages[@]}"
+platform=${1:-}
+packages=("${build_packages[@]}" "${cross_packages[@]}")
+[ "$platform" != wasm ] || packages=("${playground_packages[@]}")
+scripts/install_packages.sh "${packages[@]}"
 
-platform=$1
 case $platform in
 windows)
   host=x86_64-w64-mingw32
   compiler="x86_64-w64-mingw32-gcc-posix -Wa,-muse-unaligned-vector-move" # as in cmake/platform.cmake
   ;;
 arm64) host=aarch64-linux-gnu compiler=aarch64-linux-gnu-gcc ;;
-*) echo "usage: $0 windows|arm64" >&2 && exit 2 ;;
+wasm) ;; # its libraries are built with CMake, which knows the compiler
+*) echo "usage: $0 windows|arm64|wasm" >&2 && exit 2 ;;
 esac
 root=$PWD
 prefix=$root/build/dependencies/$platform
@@ -98,16 +102,23 @@ build() {
   wait $! || { tail -n 30 "$work/$2-$platform.log" >&2 && exit 1; }
 }
 
+yaml=(yaml-cpp -DYAML_CPP_BUILD_TESTS=OFF -DYAML_CPP_BUILD_TOOLS=OFF)
+if [ "$platform" = wasm ]; then
+  build with_cmake "${yaml[@]}" -DCMAKE_CXX_FLAGS=-fexceptions
+  exit
+fi
 build as_archive zlib z . '-DHAVE_UNISTD_H -DHAVE_STDARG_H' 'zlib.h zconf.h' \
   'adler32.c compress.c crc32.c deflate.c inffast.c inflate.c inftrees.c trees.c uncompr.c zutil.c'
 build as_archive bzip2 bz2 . '' bzlib.h \
   'blocksort.c huffman.c crctable.c randtable.c compress.c decompress.c bzlib.c'
 build as_archive lz4 lz4 lib '' '*.h' '*.c'
 build as_archive libzstd zstd lib '-DZSTD_DISABLE_ASM' '*.h' 'common/*.c compress/*.c decompress/*.c'
+build as_archive mbedtls mbedcrypto . -Iinclude '-r include/mbedtls' \
+  'library/md*.c library/ripemd160.c library/sha*.c library/platform_util.c'
 build as_archive libdeflate deflate . '' libdeflate.h 'lib/*.c lib/*/*.c'
 build with_cmake libpng1.6 -DPNG_SHARED=OFF -DPNG_STATIC=ON -DPNG_TESTS=OFF
 build with_cmake fmtlib -DFMT_TEST=OFF -DFMT_DOC=OFF
-build with_cmake yaml-cpp -DYAML_CPP_BUILD_TESTS=OFF -DYAML_CPP_BUILD_TOOLS=OFF
+build with_cmake "${yaml[@]}"
 build with_cmake nlohmann-json3 -DJSON_BuildTests=OFF
 build with_cmake cli11 -DCLI11_BUILD_TESTS=OFF -DCLI11_BUILD_EXAMPLES=OFF -DCLI11_BUILD_DOCS=OFF
 without_codecs=()

@@ -11,7 +11,7 @@ out=${1:-demo}
 source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}"
 
-cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+cmake --fresh --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
   -DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF \
   --compile-no-warning-as-error >/dev/null
 cmake --build --preset release

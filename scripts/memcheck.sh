@@ -8,7 +8,7 @@ source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}" \
   "${memcheck_packages[@]}"
 
-cmake --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DFILTER_PROCESSOR_TESTS=ON
+cmake --fresh --preset release -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DFILTER_PROCESSOR_TESTS=ON
 cmake --build --preset release --target filter_processor_tests
 
 # nouserintercepts: the tests' own operator new, which makes allocations fail, stays in its place.

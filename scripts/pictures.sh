@@ -81,3 +81,9 @@ picture FalsePositiveFilter_edge_bleed --crop 400x300+240+100 \
 scene 1 --size 640x480 --phantoms 12 --speckles 0 --noise 0.05
 picture FalsePositiveFilter_pattern --crop 400x300+240+0 \
   --filter FalsePositiveFilter:fpPatternAmbiguityFilterEnable=1,fppafROIMaxYRatio=1
+
+# Of the page about Python, where the package is built.
+if [ -d build/release/python ]; then
+  scene 12 --size 480x360 --noise 0.15 --speckles 90
+  PYTHONPATH=build/release/python /usr/bin/python3 bindings/python/examples/denoise.py "$work/scene" "$out"
+fi

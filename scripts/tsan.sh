@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${test_packages[@]}"
 
-cmake --preset tsan -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+cmake --fresh --preset tsan -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
   -DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=ON -DFILTER_PROCESSOR_BENCH=OFF
 cmake --build --preset tsan
 ctest --preset tsan -j "$(nproc)" --no-tests=error -R "${1:-.}"
