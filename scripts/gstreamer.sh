@@ -18,7 +18,7 @@ cmake --build --preset release \
   --target gstfilterprocessor gxfilter gstreamer_test gstreamer_overhead
 
 section "Style"
-find bindings/gstreamer -name '*.cpp' -print0 |
+find bindings/gstreamer bench/gstreamer_overhead.cpp -name '*.cpp' -print0 |
   xargs -0 -n 1 -P "$(nproc)" clang-tidy --quiet -p "$build" \
     --extra-arg=-Wno-unknown-warning-option 2> >(grep -v 'warnings generated' >&2)
 
