@@ -341,10 +341,11 @@ void init_class(gpointer element_class, gpointer /*data*/) {
   video.transform_frame = transform_frame;
 }
 
-/// Short memory ends the process here, as it does in GLib.
-void init_instance(GTypeInstance* instance, gpointer /*element_class*/) noexcept {
-  reinterpret_cast<DepthColorize*>(instance)->colorizer =
-      new Colorizer(*reinterpret_cast<GstElement*>(instance));
+void init_instance(GTypeInstance* instance, gpointer /*element_class*/) {
+  or_abort([&] {
+    reinterpret_cast<DepthColorize*>(instance)->colorizer =
+        new Colorizer(*reinterpret_cast<GstElement*>(instance));
+  });
   // As the filters' elements: what comes behind may be a file.
   gst_base_transform_set_qos_enabled(reinterpret_cast<GstBaseTransform*>(instance), FALSE);
 }

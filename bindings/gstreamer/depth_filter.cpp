@@ -287,9 +287,9 @@ bool FilterElement::negotiated(FrameSize in, FrameSize out, bool is_new) {
     failure = follow_order();
   } else {
     const auto now = order();
-    auto fitted = now->fit(in, out);
+    const auto fitted = now->fit(in, out);
     // Otherwise the first frame says what the filter has against it.
-    failure = begin(fitted ? std::move(fitted->setup) : now->setup(), in);
+    failure = begin(fitted ? fitted->setup : now->setup(), in);
     line_order_ = now;
     is_told_camera_ = false;
   }
@@ -620,10 +620,10 @@ void init_class(gpointer element_class, gpointer /*data*/) {
   video.transform_frame = transform_frame;
 }
 
-/// Short memory ends the process here, as it does in GLib.
-void init_instance(GTypeInstance* instance, gpointer /*element_class*/) noexcept {
+void init_instance(GTypeInstance* instance, gpointer /*element_class*/) {
   auto* const transform = reinterpret_cast<GstBaseTransform*>(instance);
-  reinterpret_cast<DepthFilter*>(instance)->element = new FilterElement(*transform);
+  or_abort(
+      [&] { reinterpret_cast<DepthFilter*>(instance)->element = new FilterElement(*transform); });
   // Late frames are no reason to leave some out: what comes behind may be a file or a robot.
   gst_base_transform_set_qos_enabled(transform, FALSE);
 }

@@ -116,23 +116,23 @@ class FilterElement {
   /// What negotiations are about: as it was decided or, before a stream, as it would be.
   mutable std::shared_ptr<const Order> order_;
   mutable uint64_t order_revision_ = 0; ///< of the wishes that it was made of
+  std::string refused_;                 ///< the last refusal of filters, as long as there are none
   bool is_decided_ = false;
-  std::string refused_; ///< the last refusal of filters, as long as there are none
 
   std::atomic<bool> was_interrupted_{false};
 
   // Of the streaming thread.
+  bool has_seen_frames_ = false;
+  bool have_facts_changed_ = false; ///< since it was decided
+  bool is_told_camera_ = false;     ///< frames that come out now have the announced camera
   std::unique_ptr<FilterLine> line_;
   std::shared_ptr<const Order> line_order_; ///< that the line follows
   recordings::FrameSize out_;
-  bool has_seen_frames_ = false;
   std::vector<uint16_t> packed_; ///< an input whose rows have gaps
   std::optional<GstSegment> segment_;
   recordings::CameraFacts stream_facts_ = recordings::CameraFacts::object();
-  bool have_facts_changed_ = false; ///< since it was decided
   GstTagList* stream_tags_ = nullptr;
-  std::string announced_;       ///< the camera as our last tag says it; empty: there was none
-  bool is_told_camera_ = false; ///< frames that come out now have the announced camera
+  std::string announced_; ///< the camera as our last tag says it; empty: there was none
 };
 
 } // namespace depth_elements

@@ -76,6 +76,17 @@ void guarded(gpointer element, Work work) noexcept {
   });
 }
 
+/// The same where an instance is made, which can't fail: the process ends, as where GLib has no
+/// memory.
+template <class Work>
+void or_abort(Work work) {
+  try {
+    work();
+  } catch (const std::exception& exception) {
+    g_error("%s", exception.what());
+  }
+}
+
 // ---- streams ----
 
 /// Sets controlled properties to their values at the buffer's time, where the segment has one.

@@ -77,12 +77,14 @@ void init_class(gpointer element_class, gpointer data) {
                                  "Filter/Effect/Video", description.c_str(), "FilterProcessor");
 }
 
-void init_instance(GTypeInstance* instance, gpointer element_class) noexcept {
+void init_instance(GTypeInstance* instance, gpointer element_class) {
   const GType type = G_TYPE_FROM_CLASS(element_class);
   const auto* const kind = static_cast<const FilterKind*>(g_type_get_qdata(type, kind_quark()));
-  Wishes wishes;
-  wishes.requests = {{kind->filter, {}, {}}};
-  element_of(instance).begin_with(std::move(wishes));
+  or_abort([&] {
+    Wishes wishes;
+    wishes.requests = {{kind->filter, {}, {}}};
+    element_of(instance).begin_with(std::move(wishes));
+  });
 }
 
 } // namespace
