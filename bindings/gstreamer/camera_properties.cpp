@@ -232,6 +232,7 @@ Result<std::optional<CameraFacts>> facts_of(const GstTagList& tags) {
 }
 
 CameraFacts facts_of(const Camera& camera) {
+  // The record has no padding: copies of its numbers stand where such numbers may.
   const D2DParameters& d2d = camera.d2d;
   CameraFacts facts{{"depth_unit", shortest(camera.depth_unit)},
                     {"pixel_type", camera.pixel_type == GX_PIXEL_DISPARITY ? "disparity"
@@ -244,17 +245,17 @@ CameraFacts facts_of(const Camera& camera) {
                     {"cy", shortest(camera.intrinsic.cy)},
                     {"baseline", shortest(d2d.baseline)},
                     {"d2d",
-                     {{"zpd", d2d.zpd},
-                      {"zpps", d2d.zpps},
+                     {{"zpd", double{d2d.zpd}},
+                      {"zpps", double{d2d.zpps}},
                       {"baseline", shortest(d2d.baseline)},
-                      {"fx", d2d.fx},
+                      {"fx", double{d2d.fx}},
                       {"bitSize", d2d.bitSize},
                       {"unit", shortest(d2d.unit)},
                       {"minDisparity", shortest(d2d.minDisparity)},
                       {"packMode", d2d.packMode},
                       {"dispOffset", shortest(d2d.dispOffset)},
-                      {"invalidDisp", d2d.invalidDisp},
-                      {"dispIntPlace", d2d.dispIntPlace},
+                      {"invalidDisp", int32_t{d2d.invalidDisp}},
+                      {"dispIntPlace", int32_t{d2d.dispIntPlace}},
                       {"isDualCamera", d2d.isDualCamera}}}};
   if (camera.disparity_offset)
     facts["disparity_offset"] = *camera.disparity_offset;
