@@ -1,5 +1,6 @@
 // What an element costs beside the filter that it drives, in microseconds for a buffer of
-// 640x480, as rows of a table. Element and direct call take turns; the medians are shown.
+// 640x480, as rows of a table. Element and direct call take turns; the medians are shown. Fails
+// where an element costs more than it may.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -11,7 +12,9 @@ namespace {
 using namespace gst_test;
 
 constexpr FrameSize size{640, 480};
-constexpr int rounds = 400;
+constexpr int rounds = 1000;
+constexpr double most = 20;    ///< microseconds that an element may cost
+constexpr int most_trials = 3; ///< other programs' work only adds
 
 template <class Work>
 double microseconds(Work work) {
@@ -26,8 +29,15 @@ double median(std::vector<double> times) {
   return times[rounds / 2];
 }
 
-/// A frame through the filter alone: made once, given back each time.
-void measure(const char* filter, const char* element, const Image& image) {
+/// Medians of a frame through the filter alone and through its element.
+struct Cost {
+  double direct;
+  double element;
+
+  double difference() const { return element - direct; }
+};
+
+Cost measure(const char* filter, const char* element, const Image& image) {
   auto direct = gexton::Filter::create(filter);
   std::vector<std::string> values;
   for (const gexton::Parameter& parameter : direct.schema())
@@ -36,6 +46,7 @@ void measure(const char* filter, const char* element, const Image& image) {
   direct.update_config(values, slot);
   const auto camera = recordings::make_camera(recordings::CameraFacts::object(), size);
   const auto profile = recordings::make_profile(size, *camera);
+  // Made once, given back each time.
   const auto frame = recordings::make_frame(recordings::ImageView(image), 0, **profile, *camera);
   Pipeline pipeline(element, size);
   GstBuffer* const buffer = make_buffer(image, 0, 0);
@@ -48,9 +59,23 @@ void measure(const char* filter, const char* element, const Image& image) {
     }));
   }
   gst_buffer_unref(buffer);
-  const double alone = median(direct_times);
-  const double whole = median(element_times);
-  std::printf("| `%s` | %.1f | %.1f | %.1f |\n", element, alone, whole, whole - alone);
+  return {median(direct_times), median(element_times)};
+}
+
+/// Whether the element costs no more than it may.
+bool show(const char* filter, const char* element, const Image& image) {
+  Cost cost = measure(filter, element, image);
+  for (int trial = 1; trial < most_trials && cost.difference() > most; ++trial) {
+    const Cost again = measure(filter, element, image);
+    cost = again.difference() < cost.difference() ? again : cost;
+  }
+  std::printf("| `%s` | %.1f | %.1f | %.1f |\n", element, cost.direct, cost.element,
+              cost.difference());
+  if (cost.difference() <= most)
+    return true;
+  std::fprintf(stderr, "%s costs %.1f microseconds beside its filter; it may cost %.0f\n", element,
+               cost.difference(), most);
+  return false;
 }
 
 } // namespace
@@ -58,9 +83,13 @@ void measure(const char* filter, const char* element, const Image& image) {
 int main(int argc, char** argv) {
   gst_init(&argc, &argv);
   const Image image = scene(size, 0);
-  measure("HoleFillingFilter", "depthholefillingfilter", image);
-  measure("EdgeNoiseRemovalFilter", "depthedgenoiseremovalfilter", image);
-  measure("TemporalFilter", "depthtemporalfilter", image);
-  measure("SpatialFastFilter", "depthspatialfastfilter", image);
-  measure("NoiseRemovalFilter", "depthnoiseremovalfilter", image);
+  bool is_cheap = true;
+  for (const auto& [filter, element] :
+       {std::pair("HoleFillingFilter", "depthholefillingfilter"),
+        std::pair("EdgeNoiseRemovalFilter", "depthedgenoiseremovalfilter"),
+        std::pair("TemporalFilter", "depthtemporalfilter"),
+        std::pair("SpatialFastFilter", "depthspatialfastfilter"),
+        std::pair("NoiseRemovalFilter", "depthnoiseremovalfilter")})
+    is_cheap = show(filter, element, image) && is_cheap;
+  return is_cheap ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # gstreamer.sh: builds and tests the elements of GStreamer: in a harness, in the commands of the
-# documentation, looked at for leaks, and installed. Installs what is missing; builds in build/release.
+# documentation, looked at for leaks, and installed, and measures what they cost. Installs what is missing;
+# builds in build/release.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
@@ -24,6 +25,9 @@ find bindings/gstreamer bench/gstreamer_overhead.cpp -name '*.cpp' -print0 |
 
 section "Tests"
 ctest --test-dir "$build/tests/gstreamer" --output-on-failure --no-tests=error -j "$(nproc)"
+
+section "Overhead"
+scripts/gstreamer_overhead.sh -
 
 section "Installed"
 # The commands of the documentation once more, with nothing but what is installed.

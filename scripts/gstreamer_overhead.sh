@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# gstreamer_overhead.sh [PAGE]: measures what elements of GStreamer cost beside their filters, with the
-# release build, and writes it into docs/gstreamer.md.
+# gstreamer_overhead.sh [PAGE|-]: measures what elements of GStreamer cost beside their filters, with the
+# release build, and writes it into docs/gstreamer.md, or only to standard output. Fails where an element
+# costs more than it may.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 page=${1:-docs/gstreamer.md}
@@ -15,8 +16,9 @@ trap 'rm -f "$table" "$table.registry"' EXIT
   echo
   echo "Measured on $(date +%F) on $(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -1)."
 } >"$table"
+cat "$table"
+[ "$page" != - ] || exit 0
 sed -i "/^<!-- overhead: begin -->\$/,/^<!-- overhead: end -->\$/ {
   /begin -->\$/ r $table
   /^<!-- /! d
 }" "$page"
-cat "$table"

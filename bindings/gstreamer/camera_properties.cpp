@@ -122,42 +122,47 @@ guint install_camera_properties(GObjectClass& element_class) {
   return id;
 }
 
-Failure CameraProperties::set(guint id, const GValue& value) {
+Result<CameraProperties::Change> CameraProperties::change_of(guint id, const GValue& value) {
   const FactProperty& property = properties[id - first_camera_property];
   if (property.kind == Kind::file)
-    return set_file(text_or_empty(value));
+    return change_of_file(text_or_empty(value));
   if (property.kind == Kind::record)
-    return set_record(text_or_empty(value));
-  const nlohmann::json fact = fact_of(property, value);
-  CameraFacts changed = facts_;
-  if (fact.is_null())
-    changed.erase(property.key);
-  else
-    changed[property.key] = fact;
-  if (auto failure = check_facts(changed))
-    return failure;
-  facts_ = std::move(changed);
-  return std::nullopt;
+    return change_of_record(text_or_empty(value));
+  return change_of_fact(property.key, fact_of(property, value));
 }
 
-Failure CameraProperties::set_file(const std::string& path) {
+/// `fact` is null where nobody tells it any more.
+Result<CameraProperties::Change> CameraProperties::change_of_fact(const std::string& key,
+                                                                  const nlohmann::json& fact) {
+  if (!fact.is_null())
+    if (auto failure = check_facts({{key, fact}}))
+      return *failure;
+  return Change([key, fact](CameraProperties& camera) {
+    if (fact.is_null())
+      camera.facts_.erase(key);
+    else
+      camera.facts_[key] = fact;
+  });
+}
+
+Result<CameraProperties::Change> CameraProperties::change_of_file(const std::string& path) {
   CameraFacts facts = CameraFacts::object();
   if (!path.empty()) {
     auto read = read_camera_file(path);
     if (!read)
       return read.error();
     if (auto failure = KnownFacts().add(path, *read))
-      return failure;
+      return *failure;
     facts = std::move(*read);
   }
-  file_ = path;
-  file_facts_ = std::move(facts);
-  return std::nullopt;
+  return Change([path, facts](CameraProperties& camera) {
+    camera.file_ = path;
+    camera.file_facts_ = facts;
+  });
 }
 
-Failure CameraProperties::set_record(const std::string& fields) {
-  CameraFacts changed = facts_;
-  changed.erase("d2d");
+Result<CameraProperties::Change> CameraProperties::change_of_record(const std::string& fields) {
+  nlohmann::json record;
   for (size_t begin = 0; begin < fields.size();) {
     const size_t end = std::min(fields.find(',', begin), fields.size());
     const std::string pair = fields.substr(begin, end - begin);
@@ -166,14 +171,16 @@ Failure CameraProperties::set_record(const std::string& fields) {
         std::string_view(pair).substr(std::min(equals + 1, pair.size())), false);
     if (!number)
       return Error{fmt::format("d2d: '{}' is not field=number", pair), ErrorKind::request};
-    changed["d2d"][std::string(gexton::trim(pair.substr(0, equals)))] = *number;
+    record[std::string(gexton::trim(pair.substr(0, equals)))] = *number;
     begin = end + 1;
   }
-  if (auto failure = check_facts(changed))
-    return failure;
-  facts_ = std::move(changed);
-  record_ = fields;
-  return std::nullopt;
+  auto change = change_of_fact("d2d", record);
+  if (!change)
+    return change.error();
+  return Change([change = std::move(*change), fields](CameraProperties& camera) {
+    change(camera);
+    camera.record_ = fields;
+  });
 }
 
 void CameraProperties::get(guint id, GValue& value) const {
@@ -212,7 +219,8 @@ void register_camera_tag() {
 
 Result<std::optional<CameraFacts>> facts_of(const GstTagList& tags) {
   const char* text = nullptr;
-  if (gst_tag_list_peek_string_index(&tags, camera_tag, 0, &text) == FALSE)
+  if (gst_tag_list_get_scope(&tags) != GST_TAG_SCOPE_STREAM ||
+      gst_tag_list_peek_string_index(&tags, camera_tag, 0, &text) == FALSE)
     return std::optional<CameraFacts>();
   const std::string_view json = text;
   auto facts = parse_camera_facts({reinterpret_cast<const uint8_t*>(json.data()), json.size()});
@@ -224,6 +232,7 @@ Result<std::optional<CameraFacts>> facts_of(const GstTagList& tags) {
 }
 
 CameraFacts facts_of(const Camera& camera) {
+  // The record has no padding: copies of its numbers stand where such numbers may.
   const D2DParameters& d2d = camera.d2d;
   CameraFacts facts{{"depth_unit", shortest(camera.depth_unit)},
                     {"pixel_type", camera.pixel_type == GX_PIXEL_DISPARITY ? "disparity"
@@ -236,17 +245,17 @@ CameraFacts facts_of(const Camera& camera) {
                     {"cy", shortest(camera.intrinsic.cy)},
                     {"baseline", shortest(d2d.baseline)},
                     {"d2d",
-                     {{"zpd", d2d.zpd},
-                      {"zpps", d2d.zpps},
+                     {{"zpd", double{d2d.zpd}},
+                      {"zpps", double{d2d.zpps}},
                       {"baseline", shortest(d2d.baseline)},
-                      {"fx", d2d.fx},
+                      {"fx", double{d2d.fx}},
                       {"bitSize", d2d.bitSize},
                       {"unit", shortest(d2d.unit)},
                       {"minDisparity", shortest(d2d.minDisparity)},
                       {"packMode", d2d.packMode},
                       {"dispOffset", shortest(d2d.dispOffset)},
-                      {"invalidDisp", d2d.invalidDisp},
-                      {"dispIntPlace", d2d.dispIntPlace},
+                      {"invalidDisp", int32_t{d2d.invalidDisp}},
+                      {"dispIntPlace", int32_t{d2d.dispIntPlace}},
                       {"isDualCamera", d2d.isDualCamera}}}};
   if (camera.disparity_offset)
     facts["disparity_offset"] = *camera.disparity_offset;

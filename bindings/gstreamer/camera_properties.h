@@ -1,6 +1,7 @@
 // What is known of the camera, as properties of an element and as a tag of its stream.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -19,16 +20,20 @@ guint install_camera_properties(GObjectClass& element_class);
 /// Facts that properties say, by their numbers.
 class CameraProperties {
  public:
-  /// An error where the value is none that a camera can have; the one before stays.
-  recordings::Failure set(guint id, const GValue& value);
+  using Change = std::function<void(CameraProperties&)>;
+
+  /// What setting the property does. An error where the value is none that a camera can have.
+  static recordings::Result<Change> change_of(guint id, const GValue& value);
   void get(guint id, GValue& value) const;
 
   /// The file's facts and, winning over them, those of the other properties.
   void add_to(recordings::KnownFacts& known) const;
 
  private:
-  recordings::Failure set_file(const std::string& path);
-  recordings::Failure set_record(const std::string& fields);
+  static recordings::Result<Change> change_of_fact(const std::string& key,
+                                                   const nlohmann::json& fact);
+  static recordings::Result<Change> change_of_file(const std::string& path);
+  static recordings::Result<Change> change_of_record(const std::string& fields);
 
   std::string file_;
   std::string record_; ///< as it was given
@@ -40,7 +45,8 @@ class CameraProperties {
 extern const char* const camera_tag;
 void register_camera_tag();
 
-/// The facts of a tag list, null without any. Facts that can't be read are an error.
+/// The facts of a stream's tag list, null without any, and in tags of a whole file, which do not
+/// say of which of its streams they are. Facts that can't be read are an error.
 recordings::Result<std::optional<recordings::CameraFacts>> facts_of(const GstTagList& tags);
 
 /// Everything that is known of a camera, as facts.

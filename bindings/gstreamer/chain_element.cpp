@@ -8,6 +8,7 @@
 #include "chain_text.h"
 #include "depth_filter.h"
 #include "gxfilter/presets.h"
+#include "recordings/image_file.h"
 
 namespace depth_elements {
 
@@ -61,53 +62,56 @@ constexpr std::array ways{
     Way{"preset", "Name of a preset that is installed with the filters", find_chain},
 };
 
-struct DepthChain {
-  DepthFilter parent;
-  std::array<char*, ways.size()> texts;
-};
+/// Requests without filters where the text has none; the records that they name are read too.
+Failure tell(FilterElement& element, const Way& way, const std::string& text) {
+  auto requests = way.requests(text);
+  if (!requests)
+    return requests.error();
+  std::vector<std::vector<uint8_t>> records;
+  for (const FilterRequest& request : *requests) {
+    auto record =
+        request.record.empty() ? Result(std::vector<uint8_t>()) : read_file(request.record);
+    if (!record)
+      return record.error();
+    records.push_back(std::move(*record));
+  }
+  element.change_wishes(filters_key, [requests = std::move(*requests), records = std::move(records),
+                                      name = way.name, text](Wishes& wishes) {
+    wishes.requests = requests;
+    wishes.records = records;
+    wishes.way = name;
+    wishes.text = text;
+  });
+  return std::nullopt;
+}
 
-std::array<char*, ways.size()>& texts_of(gpointer object) {
-  return static_cast<DepthChain*>(object)->texts;
+const Way& way_of(guint id) {
+  return ways[id - first_own_property()];
 }
 
 void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
-  FilterElement& element = element_of(object);
-  const size_t way = id - first_own_property();
-  const char* const text = g_value_get_string(value);
-  auto requests = ways[way].requests(text != nullptr ? text : "");
-  Failure failure = requests ? std::nullopt : Failure(requests.error());
-  if (!failure)
-    failure =
-        check_setup({*requests,
-                     element.look_at_wishes([](const Wishes& wishes) { return wishes.ranges; }),
-                     {}});
-  if (failure)
-    return element.refuse_filters({std::string(ways[way].name) + ": " + failure->message});
-  element.change_wishes([&](Wishes& wishes) {
-    wishes.requests = std::move(*requests);
-    for (char*& other : texts_of(object))
-      g_clear_pointer(&other, g_free);
-    texts_of(object)[way] = g_strdup(text);
+  guarded(object, [&] {
+    const Way& way = way_of(id);
+    const char* const text = g_value_get_string(value);
+    const auto failure = tell(element_of(object), way, text != nullptr ? text : "");
+    if (failure)
+      element_of(object).refuse_filters({std::string(way.name) + ": " + failure->message});
   });
 }
 
 void get_property(GObject* object, guint id, GValue* value, GParamSpec* /*property*/) {
-  element_of(object).look_at_wishes([&](const Wishes& /*wishes*/) {
-    g_value_set_string(value, texts_of(object)[id - first_own_property()]);
+  guarded(object, [&] {
+    element_of(object).look_at_wishes([&](const Wishes& wishes) {
+      const bool is_told = wishes.way == way_of(id).name;
+      g_value_set_string(value, is_told ? wishes.text.c_str() : nullptr);
+    });
   });
-}
-
-void finalize(GObject* object) {
-  for (char* text : texts_of(object))
-    g_free(text);
-  static_cast<GObjectClass*>(g_type_class_peek(depth_filter_type()))->finalize(object);
 }
 
 void init_class(gpointer element_class, gpointer /*data*/) {
   auto& object = *G_OBJECT_CLASS(element_class);
   object.set_property = set_property;
   object.get_property = get_property;
-  object.finalize = finalize;
   guint id = first_own_property();
   for (const Way& way : ways)
     g_object_class_install_property(
@@ -127,14 +131,8 @@ void init_instance(GTypeInstance* instance, gpointer /*element_class*/) {
 } // namespace
 
 bool register_chain(GstPlugin& plugin) {
-  GTypeInfo info{};
-  info.class_size = sizeof(DepthFilterClass);
-  info.class_init = init_class;
-  info.instance_size = sizeof(DepthChain);
-  info.instance_init = init_instance;
-  const GType type =
-      g_type_register_static(depth_filter_type(), "GstDepthChain", &info, GTypeFlags{});
-  return gst_element_register(&plugin, "depthchain", GST_RANK_NONE, type) != FALSE;
+  return register_element(plugin, {depth_filter_type(), "GstDepthChain", "depthchain",
+                                   sizeof(DepthFilter), init_class, init_instance}) != 0;
 }
 
 } // namespace depth_elements

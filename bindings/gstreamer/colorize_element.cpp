@@ -2,15 +2,15 @@
 #include "elements.h"
 
 #include <array>
-#include <mutex>
 #include <numeric>
 
-#include <gst/video/gstvideofilter.h>
+#include <fmt/format.h>
 
 #include "camera_properties.h"
-#include "depth_filter.h"
+#include "element_support.h"
 #include "gxfilter/preview.h"
 #include "parameter_properties.h"
+#include "staged.h"
 
 namespace depth_elements {
 
@@ -35,99 +35,141 @@ ColorBytes bytes_of(Color color, const GstVideoFormatInfo& format) {
   return bytes;
 }
 
+/// What a user asks of the element.
+struct ColorWishes {
+  double near = 0; ///< 0: as in the first frame; `far` the same
+  double far = 0;
+  CameraProperties camera;
+};
+
+constexpr double farthest = 1e9;
+
+Failure check_wishes(const ColorWishes& wishes) {
+  if (wishes.near > 0 && wishes.far > 0 && wishes.near >= wishes.far)
+    return Error{fmt::format("near={} is not nearer than far={}", wishes.near, wishes.far),
+                 ErrorKind::request};
+  return std::nullopt;
+}
+
+/// All of an element but what GObject sees. Properties are set on any thread, the rest happens on
+/// the streaming thread.
 class Colorizer {
  public:
-  Failure set(guint id, const GValue& value) {
-    const std::lock_guard lock(mutex_);
-    is_settled_ = false;
-    if (id == property_near || id == property_far) {
-      (id == property_near ? near_ : far_) = g_value_get_double(&value);
-      return std::nullopt;
+  explicit Colorizer(GstElement& element) : element_(element) {}
+
+  // ---- properties, on any thread ----
+
+  void set(guint id, const GValue& value) {
+    if (id != property_near && id != property_far) {
+      const auto change = CameraProperties::change_of(id, value);
+      if (!change)
+        return refuse(change.error());
+      return wishes_.stage(
+          {id, [change = *change](ColorWishes& wishes) { change(wishes.camera); }});
     }
-    return camera_.set(id, value);
+    const bool is_near = id == property_near;
+    const double number = g_value_get_double(&value);
+    if (!(number >= 0 && number <= farthest))
+      return refuse({fmt::format("{}={}: out of range; allowed is 0 to {:.0f}",
+                                 is_near ? "near" : "far", number, farthest),
+                     ErrorKind::request});
+    wishes_.stage({id, [is_near, number](ColorWishes& wishes) {
+                     (is_near ? wishes.near : wishes.far) = number;
+                   }});
   }
   void get(guint id, GValue& value) const {
-    const std::lock_guard lock(mutex_);
-    if (id == property_near || id == property_far)
-      g_value_set_double(&value, id == property_near ? near_ : far_);
-    else
-      camera_.get(id, value);
+    wishes_.look([&](const ColorWishes& wishes) {
+      if (id == property_near || id == property_far)
+        g_value_set_double(&value, id == property_near ? wishes.near : wishes.far);
+      else
+        wishes.camera.get(id, value);
+    });
   }
+  void settle() {
+    for (const Error& error : wishes_.settle(check_wishes).refusals)
+      refuse(error);
+  }
+  void refuse(const Error& error) { refusals_.add(&element_, error); }
+  void tell_refusals() { refusals_.tell(&element_); }
+
+  // ---- the stream ----
+
   void set_stream_facts(CameraFacts facts) {
-    const std::lock_guard lock(mutex_);
-    is_settled_ = is_settled_ && facts == stream_facts_;
+    are_colors_made_ = are_colors_made_ && facts == stream_facts_;
     stream_facts_ = std::move(facts);
   }
   /// The next frame with data chooses the range anew.
   void begin() {
-    const std::lock_guard lock(mutex_);
-    is_settled_ = false;
+    are_colors_made_ = false;
     chosen_.reset();
   }
+  void begin_stream() {
+    begin();
+    stream_facts_ = CameraFacts::object();
+  }
 
-  Failure paint(const GstVideoFrame& in, GstVideoFrame& out) {
-    const std::lock_guard lock(mutex_);
-    if (!is_settled_)
-      if (auto failure = settle(in, *out.info.finfo))
+  Failure paint(const GstVideoFrame& in, const GstVideoFrame& out) {
+    const ImageView image = pixels_of(in, packed_);
+    if (revision_ != wishes_.revision())
+      take_wishes();
+    if (!are_colors_made_)
+      if (auto failure = make_colors(image, *out.info.finfo))
         return failure;
     const auto pixel_bytes = static_cast<size_t>(GST_VIDEO_FRAME_COMP_PSTRIDE(&out, 0));
-    const auto width = static_cast<size_t>(GST_VIDEO_FRAME_WIDTH(&in));
-    const auto height = GST_VIDEO_FRAME_HEIGHT(&in);
-    for (gint y = 0; y < height; ++y) {
-      const auto* const from = row_of<const uint16_t>(in, y);
-      auto* to = row_of<uint8_t>(out, y);
+    const Rows rows = rows_of(out);
+    for (size_t y = 0; y < image.size.height; ++y) {
+      const auto from = image.pixels.subspan(y * image.size.width, image.size.width);
+      uint8_t* to = rows.row(y);
       if (pixel_bytes == sizeof(ColorBytes))
-        for (size_t x = 0; x < width; ++x, to += sizeof(ColorBytes))
+        for (size_t x = 0; x < from.size(); ++x, to += sizeof(ColorBytes))
           std::copy_n(colors_[from[x]].data(), sizeof(ColorBytes), to);
       else
-        for (size_t x = 0; x < width; ++x, to += 3)
+        for (size_t x = 0; x < from.size(); ++x, to += 3)
           std::copy_n(colors_[from[x]].data(), 3, to);
     }
     return std::nullopt;
   }
 
  private:
-  template <class Pixel>
-  static Pixel* row_of(const GstVideoFrame& frame, gint y) {
-    return reinterpret_cast<Pixel*>(static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0)) +
-                                    ptrdiff_t{y} * GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0));
+  void take_wishes() {
+    const auto taken = wishes_.take();
+    followed_ = taken.in_force;
+    for (const auto& change : taken.changes)
+      change.apply(followed_);
+    wishes_.put_in_force(followed_);
+    revision_ = taken.revision;
+    are_colors_made_ = false;
   }
 
-  /// Makes the colours of all pixel values; they may change with the next frame as long as none had
-  /// data.
-  Failure settle(const GstVideoFrame& in, const GstVideoFormatInfo& format) {
-    FrameView view{image_of(in), GX_PIXEL_DEPTH, 1};
+  /// The colours of all pixel values; they may change with the next frame as long as none had data.
+  Failure make_colors(const ImageView& image, const GstVideoFormatInfo& format) {
     KnownFacts known;
     static_cast<void>(known.add("the stream", stream_facts_)); // was checked
-    camera_.add_to(known);
-    const auto camera = make_camera(known.facts(), view.image.size);
+    followed_.camera.add_to(known);
+    const auto camera = make_camera(known.facts(), image.size);
     if (!camera)
       return camera.error();
-    view.pixel_type = camera->pixel_type;
-    view.value_scale = camera->depth_unit;
-    const bool is_told = near_ > 0 && far_ > 0;
-    if (!is_told && !chosen_)
-      chosen_ = typical_range(view);
-    ValueRange range = chosen_.value_or(ValueRange{});
-    range.low = near_ > 0 ? near_ : range.low;
-    range.high = std::max(far_ > 0 ? far_ : range.high, range.low + 1e-3);
-    is_settled_ = is_told || chosen_.has_value();
+    FrameView view{{}, camera->pixel_type, camera->depth_unit};
+    const bool is_told = followed_.near > 0 && followed_.far > 0;
+    if (!is_told) {
+      // A range of other pixels means nothing for these.
+      if (chosen_ && (chosen_->pixel_type != view.pixel_type || chosen_->unit != view.value_scale))
+        chosen_.reset();
+      if (!chosen_) {
+        view.image = {image.size, {image.pixels.begin(), image.pixels.end()}};
+        if (const auto range = typical_range(view))
+          chosen_ = {*range, view.pixel_type, view.value_scale};
+      }
+    }
+    ValueRange range = chosen_ ? chosen_->range : ValueRange{};
+    range.low = followed_.near > 0 ? followed_.near : range.low;
+    range.high = std::max(followed_.far > 0 ? followed_.far : range.high, range.low + 1e-3);
+    are_colors_made_ = is_told || chosen_.has_value();
     view.image = every_value();
     const PaletteImage picture = colorized(view, range);
     for (size_t value = 0; value < colors_.size(); ++value)
       colors_[value] = bytes_of(picture.palette[picture.indices[value]], format);
     return std::nullopt;
-  }
-
-  static Image image_of(const GstVideoFrame& frame) {
-    Image image{{static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&frame)),
-                 static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&frame))},
-                {}};
-    for (gint y = 0; y < GST_VIDEO_FRAME_HEIGHT(&frame); ++y) {
-      const auto* const row = row_of<const uint16_t>(frame, y);
-      image.pixels.insert(image.pixels.end(), row, row + image.size.width);
-    }
-    return image;
   }
 
   static Image every_value() {
@@ -136,13 +178,24 @@ class Colorizer {
     return image;
   }
 
-  mutable std::mutex mutex_;
-  double near_ = 0;
-  double far_ = 0;
-  CameraProperties camera_;
+  /// What a frame chose, and what its pixels were.
+  struct ChosenRange {
+    ValueRange range;
+    gx_pixel_type pixel_type = GX_PIXEL_DEPTH;
+    float unit = 1;
+  };
+
+  GstElement& element_;
+  Staged<ColorWishes> wishes_{ColorWishes{}};
+  Refusals refusals_;
+
+  // Of the streaming thread.
+  ColorWishes followed_;
+  uint64_t revision_ = 0; ///< of the wishes that are followed
   CameraFacts stream_facts_ = CameraFacts::object();
-  std::optional<ValueRange> chosen_; ///< by the first frame with data
-  bool is_settled_ = false;
+  std::optional<ChosenRange> chosen_; ///< by the first frame with data
+  bool are_colors_made_ = false;
+  std::vector<uint16_t> packed_; ///< an input whose rows have gaps
   std::vector<ColorBytes> colors_ = std::vector<ColorBytes>(size_t{256} * 256);
 };
 
@@ -151,28 +204,40 @@ struct DepthColorize {
   Colorizer* colorizer;
 };
 
-GObjectClass* parent_class = nullptr;
+GstVideoFilterClass* parent_class = nullptr;
 
 Colorizer& colorizer_of(gpointer object) {
   return *static_cast<DepthColorize*>(object)->colorizer;
 }
 
-void warn(gpointer object, const Error& error) {
-  GST_ELEMENT_WARNING(object, LIBRARY, SETTINGS, ("%s", error.message.c_str()), (nullptr));
-}
-
 void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
-  if (const auto failure = colorizer_of(object).set(id, *value))
-    warn(object, *failure);
+  guarded(object, [&] { colorizer_of(object).set(id, *value); });
 }
 
 void get_property(GObject* object, guint id, GValue* value, GParamSpec* /*property*/) {
-  colorizer_of(object).get(id, *value);
+  guarded(object, [&] { colorizer_of(object).get(id, *value); });
+}
+
+/// Comes once for all properties that are set in one call.
+void settle_properties(GObject* object, guint count, GParamSpec** properties) {
+  guarded(object, [&] { colorizer_of(object).settle(); });
+  G_OBJECT_CLASS(parent_class)->dispatch_properties_changed(object, count, properties);
 }
 
 void finalize(GObject* object) {
   delete static_cast<DepthColorize*>(static_cast<gpointer>(object))->colorizer;
-  parent_class->finalize(object);
+  G_OBJECT_CLASS(parent_class)->finalize(object);
+}
+
+GstStateChangeReturn change_state(GstElement* element, GstStateChange transition) {
+  if (transition == GST_STATE_CHANGE_NULL_TO_READY)
+    guarded(element, [&] { colorizer_of(element).tell_refusals(); });
+  return GST_ELEMENT_CLASS(parent_class)->change_state(element, transition);
+}
+
+gboolean stop(GstBaseTransform* transform) {
+  guarded(transform, [&] { colorizer_of(transform).begin_stream(); });
+  return TRUE;
 }
 
 /// The same sizes and rates, in the formats of the other side.
@@ -198,21 +263,31 @@ GstCaps* transform_caps(GstBaseTransform* transform, GstPadDirection direction, 
 
 gboolean set_info(GstVideoFilter* filter, GstCaps* /*in_caps*/, GstVideoInfo* /*in*/,
                   GstCaps* /*out_caps*/, GstVideoInfo* /*out*/) {
-  colorizer_of(filter).begin();
+  guarded(filter, [&] { colorizer_of(filter).begin(); });
   return TRUE;
 }
 
+void look_at_event(Colorizer& colorizer, GstEvent& event) {
+  if (GST_EVENT_TYPE(&event) == GST_EVENT_STREAM_START)
+    return colorizer.begin_stream();
+  if (GST_EVENT_TYPE(&event) != GST_EVENT_TAG)
+    return;
+  GstTagList* tags = nullptr;
+  gst_event_parse_tag(&event, &tags);
+  auto facts = facts_of(*tags);
+  if (!facts)
+    colorizer.refuse(facts.error());
+  else if (*facts)
+    colorizer.set_stream_facts(std::move(**facts));
+}
+
 gboolean see_event(GstBaseTransform* transform, GstEvent* event) {
-  if (GST_EVENT_TYPE(event) == GST_EVENT_TAG) {
-    GstTagList* tags = nullptr;
-    gst_event_parse_tag(event, &tags);
-    auto facts = facts_of(*tags);
-    if (!facts)
-      warn(transform, facts.error());
-    else if (*facts)
-      colorizer_of(transform).set_stream_facts(std::move(**facts));
-  }
+  guarded(transform, [&] { look_at_event(colorizer_of(transform), *event); });
   return GST_BASE_TRANSFORM_CLASS(parent_class)->sink_event(transform, event);
+}
+
+void before_transform(GstBaseTransform* transform, GstBuffer* buffer) {
+  follow_controllers(*transform, *buffer);
 }
 
 gboolean transform_meta(GstBaseTransform* transform, GstBuffer* out, GstMeta* meta, GstBuffer* in) {
@@ -221,31 +296,26 @@ gboolean transform_meta(GstBaseTransform* transform, GstBuffer* out, GstMeta* me
 }
 
 GstFlowReturn transform_frame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
-  const auto failure = colorizer_of(filter).paint(*in, *out);
-  if (!failure)
-    return GST_FLOW_OK;
-  GST_ELEMENT_ERROR(filter, LIBRARY, FAILED, ("%s", failure->message.c_str()), (nullptr));
-  return GST_FLOW_ERROR;
-}
-
-void add_pad(GstElementClass& element, const char* name, GstPadDirection direction,
-             const char* caps_text) {
-  GstCaps* const caps = gst_caps_from_string(caps_text);
-  gst_element_class_add_pad_template(&element,
-                                     gst_pad_template_new(name, direction, GST_PAD_ALWAYS, caps));
-  gst_caps_unref(caps);
+  return guarded(filter, GST_FLOW_ERROR, [&] {
+    const auto failure = colorizer_of(filter).paint(*in, *out);
+    if (failure)
+      post_error(filter, *failure);
+    return failure ? GST_FLOW_ERROR : GST_FLOW_OK;
+  });
 }
 
 void init_class(gpointer element_class, gpointer /*data*/) {
-  parent_class = G_OBJECT_CLASS(g_type_class_peek_parent(element_class));
+  parent_class = static_cast<GstVideoFilterClass*>(g_type_class_peek_parent(element_class));
   auto& object = *G_OBJECT_CLASS(element_class);
   object.set_property = set_property;
   object.get_property = get_property;
   object.finalize = finalize;
-  constexpr auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | GST_PARAM_MUTABLE_PLAYING);
+  object.dispatch_properties_changed = settle_properties;
+  constexpr auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | GST_PARAM_CONTROLLABLE |
+                                                  GST_PARAM_MUTABLE_PLAYING);
   const auto install = [&](guint id, const char* name, const char* blurb) {
     g_object_class_install_property(&object, id,
-                                    g_param_spec_double(name, name, blurb, 0, 1e9, 0, flags));
+                                    open_double(name, name, blurb, 0, farthest, 0, flags));
   };
   install(property_near, "near",
           "Millimetres (or codes) at the lower end of the colours (0: as in the first frame)");
@@ -254,13 +324,16 @@ void init_class(gpointer element_class, gpointer /*data*/) {
   install_camera_properties(object);
 
   auto& element = *GST_ELEMENT_CLASS(element_class);
+  element.change_state = change_state;
   add_pad(element, "sink", GST_PAD_SINK, depth_caps);
   add_pad(element, "src", GST_PAD_SRC, GST_VIDEO_CAPS_MAKE(COLOR_FORMATS));
   gst_element_class_set_static_metadata(
       &element, "Depth in colours", "Filter/Converter/Video",
       "Shows depth images in colours: near is warm, no data black", "FilterProcessor");
   auto& transform = *GST_BASE_TRANSFORM_CLASS(element_class);
+  transform.stop = stop;
   transform.transform_caps = transform_caps;
+  transform.before_transform = before_transform;
   transform.sink_event = see_event;
   transform.transform_meta = transform_meta;
   auto& video = *GST_VIDEO_FILTER_CLASS(element_class);
@@ -269,20 +342,19 @@ void init_class(gpointer element_class, gpointer /*data*/) {
 }
 
 void init_instance(GTypeInstance* instance, gpointer /*element_class*/) {
-  reinterpret_cast<DepthColorize*>(instance)->colorizer = new Colorizer;
+  or_abort([&] {
+    reinterpret_cast<DepthColorize*>(instance)->colorizer =
+        new Colorizer(*reinterpret_cast<GstElement*>(instance));
+  });
+  // As the filters' elements: what comes behind may be a file.
+  gst_base_transform_set_qos_enabled(reinterpret_cast<GstBaseTransform*>(instance), FALSE);
 }
 
 } // namespace
 
 bool register_colorize(GstPlugin& plugin) {
-  GTypeInfo info{};
-  info.class_size = sizeof(GstVideoFilterClass);
-  info.class_init = init_class;
-  info.instance_size = sizeof(DepthColorize);
-  info.instance_init = init_instance;
-  const GType type =
-      g_type_register_static(GST_TYPE_VIDEO_FILTER, "GstDepthColorize", &info, GTypeFlags{});
-  return gst_element_register(&plugin, "depthcolorize", GST_RANK_NONE, type) != FALSE;
+  return register_element(plugin, {GST_TYPE_VIDEO_FILTER, "GstDepthColorize", "depthcolorize",
+                                   sizeof(DepthColorize), init_class, init_instance}) != 0;
 }
 
 } // namespace depth_elements

@@ -1,6 +1,7 @@
 #include "depth_filter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include <fmt/format.h>
@@ -12,30 +13,10 @@ using namespace recordings;
 
 namespace {
 
-GST_DEBUG_CATEGORY_STATIC(debug_category);
-#define GST_CAT_DEFAULT debug_category
-
-/// A frame's rows, of which the next begins `stride` bytes behind.
-struct Rows {
-  uint8_t* first;
-  size_t stride;
-  FrameSize size;
-
-  bool are_packed() const {
-    return stride == row_bytes() && reinterpret_cast<uintptr_t>(first) % alignof(uint16_t) == 0;
-  }
-  size_t row_bytes() const { return size.width * sizeof(uint16_t); }
-  std::span<uint16_t> pixels() const {
-    return {reinterpret_cast<uint16_t*>(first), size.pixel_count()};
-  }
+struct UnrefCaps {
+  void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
 };
-
-Rows rows_of(const GstVideoFrame& frame) {
-  return {static_cast<uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0)),
-          static_cast<size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)),
-          {static_cast<uint32_t>(GST_VIDEO_FRAME_WIDTH(&frame)),
-           static_cast<uint32_t>(GST_VIDEO_FRAME_HEIGHT(&frame))}};
-}
+using OwnedCaps = std::unique_ptr<GstCaps, UnrefCaps>;
 
 std::optional<FrameSize> fixed_size(const GstStructure& structure) {
   gint width = 0;
@@ -60,133 +41,231 @@ void add_any_size(GstCaps& caps, const GstStructure& like) {
   gst_caps_append_structure(&caps, structure);
 }
 
+/// The caps on the other side of filters.
+OwnedCaps caps_beyond(const Order& order, GstPadDirection direction, GstCaps& caps) {
+  if (!order.may_resize())
+    return OwnedCaps(gst_caps_ref(&caps));
+  OwnedCaps others(gst_caps_new_empty());
+  for (guint i = 0; i < gst_caps_get_size(&caps); ++i) {
+    const GstStructure& structure = *gst_caps_get_structure(&caps, i);
+    const auto size = fixed_size(structure);
+    if (direction == GST_PAD_SRC || !size) {
+      add_any_size(*others, structure);
+      continue;
+    }
+    const auto fitted = order.fit(*size);
+    if (fitted)
+      add_size(*others, structure, fitted->out);
+    // What the filter can't do with any size is said by the first frame.
+    if (!fitted || order.has_open_sizes())
+      add_any_size(*others, structure);
+  }
+  return OwnedCaps(gst_caps_simplify(others.release()));
+}
+
+/// The length nearest to `wanted` that the caps take as their width or height.
+uint32_t nearest(const GstStructure& structure, const char* side, double wanted) {
+  const double length = std::clamp(std::round(wanted), 1.0, static_cast<double>(max_side));
+  GstStructure* const copy = gst_structure_copy(&structure);
+  gst_structure_fixate_field_nearest_int(copy, side, static_cast<gint>(length));
+  gint found = static_cast<gint>(length);
+  gst_structure_get_int(copy, side, &found);
+  gst_structure_free(copy);
+  return static_cast<uint32_t>(found);
+}
+
+/// Of the sizes that the caps take the one to ask the filters for. Where the caps bind one side,
+/// the other keeps the ratio, if the filters do that.
+FrameSize nearest_size(const Order& order, FrameSize in, const GstStructure& structure) {
+  const auto fitted = order.fit(in);
+  const FrameSize natural = fitted ? fitted->out : in;
+  const FrameSize near{nearest(structure, "width", natural.width),
+                       nearest(structure, "height", natural.height)};
+  const double by_width = static_cast<double>(near.width) / natural.width;
+  const double by_height = static_cast<double>(near.height) / natural.height;
+  for (const FrameSize size :
+       {FrameSize{near.width, nearest(structure, "height", natural.height * by_width)},
+        FrameSize{nearest(structure, "width", natural.width * by_height), near.height}})
+    if (order.fit(in, size))
+      return size;
+  return near;
+}
+
+/// Takes `other_caps`.
+OwnedCaps fixed_caps(const Order& order, GstPadDirection direction, const GstCaps& caps,
+                     GstCaps* other_caps) {
+  OwnedCaps others(gst_caps_make_writable(gst_caps_truncate(other_caps)));
+  const auto size = fixed_size(*gst_caps_get_structure(&caps, 0));
+  GstStructure* const structure = gst_caps_get_structure(others.get(), 0);
+  if (size) {
+    const FrameSize near =
+        direction == GST_PAD_SINK ? nearest_size(order, *size, *structure) : *size;
+    gst_structure_fixate_field_nearest_int(structure, "width", static_cast<gint>(near.width));
+    gst_structure_fixate_field_nearest_int(structure, "height", static_cast<gint>(near.height));
+  }
+  return OwnedCaps(gst_caps_fixate(others.release()));
+}
+
 } // namespace
 
 // ---- properties ----
 
 void FilterElement::settle() {
-  std::unique_lock lock(mutex_);
-  if (!staged_)
-    return;
-  Wishes staged = std::move(*staged_);
-  staged_.reset();
-  if (auto failure = check_setup({staged.requests, staged.ranges, {}})) {
-    lock.unlock();
-    return refuse(*failure);
-  }
-  wishes_ = std::move(staged);
-  refused_.clear();
-  place_order();
-  const bool is_empty = wishes_.requests.empty();
-  const bool needs_caps =
-      order_.resizes ||
-      is_empty != static_cast<bool>(gst_base_transform_is_passthrough(&transform_));
-  lock.unlock();
-  gst_base_transform_set_passthrough(&transform_, is_empty);
-  if (needs_caps)
-    gst_base_transform_reconfigure_src(&transform_);
-}
-
-/// With the lock held.
-void FilterElement::place_order() {
-  order_.setup = {wishes_.requests, wishes_.ranges, {}};
-  static_cast<void>(order_.setup.facts.add("the stream", stream_facts_)); // was checked
-  wishes_.camera.add_to(order_.setup.facts);
-  order_.resizes = may_resize(wishes_.requests);
-  order_number_ = ++order_.number;
-}
-
-FilterElement::Order FilterElement::order() const {
-  const std::lock_guard lock(mutex_);
-  return order_;
-}
-
-void FilterElement::refuse(const Error& error) {
-  GST_WARNING_OBJECT(&transform_, "%s", error.message.c_str());
-  auto* const element = GST_ELEMENT_CAST(&transform_);
-  GstBus* const bus = gst_element_get_bus(element);
-  if (bus == nullptr) {
+  const auto decision = wishes_.settle([](const Wishes& wishes) -> Failure {
+    auto failure = check_setup({wishes.requests, wishes.ranges, {}, {}});
+    if (failure && !wishes.way.empty())
+      failure->message.insert(0, wishes.way + ": ");
+    return failure;
+  });
+  const auto is_of_filters = [](const auto& change) { return change.key == filters_key; };
+  if (std::ranges::any_of(decision.kept, is_of_filters)) {
     const std::lock_guard lock(mutex_);
-    held_back_.push_back(error.message);
-  } else {
-    gst_object_unref(bus);
-    GST_ELEMENT_WARNING(element, LIBRARY, SETTINGS, ("%s", error.message.c_str()), (nullptr));
+    refused_.clear();
   }
+  for (const Error& error : decision.refusals)
+    refuse_filters(error);
 }
 
 void FilterElement::refuse_filters(const Error& error) {
   refuse(error);
+  const bool has_none =
+      look_at_wishes([](const Wishes& wishes) { return wishes.requests.empty(); });
   const std::lock_guard lock(mutex_);
-  if (wishes_.requests.empty())
+  if (has_none)
     refused_ = error.message;
 }
 
 // ---- states and negotiation ----
 
 bool FilterElement::make_ready() {
-  std::vector<std::string> refusals;
+  refusals_.tell(&transform_);
   std::string without_filters;
   {
     const std::lock_guard lock(mutex_);
-    refusals.swap(held_back_);
     without_filters = refused_;
   }
-  for (const std::string& refusal : refusals)
-    GST_ELEMENT_WARNING(&transform_, LIBRARY, SETTINGS, ("%s", refusal.c_str()), (nullptr));
   if (!without_filters.empty())
-    fail({without_filters});
+    post_error(&transform_, without_filters.c_str());
   return without_filters.empty();
 }
 
 void FilterElement::stop() {
   line_.reset();
+  line_order_.reset();
   segment_.reset();
   packed_ = {};
-  announced_.clear();
-  is_told_camera_ = false;
-  g_clear_pointer(&stream_tags_, gst_tag_list_unref);
+  see_stream_start();
   const std::lock_guard lock(mutex_);
-  stream_facts_ = CameraFacts::object();
-  place_order();
+  order_.reset();
+  is_decided_ = false;
 }
 
-GstCaps* FilterElement::transform_caps(GstPadDirection direction, GstCaps* caps) {
-  const Order now = order();
-  if (!now.resizes)
-    return gst_caps_ref(caps);
-  GstCaps* const others = gst_caps_new_empty();
-  for (guint i = 0; i < gst_caps_get_size(caps); ++i) {
-    const GstStructure& structure = *gst_caps_get_structure(caps, i);
-    const auto size = fixed_size(structure);
-    if (direction == GST_PAD_SRC || !size) {
-      add_any_size(*others, structure);
-      continue;
-    }
-    const auto fitted = fit(now.setup, *size);
-    if (fitted)
-      add_size(*others, structure, fitted->out);
-    // What the filter can't do with any size is said by the first frame.
-    if (!fitted || has_open_sizes(now.setup.requests))
-      add_any_size(*others, structure);
-  }
-  return gst_caps_simplify(others);
+Setup FilterElement::setup_of(const Wishes& wishes) const {
+  Setup setup{wishes.requests, wishes.ranges, {}, wishes.records};
+  static_cast<void>(setup.facts.add("the stream", stream_facts_)); // was checked
+  wishes.camera.add_to(setup.facts);
+  return setup;
 }
 
-GstCaps* FilterElement::fixate_caps(GstPadDirection direction, GstCaps* caps, GstCaps* other_caps) {
-  GstCaps* const others = gst_caps_make_writable(gst_caps_truncate(other_caps));
-  auto near = fixed_size(*gst_caps_get_structure(caps, 0));
-  if (near && direction == GST_PAD_SINK) {
-    if (const auto fitted = fit(order().setup, *near))
-      near = fitted->out;
-    else if (line_ != nullptr && line_->size() == *near)
-      near = out_; // what is in force goes on
+std::shared_ptr<const Order> FilterElement::order() const {
+  const std::lock_guard lock(mutex_);
+  if (!is_decided_ && (order_ == nullptr || order_revision_ != wishes_.revision())) {
+    order_revision_ = wishes_.revision();
+    const Wishes wishes = wishes_.settled();
+    Setup setup{wishes.requests, wishes.ranges, {}, wishes.records};
+    wishes.camera.add_to(setup.facts);
+    order_ = std::make_shared<const Order>(std::move(setup));
   }
-  GstStructure* const structure = gst_caps_get_structure(others, 0);
-  if (near) {
-    gst_structure_fixate_field_nearest_int(structure, "width", static_cast<gint>(near->width));
-    gst_structure_fixate_field_nearest_int(structure, "height", static_cast<gint>(near->height));
+  return order_;
+}
+
+GstCaps* FilterElement::transform_caps(GstPadDirection direction, GstCaps& caps) const {
+  return caps_beyond(*order(), direction, caps).release();
+}
+
+GstCaps* FilterElement::fixate_caps(GstPadDirection direction, GstCaps& caps,
+                                    GstCaps* other_caps) const {
+  return fixed_caps(*order(), direction, caps, other_caps).release();
+}
+
+/// The size that a negotiation comes to, found as the base class finds it, but without an end of
+/// the stream where there is none.
+Result<FrameSize> FilterElement::rehearse(const Order& order, GstCaps& in_caps) const {
+  const auto in = fixed_size(*gst_caps_get_structure(&in_caps, 0));
+  if (!in)
+    return Error{"frames have no size"};
+  if (auto failure = order.setup().facts.check_size_of(*in))
+    return *failure;
+  if (const auto camera = make_camera(order.setup().facts.facts(), *in); !camera)
+    return camera.error();
+  if (!order.may_resize() && *in == out_) // what those behind take already
+    return out_;
+  GstPad* const pad = GST_BASE_TRANSFORM_SRC_PAD(&transform_);
+  const OwnedCaps offered = caps_beyond(order, GST_PAD_SINK, in_caps);
+  const OwnedCaps peer(gst_pad_peer_query_caps(pad, offered.get()));
+  OwnedCaps taken(gst_caps_intersect_full(peer.get(), offered.get(), GST_CAPS_INTERSECT_FIRST));
+  if (gst_caps_is_empty(taken.get()) == FALSE) {
+    taken = fixed_caps(order, GST_PAD_SINK, in_caps, taken.release());
+    const auto out = fixed_size(*gst_caps_get_structure(taken.get(), 0)).value_or(*in);
+    const auto fitted = order.fit(*in, out);
+    if (!fitted)
+      return fitted.error();
+    if (gst_pad_peer_query_accept_caps(pad, taken.get()) != FALSE)
+      return out;
   }
-  return gst_caps_fixate(others);
+  const auto fitted = order.fit(*in);
+  if (!fitted)
+    return fitted.error();
+  return Error{fmt::format("the elements behind take no frames of {}x{}", fitted->out.width,
+                           fitted->out.height),
+               ErrorKind::request};
+}
+
+void FilterElement::decide(GstCaps* in_caps) {
+  const std::shared_ptr<const Order> before = is_decided_ ? order() : nullptr;
+  if (before != nullptr && !have_facts_changed_ && order_revision_ == wishes_.revision())
+    return;
+  const auto taken = wishes_.take();
+  // Where nothing works yet, what is asked for has to do: the first frame says what is wrong.
+  const bool may_refuse = line_ != nullptr && in_caps != nullptr;
+  std::shared_ptr<const Order> after; // the last that was found good: that of the decision
+  bool has_other_caps = false;
+  const auto decision =
+      depth_elements::decide(taken.in_force, taken.changes, [&](const Wishes& wishes) -> Failure {
+        const auto candidate = std::make_shared<const Order>(setup_of(wishes));
+        if (may_refuse) {
+          const auto out = rehearse(*candidate, *in_caps);
+          if (!out)
+            return out.error();
+          has_other_caps = *out != out_;
+        }
+        after = candidate;
+        return std::nullopt;
+      });
+  if (after == nullptr) { // what the stream says goes with nothing
+    after = std::make_shared<const Order>(setup_of(decision.settings));
+    has_other_caps = true;
+  }
+  if (before != nullptr && before->setup() == after->setup()) {
+    after = before; // with its answers and its history
+    has_other_caps = false;
+  }
+  wishes_.put_in_force(decision.settings);
+  {
+    const std::lock_guard lock(mutex_);
+    order_ = after;
+    order_revision_ = taken.revision;
+    is_decided_ = true;
+  }
+  have_facts_changed_ = false;
+  for (const Error& error : decision.refusals)
+    refuse(error);
+
+  const bool is_empty = after->setup().requests.empty();
+  const bool was_empty = gst_base_transform_is_passthrough(&transform_) != FALSE;
+  gst_base_transform_set_passthrough(&transform_, is_empty ? TRUE : FALSE);
+  if (has_other_caps || is_empty != was_empty) // or another pool
+    gst_base_transform_reconfigure_src(&transform_);
 }
 
 Failure FilterElement::begin(Setup setup, FrameSize in) {
@@ -199,74 +278,65 @@ Failure FilterElement::begin(Setup setup, FrameSize in) {
 }
 
 bool FilterElement::negotiated(FrameSize in, FrameSize out, bool is_new) {
-  const Order now = order();
-  const bool goes_on = line_ != nullptr && !is_new && line_->size() == in;
-  auto fitted = fit(now.setup, in, out);
-  Failure failure;
-  if (fitted)
-    failure =
-        goes_on ? line_->become(std::move(fitted->setup)) : begin(std::move(fitted->setup), in);
-  else if (goes_on && out_ == out)
-    refuse(fitted.error()); // what is in force goes on
-  else
-    failure = begin(now.setup, in); // the first frame says what the filter has against it
-  if (failure) {
-    fail(*failure);
-    return false;
-  }
-  line_number_ = now.number;
   out_ = out;
-  is_told_camera_ = false;
-  return true;
+  line_order_.reset();
+  if (is_new || (line_ != nullptr && line_->size() != in))
+    line_.reset();
+  Failure failure;
+  if (line_ != nullptr) {
+    failure = follow_order();
+  } else {
+    const auto now = order();
+    const auto fitted = now->fit(in, out);
+    // Otherwise the first frame says what the filter has against it.
+    failure = begin(fitted ? fitted->setup : now->setup(), in);
+    line_order_ = now;
+    is_told_camera_ = false;
+  }
+  if (failure)
+    post_error(&transform_, *failure);
+  return !failure;
 }
 
 // ---- the stream ----
 
-/// A change of sizes waits until they are negotiated; a change that the filter refuses for these
-/// frames, for the next.
-Failure FilterElement::take_over() {
-  if (order_number_ == line_number_)
+Failure FilterElement::follow_order() {
+  const auto now = order();
+  if (line_ == nullptr || now == line_order_)
     return std::nullopt;
-  const Order now = order();
-  auto fitted = fit(now.setup, line_->size(), out_);
-  if (!fitted && fit(now.setup, line_->size()))
-    return std::nullopt;
-  line_number_ = now.number;
-  if (!fitted) {
-    refuse(fitted.error());
-    return std::nullopt;
-  }
+  auto fitted = now->fit(line_->size(), out_);
+  if (auto failure = fitted ? line_->become(std::move(fitted->setup)) : Failure(fitted.error()))
+    return failure;
+  line_order_ = now;
   is_told_camera_ = false;
-  return line_->become(std::move(fitted->setup));
+  return std::nullopt;
+}
+
+bool FilterElement::follow() {
+  auto failure = follow_order();
+  // Without filters, frames go through unseen.
+  if (!failure && line_ != nullptr && line_->setup().requests.empty() && !is_told_camera_)
+    failure = announce_camera(line_->camera());
+  if (failure)
+    post_error(&transform_, *failure);
+  return !failure;
 }
 
 bool FilterElement::process(const GstVideoFrame& in, GstVideoFrame& out) {
   const auto failure = work(in, out);
   if (failure)
-    fail(*failure);
+    post_error(&transform_, *failure);
   return !failure;
-}
-
-ImageView FilterElement::pixels_of(const GstVideoFrame& frame) {
-  const Rows rows = rows_of(frame);
-  if (rows.are_packed())
-    return {rows.size, rows.pixels()};
-  packed_.resize(rows.size.pixel_count());
-  for (size_t y = 0; y < rows.size.height; ++y)
-    std::memcpy(&packed_[y * rows.size.width], rows.first + y * rows.stride, rows.row_bytes());
-  return {rows.size, packed_};
 }
 
 Failure FilterElement::work(const GstVideoFrame& in, GstVideoFrame& out) {
   const bool begins_anew = was_interrupted_.exchange(false) && has_seen_frames_;
   if (auto failure = begins_anew ? line_->forget() : std::nullopt)
     return failure;
-  if (auto failure = take_over())
-    return failure;
   has_seen_frames_ = true;
   const Rows rows = rows_of(out);
-  const auto frame =
-      line_->process(pixels_of(in), rows.are_packed() ? rows.pixels() : std::span<uint16_t>());
+  const auto frame = line_->process(pixels_of(in, packed_),
+                                    rows.are_packed() ? rows.pixels() : std::span<uint16_t>());
   if (!frame)
     return frame.error();
   const auto view = look_at(**frame);
@@ -279,8 +349,20 @@ Failure FilterElement::work(const GstVideoFrame& in, GstVideoFrame& out) {
   const auto* const bytes = reinterpret_cast<const uint8_t*>(view->pixels.data());
   if (bytes != rows.first)
     for (size_t y = 0; y < rows.size.height; ++y)
-      std::memcpy(rows.first + y * rows.stride, bytes + y * rows.row_bytes(), rows.row_bytes());
-  return is_told_camera_ ? std::nullopt : announce_camera(**frame);
+      std::memcpy(rows.row(y), bytes + y * rows.row_bytes(), rows.row_bytes());
+  if (is_told_camera_)
+    return std::nullopt;
+  const auto camera = camera_of(**frame, line_->camera());
+  return camera ? announce_camera(*camera) : camera.error();
+}
+
+void FilterElement::see_stream_start() {
+  interrupt();
+  have_facts_changed_ = have_facts_changed_ || !stream_facts_.empty();
+  stream_facts_ = CameraFacts::object();
+  announced_.clear();
+  is_told_camera_ = false;
+  g_clear_pointer(&stream_tags_, gst_tag_list_unref);
 }
 
 void FilterElement::see_segment(const GstSegment& segment) {
@@ -294,19 +376,22 @@ void FilterElement::see_segment(const GstSegment& segment) {
 GstEvent* FilterElement::see_tags(GstEvent* event) {
   GstTagList* tags = nullptr;
   gst_event_parse_tag(event, &tags);
-  const auto facts = facts_of(*tags);
-  if (!facts)
-    refuse(facts.error());
   if (gst_tag_list_get_scope(tags) != GST_TAG_SCOPE_STREAM)
     return event;
   g_clear_pointer(&stream_tags_, gst_tag_list_unref);
   stream_tags_ = gst_tag_list_ref(tags);
-  if (facts && *facts) {
-    const std::lock_guard lock(mutex_);
-    if (stream_facts_ != **facts) {
-      stream_facts_ = **facts;
-      place_order();
-    }
+  const auto facts = facts_of(*tags);
+  Failure failure = facts ? std::nullopt : Failure(facts.error());
+  if (facts && *facts && line_ != nullptr) {
+    KnownFacts known;
+    static_cast<void>(known.add(fmt::format("tag {}", camera_tag), **facts)); // was checked
+    failure = known.check_size_of(line_->size());
+  }
+  if (failure) {
+    refuse(*failure);
+  } else if (*facts && stream_facts_ != **facts) {
+    stream_facts_ = **facts;
+    have_facts_changed_ = true;
   }
   if (announced_.empty())
     return event;
@@ -317,11 +402,8 @@ GstEvent* FilterElement::see_tags(GstEvent* event) {
 
 /// Tells the elements behind what the filters made of the camera, where anybody said something of
 /// it or they changed it.
-Failure FilterElement::announce_camera(const gx_frame& frame) {
-  const auto camera = camera_of(frame, line_->camera());
-  if (!camera)
-    return camera.error();
-  const CameraFacts facts = facts_of(*camera);
+Failure FilterElement::announce_camera(const Camera& camera) {
+  const CameraFacts facts = facts_of(camera);
   is_told_camera_ = true;
   const bool is_known = !line_->setup().facts.facts().empty() || !announced_.empty();
   if (!is_known && facts == facts_of(line_->camera()))
@@ -338,10 +420,6 @@ void FilterElement::push_tags() {
   gst_pad_push_event(GST_BASE_TRANSFORM_SRC_PAD(&transform_), gst_event_new_tag(tags));
 }
 
-void FilterElement::fail(const Error& error) {
-  GST_ELEMENT_ERROR(&transform_, LIBRARY, FAILED, ("%s", error.message.c_str()), (nullptr));
-}
-
 // ---- GObject ----
 
 namespace {
@@ -352,31 +430,36 @@ guint beyond_camera_properties = 0;
 GstVideoFilterClass* parent_class = nullptr;
 
 void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
-  FilterElement& element = element_of(object);
-  Failure failure;
-  element.change_wishes([&](Wishes& wishes) {
-    if (id == property_unchecked)
-      wishes.ranges =
-          g_value_get_boolean(value) != FALSE ? Ranges::left_to_the_filter : Ranges::checked;
+  guarded(object, [&] {
+    FilterElement& element = element_of(object);
+    if (id == property_unchecked) {
+      const bool is_unchecked = g_value_get_boolean(value) != FALSE;
+      return element.change_wishes(id, [is_unchecked](Wishes& wishes) {
+        wishes.ranges = is_unchecked ? Ranges::left_to_the_filter : Ranges::checked;
+      });
+    }
+    const auto change = CameraProperties::change_of(id, *value);
+    if (change)
+      element.change_wishes(id, [change = *change](Wishes& wishes) { change(wishes.camera); });
     else
-      failure = wishes.camera.set(id, *value);
+      element.refuse(change.error());
   });
-  if (failure)
-    element.refuse(*failure);
 }
 
 void get_property(GObject* object, guint id, GValue* value, GParamSpec* /*property*/) {
-  element_of(object).look_at_wishes([&](const Wishes& wishes) {
-    if (id == property_unchecked)
-      g_value_set_boolean(value, wishes.ranges == Ranges::left_to_the_filter ? TRUE : FALSE);
-    else
-      wishes.camera.get(id, *value);
+  guarded(object, [&] {
+    element_of(object).look_at_wishes([&](const Wishes& wishes) {
+      if (id == property_unchecked)
+        g_value_set_boolean(value, wishes.ranges == Ranges::left_to_the_filter ? TRUE : FALSE);
+      else
+        wishes.camera.get(id, *value);
+    });
   });
 }
 
 /// Comes once for all properties that are set in one call.
 void settle_properties(GObject* object, guint count, GParamSpec** properties) {
-  element_of(object).settle();
+  guarded(object, [&] { element_of(object).settle(); });
   G_OBJECT_CLASS(parent_class)->dispatch_properties_changed(object, count, properties);
 }
 
@@ -388,19 +471,25 @@ void finalize(GObject* object) {
 }
 
 GstStateChangeReturn change_state(GstElement* element, GstStateChange transition) {
-  if (transition == GST_STATE_CHANGE_NULL_TO_READY && !element_of(element).make_ready())
+  if (transition == GST_STATE_CHANGE_NULL_TO_READY &&
+      !guarded(element, false, [&] { return element_of(element).make_ready(); }))
     return GST_STATE_CHANGE_FAILURE;
   return GST_ELEMENT_CLASS(parent_class)->change_state(element, transition);
 }
 
 gboolean stop(GstBaseTransform* transform) {
-  element_of(transform).stop();
-  return TRUE;
+  return guarded(transform, FALSE, [&] {
+    element_of(transform).stop();
+    return TRUE;
+  });
 }
 
 GstCaps* transform_caps(GstBaseTransform* transform, GstPadDirection direction, GstCaps* caps,
                         GstCaps* filter) {
-  GstCaps* const others = element_of(transform).transform_caps(direction, caps);
+  GstCaps* others = guarded(transform, static_cast<GstCaps*>(nullptr),
+                            [&] { return element_of(transform).transform_caps(direction, *caps); });
+  if (others == nullptr)
+    others = gst_caps_new_empty();
   if (filter == nullptr)
     return others;
   GstCaps* const wanted = gst_caps_intersect_full(filter, others, GST_CAPS_INTERSECT_FIRST);
@@ -410,12 +499,13 @@ GstCaps* transform_caps(GstBaseTransform* transform, GstPadDirection direction, 
 
 GstCaps* fixate_caps(GstBaseTransform* transform, GstPadDirection direction, GstCaps* caps,
                      GstCaps* other_caps) {
-  return element_of(transform).fixate_caps(direction, caps, other_caps);
-}
-
-FrameSize size_of(const GstVideoInfo& info) {
-  return {static_cast<uint32_t>(GST_VIDEO_INFO_WIDTH(&info)),
-          static_cast<uint32_t>(GST_VIDEO_INFO_HEIGHT(&info))};
+  GstCaps* const fixed = guarded(transform, static_cast<GstCaps*>(nullptr), [&] {
+    return element_of(transform).fixate_caps(direction, *caps, gst_caps_ref(other_caps));
+  });
+  if (fixed == nullptr)
+    return gst_caps_fixate(other_caps);
+  gst_caps_unref(other_caps);
+  return fixed;
 }
 
 gboolean set_info(GstVideoFilter* filter, GstCaps* in_caps, GstVideoInfo* in, GstCaps* /*out_caps*/,
@@ -423,42 +513,72 @@ gboolean set_info(GstVideoFilter* filter, GstCaps* in_caps, GstVideoInfo* in, Gs
   GstCaps* before = gst_pad_get_current_caps(GST_BASE_TRANSFORM_SINK_PAD(filter));
   const bool is_new = before == nullptr || gst_caps_is_equal(before, in_caps) == FALSE;
   gst_clear_caps(&before);
-  return element_of(filter).negotiated(size_of(*in), size_of(*out), is_new) ? TRUE : FALSE;
+  return guarded(filter, FALSE, [&] {
+    return element_of(filter).negotiated(size_of(*in), size_of(*out), is_new) ? TRUE : FALSE;
+  });
 }
 
-gboolean see_event(GstBaseTransform* transform, GstEvent* event) {
-  FilterElement& element = element_of(transform);
+/// Null where it went another way.
+GstEvent* look_at_event(FilterElement& element, GstEvent* event) {
   const GstSegment* segment = nullptr;
+  GstCaps* caps = nullptr;
   switch (GST_EVENT_TYPE(event)) {
   case GST_EVENT_FLUSH_STOP:
-  case GST_EVENT_STREAM_START:
     element.interrupt();
+    break;
+  case GST_EVENT_STREAM_START:
+    element.see_stream_start();
+    break;
+  case GST_EVENT_CAPS:
+    gst_event_parse_caps(event, &caps);
+    element.decide(caps);
     break;
   case GST_EVENT_SEGMENT:
     gst_event_parse_segment(event, &segment);
     element.see_segment(*segment);
     break;
   case GST_EVENT_TAG:
-    event = element.see_tags(event);
-    break;
+    return element.see_tags(event);
   default:
     break;
   }
-  return event == nullptr ? TRUE
-                          : GST_BASE_TRANSFORM_CLASS(parent_class)->sink_event(transform, event);
+  return event;
 }
 
-void before_transform(GstBaseTransform* transform, GstBuffer* buffer) {
-  const GstClockTime time =
-      gst_segment_to_stream_time(&transform->segment, GST_FORMAT_TIME, GST_BUFFER_PTS(buffer));
-  if (GST_CLOCK_TIME_IS_VALID(time))
-    gst_object_sync_values(GST_OBJECT_CAST(transform), time);
+gboolean see_event(GstBaseTransform* transform, GstEvent* event) {
+  GstEvent* const onward =
+      guarded(transform, event, [&] { return look_at_event(element_of(transform), event); });
+  return onward == nullptr ? TRUE
+                           : GST_BASE_TRANSFORM_CLASS(parent_class)->sink_event(transform, onward);
+}
+
+/// Comes before each buffer and before what is negotiated for it.
+GstFlowReturn submit_buffer(GstBaseTransform* transform, gboolean is_discont, GstBuffer* buffer) {
+  follow_controllers(*transform, *buffer);
   if (GST_BUFFER_IS_DISCONT(buffer))
     element_of(transform).interrupt();
+  GstCaps* caps = gst_pad_get_current_caps(GST_BASE_TRANSFORM_SINK_PAD(transform));
+  const bool is_decided = guarded(transform, false, [&] {
+    element_of(transform).decide(caps);
+    return true;
+  });
+  gst_clear_caps(&caps);
+  if (!is_decided) {
+    gst_buffer_unref(buffer);
+    return GST_FLOW_ERROR;
+  }
+  const GstFlowReturn flow =
+      GST_BASE_TRANSFORM_CLASS(parent_class)->submit_input_buffer(transform, is_discont, buffer);
+  if (flow != GST_FLOW_OK)
+    return flow;
+  return guarded(transform, GST_FLOW_ERROR,
+                 [&] { return element_of(transform).follow() ? GST_FLOW_OK : GST_FLOW_ERROR; });
 }
 
 GstFlowReturn transform_frame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
-  return element_of(filter).process(*in, *out) ? GST_FLOW_OK : GST_FLOW_ERROR;
+  return guarded(filter, GST_FLOW_ERROR, [&] {
+    return element_of(filter).process(*in, *out) ? GST_FLOW_OK : GST_FLOW_ERROR;
+  });
 }
 
 gboolean transform_meta(GstBaseTransform* transform, GstBuffer* out, GstMeta* meta, GstBuffer* in) {
@@ -470,7 +590,6 @@ gboolean transform_meta(GstBaseTransform* transform, GstBuffer* out, GstMeta* me
 
 void init_class(gpointer element_class, gpointer /*data*/) {
   parent_class = static_cast<GstVideoFilterClass*>(g_type_class_peek_parent(element_class));
-  GST_DEBUG_CATEGORY_INIT(debug_category, "depthfilter", 0, "Filters for depth images");
   auto& object = *G_OBJECT_CLASS(element_class);
   object.set_property = set_property;
   object.get_property = get_property;
@@ -486,20 +605,15 @@ void init_class(gpointer element_class, gpointer /*data*/) {
 
   auto& element = *GST_ELEMENT_CLASS(element_class);
   element.change_state = change_state;
-  for (const auto& [name, direction] :
-       {std::pair("sink", GST_PAD_SINK), std::pair("src", GST_PAD_SRC)}) {
-    GstCaps* const caps = gst_caps_from_string(depth_caps);
-    gst_element_class_add_pad_template(&element,
-                                       gst_pad_template_new(name, direction, GST_PAD_ALWAYS, caps));
-    gst_caps_unref(caps);
-  }
+  add_pad(element, "sink", GST_PAD_SINK, depth_caps);
+  add_pad(element, "src", GST_PAD_SRC, depth_caps);
 
   auto& transform = *GST_BASE_TRANSFORM_CLASS(element_class);
   transform.stop = stop;
   transform.transform_caps = transform_caps;
   transform.fixate_caps = fixate_caps;
   transform.sink_event = see_event;
-  transform.before_transform = before_transform;
+  transform.submit_input_buffer = submit_buffer;
   transform.transform_meta = transform_meta;
   auto& video = *GST_VIDEO_FILTER_CLASS(element_class);
   video.set_info = set_info;
@@ -508,7 +622,8 @@ void init_class(gpointer element_class, gpointer /*data*/) {
 
 void init_instance(GTypeInstance* instance, gpointer /*element_class*/) {
   auto* const transform = reinterpret_cast<GstBaseTransform*>(instance);
-  reinterpret_cast<DepthFilter*>(instance)->element = new FilterElement(*transform);
+  or_abort(
+      [&] { reinterpret_cast<DepthFilter*>(instance)->element = new FilterElement(*transform); });
   // Late frames are no reason to leave some out: what comes behind may be a file or a robot.
   gst_base_transform_set_qos_enabled(transform, FALSE);
 }
@@ -530,19 +645,6 @@ GType depth_filter_type() {
 
 FilterElement& element_of(gpointer instance) {
   return *static_cast<DepthFilter*>(instance)->element;
-}
-
-bool travels_along(const GstMeta& meta, bool is_resized) {
-  const gchar* const* tag = gst_meta_api_type_get_tags(meta.info->api);
-  for (; tag != nullptr && *tag != nullptr; ++tag) {
-    const std::string_view text = *tag;
-    const bool is_of_place = text == GST_META_TAG_VIDEO_SIZE_STR;
-    const bool is_of_picture =
-        text == GST_META_TAG_VIDEO_STR || text == GST_META_TAG_VIDEO_ORIENTATION_STR;
-    if (!is_of_picture && (is_resized || !is_of_place))
-      return false;
-  }
-  return true;
 }
 
 guint first_own_property() {

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include <gst/video/gstvideofilter.h>
-
 #include "camera_properties.h"
+#include "element_support.h"
 #include "fitting.h"
+#include "staged.h"
 
 namespace depth_elements {
 
@@ -30,49 +30,45 @@ struct DepthFilterClass {
 GType depth_filter_type();
 FilterElement& element_of(gpointer instance);
 
-/// The caps of depth.
-inline constexpr const char* depth_caps = GST_VIDEO_CAPS_MAKE("GRAY16_LE");
-
-/// Whether what is attached to a frame holds for the one that is made of it too: GStreamer's own
-/// class leaves everything behind that is about pictures. What says where something is in a frame
-/// is not true of a frame of another size.
-bool travels_along(const GstMeta& meta, bool is_resized);
-
 /// Where a derived class's own properties begin.
 guint first_own_property();
 
 /// What a user asks of an element.
 struct Wishes {
   std::vector<gxfilter::FilterRequest> requests;
+  std::vector<std::vector<uint8_t>> records; ///< as in `Setup`
+  std::string way;                           ///< the property that told the requests, if one did
+  std::string text;                          ///< that property's value
   gxfilter::Ranges ranges = gxfilter::Ranges::checked;
   CameraProperties camera;
 };
 
-/// All of an element but what GObject sees. Properties are set on any thread; frames come on the
-/// streaming thread, which takes over what is wished for between two of them.
+/// The key of changes of all requests at once; others have their property's number.
+inline constexpr guint filters_key = 0;
+
+/// All of an element but what GObject sees. Properties are set on any thread; what goes on is
+/// decided on the streaming thread alone, once before each negotiation and each buffer.
 class FilterElement {
  public:
   explicit FilterElement(GstBaseTransform& transform) : transform_(transform) {}
 
   // ---- properties, on any thread ----
 
+  /// What the element is made with. Before any property is set.
+  void begin_with(Wishes wishes) { wishes_.put_in_force(std::move(wishes)); }
   /// Calls `read` with the wishes as a user sees them.
   template <class Read>
   auto look_at_wishes(Read read) const {
-    const std::lock_guard lock(mutex_);
-    return read(staged_ ? *staged_ : wishes_);
+    return wishes_.look(read);
   }
-  /// Calls `change` with wishes that count from `settle` on, so that several properties that are
-  /// set at once count together.
-  template <class Change>
-  void change_wishes(Change change) {
-    const std::lock_guard lock(mutex_);
-    change(staged_ ? *staged_ : staged_.emplace(wishes_));
+  /// Counts from `settle` on, so that several properties that are set at once count together.
+  void change_wishes(guint key, std::function<void(Wishes&)> apply) {
+    wishes_.stage({key, std::move(apply)});
   }
-  /// Takes over what has changed, or refuses all of it.
+  /// Hands on what has changed, and refuses what the filters refuse of it.
   void settle();
   /// Tells the user on the bus, or as soon as there is one, why a property keeps its value.
-  void refuse(const recordings::Error& error);
+  void refuse(const recordings::Error& error) { refusals_.add(&transform_, error); }
   /// The same of filters: without others the element does not start.
   void refuse_filters(const recordings::Error& error);
 
@@ -81,61 +77,62 @@ class FilterElement {
   /// False, with an error on the bus, where a chain was refused and there is no other.
   bool make_ready();
   void stop();
-  GstCaps* transform_caps(GstPadDirection direction, GstCaps* caps);
-  GstCaps* fixate_caps(GstPadDirection direction, GstCaps* caps, GstCaps* other_caps);
+  /// On any thread: others ask too.
+  GstCaps* transform_caps(GstPadDirection direction, GstCaps& caps) const;
+  GstCaps* fixate_caps(GstPadDirection direction, GstCaps& caps, GstCaps* other_caps) const;
+  /// Decides what holds for frames of these caps from now on, null: for those that come. Keeps it
+  /// until it is called again.
+  void decide(GstCaps* in_caps);
   /// `is_new`: frames of other caps than before begin.
   bool negotiated(recordings::FrameSize in, recordings::FrameSize out, bool is_new);
 
   // ---- the stream ----
 
+  /// Once negotiated: makes what was decided work, before the next frame.
+  bool follow();
   bool process(const GstVideoFrame& in, GstVideoFrame& out);
   /// The next frame is not one of those before.
   void interrupt() { was_interrupted_ = true; }
+  void see_stream_start();
   void see_segment(const GstSegment& segment);
   /// Takes the event and returns what goes on.
   GstEvent* see_tags(GstEvent* event);
 
  private:
-  /// What was accepted last.
-  struct Order {
-    Setup setup;
-    bool resizes = false;
-    uint64_t number = 0; ///< later orders have higher ones
-  };
-
-  Order order() const;
-  void place_order();
+  std::shared_ptr<const Order> order() const;
+  Setup setup_of(const Wishes& wishes) const;
+  recordings::Result<recordings::FrameSize> rehearse(const Order& order, GstCaps& in_caps) const;
   recordings::Failure begin(Setup setup, recordings::FrameSize in);
-  recordings::Failure take_over();
+  recordings::Failure follow_order();
   recordings::Failure work(const GstVideoFrame& in, GstVideoFrame& out);
-  recordings::ImageView pixels_of(const GstVideoFrame& frame);
-  recordings::Failure announce_camera(const gx_frame& frame);
+  recordings::Failure announce_camera(const recordings::Camera& camera);
   void push_tags();
-  void fail(const recordings::Error& error);
 
   GstBaseTransform& transform_;
+  Staged<Wishes> wishes_{Wishes{}};
+  Refusals refusals_;
 
   mutable std::mutex mutex_; ///< for what follows
-  Wishes wishes_;
-  std::optional<Wishes> staged_;
-  recordings::CameraFacts stream_facts_ = recordings::CameraFacts::object();
-  Order order_;
-  std::vector<std::string> held_back_; ///< refusals before there was a bus
-  std::string refused_;                ///< the last refusal, as long as there are no filters
+  /// What negotiations are about: as it was decided or, before a stream, as it would be.
+  mutable std::shared_ptr<const Order> order_;
+  mutable uint64_t order_revision_ = 0; ///< of the wishes that it was made of
+  std::string refused_;                 ///< the last refusal of filters, as long as there are none
+  bool is_decided_ = false;
 
-  std::atomic<uint64_t> order_number_{0}; ///< to look at without the lock
   std::atomic<bool> was_interrupted_{false};
 
   // Of the streaming thread.
-  std::unique_ptr<FilterLine> line_;
-  recordings::FrameSize out_;
-  uint64_t line_number_ = 0; ///< of the order that the line follows, or can't follow
   bool has_seen_frames_ = false;
+  bool have_facts_changed_ = false; ///< since it was decided
+  bool is_told_camera_ = false;     ///< frames that come out now have the announced camera
+  std::unique_ptr<FilterLine> line_;
+  std::shared_ptr<const Order> line_order_; ///< that the line follows
+  recordings::FrameSize out_;
   std::vector<uint16_t> packed_; ///< an input whose rows have gaps
   std::optional<GstSegment> segment_;
+  recordings::CameraFacts stream_facts_ = recordings::CameraFacts::object();
   GstTagList* stream_tags_ = nullptr;
-  std::string announced_;       ///< the camera as our last tag says it; empty: there was none
-  bool is_told_camera_ = false; ///< frames that come out now have the announced camera
+  std::string announced_; ///< the camera as our last tag says it; empty: there was none
 };
 
 } // namespace depth_elements

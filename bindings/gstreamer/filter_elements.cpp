@@ -33,29 +33,30 @@ const gexton::Parameter& parameter_of(const FilterKind& kind, guint id) {
 }
 
 void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
-  const FilterKind& kind = kind_of(object);
-  const gexton::Parameter& parameter = parameter_of(kind, id);
-  FilterElement& element = element_of(object);
-  recordings::Failure failure;
-  element.change_wishes([&](Wishes& wishes) {
+  guarded(object, [&] {
+    const gexton::Parameter& parameter = parameter_of(kind_of(object), id);
+    FilterElement& element = element_of(object);
+    const Ranges ranges =
+        element.look_at_wishes([](const Wishes& wishes) { return wishes.ranges; });
     const std::string text = text_of(*value);
-    const auto checked = value_text(parameter, text, wishes.ranges);
+    const auto checked = value_text(parameter, text, ranges);
     // A default is one even where the schema has it outside its range.
-    if (checked || same_value(parameter, text, parameter.default_value))
-      wishes.requests.front().values[parameter.name] = text;
-    else
-      failure = checked.error();
+    if (!checked && !same_value(parameter, text, parameter.default_value))
+      return element.refuse(checked.error());
+    element.change_wishes(id, [name = parameter.name, text](Wishes& wishes) {
+      wishes.requests.front().values[name] = text;
+    });
   });
-  if (failure)
-    element.refuse(*failure);
 }
 
 void get_property(GObject* object, guint id, GValue* value, GParamSpec* /*property*/) {
-  const gexton::Parameter& parameter = parameter_of(kind_of(object), id);
-  element_of(object).look_at_wishes([&](const Wishes& wishes) {
-    const auto& values = wishes.requests.front().values;
-    const auto given = values.find(parameter.name);
-    set_value(*value, parameter, given != values.end() ? given->second : parameter.default_value);
+  guarded(object, [&] {
+    const gexton::Parameter& parameter = parameter_of(kind_of(object), id);
+    element_of(object).look_at_wishes([&](const Wishes& wishes) {
+      const auto& values = wishes.requests.front().values;
+      const auto given = values.find(parameter.name);
+      set_value(*value, parameter, given != values.end() ? given->second : parameter.default_value);
+    });
   });
 }
 
@@ -79,9 +80,11 @@ void init_class(gpointer element_class, gpointer data) {
 void init_instance(GTypeInstance* instance, gpointer element_class) {
   const GType type = G_TYPE_FROM_CLASS(element_class);
   const auto* const kind = static_cast<const FilterKind*>(g_type_get_qdata(type, kind_quark()));
-  FilterElement& element = element_of(instance);
-  element.change_wishes([&](Wishes& wishes) { wishes.requests = {{kind->filter, {}, {}}}; });
-  element.settle();
+  or_abort([&] {
+    Wishes wishes;
+    wishes.requests = {{kind->filter, {}, {}}};
+    element_of(instance).begin_with(std::move(wishes));
+  });
 }
 
 } // namespace
@@ -98,16 +101,12 @@ bool register_filter(GstPlugin& plugin, const std::string& filter) {
     return false;
   const std::string type_name = filter.starts_with("Depth") ? "Gst" + filter : "GstDepth" + filter;
   auto* const kind = new FilterKind{filter, type_name, instance->schema()}; // as long as the type
-  GTypeInfo info{};
-  info.class_size = sizeof(DepthFilterClass);
-  info.class_init = init_class;
-  info.class_data = kind;
-  info.instance_size = sizeof(DepthFilter);
-  info.instance_init = init_instance;
+  const std::string name = element_name(filter);
   const GType type =
-      g_type_register_static(depth_filter_type(), type_name.c_str(), &info, GTypeFlags{});
+      register_element(plugin, {depth_filter_type(), kind->type_name.c_str(), name.c_str(),
+                                sizeof(DepthFilter), init_class, init_instance, kind});
   g_type_set_qdata(type, kind_quark(), kind);
-  return gst_element_register(&plugin, element_name(filter).c_str(), GST_RANK_NONE, type) != FALSE;
+  return type != 0;
 }
 
 } // namespace depth_elements

@@ -45,6 +45,15 @@ const std::shared_ptr<const hosting::Plugin>& linked_plugin() {
   return plugin;
 }
 
+bool Setup::operator==(const Setup& other) const {
+  return ranges == other.ranges && facts.facts() == other.facts.facts() &&
+         records == other.records &&
+         std::ranges::equal(requests, other.requests, [](const auto& left, const auto& right) {
+           return left.name == right.name && left.values == right.values &&
+                  left.record == right.record;
+         });
+}
+
 Failure check_setup(const Setup& setup) {
   const auto chain = make_chain(linked_plugin(), setup.requests, setup.ranges);
   return chain ? std::nullopt : Failure(chain.error());
@@ -68,12 +77,13 @@ Result<std::unique_ptr<FilterLine>> FilterLine::begin(Setup setup, FrameSize siz
       new FilterLine(std::move(setup), size, *camera, std::move(*profile), std::move(*chain)));
 }
 
-bool FilterLine::has_filters_of(const Setup& setup) const {
-  return setup.facts.facts() == setup_.facts.facts() &&
-         std::ranges::equal(
-             setup.requests, setup_.requests, [](const auto& left, const auto& right) {
-               return left.name == right.name && left.record.empty() && right.record.empty();
-             });
+/// With another record, frames mean something else.
+bool FilterLine::has_history_of(const Setup& setup) const {
+  return setup.facts.facts() == setup_.facts.facts() && setup.records == setup_.records &&
+         std::ranges::equal(setup.requests, setup_.requests,
+                            [](const auto& left, const auto& right) {
+                              return left.name == right.name && left.record == right.record;
+                            });
 }
 
 Failure FilterLine::configure_again(const Setup& setup) {
@@ -88,7 +98,7 @@ Failure FilterLine::configure_again(const Setup& setup) {
 }
 
 Failure FilterLine::become(Setup setup) {
-  if (has_filters_of(setup)) {
+  if (has_history_of(setup)) {
     if (auto failure = configure_again(setup)) {
       // Some filters keep the values that came before a refused one.
       static_cast<void>(forget());

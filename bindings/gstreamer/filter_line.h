@@ -20,6 +20,10 @@ struct Setup {
   std::vector<gxfilter::FilterRequest> requests;
   gxfilter::Ranges ranges = gxfilter::Ranges::checked;
   recordings::KnownFacts facts; ///< of the camera
+  /// What the requests' records held when the user named them, as a file may change under its name.
+  std::vector<std::vector<uint8_t>> records = {};
+
+  bool operator==(const Setup& other) const;
 };
 
 /// An error of kind `request` where a filter or a value is refused.
@@ -55,7 +59,7 @@ class FilterLine {
       : setup_(std::move(setup)), size_(size), camera_(camera), profile_(std::move(profile)),
         chain_(std::move(chain)) {}
 
-  bool has_filters_of(const Setup& setup) const;
+  bool has_history_of(const Setup& setup) const;
   recordings::Failure configure_again(const Setup& setup);
 
   Setup setup_;

@@ -20,9 +20,20 @@ constexpr const char* width_key = "dst_width";
 constexpr const char* height_key = "dst_height";
 constexpr const char* ratio_key = "scale";
 
-std::vector<gexton::Parameter> schema_of(const std::string& name) {
-  const auto filter = hosting::Filter::create(linked_plugin(), name);
-  return filter ? filter->schema() : std::vector<gexton::Parameter>();
+/// Of a filter of the plug-in; empty for others.
+const std::vector<gexton::Parameter>& schema_of(const std::string& name) {
+  using Schemas = std::map<std::string, std::vector<gexton::Parameter>>;
+  static const Schemas& schemas = *[] { // as long as the process
+    auto* const all = new Schemas;
+    const auto names = linked_plugin()->filter_names();
+    for (size_t i = 0; names && i < names->size(); ++i)
+      if (const auto filter = hosting::Filter::create(linked_plugin(), (*names)[i]))
+        (*all)[(*names)[i]] = filter->schema();
+    return all;
+  }();
+  static const std::vector<gexton::Parameter> none;
+  const auto found = schemas.find(name);
+  return found != schemas.end() ? found->second : none;
 }
 
 /// What comes out for a frame without data.
@@ -50,8 +61,15 @@ std::optional<double> told_value(const FilterRequest& request, const std::string
 std::vector<Setup> completed(const Setup& setup, FrameSize in, std::optional<FrameSize> wanted) {
   const FilterRequest& request = setup.requests.front();
   const auto ratio = told_value(request, ratio_key);
+  const auto told_width = told_value(request, width_key);
+  const auto told_height = told_value(request, height_key);
+  const double scale = ratio                       ? *ratio
+                       : told_width && told_height ? 1
+                       : told_width                ? *told_width / in.width
+                       : told_height               ? *told_height / in.height
+                                                   : 1;
   const auto side = [&](const char* key, uint32_t FrameSize::*length) {
-    const double scaled = in.*length * ratio.value_or(1) + 1e-4; // 0.7 is a little less in binary
+    const double scaled = in.*length * scale + 1e-4; // 0.7 is a little less in binary
     return told_value(request, key).value_or(wanted ? (*wanted).*length : std::floor(scaled));
   };
   const double width = side(width_key, &FrameSize::width);
@@ -59,7 +77,7 @@ std::vector<Setup> completed(const Setup& setup, FrameSize in, std::optional<Fra
   // Sizes are whole, so that each of them tells the ratio to within a pixel.
   const std::array ratios{width / in.width, height / in.height, (width + 0.5) / in.width,
                           (height + 0.5) / in.height};
-  const auto schema = schema_of(request.name);
+  const auto& schema = schema_of(request.name);
   const bool is_ratio_open = !ratio && find_parameter(schema, ratio_key) != nullptr;
   std::vector<Setup> setups(is_ratio_open ? ratios.size() : 1, setup);
   for (size_t i = 0; i < setups.size(); ++i) {
@@ -76,7 +94,7 @@ std::vector<Setup> completed(const Setup& setup, FrameSize in, std::optional<Fra
 
 bool may_resize(const std::vector<FilterRequest>& requests) {
   return std::ranges::any_of(requests, [](const FilterRequest& request) {
-    const auto schema = schema_of(request.name);
+    const auto& schema = schema_of(request.name);
     return find_parameter(schema, width_key) != nullptr &&
            find_parameter(schema, height_key) != nullptr;
   });
@@ -88,8 +106,13 @@ bool has_open_sizes(const std::vector<FilterRequest>& requests) {
 }
 
 Result<Fitted> fit(const Setup& setup, FrameSize in, std::optional<FrameSize> wanted) {
-  if (!may_resize(setup.requests))
+  if (!may_resize(setup.requests)) {
+    if (wanted && *wanted != in)
+      return Error{fmt::format("frames of {}x{} keep their size; {}x{} are wanted", in.width,
+                               in.height, wanted->width, wanted->height),
+                   ErrorKind::request};
     return Fitted{setup, in};
+  }
   const auto as_it_is = try_out(setup, in);
   if (as_it_is && (!wanted || *as_it_is == *wanted))
     return Fitted{setup, *as_it_is};
@@ -103,6 +126,23 @@ Result<Fitted> fit(const Setup& setup, FrameSize in, std::optional<FrameSize> wa
                            setup.requests[0].name, in.width, in.height, as_it_is->width,
                            as_it_is->height, wanted->width, wanted->height),
                ErrorKind::request};
+}
+
+Result<Fitted> Order::fit(FrameSize in, std::optional<FrameSize> wanted) const {
+  constexpr size_t most_answers = 16; // a stream asks two or three
+  const FrameSize size = wanted.value_or(FrameSize{});
+  const Question question{in.width, in.height, size.width, size.height};
+  {
+    const std::lock_guard lock(mutex_);
+    if (const auto known = answers_.find(question); known != answers_.end())
+      return known->second;
+  }
+  Result<Fitted> answer = depth_elements::fit(setup_, in, wanted);
+  const std::lock_guard lock(mutex_);
+  if (answers_.size() >= most_answers)
+    answers_.clear();
+  answers_.emplace(question, answer);
+  return answer;
 }
 
 } // namespace depth_elements

@@ -1,6 +1,10 @@
 // Which size frames have behind filters, found by asking the filters themselves.
 #pragma once
 
+#include <array>
+#include <map>
+#include <mutex>
+
 #include "filter_line.h"
 
 namespace depth_elements {
@@ -24,5 +28,29 @@ struct Fitted {
 /// says of the setup as it is.
 recordings::Result<Fitted> fit(const Setup& setup, recordings::FrameSize in,
                                std::optional<recordings::FrameSize> wanted = std::nullopt);
+
+/// A setup that a stream follows for some time, with what `fit` answered: negotiations ask the same
+/// again and again. Any thread may ask.
+class Order {
+ public:
+  explicit Order(Setup setup)
+      : setup_(std::move(setup)), may_resize_(depth_elements::may_resize(setup_.requests)),
+        has_open_sizes_(depth_elements::has_open_sizes(setup_.requests)) {}
+
+  const Setup& setup() const { return setup_; }
+  bool may_resize() const { return may_resize_; }
+  bool has_open_sizes() const { return has_open_sizes_; }
+  recordings::Result<Fitted> fit(recordings::FrameSize in,
+                                 std::optional<recordings::FrameSize> wanted = std::nullopt) const;
+
+ private:
+  using Question = std::array<uint32_t, 4>; ///< both sizes, zeros where none is wanted
+
+  Setup setup_;
+  bool may_resize_;
+  bool has_open_sizes_;
+  mutable std::mutex mutex_; ///< for the answers
+  mutable std::map<Question, recordings::Result<Fitted>> answers_;
+};
 
 } // namespace depth_elements

@@ -239,18 +239,20 @@ TEST(Properties, ABadValueWarnsAndLeavesTheOldOne) {
 
 /// As gst-launch-1.0 sets them.
 TEST(Properties, ARefusalBeforeThereIsABusIsToldLater) {
-  GstElement* const element = gst_element_factory_make("depthnoiseremovalfilter", nullptr);
-  g_object_set(element, "min-diff", 0, nullptr);
-  GstBus* const bus = gst_bus_new();
-  gst_element_set_bus(element, bus);
-  gst_element_set_state(element, GST_STATE_READY);
-  GstMessage* message = gst_bus_pop_filtered(bus, GST_MESSAGE_WARNING);
-  EXPECT_NE(message, nullptr);
-  gst_clear_message(&message);
-  gst_bus_set_flushing(bus, TRUE);
-  gst_element_set_state(element, GST_STATE_NULL);
-  gst_object_unref(element);
-  gst_object_unref(bus);
+  for (const char* name : {"depthnoiseremovalfilter", "depthcolorize"}) {
+    GstElement* const element = gst_element_factory_make(name, nullptr);
+    g_object_set(element, "bit-size", 7, nullptr);
+    GstBus* const bus = gst_bus_new();
+    gst_element_set_bus(element, bus);
+    gst_element_set_state(element, GST_STATE_READY);
+    GstMessage* message = gst_bus_pop_filtered(bus, GST_MESSAGE_WARNING);
+    EXPECT_NE(message, nullptr);
+    gst_clear_message(&message);
+    gst_bus_set_flushing(bus, TRUE);
+    gst_element_set_state(element, GST_STATE_NULL);
+    gst_object_unref(element);
+    gst_object_unref(bus);
+  }
 }
 
 TEST(Properties, ErrorsHaveThePluginsText) {
@@ -269,14 +271,14 @@ TEST(Sizes, FollowTheProperties) {
   g_object_set(pipeline.object(), "scale", 2.0, "dst-width", 128, "dst-height", 96, nullptr);
   Direct direct("DepthResize", {{"scale", "2"}, {"dst_width", "128"}, {"dst_height", "96"}});
   EXPECT_EQ(pipeline.filter(1), direct.filter(scene(usual, 1)));
-  // One after the other: until they fit together, all stays as it is.
+  // One after the other they do not fit, and each is refused.
   for (const auto& [name, value] : {std::pair("dst-width", 64), std::pair("dst-height", 48)}) {
     g_object_set(pipeline.object(), name, value, nullptr);
     EXPECT_EQ(pipeline.filter(0).size, (FrameSize{128, 96}));
   }
   EXPECT_NE(pipeline.messages(GST_MESSAGE_WARNING).find("incorrect config schema"),
             std::string::npos);
-  g_object_set(pipeline.object(), "scale", 1.0, nullptr);
+  g_object_set(pipeline.object(), "dst-width", 64, "dst-height", 48, "scale", 1.0, nullptr);
   EXPECT_EQ(pipeline.filter(0), scene(usual, 0));
   EXPECT_EQ(pipeline.messages(GST_MESSAGE_ERROR), "");
 }
@@ -291,6 +293,11 @@ TEST(Sizes, ThatNobodySetsAreFound) {
         std::pair("depthresize dst-width=40 dst-height=27", FrameSize{40, 27}),
         std::pair("depthresize ! capsfilter caps=video/x-raw,width=134,height=90",
                   FrameSize{134, 90}),
+        // One side told or demanded: the other keeps the ratio.
+        std::pair("depthresize dst-width=33", FrameSize{33, 22}),
+        std::pair("depthresize ! capsfilter caps=video/x-raw,height=90", FrameSize{134, 90}),
+        std::pair("depthresize ! capsfilter caps=\"video/x-raw,width=[1,33],height=[1,40]\"",
+                  FrameSize{33, 22}),
         std::pair("depthopennidisparitytransform pixel-type=disparity ! capsfilter "
                   "caps=video/x-raw,width=30,height=20",
                   FrameSize{30, 20})})

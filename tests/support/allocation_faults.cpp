@@ -13,10 +13,13 @@ namespace {
 thread_local uint64_t countdown = 0;
 thread_local bool lasting = false; // whether memory stays short once it has run out
 thread_local bool exhausted = false;
+thread_local size_t least_counted = 0;
 
 thread_local bool vast_granted = false;
 
-bool due() {
+bool due(size_t size) {
+  if (size < least_counted)
+    return false;
   if (countdown > 0 && --countdown == 0) {
     exhausted = lasting;
     return true;
@@ -41,7 +44,7 @@ void* allocate_aligned(size_t size, size_t alignment) {
 }
 
 [[maybe_unused]] void* allocate(size_t size, size_t alignment = 0) {
-  if (due())
+  if (due(size))
     throw std::bad_alloc();
   constexpr size_t vast = size_t{1} << 30;
   if (vast_granted && size > vast)
@@ -65,8 +68,9 @@ bool can_fail_allocations() {
 #endif
 }
 
-void fail_nth_allocation(uint64_t n) {
+void fail_nth_allocation(uint64_t n, size_t least) {
   countdown = n;
+  least_counted = least;
   lasting = exhausted = false;
 }
 void fail_allocations_from(uint64_t n) {

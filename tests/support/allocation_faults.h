@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace test {
@@ -13,7 +14,8 @@ bool can_fail_allocations();
   GTEST_SKIP() << "no allocation can be made to fail"
 
 // Makes the n-th allocation of this thread from now on throw std::bad_alloc, once; 0 switches off.
-void fail_nth_allocation(uint64_t n);
+// Those of fewer bytes than `least` are not counted and succeed.
+void fail_nth_allocation(uint64_t n, size_t least = 0);
 
 /// The same, but that all allocations from the n-th on throw until this is switched off with 0.
 void fail_allocations_from(uint64_t n);
