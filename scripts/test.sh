@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# test.sh [platforms|playground|python|gstreamer|all]: the tests of this machine's own builds, those of
+# test.sh [platforms|playground|python|gstreamer|packages|all]: the tests of this machine's own builds, those of
 # the other platforms (scripts/platforms.sh), of the browser's playground, of the Python package
-# (scripts/python.sh), of the elements of GStreamer (scripts/gstreamer.sh), or, as CI does, all of them.
+# (scripts/python.sh), of the elements of GStreamer (scripts/gstreamer.sh), of the packages that are handed out
+# (scripts/test_packages.sh), or, as CI does, all of them.
 #
 # Here: checks formatting and clang-tidy, builds everything and runs all tests: `release` with
 # GCC and `asan` with Clang. Builds the library alone in the other combinations that tend to break, and
@@ -13,15 +14,17 @@ platforms) exec scripts/platforms.sh ;;
 playground) exec scripts/test_playground.sh ;;
 python) exec scripts/python.sh ;;
 gstreamer) exec scripts/gstreamer.sh ;;
+packages) exec scripts/test_packages.sh ;;
 all)
   scripts/test.sh
   scripts/python.sh
   scripts/gstreamer.sh
   scripts/test_playground.sh
-  exec scripts/platforms.sh
+  scripts/platforms.sh
+  exec scripts/test_packages.sh # of what the others built
   ;;
 '') ;;
-*) echo "usage: $0 [platforms|playground|python|gstreamer|all]" >&2 && exit 2 ;;
+*) echo "usage: $0 [platforms|playground|python|gstreamer|packages|all]" >&2 && exit 2 ;;
 esac
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
