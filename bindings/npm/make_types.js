@@ -49,5 +49,6 @@ export type FilterName = keyof FilterParameters;
 interface Presets {
 ${presetLines.join("")}}
 export type PresetName = keyof Presets;
+export {}; // nothing else
 `,
 );

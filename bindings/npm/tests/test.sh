@@ -14,7 +14,9 @@ echo '{"name": "empty", "private": true, "type": "module"}' >package.json
 npm install --silent --offline --no-audit --no-fund "$package"
 cp "$here"/{chains,in_node,in_browser}.js "$here/typed_use.ts" .
 node in_node.js "$gxfilter"
-"$tools/.bin/tsc" --noEmit --strict --target ES2022 --module NodeNext --moduleResolution NodeNext --types '' \
-  --lib ES2022,DOM typed_use.ts
+echo '{"compilerOptions": {"noEmit": true, "strict": true, "target": "ES2022", "module": "NodeNext", "types": [],
+  "lib": ["ES2022", "DOM"]}, "files": ["typed_use.ts"]}' >tsconfig.json
+"$tools/.bin/tsc" --project .
+echo "TypeScript: what is allowed and what is refused"
 ln -s "$tools/playwright-core" node_modules/
 node in_browser.js
