@@ -2,38 +2,13 @@
 #include <cstdio>
 #include <exception>
 
-#include "gxfilter/command_line.h"
-#include "recordings/output_file.h"
+#include "gxfilter/program.h"
 
-namespace {
-
-using namespace gxfilter;
-
-ExitStatus run_program(int argc, char** argv) {
-  if (auto failure = check_command(argc > 1 ? argv[1] : "-"))
-    return report(*failure);
-  CommandLine line;
-  if (argc <= 1) {
-    std::fputs(line.app.help().c_str(), stderr);
-    return ExitStatus::usage;
-  }
-  try {
-    line.app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return line.app.exit(error) == 0 ? ExitStatus::ok : ExitStatus::usage;
-  }
-  const auto outcome = line.chosen();
-  const auto lost = recordings::finish_standard_output();
-  if (!outcome)
-    return report(outcome.error());
-  return lost ? report(*lost) : *outcome;
-}
-
-} // namespace
+using gxfilter::ExitStatus;
 
 int main(int argc, char** argv) {
   try {
-    return static_cast<int>(run_program(argc, argv));
+    return static_cast<int>(gxfilter::run_program(argc, argv));
   } catch (const std::exception& exception) {
     std::fprintf(stderr, "gxfilter: error: %s\n", exception.what());
   } catch (...) {

@@ -72,8 +72,8 @@ std::vector<DescribedOption> options_of(const CLI::App& command) {
   for (const CLI::Option* option : command.get_options())
     if (!option->get_group().empty()) // the others are for the program itself
       options.push_back(described(*option));
-  std::ranges::stable_partition(options,
-                                [](const DescribedOption& option) { return option.names.empty(); });
+  std::stable_partition(options.begin(), options.end(),
+                        [](const DescribedOption& option) { return option.names.empty(); });
   return options;
 }
 
