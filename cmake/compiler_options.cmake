@@ -25,3 +25,22 @@ if(FILTER_PROCESSOR_FUZZ)
   target_compile_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
   target_link_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
+
+# No path of the machine that builds stands in what is released, in messages, assertions or elsewhere.
+target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build>)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+# What Debian hardens its programs with; docs/packaging.md has what it costs.
+if(FILTER_PROCESSOR_HARDENING AND CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT FILTER_PROCESSOR_SANITIZE)
+  include(CheckPIESupported)
+  check_pie_supported()
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+  target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:
+    -fstack-protector-strong -fstack-clash-protection
+    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -Wformat -Werror=format-security>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
+    target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:-fcf-protection>)
+  endif()
+  target_link_options(project_options INTERFACE $<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
+endif()

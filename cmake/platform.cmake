@@ -29,6 +29,8 @@ endif()
 if(WIN32)
   # Nothing of the compiler's is needed beside the libraries and programs.
   add_link_options(-static)
+  # Files that are made twice from the same sources are the same.
+  add_link_options(-Wl,--no-insert-timestamp)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # The stack is aligned to 16 bytes only, and GCC trusts what it spills of wide registers to be aligned.
     add_compile_options(-Wa,-muse-unaligned-vector-move)
@@ -68,6 +70,13 @@ function(finish_library target description)
       target_link_options(${target} PRIVATE -Wl,--no-undefined)
     endif()
   endif()
+endfunction()
+
+# needs_cxx_runtime(<archive>): programs in C that link it, installed, link this besides.
+function(needs_cxx_runtime target)
+  foreach(library IN LISTS cxx_runtime)
+    target_link_libraries(${target} INTERFACE $<INSTALL_INTERFACE:${library}>)
+  endforeach()
 endfunction()
 
 # describe_file(<target> <what it is>): what Windows shows of a library's or a program's file; programs

@@ -16,7 +16,7 @@ section "Build: the elements"
 cmake --preset release -DFILTER_PROCESSOR_GSTREAMER=ON -DFILTER_PROCESSOR_TOOLS=ON \
   -DFILTER_PROCESSOR_TESTS=ON
 cmake --build --preset release \
-  --target gstfilterprocessor gxfilter gstreamer_test gstreamer_overhead
+  --target gstfilterprocessor gxfilter manual gstreamer_test gstreamer_overhead
 
 section "Style"
 find bindings/gstreamer bench/gstreamer_overhead.cpp -name '*.cpp' -print0 |
@@ -33,7 +33,7 @@ section "Installed"
 # The commands of the documentation once more, with nothing but what is installed.
 place=$(mktemp -d)
 trap 'rm -rf "$place"' EXIT
-for component in Unspecified gstreamer; do
+for component in libraries presets tools gstreamer; do
   cmake --install "$build" --prefix "$place" --component "$component" >/dev/null
 done
 elements=$(dirname "$(find "$place" -name libgstfilterprocessor.so)")

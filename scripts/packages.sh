@@ -24,6 +24,9 @@ python_test_packages=(python3-pytest python3-hypothesis mypy flake8 clang-tidy
 gstreamer_packages=(libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev)
 gstreamer_test_packages=(libgtest-dev clang-tidy ffmpeg gstreamer1.0-tools gstreamer1.0-plugins-base
   gstreamer1.0-plugins-good gstreamer1.0-libav valgrind)
+# Debian's packages and the archives; what looks at them, installs them in a fresh Debian and completes words there.
+package_packages=(dpkg-dev file zip python3)
+package_test_packages=(lintian debootstrap binutils man-db zsh unzip)
 # What the checks beyond the tests take.
 memcheck_packages=(valgrind)
 coverage_packages=(gcovr)

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# playground.sh [--build] [PORT]: builds the browser's playground into playground/dist, which any static host can
-# serve from any folder, and serves it on this machine (port 5173). With --build it is only built.
+# playground.sh [--build | --module] [PORT]: builds the browser's playground into playground/dist, which any
+# static host can serve from any folder, and serves it on this machine (port 5173). With --build it is only built,
+# with --module only its module, into playground/built.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
 scripts/install_packages.sh "${playground_packages[@]}"
-only_build=false
-if [ "${1:-}" = --build ]; then only_build=true && shift; fi
+until=serve
+case ${1:-} in --build | --module) until=${1#--} && shift ;; esac
 
 # shellcheck source=scripts/playground_node.sh
 source scripts/playground_node.sh
@@ -19,6 +20,7 @@ cmake --preset wasm -B build/playground -DFILTER_PROCESSOR_PLAYGROUND=ON \
 NODE_PATH=/usr/share/nodejs cmake --build build/playground --target playground # for Emscripten's own tools
 mkdir -p playground/built
 cp build/playground/bin/playground.js build/playground/bin/playground.wasm playground/built/
+[ "$until" != module ] || exit 0
 
 # The page.
 cd playground
@@ -27,4 +29,4 @@ if [ ! node_modules/.package-lock.json -nt package-lock.json ]; then
   touch node_modules/.package-lock.json
 fi
 npm run --silent build
-if ! $only_build; then exec npx vite preview --port "${1:-5173}"; fi
+if [ "$until" = serve ]; then exec npx vite preview --port "${1:-5173}"; fi

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# test.sh [platforms|playground|python|gstreamer|all]: the tests of this machine's own builds, those of
+# test.sh [platforms|playground|python|gstreamer|packages|all]: the tests of this machine's own builds, those of
 # the other platforms (scripts/platforms.sh), of the browser's playground, of the Python package
-# (scripts/python.sh), of the elements of GStreamer (scripts/gstreamer.sh), or, as CI does, all of them.
+# (scripts/python.sh), of the elements of GStreamer (scripts/gstreamer.sh), of the packages that are handed out
+# (scripts/test_packages.sh), or, as CI does, all of them.
 #
 # Here: checks formatting and clang-tidy, builds everything and runs all tests: `release` with
 # GCC and `asan` with Clang. Builds the library alone in the other combinations that tend to break, and
@@ -13,15 +14,17 @@ platforms) exec scripts/platforms.sh ;;
 playground) exec scripts/test_playground.sh ;;
 python) exec scripts/python.sh ;;
 gstreamer) exec scripts/gstreamer.sh ;;
+packages) exec scripts/test_packages.sh ;;
 all)
   scripts/test.sh
   scripts/python.sh
   scripts/gstreamer.sh
   scripts/test_playground.sh
-  exec scripts/platforms.sh
+  scripts/platforms.sh
+  exec scripts/test_packages.sh # of what the others built
   ;;
 '') ;;
-*) echo "usage: $0 [platforms|playground|python|gstreamer|all]" >&2 && exit 2 ;;
+*) echo "usage: $0 [platforms|playground|python|gstreamer|packages|all]" >&2 && exit 2 ;;
 esac
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
@@ -50,7 +53,9 @@ cmake --build --preset asan
 section "clang-tidy"
 # Each source once, at the baseline level: the other levels compile the same text. The analyzer's paths multiply
 # in kernels, which are nearly all loops: they go without it.
-tidy() { xargs -0 -n 1 -P "$jobs" clang-tidy --quiet -p build/asan "$@" 2> >(grep -v 'warnings generated' >&2); }
+cmake --fresh --preset asan -B build/lint -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+  -DFILTER_PROCESSOR_UNITY=OFF "${everything[@]}" >/dev/null
+tidy() { xargs -0 -n 1 -P "$jobs" clang-tidy --quiet -p build/lint "$@" 2> >(grep -v 'warnings generated' >&2); }
 sources=(':!bindings' ':!bench/gstreamer_*' ':!examples' ':!playground' ':!tests' ':!*_windows.cpp')
 git ls-files -z -- '*.cpp' ':!*_kernels.cpp' "${sources[@]}" | tidy
 git ls-files -z -- '*_kernels.cpp' "${sources[@]}" | tidy --checks='-clang-analyzer-*'

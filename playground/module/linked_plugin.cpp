@@ -16,8 +16,8 @@ Result<SharedLibrary> SharedLibrary::open(const std::filesystem::path&) {
   return SharedLibrary(&linked);
 }
 
-std::filesystem::path SharedLibrary::file_name(const std::string& name) {
-  return name;
+std::vector<std::filesystem::path> SharedLibrary::file_names(const std::string& name) {
+  return {name};
 }
 
 void* SharedLibrary::symbol(const char* name) const {

@@ -21,6 +21,7 @@ cmake --build "$work/example" >/dev/null
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name filter_processor.pc)")
 export PKG_CONFIG_PATH
 library_dir=$(pkg-config --variable=libdir filter_processor)
+pkg-config --exists gexton_sdk
 static=
 [ -e "$library_dir/libFilterProcessor.so" ] || static=--static
 # shellcheck disable=SC2046,SC2086 # the flags are words
@@ -34,4 +35,9 @@ grep -q '^after:  ' "$work/by_cmake"
 if [ -x "$prefix/bin/gxfilter" ]; then
   "$prefix/bin/gxfilter" list | grep -q HoleFillingFilter
   "$prefix/bin/gxfilter" presets | grep -q '^robot '
+  # Where programs run, nothing of what they are made with needs to be there.
+  cmake --install "$build" --prefix "$work/users" --component libraries >/dev/null
+  cmake --install "$build" --prefix "$work/users" --component tools >/dev/null
+  "$work/users/bin/gxfilter" list | cmp - <("$prefix/bin/gxfilter" list)
+  [ -s "$work/users/share/man/man1/gxfilter-run.1" ]
 fi

@@ -4,7 +4,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "gxfilter/commands.h"
+#include "gxfilter/command_line.h"
 #include "gxfilter/plugin_option.h"
 
 namespace gxfilter {
@@ -98,7 +98,9 @@ Result<ExitStatus> describe_filter(const DescribeOptions& options) {
 Action add_describe_options(CLI::App& command) {
   const auto options = std::make_shared<DescribeOptions>();
   add_plugin_option(command, options->plugin);
-  command.add_option("filter", options->filter, "Filter name")->required();
+  command.add_option("filter", options->filter, "Filter name")
+      ->type_name(value_kind::filter)
+      ->required();
   command.add_flag("--json", options->json, "Print JSON");
   return [options] { return describe_filter(*options); };
 }

@@ -10,8 +10,10 @@ using namespace hosting;
 using namespace recordings;
 
 void add_plugin_option(CLI::App& command, std::filesystem::path& plugin) {
-  command.add_option("--plugin", plugin,
-                     "Plug-in library (by default the one that belongs to this program)");
+  command
+      .add_option("--plugin", plugin,
+                  "Plug-in library (by default the one that belongs to this program)")
+      ->type_name("FILE");
 }
 
 void add_child_option(CLI::App& command, bool& child) {

@@ -2,7 +2,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "gxfilter/commands.h"
+#include "gxfilter/command_line.h"
 #include "gxfilter/presets.h"
 
 namespace gxfilter {
@@ -84,7 +84,8 @@ Result<ExitStatus> show_presets(const PresetsOptions& options) {
 
 Action add_presets_options(CLI::App& command) {
   const auto options = std::make_shared<PresetsOptions>();
-  command.add_option("name", options->name, "Show this preset: its chain, and when not to use it");
+  command.add_option("name", options->name, "Show this preset: its chain, and when not to use it")
+      ->type_name(value_kind::preset);
   command.add_flag("--json", options->json, "Print JSON");
   return [options] { return show_presets(*options); };
 }

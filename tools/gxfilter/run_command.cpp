@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "gxfilter/commands.h"
+#include "gxfilter/command_line.h"
 #include "gxfilter/filter_run.h"
 #include "gxfilter/input_options.h"
 #include "gxfilter/plugin_option.h"
@@ -286,8 +286,8 @@ Action add_run_options(CLI::App& command) {
           "--filter", options->filters,
           "Filter with parameters; those that are not named keep their defaults. Modes may\n"
           "be given by the names that gxfilter describe shows (hole_filling_mode=nearest).\n"
-          "Several make a chain. NAME:@FILE gives a configuration record instead")
-      ->type_name("NAME[:KEY=VALUE,...]")
+          "Several make a chain. FILTER:@FILE gives a configuration record instead")
+      ->type_name(value_kind::filter + std::string("[:KEY=VALUE,...]"))
       ->allow_extra_args(false);
   command
       .add_option(
@@ -298,7 +298,7 @@ Action add_run_options(CLI::App& command) {
   command
       .add_option("--preset", options->preset,
                   "Chain that comes with the program (gxfilter presets), applied before --chain")
-      ->type_name("NAME");
+      ->type_name(value_kind::preset);
   command.add_flag_callback(
       "--unchecked", [options = options.get()] { options->ranges = Ranges::left_to_the_filter; },
       "Leave the ranges of parameters to the filters, which may take more than they offer");

@@ -218,13 +218,6 @@ Result<ExitStatus> score_result(const ScoreOptions& options) {
 
 Action add_score_options(CLI::App& command) {
   const auto options = std::make_shared<ScoreOptions>();
-  command.footer(
-      "The pictures of two folders are paired by name, all other frames by their order. Each\n"
-      "recording's unit is that of its camera file; without one, that of TRUTH, whose own is 1 mm\n"
-      "without one. Of the pixels that are valid in both, the error is the difference in\n"
-      "millimetres. An outlier is off by more than --outlier and by more than --outlier-percent "
-      "of\n"
-      "the true depth.");
   command.add_option("result", options->result, "Depth frames: a folder of pictures or a file")
       ->type_name("RESULT")
       ->required();

@@ -11,14 +11,13 @@
 #include "golden/hosted_filter.h"
 #include "golden/table.h"
 #include "gxfilter/commands.h"
+#include "gxfilter/instruction_levels.h"
 #include "gxfilter/plugin_option.h"
-#include "simd/level.h"
 
 namespace gxfilter {
 
 using namespace hosting;
 using namespace recordings;
-namespace simd = filter_processor::simd;
 
 namespace {
 
@@ -126,19 +125,11 @@ void tell_parent() {
   });
 }
 
-std::vector<std::string> level_names(std::span<const simd::Level> levels) {
-  std::vector<std::string> names;
-  for (const simd::Level level : levels)
-    names.emplace_back(simd::level_name(level));
-  return names;
-}
-
 /// A plug-in does not tell which level it chose; one's own chooses by the same source as this
 /// program.
 std::string describe_level(bool own_plugin) {
-  const std::string best = fmt::format("{}, the best of {} that this processor has",
-                                       simd::level_name(simd::active_level()),
-                                       fmt::join(level_names(simd::all_levels), ", "));
+  const std::string best = fmt::format("{}, the best of {} that this processor has", chosen_level(),
+                                       fmt::join(all_levels(), ", "));
   return own_plugin
              ? "instruction level: " + best
              : "instruction level: the plug-in's own choice (gxfilter's would be " + best + ")";
@@ -169,11 +160,10 @@ Result<ExitStatus> test_plugin(const SelftestOptions& options) {
   const bool own_plugin = options.plugin.empty();
   const Findings findings = run_cases(**plugin);
   if (options.json) {
-    const nlohmann::ordered_json level(own_plugin ? simd::level_name(simd::active_level())
-                                                  : nullptr);
+    const auto level = own_plugin ? nlohmann::ordered_json(chosen_level()) : nullptr;
     const nlohmann::ordered_json result{{"plugin", (*plugin)->path().string()},
                                         {"level", level},
-                                        {"levels", level_names(simd::all_levels)},
+                                        {"levels", all_levels()},
                                         {"filters", findings.filters.size()},
                                         {"cases", findings.cases},
                                         {"seconds", findings.seconds},

@@ -6,7 +6,7 @@
 
 #include "conformance/reports.h"
 #include "conformance/run.h"
-#include "gxfilter/commands.h"
+#include "gxfilter/command_line.h"
 #include "gxfilter/plugin_option.h"
 
 namespace gxfilter {
@@ -165,7 +165,8 @@ Result<ExitStatus> validate_plugin(const ValidateOptions& options) {
 Action add_validate_options(CLI::App& command) {
   const auto options = std::make_shared<ValidateOptions>();
   add_plugin_option(command, options->plugin);
-  command.add_option("--filter", options->filter, "Check this filter alone")->type_name("NAME");
+  command.add_option("--filter", options->filter, "Check this filter alone")
+      ->type_name(value_kind::filter);
   command.add_flag("--verbose", options->verbose, "Tell every check, not just those that failed");
   command.add_flag("--json", options->json, "Print JSON");
   command

@@ -17,14 +17,16 @@ const char* text_or_empty(const char* text) {
 } // namespace
 
 std::filesystem::path Plugin::default_path() {
-  std::filesystem::path name = SharedLibrary::file_name("FilterProcessor");
+  const auto names = SharedLibrary::file_names("FilterProcessor");
   for (const auto& folder : library_folders()) {
-    auto candidate = folder / name;
-    std::error_code code;
-    if (std::filesystem::exists(candidate, code))
-      return candidate;
+    for (const auto& name : names) {
+      auto candidate = folder / name;
+      std::error_code code;
+      if (std::filesystem::exists(candidate, code))
+        return candidate;
+    }
   }
-  return name;
+  return names.front();
 }
 
 Result<std::shared_ptr<const Plugin>> Plugin::load(const std::filesystem::path& path) {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "recordings/result.h"
@@ -15,8 +16,9 @@ class SharedLibrary {
   /// Fails with the system's words. Everything that the library needs must be there.
   static recordings::Result<SharedLibrary> open(const std::filesystem::path& path);
 
-  /// "lib<name>.so" or what stands for it.
-  static std::filesystem::path file_name(const std::string& name);
+  /// What its file may be called, in the order in which to look: "lib<name>.so.<major version>",
+  /// which is there wherever programs run, and "lib<name>.so", or what stands for them.
+  static std::vector<std::filesystem::path> file_names(const std::string& name);
 
   /// Null where the library has no such symbol.
   void* symbol(const char* name) const;

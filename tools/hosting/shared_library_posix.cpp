@@ -14,8 +14,9 @@ Result<SharedLibrary> SharedLibrary::open(const std::filesystem::path& path) {
   return Error{reason != nullptr ? reason : "", ErrorKind::system};
 }
 
-std::filesystem::path SharedLibrary::file_name(const std::string& name) {
-  return "lib" + name + ".so";
+std::vector<std::filesystem::path> SharedLibrary::file_names(const std::string& name) {
+  const std::string link = "lib" + name + ".so";
+  return {link + "." GXFILTER_INTERFACE_VERSION, link};
 }
 
 void* SharedLibrary::symbol(const char* name) const {

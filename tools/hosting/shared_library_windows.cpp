@@ -22,8 +22,8 @@ Result<SharedLibrary> SharedLibrary::open(const std::filesystem::path& path) {
   return Error{path.string() + ": " + std::system_category().message(number), ErrorKind::system};
 }
 
-std::filesystem::path SharedLibrary::file_name(const std::string& name) {
-  return name + ".dll";
+std::vector<std::filesystem::path> SharedLibrary::file_names(const std::string& name) {
+  return {name + ".dll"};
 }
 
 void* SharedLibrary::symbol(const char* name) const {

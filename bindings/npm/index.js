@@ -1,0 +1,225 @@
+// Depth-image filters in Node.js and in browsers: what the WebAssembly module does, in the words of JavaScript.
+// What a filter takes, allows and refuses, the module knows; nothing of it stands here.
+import createModule from "./module.js";
+
+/** What went wrong, with words for the user. */
+export class FilterProcessorError extends Error {
+  constructor({ message, parameter, allowed }) {
+    super(message);
+    this.name = "FilterProcessorError";
+    this.parameter = parameter || null;
+    this.allowed = allowed || null;
+  }
+}
+
+/** The bytes beside this file: a browser is asked for them, Node.js has them on its disk. */
+async function ownModule() {
+  const address = new URL("./filter_processor.wasm", import.meta.url);
+  if (address.protocol !== "file:") return fetch(address);
+  const { readFile } = await import("node:fs/promises");
+  return readFile(address);
+}
+
+async function compile(given) {
+  const source = await given;
+  if (source instanceof WebAssembly.Module) return source;
+  if (typeof Response === "undefined" || !(source instanceof Response)) return WebAssembly.compile(source);
+  if (!source.ok) throw new Error(`${source.url}: ${source.status} ${source.statusText}`);
+  // Servers that do not know the type of these files are common.
+  return WebAssembly.compile(await source.arrayBuffer());
+}
+
+function start(compiled, trace) {
+  return new Promise((resolve, reject) => {
+    createModule({
+      instantiateWasm(imports, done) {
+        WebAssembly.instantiate(compiled, imports).then(done, reject);
+        return {};
+      },
+      print: trace,
+      printErr: trace,
+      onAbort: (reason) => reject(new Error(reason)),
+    }).then(resolve, reject);
+  });
+}
+
+/** See index.d.ts. */
+export async function load({ module = ownModule(), trace = () => undefined } = {}) {
+  return new FilterProcessor(await start(await compile(module), trace));
+}
+
+const pixelTypes = { 0: "depth", 2: "disparity", 4: "tof" };
+
+/** Calls of the module: texts and bytes go in through its memory, and errors come out as exceptions. */
+class Calls {
+  constructor(wasm) {
+    this.wasm = wasm;
+  }
+
+  made(address) {
+    if (address !== 0) return address;
+    throw new FilterProcessorError(JSON.parse(this.wasm.UTF8ToString(this.wasm._playground_error())));
+  }
+
+  read(address) {
+    return JSON.parse(this.wasm.UTF8ToString(this.made(address)));
+  }
+
+  allocate(size) {
+    const address = this.wasm._malloc(Math.max(size, 1));
+    if (address === 0) throw new FilterProcessorError({ message: "memory has run out" });
+    return address;
+  }
+
+  withText(text, use) {
+    const room = this.wasm.lengthBytesUTF8(text) + 1;
+    const address = this.allocate(room);
+    try {
+      this.wasm.stringToUTF8(text, address, room);
+      return use(address);
+    } finally {
+      this.wasm._free(address);
+    }
+  }
+
+  withBytes(bytes, use) {
+    const address = this.allocate(bytes.length);
+    try {
+      this.wasm.HEAPU8.set(bytes, address);
+      return use(address, bytes.length);
+    } finally {
+      this.wasm._free(address);
+    }
+  }
+
+  session(facts, width, height) {
+    const said = JSON.stringify([{ origin: "camera", facts }]);
+    return this.withText(said, (text) => this.made(this.wasm._session_make(text, width, height)));
+  }
+
+  filter(name, values) {
+    return this.withText(name, (filter) =>
+      this.withText(JSON.stringify(values), (texts) => this.made(this.wasm._filter_make(filter, texts))),
+    );
+  }
+
+  /** Of little-endian pixels, as WebAssembly and every machine that runs it have them. */
+  frame(session, { data, width, height }, index) {
+    const bytes = new Uint8Array(data.buffer, data.byteOffset, data.byteLength);
+    const picture = this.withText("raw", (format) =>
+      this.withBytes(bytes, (at, size) => this.made(this.wasm._picture_decode(format, at, size, width, height))),
+    );
+    try {
+      return this.made(this.wasm._frame_make(session, picture, index));
+    } finally {
+      this.wasm._picture_delete(picture);
+    }
+  }
+
+  /** A new frame; the one that goes in is given back whatever happens. */
+  processed(filter, frame) {
+    try {
+      const work = this.made(this.wasm._filter_process(filter, frame));
+      return new DataView(this.wasm.HEAPU8.buffer).getUint32(work, true);
+    } finally {
+      this.wasm._frame_delete(frame);
+    }
+  }
+
+  look(session, frame) {
+    const view = new DataView(this.wasm.HEAPU8.buffer, this.made(this.wasm._frame_look(session, frame)));
+    const [width, height, pixels, type] = [0, 4, 8, 12].map((at) => view.getUint32(at, true));
+    const [depthUnit, fx, fy, cx, cy] = [16, 20, 24, 28, 32].map((at) => view.getFloat32(at, true));
+    const data = new Uint16Array(view.buffer, pixels, width * height).slice();
+    return { width, height, data, pixelType: pixelTypes[type] ?? "depth", depthUnit, fx, fy, cx, cy };
+  }
+}
+
+class FilterProcessor {
+  #calls;
+
+  constructor(wasm) {
+    this.#calls = new Calls(wasm);
+    const catalogue = this.#calls.read(wasm._catalogue());
+    this.filters = catalogue.filters;
+    this.presets = catalogue.presets;
+  }
+
+  chain(steps, { camera = {} } = {}) {
+    const listed = steps.map((step) => (typeof step === "string" ? { filter: step } : step));
+    return this.#made(JSON.stringify(listed), camera);
+  }
+
+  filter(name, params = {}, options = {}) {
+    return this.chain([{ filter: name, params }], options);
+  }
+
+  preset(name, { camera = {} } = {}) {
+    const preset = this.presets.find((each) => each.name === name);
+    if (preset) return this.#made(JSON.stringify(preset.chain), camera);
+    const names = this.presets.map((each) => each.name).join(", ");
+    throw new FilterProcessorError({ message: `unknown preset '${name}'; there are ${names}` });
+  }
+
+  #made(json, camera) {
+    const calls = this.#calls;
+    const { chain } = calls.withText(json, (text) => calls.read(calls.wasm._chain_read(text)));
+    return new Chain(calls, chain, camera);
+  }
+}
+
+/** Filters one behind the other, with what they remember of the frames before. */
+class Chain {
+  #calls;
+  #camera;
+  #filters = [];
+  #session = 0;
+  #size = "";
+  #frames = 0;
+
+  constructor(calls, steps, camera) {
+    this.#calls = calls;
+    this.#camera = camera;
+    this.steps = steps;
+    try {
+      for (const { filter, params } of steps) this.#filters.push(calls.filter(filter, params));
+    } catch (error) {
+      this.free();
+      throw error;
+    }
+  }
+
+  process(frame) {
+    if (this.#filters === null) throw new TypeError("the chain was freed");
+    const { data, width, height } = frame;
+    if (!(data instanceof Uint16Array)) throw new TypeError("a frame's data is a Uint16Array");
+    if (data.length !== width * height)
+      throw new TypeError(`${data.length} pixels are not ${width} x ${height}`);
+    this.#follow(width, height);
+    const calls = this.#calls;
+    let at = calls.frame(this.#session, frame, this.#frames++);
+    for (const filter of this.#filters) at = calls.processed(filter, at);
+    try {
+      return calls.look(this.#session, at);
+    } finally {
+      calls.wasm._frame_delete(at);
+    }
+  }
+
+  free() {
+    for (const filter of this.#filters ?? []) this.#calls.wasm._filter_delete(filter);
+    if (this.#session !== 0) this.#calls.wasm._session_delete(this.#session);
+    this.#session = 0;
+    this.#filters = null;
+  }
+
+  /** What is known of the camera depends on the frames' size. */
+  #follow(width, height) {
+    const size = `${width}x${height}`;
+    if (size === this.#size) return;
+    const session = this.#calls.session(this.#camera, width, height);
+    if (this.#session !== 0) this.#calls.wasm._session_delete(this.#session);
+    this.#session = session;
+    this.#size = size;
+  }
+}

@@ -1,0 +1,23 @@
+// What the types allow and what they refuse; compiled, never run.
+import { load } from "filter-processor";
+import type { FilteredFrame, HoleFillingFilterParameters } from "filter-processor";
+
+const processor = await load({ module: new Uint8Array() });
+const parameters: HoleFillingFilterParameters = { hole_filling_mode: "nearest" };
+const chain = processor.chain([{ filter: "HoleFillingFilter", params: parameters }, "TemporalFilter"], {
+  camera: { fx: 600 },
+});
+export const frame: FilteredFrame = chain.process({ width: 1, height: 1, data: Uint16Array.of(5) });
+processor.filter("NoiseRemovalFilter", { max_size: 80 }).free();
+processor.preset("robot").free();
+
+// @ts-expect-error: no such filter
+processor.filter("NoFilter");
+// @ts-expect-error: a parameter of another filter
+processor.filter("TemporalFilter", { max_size: 80 });
+// @ts-expect-error: a name that this parameter does not have
+processor.filter("HoleFillingFilter", { hole_filling_mode: "largest" });
+// @ts-expect-error: no such preset
+processor.preset("no_preset");
+// @ts-expect-error: pixels of another type
+chain.process({ width: 1, height: 1, data: Float32Array.of(5) });

@@ -1,0 +1,147 @@
+#!/usr/bin/env bash
+# test_packages.sh: makes all packages (scripts/package.sh) and tests them: what stands in their files, the same bits
+# from another folder, lintian, a fresh Debian 12 that they are installed in and removed from, and the npm package
+# in Node.js and in Chromium. What takes root's rights is skipped and counted without them. Installs what is missing.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+# shellcheck source=scripts/packages.sh
+source scripts/packages.sh
+scripts/install_packages.sh "${build_packages[@]}" "${package_packages[@]}" "${package_test_packages[@]}"
+section() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
+fail() { echo "FAILED: $*" >&2 && exit 1; }
+
+version=$(sed -n 's/^project(FilterProcessor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+packages=$root/out/packages
+work=$(mktemp -d)
+done_with() {
+  # Nothing below the fresh system may still be mounted when it is deleted.
+  umount "$work/debian/proc" 2>/dev/null || true
+  if mountpoint -q "$work/debian/proc"; then return; fi
+  rm -rf "$work"
+}
+trap done_with EXIT
+passed=0 skipped=()
+part() {
+  section "$1"
+  "$2"
+  passed=$((passed + 1))
+}
+
+# The version stands in CMakeLists.txt; everything else learns it from there.
+version_stands_once() {
+  local others
+  others=$(git grep -lF "$version" -- ':!CHANGELOG.md' ':!playground/package-lock.json' ':!CMakeLists.txt' || true)
+  [ -z "$others" ] || fail "the version $version stands in $others too"
+  [ "$(grep -cF "$version" CMakeLists.txt)" = 1 ] || fail "the version stands in CMakeLists.txt more than once"
+}
+
+# Where the build of the tests is there, only a few files have to be compiled again.
+make_packages() {
+  if [ -e build/release/build.ninja ]; then
+    FILTER_PROCESSOR_BUILD=build/release scripts/package.sh "$packages" || status=$?
+    # As the other tests expect it.
+    cmake build/release -DFILTER_PROCESSOR_PACKAGES=OFF -UCMAKE_INSTALL_PREFIX >/dev/null
+    [ "${status:-0}" = 0 ] || exit "$status"
+  else
+    scripts/package.sh "$packages"
+  fi
+  (cd "$packages" && sha256sum --quiet -c SHA256SUMS)
+  local name
+  for name in "filter_processor-$version.tar.gz" "filter_processor-$version-windows-x86_64.zip" \
+    "filter-processor-$version.tgz" "gxfilter_${version}_$(dpkg --print-architecture).deb"; do
+    grep -qF " $name" "$packages/SHA256SUMS" || fail "there is no $name"
+  done
+}
+
+# Every package into a folder of its own.
+unpack() {
+  local package name
+  for package in "$packages"/*.deb; do
+    name=$(basename "$package")
+    dpkg-deb -R "$package" "$work/unpacked/${name%%_*}"
+  done
+  mkdir -p "$work/unpacked"/{windows,npm,source}
+  unzip -q "$packages"/*.zip -d "$work/unpacked/windows"
+  tar -xzf "$packages/filter-processor-$version.tgz" -C "$work/unpacked/npm"
+  tar -xzf "$packages/filter_processor-$version.tar.gz" -C "$work/unpacked/source"
+}
+
+# All of Debian's hardening in every file, and what else must stand in packages or must not.
+look_at_files() {
+  local file header fortified=0 protected=0 programs=0 libraries=0 folder text
+  while read -r file; do
+    header=$(readelf -hldW "$file" 2>/dev/null) || continue
+    grep -q GNU_RELRO <<<"$header" || fail "$file: no RELRO"
+    grep -qE 'BIND_NOW|FLAGS.* NOW' <<<"$header" || fail "$file: not bound at once"
+    grep -qE 'GNU_STACK.* RW ' <<<"$header" || fail "$file: its stack may be executed"
+    if grep -q 'Requesting program interpreter' <<<"$header"; then
+      grep -qE 'Type: +DYN' <<<"$header" || fail "$file: is no position-independent program"
+      programs=$((programs + 1))
+    else
+      libraries=$((libraries + 1))
+    fi
+    ! grep -qE 'RPATH|RUNPATH' <<<"$header" || fail "$file: tells where libraries are to be looked for"
+    ! readelf -SW "$file" | grep -q '\.debug_' || fail "$file: is not stripped"
+    if nm -D --undefined-only "$file" | grep -q __stack_chk_fail; then protected=$((protected + 1)); fi
+    if nm -D --undefined-only "$file" | grep -qE '__[a-z]+_chk(@|$)'; then fortified=$((fortified + 1)); fi
+  done < <(find "$work/unpacked" -path "$work/unpacked/source" -prune -o -type f ! -name "*.a" -print)
+  echo "$programs programs, $libraries libraries: $protected with guarded stacks, $fortified with fortified calls"
+  # GextonSDK and libFilterProcessor, the elements, the Python extension; gxfilter.
+  [ "$programs $libraries" = "1 4" ] || fail "other programs and libraries than expected"
+  [ "$protected" = 5 ] || fail "files without guarded stacks"
+  [ "$fortified" -ge 3 ] || fail "files without fortified calls" # some call nothing that has such a form
+  for folder in "$work/unpacked"/{*/usr/share/doc/*,windows/*,npm/package,source/*}; do
+    for text in '(LICENSE(.txt)?|copyright)' '(CHANGELOG.md|changelog.gz)'; do
+      find "$folder" -maxdepth 1 -type f -size +0 -regextype egrep -regex ".*/$text" | grep -q . ||
+        fail "$folder: no $text"
+    done
+  done
+  if grep -rlaF "$root" "$work/unpacked"; then fail "these name the folder of the build"; fi
+}
+
+# Built once more from the source archive, elsewhere, with nothing that was compiled before.
+build_again() {
+  local again=$work/another/place name
+  mkdir -p "$work/another"
+  cp -r "$work/unpacked/source/filter_processor-$version" "$again"
+  (cd "$again" && CCACHE_DISABLE=1 FILTER_PROCESSOR_PARTS=debian scripts/package.sh >"$work/again.log" 2>&1) ||
+    { tail -n 30 "$work/again.log" >&2 && fail "the source archive can't be built"; }
+  for name in "$again"/out/packages/*.deb; do
+    cmp "$name" "$packages/$(basename "$name")" || fail "$(basename "$name") has other bits elsewhere"
+  done
+  echo "The same: $(cd "$again/out/packages" && echo *.deb)"
+}
+
+look_with_lintian() {
+  # What is no distribution's package closes no bug of its.
+  lintian --allow-root --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs "$packages"/*.deb
+}
+
+npm_package() {
+  scripts/install_packages.sh "${playground_packages[@]}" "${playground_test_packages[@]}"
+  # shellcheck source=scripts/playground_node.sh
+  source scripts/playground_node.sh
+  if [ ! playground/node_modules/.package-lock.json -nt playground/package-lock.json ]; then
+    (cd playground && npm ci --no-audit --no-fund)
+  fi
+  bindings/npm/tests/test.sh "$packages/filter-processor-$version.tgz" "$root/build/release/bin/gxfilter"
+}
+
+fresh_debian() { tests/packaging/fresh_debian.sh "$work/debian" "$packages"; }
+
+part "The version stands in one place" version_stands_once
+part "All packages" make_packages
+unpack
+part "What stands in the files" look_at_files
+part "lintian" look_with_lintian
+part "The npm package in Node.js and in Chromium" npm_package
+if tests/packaging/fresh_debian.sh --possible; then
+  part "A fresh Debian 12" fresh_debian
+else
+  skipped+=("a fresh Debian 12: no rights to make one")
+fi
+part "The same bits from another folder" build_again
+
+section "Done: $passed parts passed, ${#skipped[@]} skipped"
+[ ${#skipped[@]} = 0 ] || printf 'skipped: %s\n' "${skipped[@]}"
