@@ -58,7 +58,9 @@ bool stays_itself(void* library) {
 int main(int argc, char** argv) {
   if (argc != 3)
     return 2;
-  const std::string copy = std::string(argv[0]) + ".copy.so";
+  // Beside the plug-in, where the host's library is looked for.
+  const std::string program = std::filesystem::path(argv[0]).filename();
+  const std::string copy = std::filesystem::path(argv[1]).replace_filename(program + ".copy.so");
   std::filesystem::copy_file(argv[1], copy, std::filesystem::copy_options::overwrite_existing);
   const std::array files{std::string(argv[1]), copy, std::string(argv[2])};
   std::array order{0U, 1U, 2U};
@@ -84,5 +86,6 @@ int main(int argc, char** argv) {
       }
     }
   } while (std::next_permutation(order.begin(), order.end()));
+  std::filesystem::remove(copy);
   return failures == 0 ? 0 : 1;
 }
