@@ -26,7 +26,7 @@ gstreamer_test_packages=(libgtest-dev clang-tidy ffmpeg gstreamer1.0-tools gstre
   gstreamer1.0-plugins-good gstreamer1.0-libav valgrind)
 # Debian's packages and the archives; what looks at them, installs them in a fresh Debian and completes words there.
 package_packages=(dpkg-dev file zip python3)
-package_test_packages=(lintian debootstrap binutils man-db zsh unzip)
+package_test_packages=(lintian debootstrap debian-archive-keyring binutils man-db zsh unzip)
 # What the checks beyond the tests take.
 memcheck_packages=(valgrind)
 coverage_packages=(gcovr)

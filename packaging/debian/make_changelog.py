@@ -1,7 +1,7 @@
 """make_changelog.py CHANGELOG.md VERSION MAINTAINER OUTPUT: the changelog as Debian's packages carry it.
 
 An entry for each version of CHANGELOG.md; what is unreleased counts as VERSION. A version without a date of its
-own ("## 1.0.0 - 2026-01-31") has that of the sources, SOURCE_DATE_EPOCH.
+own ("## X.Y.Z - 2026-01-31") has that of the sources, SOURCE_DATE_EPOCH.
 """
 
 import os

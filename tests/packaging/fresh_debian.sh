@@ -33,7 +33,16 @@ echo force-unsafe-io >"$system/etc/dpkg/dpkg.cfg.d/unsafe-io"
 tools=(g++ pkg-config cmake ninja-build man-db bash-completion gstreamer1.0-tools gstreamer1.0-plugins-base)
 inside apt-get install -y -qq --no-install-recommends "${tools[@]}" >>"$system.log" 2>&1 ||
   { tail "$system.log" >&2 && fail "the system's tools"; }
-# What changes whatever is installed and removed again.
+mkdir "$system/root/packages"
+cp "$packages"/*.deb "$system/root/packages"
+names=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
+# What apt brings with them comes first: other packages' leftovers are not theirs.
+needed=$(inside sh -c 'apt-get install -s -qq /root/packages/*.deb' | sed -n 's/^Inst \([^ ]*\).*/\1/p' |
+  grep -vxF "$names")
+# shellcheck disable=SC2086 # the names are words
+inside apt-get install -y -qq --no-install-recommends $needed >>"$system.log" 2>&1 ||
+  { tail "$system.log" >&2 && fail "what the packages need"; }
+# What changes whatever is installed and removed again is left out.
 files() {
   (cd "$system" && find . -xdev \( -path ./proc -o -path ./tmp -o -path ./var/cache -o -path ./var/log \
     -o -path ./var/lib/apt -o -path ./var/lib/dpkg -o -path ./root \) -prune -o -print | sort)
@@ -41,8 +50,6 @@ files() {
 files >"$system.before"
 
 say "Installed"
-mkdir "$system/root/packages"
-cp "$packages"/*.deb "$system/root/packages"
 inside sh -c 'apt-get install -y -qq /root/packages/*.deb' >>"$system.log" 2>&1 ||
   { tail "$system.log" >&2 && fail "apt install"; }
 
@@ -58,7 +65,8 @@ inside sh -ec 'cd /root
   gxfilter run --filter DisparityTransform --preview disparity --out converted
   test "$(ls depth/*.png converted/*.png depth/previews/*.png converted/previews/*.png | wc -l)" = 20'
 for page in gxfilter gxfilter-run; do
-  inside man "$page" | grep -q 'EXIT STATUS' || fail "man $page"
+  shown=$(inside man "$page")
+  grep -q '^EXIT STATUS' <<<"$shown" || fail "man $page shows $shown"
 done
 # shellcheck disable=SC2016
 completed=$(inside bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader gxfilter
@@ -77,7 +85,8 @@ inside sh -ec 'cd /root
   for host in cpp_by_pkg_config archives build/minimal_host build/minimal_cpp_host; do ./$host | cmp - expected; done'
 
 say "GStreamer and Python"
-inside gst-inspect-1.0 depthchain | grep -q preset || fail "gst-inspect-1.0 depthchain"
+shown=$(inside gst-inspect-1.0 depthchain)
+grep -q '^  preset ' <<<"$shown" || fail "gst-inspect-1.0 shows $shown"
 inside sh -ec 'gst-launch-1.0 -q videotestsrc num-buffers=3 ! video/x-raw,format=GRAY16_LE,width=64,height=48 \
   ! depthchain preset=robot ! depthcolorize ! fakesink'
 inside /usr/bin/python3 -c '
@@ -90,9 +99,8 @@ assert "robot" in fp.presets()
 print("filter_processor", fp.__version__)'
 
 say "Removed"
-names=$(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
-# shellcheck disable=SC2086 # the names are words
-inside apt-get purge -y -qq --autoremove $names >>"$system.log" 2>&1 ||
+# shellcheck disable=SC2086
+inside apt-get purge -y -qq $names >>"$system.log" 2>&1 ||
   { tail "$system.log" >&2 && fail "apt purge"; }
 files >"$system.after"
 left=$(comm -13 "$system.before" "$system.after")
