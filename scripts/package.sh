@@ -60,6 +60,24 @@ trap at_end EXIT
 # What every archive holds besides.
 texts=(LICENSE CHANGELOG.md)
 
+# third_party_licenses FILE...: of what programs are linked with, as Debian's packages tell them, a file for each
+# library, with the licences that these only name. On other systems nobody has those.
+third_party_licenses() {
+  local file name
+  printf '%s\n' 'FilterProcessor is linked with the libraries below, under licences of their own. What Debian tells of' \
+    'their sources follows, tools and tests included that are no part of this; then the licences it refers to.'
+  for file; do
+    name=$(basename "$file")
+    [ "$name" != copyright ] || name=$(basename "$(dirname "$file")")
+    printf '\n\n==== %s ====\n\n' "$name"
+    cat "$file"
+  done
+  grep -ohE '/usr/share/common-licenses/[A-Za-z0-9.+-]*[A-Za-z0-9+]' "$@" | sort -u | while read -r file; do
+    printf '\n\n==== %s ====\n\n' "$file"
+    cat "$file"
+  done
+}
+
 source_archive() {
   [ -e .git ] || fail "the source archive is made of the history, and there is none here"
   # `git archive` sorts names and takes the commit's date.
@@ -119,6 +137,9 @@ windows_archive() {
     cmake --install "$build" --prefix "$package" --component "$component" >/dev/null
   done
   cp "${texts[@]}" README.md "$package"
+  # The libraries, and what the compiler links besides: its own runtime, threads and the system's imports.
+  third_party_licenses build/dependencies/windows/licenses/* \
+    /usr/share/doc/{g++-mingw-w64-x86-64-posix,mingw-w64-x86-64-dev}/copyright >"$package/THIRD_PARTY_LICENSES.txt"
   mv "$package/LICENSE" "$package/LICENSE.txt"
   pack "$package"
   (cd "$work/windows" && find "$name" -type f | sort | zip -qXD9 "$made/$name.zip" -@)
@@ -131,11 +152,17 @@ npm_package() {
   source scripts/playground_node.sh
   local package=$work/npm
   mkdir "$package"
-  cp bindings/npm/{index.js,index.d.ts,README.md} "${texts[@]}" "$package"
-  cp playground/built/playground.js "$package/module.js"
+  cp bindings/npm/{node.js,browser.js,processor.js,index.d.ts,README.md} "${texts[@]}" "$package"
   cp playground/built/playground.wasm "$package/filter_processor.wasm"
+  # Bundlers look for the file that this names, though nobody asks for it by that.
+  sed 's/"playground\.wasm"/"filter_processor.wasm"/g' playground/built/playground.js >"$package/module.js"
+  if grep -F playground.wasm "$package/module.js"; then fail "module.js names a file that is not packed"; fi
   sed "s/@VERSION@/$version/" bindings/npm/package.json.in >"$package/package.json"
   node bindings/npm/make_types.js "$package"
+  # Emscripten's are the libraries of C and C++ and what starts the module.
+  third_party_licenses build/dependencies/wasm/licenses/* \
+    /usr/share/doc/{emscripten,libcli11-dev,libfmt-dev,nlohmann-json3-dev}/copyright \
+    >"$package/THIRD_PARTY_LICENSES.txt"
   pack "$package" a-x # the linker makes modules executable
   (cd "$package" && npm pack --silent --pack-destination "$made")
 }
