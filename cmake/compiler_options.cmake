@@ -39,15 +39,16 @@ if(FILTER_PROCESSOR_HARDENING AND CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT FIL
   check_pie_supported()
   set(CMAKE_POSITION_INDEPENDENT_CODE ON)
   set(hardening)
-  set(CMAKE_REQUIRED_FLAGS -Werror) # or what a compiler only warns of counts as known to it
-  # The last is of x86 alone.
-  foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+  macro(harden_where_known flag)
     string(MAKE_C_IDENTIFIER FILTER_PROCESSOR_HAS${flag} known)
+    set(CMAKE_REQUIRED_FLAGS -Werror) # or what a compiler only warns of counts as known to it
     check_cxx_compiler_flag(${flag} ${known})
     if(${known})
       list(APPEND hardening ${flag})
     endif()
-  endforeach()
+  endmacro()
+  harden_where_known(-fstack-protector-strong)
+  harden_where_known(-fstack-clash-protection)
   # Checked calls of the C library, which takes optimised code; compilers and flags that ask for more get it.
   unset(FILTER_PROCESSOR_UNFORTIFIED CACHE) # of flags that may have changed
   set(CMAKE_REQUIRED_FLAGS -O2)
@@ -61,6 +62,7 @@ int main() { return 0; }" FILTER_PROCESSOR_UNFORTIFIED)
       $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
   endif()
   list(APPEND hardening -Wformat -Werror=format-security)
+  harden_where_known(-fcf-protection) # of x86 alone
   unset(CMAKE_REQUIRED_FLAGS)
   target_compile_options(project_options INTERFACE "$<$<NOT:$<CONFIG:Debug>>:${hardening}>")
   target_link_options(project_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:-Wl,-z,relro,-z,now>)

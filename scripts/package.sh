@@ -52,7 +52,10 @@ work=$(mktemp -d)
 made=$work/made # what the part at hand has made
 give_back=()    # the command that leaves a borrowed build folder as it was
 at_end() {
-  [ ${#give_back[@]} = 0 ] || "${give_back[@]}" >/dev/null
+  if [ ${#give_back[@]} -gt 0 ]; then
+    rm -f "$borrowed"/CPack{,Source}Config.cmake # of packages alone; CMake makes a target of their being there
+    "${give_back[@]}" >/dev/null
+  fi
   rm -rf "$work"
 }
 trap at_end EXIT
