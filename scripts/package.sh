@@ -54,7 +54,7 @@ give_back=()    # the command that leaves a borrowed build folder as it was
 at_end() {
   if [ ${#give_back[@]} -gt 0 ]; then
     rm -f "$borrowed"/CPack{,Source}Config.cmake # of packages alone; CMake makes a target of their being there
-    "${give_back[@]}" >/dev/null
+    env -u SOURCE_DATE_EPOCH "${give_back[@]}" >/dev/null # manual pages of other builds are not dated
   fi
   rm -rf "$work"
 }
