@@ -33,14 +33,37 @@ set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 # What Debian hardens its programs with; docs/packaging.md has what it costs.
 if(FILTER_PROCESSOR_HARDENING AND CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT FILTER_PROCESSOR_SANITIZE)
+  include(CheckCXXCompilerFlag)
+  include(CheckCXXSourceCompiles)
   include(CheckPIESupported)
   check_pie_supported()
   set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-  target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:
-    -fstack-protector-strong -fstack-clash-protection
-    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -Wformat -Werror=format-security>)
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$")
-    target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:-fcf-protection>)
+  set(hardening)
+  macro(harden_where_known flag)
+    string(MAKE_C_IDENTIFIER FILTER_PROCESSOR_HAS${flag} known)
+    set(CMAKE_REQUIRED_FLAGS -Werror) # or what a compiler only warns of counts as known to it
+    check_cxx_compiler_flag(${flag} ${known})
+    if(${known})
+      list(APPEND hardening ${flag})
+    endif()
+  endmacro()
+  harden_where_known(-fstack-protector-strong)
+  harden_where_known(-fstack-clash-protection)
+  # Checked calls of the C library, which takes optimised code; compilers and flags that ask for more get it.
+  unset(FILTER_PROCESSOR_UNFORTIFIED CACHE) # of flags that may have changed
+  set(CMAKE_REQUIRED_FLAGS -O2)
+  check_cxx_source_compiles("
+#if defined(_FORTIFY_SOURCE) && _FORTIFY_SOURCE >= 2
+#error
+#endif
+int main() { return 0; }" FILTER_PROCESSOR_UNFORTIFIED)
+  if(FILTER_PROCESSOR_UNFORTIFIED)
+    list(APPEND hardening $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>)
   endif()
-  target_link_options(project_options INTERFACE $<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
+  list(APPEND hardening -Wformat -Werror=format-security)
+  harden_where_known(-fcf-protection) # of x86 alone
+  unset(CMAKE_REQUIRED_FLAGS)
+  target_compile_options(project_options INTERFACE "$<$<NOT:$<CONFIG:Debug>>:${hardening}>")
+  target_link_options(project_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:-Wl,-z,relro,-z,now>)
 endif()

@@ -77,4 +77,7 @@ if(FILTER_PROCESSOR_PYTHON)
   file(CREATE_LINK ${to_data}/filter_processor/presets ${python_links}/presets SYMBOLIC)
   install(FILES ${python_links}/${plugin_file} ${python_links}/presets
     DESTINATION ${python_dir}/filter_processor COMPONENT python EXCLUDE_FROM_ALL)
+  if(FILTER_PROCESSOR_PACKAGES)
+    install(DIRECTORY ${python_metadata} DESTINATION ${python_dir} COMPONENT python EXCLUDE_FROM_ALL)
+  endif()
 endif()

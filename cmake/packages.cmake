@@ -2,6 +2,8 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME filterprocessor)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+# CPack would put the project's own in front of every package's.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_PACKAGE_CONTACT "FilterProcessor packagers <packagers@filterprocessor.invalid>")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)

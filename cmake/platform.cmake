@@ -31,6 +31,8 @@ if(WIN32)
   add_link_options(-static)
   # Files that are made twice from the same sources are the same.
   add_link_options(-Wl,--no-insert-timestamp)
+  # Released without symbols by the linker itself: `strip` would write the time into them again.
+  add_link_options($<$<CONFIG:Release>:-s>)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # The stack is aligned to 16 bytes only, and GCC trusts what it spills of wide registers to be aligned.
     add_compile_options(-Wa,-muse-unaligned-vector-move)

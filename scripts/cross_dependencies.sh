@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # cross_dependencies.sh windows|arm64|wasm
 # Builds the libraries that gxfilter needs, as archives for another platform, from the sources of Debian's
-# packages into build/dependencies/PLATFORM. What is there already is left as it is. For WebAssembly it is the
-# one that the browser's playground needs besides headers.
+# packages into build/dependencies/PLATFORM, with their licences in its folder licenses. What is there already is
+# left as it is. For WebAssembly it is the one that the browser's playground needs besides headers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
@@ -24,7 +24,7 @@ esac
 root=$PWD
 prefix=$root/build/dependencies/$platform
 work=$root/build/dependencies/sources
-mkdir -p "$prefix"/{include,lib/pkgconfig} "$work/lists/partial"
+mkdir -p "$prefix"/{include,lib/pkgconfig,licenses} "$work/lists/partial"
 
 # The configured mirror of Debian, asked for sources by an apt with a list of its own.
 apt=(-qq -o "Dir::Etc::SourceList=$work/sources.list" -o Dir::Etc::SourceParts=/dev/null
@@ -92,11 +92,13 @@ as_archive() {
 
 # build WAY PACKAGE [ARGUMENT...], unless that was done.
 build() {
-  [ ! -e "$prefix/done-$2" ] || return 0
+  # Without its licence a library can't be handed on.
+  [ ! -e "$prefix/done-$2" ] || [ ! -e "$prefix/licenses/$2" ] || return 0
   echo "Building $2 for $platform"
   # Not within a condition, where the shell would go on after a failure.
   (
     "$@" >"$work/$2-$platform.log" 2>&1
+    cp "$work/$2"/*/debian/copyright "$prefix/licenses/$2"
     touch "$prefix/done-$2"
   ) &
   wait $! || { tail -n 30 "$work/$2-$platform.log" >&2 && exit 1; }

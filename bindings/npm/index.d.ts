@@ -8,12 +8,24 @@ export interface LoadOptions {
    * The module, where it does not lie beside this package's files: what fetched it, its bytes or what was compiled
    * of them already.
    */
-  module?: MaybePromise<Response | BufferSource | WebAssembly.Module>;
+  module?: MaybePromise<FetchedModule | ArrayBuffer | ArrayBufferView | CompiledModule>;
   /** Gets what filters print of their parameters, a line each; otherwise nobody does. */
   trace?: (line: string) => void;
 }
 
-type MaybePromise<T> = T | Promise<T>;
+type MaybePromise<T> = T | PromiseLike<T>;
+
+/** What `fetch` gives, in words that need no browser's types. */
+export interface FetchedModule {
+  readonly ok: boolean;
+  readonly status: number;
+  readonly statusText: string;
+  readonly url: string;
+  arrayBuffer(): Promise<ArrayBuffer>;
+}
+
+/** A `WebAssembly.Module`, which has no members by which types could tell it from other objects. */
+export type CompiledModule = object;
 
 /**
  * Starts the module with a memory of its own, 1 GiB at most. Everything of one `load` belongs to one thread: that
@@ -38,7 +50,10 @@ export interface ChainOptions {
   camera?: Camera;
 }
 
-/** What is known of the camera; the rest is assumed, for frames of their size. */
+/**
+ * What is known of the camera; the rest is assumed, for frames of their size. Values that are wrong are therefore
+ * refused by `process`, with the first frame of a size: a `FilterProcessorError` that names them.
+ */
 export interface Camera {
   /** Pixels. */
   fx?: number;
@@ -59,6 +74,7 @@ export interface Camera {
 }
 
 export interface Frame {
+  /** Pixels, at least one. */
   width: number;
   height: number;
   /** width * height pixels, row by row from the top; 0 is a pixel without data. */
@@ -81,7 +97,8 @@ export interface Chain {
   readonly steps: readonly { filter: FilterName; params: Readonly<Record<string, string>> }[];
   /**
    * A new frame, which is the caller's; the one that goes in stays as it is. Filters that remember frames need them
-   * in the order of their time. Throws `FilterProcessorError` where a filter fails; the next frame goes on as usual.
+   * in the order of their time. Throws `FilterProcessorError` where a filter fails, the next frame goes on as usual,
+   * and `TypeError` for what is no frame.
    */
   process(frame: Frame): FilteredFrame;
   /** Gives the filters' memory back, which no collection of garbage does. */
@@ -113,10 +130,5 @@ export interface Preset {
   chain: readonly { filter: FilterName; params: Readonly<Record<string, string>> }[];
 }
 
-/** A value that is refused, a filter that fails on a frame, or memory that has run out. */
-export class FilterProcessorError extends Error {
-  /** Whose value is refused, where that is known. */
-  readonly parameter: string | null;
-  /** What is allowed there. */
-  readonly allowed: string | null;
-}
+/** A value that is refused, a filter that fails on a frame, or memory that has run out; the message says which. */
+export class FilterProcessorError extends Error {}

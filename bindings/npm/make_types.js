@@ -5,7 +5,7 @@ import path from "node:path";
 import { pathToFileURL } from "node:url";
 
 const folder = path.resolve(process.argv[2]);
-const { load } = await import(pathToFileURL(path.join(folder, "index.js")));
+const { load } = await import(pathToFileURL(path.join(folder, "node.js")));
 const { filters, presets } = await load();
 
 /** For a comment, which it must not end. */
@@ -30,7 +30,7 @@ function parameterText(parameter) {
 
 const interfaces = filters.map(({ name, parameters }) =>
   parameters.length === 0
-    ? `/** Has no parameters. */\nexport type ${name}Parameters = Record<never, never>;\n`
+    ? `/** Has no parameters. */\nexport type ${name}Parameters = Record<string, never>;\n`
     : `export interface ${name}Parameters {\n${parameters.map(parameterText).join("")}}\n`,
 );
 const names = filters.map(({ name }) => `  ${name}: ${name}Parameters;\n`).join("");

@@ -8,7 +8,6 @@ from pathlib import Path
 
 from conan import ConanFile
 from conan.errors import ConanInvalidConfiguration
-from conan.tools.build import check_min_cppstd
 from conan.tools.cmake import CMake, CMakeDeps, CMakeToolchain, cmake_layout
 from conan.tools.files import copy
 
@@ -42,7 +41,6 @@ class FilterProcessor(ConanFile):
             copy(self, pattern, TREE, self.export_sources_folder)
 
     def validate(self):
-        check_min_cppstd(self, 20)
         if self.settings.arch not in ("x86_64", "armv8", "wasm"):
             raise ConanInvalidConfiguration("the filters are for x86-64, 64-bit ARM and WebAssembly")
         if self.options.tools and not self.options.shared:
@@ -54,7 +52,7 @@ class FilterProcessor(ConanFile):
         for each in ("bzip2/1.0.8", "cli11/2.3.2", "fmt/9.1.0", "libdeflate/1.19", "libpng/1.6.40", "libzip/1.9.2",
                      "lz4/1.9.4", "mbedtls/2.28.4", "nlohmann_json/3.11.2", "yaml-cpp/0.7.0", "zlib/1.3.1",
                      "zstd/1.5.5"):
-            self.requires(each)
+            self.requires(each, visible=False)  # of gxfilter, not of what links the libraries
 
     def layout(self):
         cmake_layout(self)

@@ -190,6 +190,22 @@ PLAYGROUND_API const View* frame_look(const Session* session, const gx_frame* fr
   });
 }
 
+/// What the frame's pixels hold, in the word that a camera's facts have for it.
+PLAYGROUND_API const char* frame_pixel_type(const Session* session, const gx_frame* frame) {
+  return guarded([&]() -> const char* {
+    const auto camera = camera_of(*frame, session->camera);
+    if (!camera) {
+      fail(camera.error());
+      return nullptr;
+    }
+    for (const FactInForce& fact : facts_in_force(session->known, *camera, session->size))
+      if (fact.key == "pixel_type")
+        return answer(fact.value);
+    fail({"the camera has no pixel type"});
+    return nullptr;
+  });
+}
+
 PLAYGROUND_API void frame_delete(gx_frame* frame) {
   gx_delete_frame(frame, nullptr);
 }

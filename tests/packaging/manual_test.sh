@@ -32,10 +32,10 @@ done
 # shellcheck source=/dev/null
 source "$manual/bash/gxfilter"
 # shellcheck disable=SC2317
-compopt() { :; } # of the shell that completes
+compopt() { told+=" $*"; } # the shell that completes has its own
 # completed EXPECTED WORD...: what is offered for the last word.
 completed() {
-  COMP_WORDS=(gxfilter "${@:2}") COMP_CWORD=$(($# - 1)) COMPREPLY=()
+  COMP_WORDS=(gxfilter "${@:2}") COMP_CWORD=$(($# - 1)) COMPREPLY=() told=''
   _gxfilter
   [ "${COMPREPLY[*]}" = "$1" ] || fail "'${*:2}' is completed by '${COMPREPLY[*]}', not '$1'"
 }
@@ -45,7 +45,9 @@ completed 'synth' sy
 completed 'robot' run --preset ro
 completed 'robot' run --preset = ro
 completed 'HoleFillingFilter' run --filter Hol
+[ "$told" = ' -o nospace' ] || fail "a blank parts a filter's name from its values"
 completed 'HoleFillingFilter' describe Hol
+[ -z "$told" ] || fail "nothing parts a filter's name from the next word"
 completed 'scan' presets sc
 completed 'depth disparity tof' run --pixel-type ''
 completed '--out --out-format' run --out

@@ -1,5 +1,5 @@
-// in_browser.js: the installed package in Chromium, from a server that knows nothing of it but its files. The pixels
-// must be those of Node.js.
+// in_browser.js: the installed package in Chromium, from a server that knows nothing of it but its files, and the page
+// that a bundler made of it. The pixels must be those of Node.js.
 import assert from "node:assert/strict";
 import { readFile } from "node:fs/promises";
 import { createServer } from "node:http";
@@ -8,11 +8,12 @@ import playwright from "playwright-core";
 import { digests } from "./chains.js";
 
 const page = `<!doctype html><script type="importmap">
-{"imports": {"filter-processor": "/node_modules/filter-processor/index.js"}}</script>`;
+{"imports": {"filter-processor": "/node_modules/filter-processor/browser.js"}}</script>`;
+const types = { "/": "text/html", html: "text/html", js: "text/javascript" };
 const server = createServer(async ({ url }, response) => {
   try {
     const body = url === "/" ? page : await readFile(`.${url}`);
-    const type = url === "/" ? "text/html" : url.endsWith(".js") ? "text/javascript" : "application/octet-stream";
+    const type = types[url.split(".").at(-1)] ?? "application/octet-stream";
     response.writeHead(200, { "content-type": type }).end(body);
   } catch {
     response.writeHead(404).end();
@@ -31,8 +32,12 @@ try {
     const { digests } = await import("/chains.js");
     return digests(await load());
   });
-  assert.deepEqual(found, await digests(await load()));
-  console.log(`Chromium ${browser.version()}: ${found.length} chains, the same pixels`);
+  const expected = await digests(await load());
+  assert.deepEqual(found, expected);
+  await tab.goto(`http://127.0.0.1:${server.address().port}/bundled/index.html`);
+  await tab.waitForFunction(() => "found" in globalThis);
+  assert.deepEqual(await tab.evaluate(() => globalThis.found), expected);
+  console.log(`Chromium ${browser.version()}: ${found.length} chains, the same pixels, bundled too`);
 } finally {
   await browser.close();
   server.close();

@@ -2,6 +2,7 @@
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import { createHash } from "node:crypto";
+import { readFile } from "node:fs/promises";
 import { FilterProcessorError, load } from "filter-processor";
 import { chains, digests, frames, height, width } from "./chains.js";
 
@@ -25,6 +26,22 @@ assert.deepEqual(data, kept);
 assert.deepEqual(first.data, copy);
 assert.equal(first.depthUnit, 0.5);
 
+// The words for pixel types are the module's: what goes in comes out, but from what converts.
+for (const pixel_type of ["depth", "disparity", "tof"]) {
+  const each = processor.filter("HoleFillingFilter", {}, { camera: { pixel_type } });
+  assert.equal(each.process({ width: 2, height: 1, data: Uint16Array.of(5, 6) }).pixelType, pixel_type);
+  each.free();
+}
+const converting = processor.filter("DisparityTransform", {}, { camera: { pixel_type: "disparity", baseline: 40 } });
+assert.equal(converting.process({ width: 2, height: 1, data: Uint16Array.of(500, 600) }).pixelType, "depth");
+converting.free();
+
+// All that may be handed over as the module.
+const bytes = await readFile("node_modules/filter-processor/filter_processor.wasm");
+for (const module of [bytes, WebAssembly.compile(bytes), new Response(bytes)])
+  assert.deepEqual((await load({ module })).filters, processor.filters);
+await assert.rejects(load({ module: new Response("", { status: 404 }) }), /404/);
+
 // Memory grows and is given back: a thousand chains of a module that has room for far fewer.
 const large = { width: 1280, height: 800, data: new Uint16Array(1280 * 800).fill(1000) };
 for (let i = 0; i < 1000; ++i) {
@@ -42,6 +59,11 @@ refused(() => processor.preset("no_preset"), /robot/);
 refused(() => processor.filter("TemporalFilter", {}, { camera: { fx: -1 } }).process(large), /fx/);
 assert.throws(() => chain.process({ width, height, data: data.subarray(1) }), TypeError);
 assert.throws(() => chain.process({ width, height, data: [...data] }), TypeError);
+for (const [wrong, name] of [[{ width: 0, height: 0 }, "width"], [{ width: -2, height: -2 }, "width"],
+  [{ width: 4, height: 0.5 }, "height"], [{ width: "2", height: 1 }, "width"], [{ height: 2 }, "width"]]) {
+  const pixels = new Uint16Array(wrong.width * wrong.height || 0);
+  assert.throws(() => chain.process({ ...wrong, data: pixels }), { name: "TypeError", message: new RegExp(name) });
+}
 chain.free();
 assert.throws(() => chain.process({ width, height, data }), TypeError);
 console.log(`Node.js ${process.version}: ${expected.length} chains, pixels as gxfilter has them`);

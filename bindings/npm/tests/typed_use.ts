@@ -17,6 +17,8 @@ processor.filter("NoFilter");
 processor.filter("TemporalFilter", { max_size: 80 });
 // @ts-expect-error: a name that this parameter does not have
 processor.filter("HoleFillingFilter", { hole_filling_mode: "largest" });
+// @ts-expect-error: this one has no parameters
+processor.filter("HardwareD2DCorrectionFilter", { max_size: 80 });
 // @ts-expect-error: no such preset
 processor.preset("no_preset");
 // @ts-expect-error: pixels of another type

@@ -6,14 +6,10 @@ vcpkg_download_distfile(archive
   SHA512 @SHA512@)
 vcpkg_extract_source_archive(source ARCHIVE "${archive}")
 
-vcpkg_check_features(OUT_FEATURE_OPTIONS features FEATURES tools FILTER_PROCESSOR_TOOLS)
 vcpkg_cmake_configure(SOURCE_PATH "${source}"
-  OPTIONS ${features} -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF -DFILTER_PROCESSOR_MATROSKA=OFF)
+  OPTIONS -DFILTER_PROCESSOR_TOOLS=OFF -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF)
 vcpkg_cmake_install()
 vcpkg_cmake_config_fixup(PACKAGE_NAME FilterProcessor CONFIG_PATH lib/cmake/FilterProcessor)
 vcpkg_fixup_pkgconfig()
-if("tools" IN_LIST FEATURES)
-  vcpkg_copy_tools(TOOL_NAMES gxfilter AUTO_CLEAN)
-endif()
 file(REMOVE_RECURSE "${CURRENT_PACKAGES_DIR}/debug/include" "${CURRENT_PACKAGES_DIR}/debug/share")
 vcpkg_install_copyright(FILE_LIST "${source}/LICENSE")

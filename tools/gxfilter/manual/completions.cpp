@@ -63,7 +63,8 @@ const char* offer_word(Offer offer) {
 }
 
 std::string bash_offer(const DescribedOption& option) {
-  std::string text = fmt::format("_gxfilter_offer {} \"$word\"", offer_word(option.offer));
+  std::string text = option.goes_on ? "compopt -o nospace; " : "";
+  text += fmt::format("_gxfilter_offer {} \"$word\"", offer_word(option.offer));
   if (!option.words.empty())
     text += fmt::format(" {}", fmt::join(option.words, " "));
   return text;
@@ -99,13 +100,13 @@ constexpr const char* zsh_head = R"shell(#compdef gxfilter
 _gxfilter_filters() {
   local -a names
   names=(${${(f)"$(${gxfilter_program:-gxfilter} list 2>/dev/null)"}##*[[:space:]]})
-  compadd -a names
+  compadd "$@" -a names
 }
 
 _gxfilter_presets() {
   local -a names
   names=(${${(f)"$(${gxfilter_program:-gxfilter} presets 2>/dev/null)"}%%[[:space:]]*})
-  compadd -a names
+  compadd "$@" -a names
 }
 )shell";
 
@@ -129,7 +130,7 @@ std::string zsh_offer(const DescribedOption& option) {
   case Offer::words:
     return fmt::format("({})", fmt::join(option.words, " "));
   case Offer::filters:
-    return "_gxfilter_filters";
+    return option.goes_on ? "_gxfilter_filters -S \"\"" : "_gxfilter_filters";
   case Offer::presets:
     return "_gxfilter_presets";
   case Offer::nothing:

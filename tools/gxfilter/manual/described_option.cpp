@@ -61,6 +61,7 @@ DescribedOption described(const CLI::Option& option) {
   result.value = result.words.empty() ? type.substr(0, end_of_name(type)) : "WORD";
   result.default_value = option.get_default_str();
   result.offer = result.words.empty() ? offer_for(result.value) : Offer::words;
+  result.goes_on = result.offer == Offer::filters && result.value != gxfilter::value_kind::filter;
   result.repeats = option.get_expected_max() > 1;
   return result;
 }

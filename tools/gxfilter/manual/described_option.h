@@ -20,6 +20,7 @@ struct DescribedOption {
   std::string default_value; ///< empty where the description tells it or there is none
   Offer offer = Offer::nothing;
   std::vector<std::string> words; ///< to choose from
+  bool goes_on = false;           ///< after what is offered, values of one's own follow at once
   bool required = false;
   bool repeats = false;
 };

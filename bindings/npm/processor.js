@@ -1,29 +1,20 @@
 // Depth-image filters in Node.js and in browsers: what the WebAssembly module does, in the words of JavaScript.
-// What a filter takes, allows and refuses, the module knows; nothing of it stands here.
+// What a filter takes, allows and refuses, the module knows; nothing of it stands here. Where the module comes from,
+// node.js and browser.js know.
 import createModule from "./module.js";
 
 /** What went wrong, with words for the user. */
 export class FilterProcessorError extends Error {
-  constructor({ message, parameter, allowed }) {
+  constructor({ message }) {
     super(message);
     this.name = "FilterProcessorError";
-    this.parameter = parameter || null;
-    this.allowed = allowed || null;
   }
-}
-
-/** The bytes beside this file: a browser is asked for them, Node.js has them on its disk. */
-async function ownModule() {
-  const address = new URL("./filter_processor.wasm", import.meta.url);
-  if (address.protocol !== "file:") return fetch(address);
-  const { readFile } = await import("node:fs/promises");
-  return readFile(address);
 }
 
 async function compile(given) {
   const source = await given;
   if (source instanceof WebAssembly.Module) return source;
-  if (typeof Response === "undefined" || !(source instanceof Response)) return WebAssembly.compile(source);
+  if (typeof source?.arrayBuffer !== "function") return WebAssembly.compile(source);
   if (!source.ok) throw new Error(`${source.url}: ${source.status} ${source.statusText}`);
   // Servers that do not know the type of these files are common.
   return WebAssembly.compile(await source.arrayBuffer());
@@ -43,15 +34,17 @@ function start(compiled, trace) {
   });
 }
 
-/** See index.d.ts. */
-export async function load({ module = ownModule(), trace = () => undefined } = {}) {
-  return new FilterProcessor(await start(await compile(module), trace));
+/** `load` of index.d.ts, with what finds the module beside this package's files. */
+export function loadWith(findModule) {
+  return async ({ module = findModule(), trace = () => undefined } = {}) =>
+    new FilterProcessor(await start(await compile(module), trace));
 }
-
-const pixelTypes = { 0: "depth", 2: "disparity", 4: "tof" };
 
 /** Calls of the module: texts and bytes go in through its memory, and errors come out as exceptions. */
 class Calls {
+  /** The module's words for the numbers of pixel types that frames have had so far. */
+  #pixelTypes = new Map();
+
   constructor(wasm) {
     this.wasm = wasm;
   }
@@ -131,7 +124,9 @@ class Calls {
     const [width, height, pixels, type] = [0, 4, 8, 12].map((at) => view.getUint32(at, true));
     const [depthUnit, fx, fy, cx, cy] = [16, 20, 24, 28, 32].map((at) => view.getFloat32(at, true));
     const data = new Uint16Array(view.buffer, pixels, width * height).slice();
-    return { width, height, data, pixelType: pixelTypes[type] ?? "depth", depthUnit, fx, fy, cx, cy };
+    if (!this.#pixelTypes.has(type))
+      this.#pixelTypes.set(type, this.read(this.wasm._frame_pixel_type(session, frame)));
+    return { width, height, data, pixelType: this.#pixelTypes.get(type), depthUnit, fx, fy, cx, cy };
   }
 }
 
@@ -192,6 +187,8 @@ class Chain {
   process(frame) {
     if (this.#filters === null) throw new TypeError("the chain was freed");
     const { data, width, height } = frame;
+    for (const [name, size] of Object.entries({ width, height }))
+      if (!Number.isInteger(size) || size < 1) throw new TypeError(`a frame's ${name} is a positive whole number`);
     if (!(data instanceof Uint16Array)) throw new TypeError("a frame's data is a Uint16Array");
     if (data.length !== width * height)
       throw new TypeError(`${data.length} pixels are not ${width} x ${height}`);
