@@ -6,7 +6,8 @@
 #
 # FILTER_PROCESSOR_PARTS: only these of "source debian windows npm"; without a history there is no source archive.
 # FILTER_PROCESSOR_BUILD: a build folder of the release preset, whose compiled files Debian's packages are made of;
-#   its options are afterwards what they were. Otherwise they are made in build/package, configured anew each time.
+#   its options are afterwards what they were. Otherwise they are made in build/package, configured anew each time;
+#   the same is true of build/windows, where it is there, and build/package_windows.
 # SOURCE_DATE_EPOCH: the date of the sources, where neither a history nor the source archive tells it.
 set -euo pipefail
 umask 022 # archives keep the rights of what is packed
@@ -131,8 +132,12 @@ windows_archive() {
   scripts/install_packages.sh "${build_packages[@]}" "${cross_packages[@]}" "${package_packages[@]}"
   scripts/cross_dependencies.sh windows
   local build=build/package_windows name=filter_processor-$version-windows-x86_64 component
-  cmake --fresh --preset windows -B "$build" -DFILTER_PROCESSOR_DEPENDENCIES="$PWD/build/dependencies/windows" \
-    -DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF
+  if [ -n "$borrowed" ] && [ -e build/windows/CMakeCache.txt ]; then
+    build=build/windows # of the tests there, with the same options
+  else
+    cmake --fresh --preset windows -B "$build" -DFILTER_PROCESSOR_DEPENDENCIES="$PWD/build/dependencies/windows" \
+      -DFILTER_PROCESSOR_TOOLS=ON -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF
+  fi
   cmake --build "$build" --target FilterProcessor GextonSDK gxfilter
   local package=$work/windows/$name
   # Stripped by the linker: the tool for it would write the time into each file.

@@ -32,7 +32,7 @@ part() {
 # The version stands in CMakeLists.txt; everything else learns it from there.
 version_stands_once() {
   local others
-  others=$(git grep -lF "$version" -- ':!CHANGELOG.md' ':!playground/package-lock.json' ':!CMakeLists.txt' || true)
+  others=$(git grep -lF "$version" -- ':!CHANGELOG.md' ':!playground/package-lock.json' ':!CMakeLists.txt') || [ $? = 1 ]
   [ -z "$others" ] || fail "the version $version stands in $others too"
   [ "$(grep -cF "$version" CMakeLists.txt)" = 1 ] || fail "the version stands in CMakeLists.txt more than once"
 }
@@ -40,10 +40,7 @@ version_stands_once() {
 # Where the build of the tests is there, only a few files have to be compiled again.
 make_packages() {
   if [ -e build/release/build.ninja ]; then
-    FILTER_PROCESSOR_BUILD=build/release scripts/package.sh "$packages" || status=$?
-    # As the other tests expect it.
-    cmake build/release -DFILTER_PROCESSOR_PACKAGES=OFF -UCMAKE_INSTALL_PREFIX >/dev/null
-    [ "${status:-0}" = 0 ] || exit "$status"
+    FILTER_PROCESSOR_BUILD=build/release scripts/package.sh "$packages"
   else
     scripts/package.sh "$packages"
   fi
@@ -72,7 +69,7 @@ unpack() {
 # All of Debian's hardening in every file, and what else must stand in packages or must not.
 look_at_files() {
   unpack
-  local file header fortified=0 protected=0 programs=0 libraries=0 folder text
+  local file header symbols fortified=0 protected=0 programs=0 libraries=0 folder text
   while read -r file; do
     header=$(readelf -hldW "$file" 2>/dev/null) || continue
     grep -q GNU_RELRO <<<"$header" || fail "$file: no RELRO"
@@ -85,9 +82,10 @@ look_at_files() {
       libraries=$((libraries + 1))
     fi
     ! grep -qE 'RPATH|RUNPATH' <<<"$header" || fail "$file: tells where libraries are to be looked for"
-    ! readelf -SW "$file" | grep -q '\.debug_' || fail "$file: is not stripped"
-    if nm -D --undefined-only "$file" | grep -q __stack_chk_fail; then protected=$((protected + 1)); fi
-    if nm -D --undefined-only "$file" | grep -qE '__[a-z]+_chk(@|$)'; then fortified=$((fortified + 1)); fi
+    ! grep -q '\.debug_' <<<"$(readelf -SW "$file")" || fail "$file: is not stripped"
+    symbols=$(nm -D --undefined-only "$file")
+    if grep -q __stack_chk_fail <<<"$symbols"; then protected=$((protected + 1)); fi
+    if grep -qE '__[a-z]+_chk(@|$)' <<<"$symbols"; then fortified=$((fortified + 1)); fi
   done < <(find "$work/unpacked" -path "$work/unpacked/source" -prune -o -type f ! -name "*.a" -print)
   echo "$programs programs, $libraries libraries: $protected with guarded stacks, $fortified with fortified calls"
   # GextonSDK and libFilterProcessor, the elements, the Python extension; gxfilter.
@@ -97,11 +95,18 @@ look_at_files() {
   [ "$fortified" = 4 ] || fail "files without fortified calls"
   for folder in "$work/unpacked"/{*/usr/share/doc/*,windows/*,npm/package,source/*}; do
     for text in '(LICENSE(.txt)?|copyright)' '(CHANGELOG.md|changelog.gz)'; do
-      find "$folder" -maxdepth 1 -type f -size +0 -regextype egrep -regex ".*/$text" | grep -q . ||
+      [ -n "$(find "$folder" -maxdepth 1 -type f -size +0 -regextype egrep -regex ".*/$text")" ] ||
         fail "$folder: no $text"
     done
   done
-  if grep -rlaF "$root" "$work/unpacked"; then fail "these name the folder of the build"; fi
+  # What is linked into the archives has licences of its own.
+  for folder in "$work/unpacked"/{windows/*,npm/package}; do
+    [ -s "$folder/THIRD_PARTY_LICENSES.txt" ] || fail "$folder: no licences of what it is linked with"
+  done
+  find "$work/unpacked" -name '*.gz' -exec gunzip {} +
+  for text in "$root" "$work"; do
+    if grep -rlaF "$text" "$work/unpacked"; then fail "these name a folder of this machine"; fi
+  done
 }
 
 # Built once more from the source archive, elsewhere, with nothing that was compiled before.
@@ -130,7 +135,10 @@ npm_package() {
   if [ ! playground/node_modules/.package-lock.json -nt playground/package-lock.json ]; then
     (cd playground && npm ci --no-audit --no-fund)
   fi
-  bindings/npm/tests/test.sh "$packages/filter-processor-$version.tgz" "$root/build/release/bin/gxfilter"
+  # That of the build that the packages were made in.
+  local gxfilter=$root/build/release/bin/gxfilter
+  [ -e "$gxfilter" ] || gxfilter=$root/build/package/bin/gxfilter
+  bindings/npm/tests/test.sh "$packages/filter-processor-$version.tgz" "$gxfilter"
 }
 
 fresh_debian() { tests/packaging/fresh_debian.sh "$work/debian" "$packages"; }
