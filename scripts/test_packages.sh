@@ -103,7 +103,7 @@ look_at_files() {
   for folder in "$work/unpacked"/{windows/*,npm/package}; do
     [ -s "$folder/THIRD_PARTY_LICENSES.txt" ] || fail "$folder: no licences of what it is linked with"
   done
-  find "$work/unpacked" -name '*.gz' -exec gunzip {} +
+  find "$work/unpacked" -path "$work/unpacked/source" -prune -o -name '*.gz' -exec gunzip {} +
   for text in "$root" "$work"; do
     if grep -rlaF "$text" "$work/unpacked"; then fail "these name a folder of this machine"; fi
   done
