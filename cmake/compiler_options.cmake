@@ -31,7 +31,7 @@ target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build>)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
-# What Debian hardens its programs with; docs/packaging.md has what it costs.
+# What Debian hardens its programs with.
 if(FILTER_PROCESSOR_HARDENING AND CMAKE_SYSTEM_NAME STREQUAL "Linux" AND NOT FILTER_PROCESSOR_SANITIZE)
   include(CheckCXXCompilerFlag)
   include(CheckCXXSourceCompiles)

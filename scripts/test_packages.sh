@@ -2,7 +2,7 @@
 # test_packages.sh [PART...]: makes all packages (scripts/package.sh) and tests them: what stands in their files, lintian,
 # the npm package in Node.js and in Chromium, a fresh Debian 12 that they are installed in and removed from, and the
 # same bits from another folder. What takes root's rights is skipped and counted without them. Installs what is missing.
-# With parts, only these of "version make files lintian npm debian again", of the packages that are there.
+# With parts, only these of "version make others files lintian npm debian again", of the packages that are there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
@@ -103,10 +103,32 @@ look_at_files() {
   for folder in "$work/unpacked"/{windows/*,npm/package}; do
     [ -s "$folder/THIRD_PARTY_LICENSES.txt" ] || fail "$folder: no licences of what it is linked with"
   done
+  grep -qx '[0-9]*' "$work/unpacked/source"/*/.release_date || fail "the source archive has no date"
+  [ -n "$(find "$work/unpacked/python3-filterprocessor" -path '*.dist-info/METADATA')" ] || fail "pip does not know of it"
+  local synopses
+  synopses=$(for file in "$packages"/*.deb; do dpkg-deb -f "$file" Description | sed -n 1p; done | sort | uniq -d)
+  [ -z "$synopses" ] || fail "packages share the synopsis '$synopses'"
+  # The time of linking stands behind the signature and four bytes of the header.
+  for file in "$work/unpacked/windows"/*/bin/*.{exe,dll}; do
+    header=$(od -An -tu4 -j 60 -N 4 "$file")
+    [ "$(od -An -tu4 -j $((header + 8)) -N 4 "$file")" -eq 0 ] || fail "$file carries a time"
+  done
   find "$work/unpacked" -path "$work/unpacked/source" -prune -o -name '*.gz' -exec gunzip {} +
   for text in "$root" "$work"; do
     if grep -rlaF "$text" "$work/unpacked"; then fail "these name a folder of this machine"; fi
   done
+}
+
+# Of what lies where packages are put, only files of their own names are replaced.
+others_are_left_alone() {
+  local place=$work/place
+  mkdir -p "$place/gxfilter_0_any.deb" && echo mine >"$place/note.txt" && echo old >"$place/filter_processor-0.tar.gz"
+  (cd "$place" && FILTER_PROCESSOR_PARTS=source "$root/scripts/package.sh" . >/dev/null)
+  if [ ! -d "$place/gxfilter_0_any.deb" ] || [ ! -e "$place/note.txt" ]; then
+    fail "package.sh deletes what is not its own"
+  fi
+  [ ! -e "$place/filter_processor-0.tar.gz" ] || fail "package.sh leaves an older archive beside its own"
+  if grep note.txt "$place/SHA256SUMS"; then fail "SHA256SUMS lists files of others"; fi
 }
 
 # Built once more from the source archive, elsewhere, with nothing that was compiled before.
@@ -143,11 +165,12 @@ npm_package() {
 
 fresh_debian() { tests/packaging/fresh_debian.sh "$work/debian" "$packages"; }
 
-if [ $# = 0 ]; then set -- version make files lintian npm debian again; fi
+if [ $# = 0 ]; then set -- version make others files lintian npm debian again; fi
 for name in "$@"; do
   case $name in
   version) part "The version stands in one place" version_stands_once ;;
   make) part "All packages" make_packages ;;
+  others) part "Nothing of others is replaced" others_are_left_alone ;;
   files) part "What stands in the files" look_at_files ;;
   lintian) part "lintian" look_with_lintian ;;
   npm) part "The npm package in Node.js, TypeScript and Chromium" npm_package ;;

@@ -90,12 +90,13 @@ grep -q '^  preset ' <<<"$shown" || fail "gst-inspect-1.0 shows $shown"
 inside sh -ec 'gst-launch-1.0 -q videotestsrc num-buffers=3 ! video/x-raw,format=GRAY16_LE,width=64,height=48 \
   ! depthchain preset=robot ! depthcolorize ! fakesink'
 inside /usr/bin/python3 -c '
-import numpy, filter_processor as fp
+import importlib.metadata, numpy, filter_processor as fp
 depth = numpy.full((48, 64), 900, numpy.uint16)
 depth[20, 20] = 0
 filled = fp.HoleFillingFilter(hole_filling_mode="nearest")(depth)
 assert filled[20, 20] == 900 and depth[20, 20] == 0
 assert "robot" in fp.presets()
+assert importlib.metadata.version("filter_processor") == fp.__version__
 print("filter_processor", fp.__version__)'
 
 say "Removed"
