@@ -26,9 +26,12 @@ if(FILTER_PROCESSOR_FUZZ)
   target_link_options(project_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# No path of the machine that builds stands in what is released, in messages, assertions or elsewhere.
+# No path of the machine that builds stands in what is released, in messages, assertions or elsewhere. Compilers
+# behind a cache may be told relative paths, which have to look the same.
+file(RELATIVE_PATH sources_from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
 target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build>)
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
+  -ffile-prefix-map=${sources_from_build}=.>)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 # What Debian hardens its programs with.
