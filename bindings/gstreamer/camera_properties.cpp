@@ -225,10 +225,23 @@ Result<std::optional<CameraFacts>> facts_of(const GstTagList& tags) {
   const std::string_view json = text;
   auto facts = parse_camera_facts({reinterpret_cast<const uint8_t*>(json.data()), json.size()});
   if (!facts)
-    return Error{fmt::format("tag {}: {}", camera_tag, facts.error().message)};
-  if (auto failure = KnownFacts().add(fmt::format("tag {}", camera_tag), *facts))
+    return Error{fmt::format("{}: {}", tag_origin(), facts.error().message)};
+  if (auto failure = KnownFacts().add(tag_origin(), *facts))
     return *failure;
   return std::optional(std::move(*facts));
+}
+
+std::string tag_origin() {
+  return fmt::format("tag {}", camera_tag);
+}
+
+Failure misfit_of(const CameraFacts& stream_facts, FrameSize size) {
+  KnownFacts known;
+  static_cast<void>(known.add(tag_origin(), stream_facts));
+  if (auto failure = known.check_size_of(size))
+    return Error{failure->message + "; what it says of its camera is left aside"};
+  const auto camera = make_camera(stream_facts, size, tag_origin());
+  return camera ? std::nullopt : Failure(camera.error());
 }
 
 CameraFacts facts_of(const Camera& camera) {

@@ -49,6 +49,14 @@ void register_camera_tag();
 /// say of which of its streams they are. Facts that can't be read are an error.
 recordings::Result<std::optional<recordings::CameraFacts>> facts_of(const GstTagList& tags);
 
+/// Why a stream's facts, which were checked, say nothing of its frames of this size: they are of a
+/// camera with frames of another. Null where they may be of theirs.
+recordings::Failure misfit_of(const recordings::CameraFacts& stream_facts,
+                              recordings::FrameSize size);
+
+/// Who told a stream's facts.
+std::string tag_origin();
+
 /// Everything that is known of a camera, as facts.
 recordings::CameraFacts facts_of(const recordings::Camera& camera);
 

@@ -8,7 +8,6 @@
 #include "chain_text.h"
 #include "depth_filter.h"
 #include "gxfilter/presets.h"
-#include "recordings/image_file.h"
 
 namespace depth_elements {
 
@@ -62,26 +61,25 @@ constexpr std::array ways{
     Way{"preset", "Name of a preset that is installed with the filters", find_chain},
 };
 
-/// Requests without filters where the text has none; the records that they name are read too.
+/// Requests without filters where the text has none. Empty text takes back what this way told, and
+/// nothing else. Records are read once, here.
 Failure tell(FilterElement& element, const Way& way, const std::string& text) {
+  const bool is_told_otherwise = element.look_at_wishes(
+      [&](const Wishes& wishes) { return !wishes.way.empty() && wishes.way != way.name; });
+  if (text.empty() && is_told_otherwise)
+    return std::nullopt;
   auto requests = way.requests(text);
   if (!requests)
     return requests.error();
-  std::vector<std::vector<uint8_t>> records;
-  for (const FilterRequest& request : *requests) {
-    auto record =
-        request.record.empty() ? Result(std::vector<uint8_t>()) : read_file(request.record);
-    if (!record)
-      return record.error();
-    records.push_back(std::move(*record));
-  }
-  element.change_wishes(filters_key, [requests = std::move(*requests), records = std::move(records),
-                                      name = way.name, text](Wishes& wishes) {
-    wishes.requests = requests;
-    wishes.records = records;
-    wishes.way = name;
-    wishes.text = text;
-  });
+  for (FilterRequest& request : *requests)
+    if (auto failure = read_record(request))
+      return failure;
+  element.change_wishes({filters_key, way.name,
+                         [requests = std::move(*requests), name = way.name, text](Wishes& wishes) {
+                           wishes.requests = requests;
+                           wishes.way = name;
+                           wishes.text = text;
+                         }});
   return std::nullopt;
 }
 
@@ -95,7 +93,8 @@ void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*
     const char* const text = g_value_get_string(value);
     const auto failure = tell(element_of(object), way, text != nullptr ? text : "");
     if (failure)
-      element_of(object).refuse_filters({std::string(way.name) + ": " + failure->message});
+      element_of(object).refuse_filters(
+          {{std::string(way.name) + ": " + failure->message}, {way.name}});
   });
 }
 

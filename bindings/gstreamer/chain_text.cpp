@@ -10,12 +10,17 @@ using namespace recordings;
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
+constexpr std::string_view between = " \t\r\n!>";
 constexpr std::string_view joints = ",:="; // a blank beside one of them ends no filter
 
 /// Where the filter that the text begins with ends.
 size_t end_of_filter(std::string_view text) {
-  for (size_t end = text.find_first_of(" \t\r\n!>;"); end < text.size();
-       end = text.find_first_of(" \t\r\n!>;", end)) {
+  // What is quoted ends with its quote.
+  const size_t quoted = text.substr(0, text.find_first_of(between)).find("@\"");
+  if (quoted != std::string_view::npos)
+    return std::min(text.find('"', quoted + 2), text.size() - 1) + 1;
+  for (size_t end = text.find_first_of(between); end < text.size();
+       end = text.find_first_of(between, end)) {
     if (blanks.find(text[end]) == std::string_view::npos)
       return end;
     const size_t next = text.find_first_not_of(blanks, end);
@@ -43,8 +48,11 @@ Result<std::vector<FilterRequest>> parse_chain(const std::string& text) {
     auto request = parse_filter_request(std::string(rest.substr(0, end)));
     if (!request)
       return request.error();
+    const std::string record = request->record.string();
+    if (record.size() > 2 && record.starts_with('"') && record.ends_with('"'))
+      request->record = record.substr(1, record.size() - 2);
     requests.push_back(std::move(*request));
-    const size_t next = rest.find_first_not_of(" \t\r\n!>;", end);
+    const size_t next = rest.find_first_not_of(between, end);
     rest.remove_prefix(std::min(next, rest.size()));
   }
   return requests;

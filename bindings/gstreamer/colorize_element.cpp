@@ -59,21 +59,22 @@ class Colorizer {
 
   // ---- properties, on any thread ----
 
-  void set(guint id, const GValue& value) {
+  void set(guint id, const GValue& value, const char* name) {
     if (id != property_near && id != property_far) {
       const auto change = CameraProperties::change_of(id, value);
       if (!change)
-        return refuse(change.error());
+        return refuse({change.error(), {name}});
       return wishes_.stage(
-          {id, [change = *change](ColorWishes& wishes) { change(wishes.camera); }});
+          {id, name, [change = *change](ColorWishes& wishes) { change(wishes.camera); }});
     }
     const bool is_near = id == property_near;
     const double number = g_value_get_double(&value);
     if (!(number >= 0 && number <= farthest))
-      return refuse({fmt::format("{}={}: out of range; allowed is 0 to {:.0f}",
-                                 is_near ? "near" : "far", number, farthest),
-                     ErrorKind::request});
-    wishes_.stage({id, [is_near, number](ColorWishes& wishes) {
+      return refuse(
+          {{fmt::format("{}={}: out of range; allowed is 0 to {:.0f}", name, number, farthest),
+            ErrorKind::request},
+           {name}});
+    wishes_.stage({id, name, [is_near, number](ColorWishes& wishes) {
                      (is_near ? wishes.near : wishes.far) = number;
                    }});
   }
@@ -86,21 +87,29 @@ class Colorizer {
     });
   }
   void settle() {
-    for (const Error& error : wishes_.settle(check_wishes).refusals)
-      refuse(error);
+    const auto outcome = wishes_.settle(
+        check_wishes, [this](const char* name) { g_object_notify(G_OBJECT(&element_), name); });
+    refusals_.accept(names_of(outcome.kept));
+    for (const Refusal& refusal : outcome.refusals)
+      refuse(refusal);
   }
-  void refuse(const Error& error) { refusals_.add(&element_, error); }
+  void refuse(const Refusal& refusal) { refusals_.add(&element_, refusal); }
   void tell_refusals() { refusals_.tell(&element_); }
 
   // ---- the stream ----
 
   void set_stream_facts(CameraFacts facts) {
-    are_colors_made_ = are_colors_made_ && facts == stream_facts_;
+    if (facts == stream_facts_)
+      return;
+    are_colors_made_ = false;
+    is_misfit_told_ = false;
     stream_facts_ = std::move(facts);
   }
   /// The next frame with data chooses the range anew.
   void begin() {
     are_colors_made_ = false;
+    is_misfit_told_ = false;
+    has_painted_ = false;
     chosen_.reset();
   }
   void begin_stream() {
@@ -111,10 +120,11 @@ class Colorizer {
   Failure paint(const GstVideoFrame& in, const GstVideoFrame& out) {
     const ImageView image = pixels_of(in, packed_);
     if (revision_ != wishes_.revision())
-      take_wishes();
+      take_wishes(image.size);
     if (!are_colors_made_)
       if (auto failure = make_colors(image, *out.info.finfo))
         return failure;
+    has_painted_ = true;
     const auto pixel_bytes = static_cast<size_t>(GST_VIDEO_FRAME_COMP_PSTRIDE(&out, 0));
     const Rows rows = rows_of(out);
     for (size_t y = 0; y < image.size.height; ++y) {
@@ -131,22 +141,41 @@ class Colorizer {
   }
 
  private:
-  void take_wishes() {
+  /// As the elements with filters: a camera that can't be is refused while the stream plays.
+  void take_wishes(FrameSize size) {
     const auto taken = wishes_.take();
-    followed_ = taken.in_force;
-    for (const auto& change : taken.changes)
-      change.apply(followed_);
+    auto decision =
+        decide(taken.in_force, taken.changes, [&](const ColorWishes& wishes) -> Failure {
+          const auto camera = has_painted_ ? camera_of(wishes, size) : Result(Camera());
+          return camera ? std::nullopt : Failure(camera.error());
+        });
+    followed_ = std::move(decision.settings);
     wishes_.put_in_force(followed_);
     revision_ = taken.revision;
     are_colors_made_ = false;
+    for (const Refusal& refusal : decision.refusals)
+      refuse(refusal);
+    for (const char* name : names_without(taken.changes, decision.kept))
+      g_object_notify(G_OBJECT(&element_), name);
+  }
+
+  /// The camera of frames of this size.
+  Result<Camera> camera_of(const ColorWishes& wishes, FrameSize size) const {
+    KnownFacts known;
+    if (!misfit_of(stream_facts_, size))
+      static_cast<void>(known.add(tag_origin(), stream_facts_)); // was checked
+    wishes.camera.add_to(known);
+    if (auto failure = known.check_size_of(size))
+      return *failure;
+    return make_camera(known.facts(), size);
   }
 
   /// The colours of all pixel values; they may change with the next frame as long as none had data.
   Failure make_colors(const ImageView& image, const GstVideoFormatInfo& format) {
-    KnownFacts known;
-    static_cast<void>(known.add("the stream", stream_facts_)); // was checked
-    followed_.camera.add_to(known);
-    const auto camera = make_camera(known.facts(), image.size);
+    const auto misfit = misfit_of(stream_facts_, image.size);
+    if (misfit && !std::exchange(is_misfit_told_, true))
+      refuse({*misfit, {}});
+    const auto camera = camera_of(followed_, image.size);
     if (!camera)
       return camera.error();
     FrameView view{{}, camera->pixel_type, camera->depth_unit};
@@ -194,6 +223,8 @@ class Colorizer {
   uint64_t revision_ = 0; ///< of the wishes that are followed
   CameraFacts stream_facts_ = CameraFacts::object();
   std::optional<ChosenRange> chosen_; ///< by the first frame with data
+  bool is_misfit_told_ = false;       ///< that the stream's facts are left aside
+  bool has_painted_ = false;          ///< frames of these caps
   bool are_colors_made_ = false;
   std::vector<uint16_t> packed_; ///< an input whose rows have gaps
   std::vector<ColorBytes> colors_ = std::vector<ColorBytes>(size_t{256} * 256);
@@ -210,8 +241,8 @@ Colorizer& colorizer_of(gpointer object) {
   return *static_cast<DepthColorize*>(object)->colorizer;
 }
 
-void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
-  guarded(object, [&] { colorizer_of(object).set(id, *value); });
+void set_property(GObject* object, guint id, const GValue* value, GParamSpec* property) {
+  guarded(object, [&] { colorizer_of(object).set(id, *value, property->name); });
 }
 
 void get_property(GObject* object, guint id, GValue* value, GParamSpec* /*property*/) {
@@ -276,7 +307,7 @@ void look_at_event(Colorizer& colorizer, GstEvent& event) {
   gst_event_parse_tag(&event, &tags);
   auto facts = facts_of(*tags);
   if (!facts)
-    colorizer.refuse(facts.error());
+    colorizer.refuse({facts.error(), {}});
   else if (*facts)
     colorizer.set_stream_facts(std::move(**facts));
 }
@@ -293,6 +324,14 @@ void before_transform(GstBaseTransform* transform, GstBuffer* buffer) {
 gboolean transform_meta(GstBaseTransform* transform, GstBuffer* out, GstMeta* meta, GstBuffer* in) {
   return travels_along(*meta, false) ||
          GST_BASE_TRANSFORM_CLASS(parent_class)->transform_meta(transform, out, meta, in) != FALSE;
+}
+
+GstFlowReturn generate_output(GstBaseTransform* transform, GstBuffer** out) {
+  const GstVideoInfo& info = reinterpret_cast<GstVideoFilter*>(transform)->in_info;
+  if (guarded(transform, false, [&] { return holds_frame(*transform, info); }))
+    return GST_BASE_TRANSFORM_CLASS(parent_class)->generate_output(transform, out);
+  gst_clear_buffer(&transform->queued_buf);
+  return GST_FLOW_ERROR;
 }
 
 GstFlowReturn transform_frame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
@@ -326,7 +365,7 @@ void init_class(gpointer element_class, gpointer /*data*/) {
   auto& element = *GST_ELEMENT_CLASS(element_class);
   element.change_state = change_state;
   add_pad(element, "sink", GST_PAD_SINK, depth_caps);
-  add_pad(element, "src", GST_PAD_SRC, GST_VIDEO_CAPS_MAKE(COLOR_FORMATS));
+  add_pad(element, "src", GST_PAD_SRC, DEPTH_ELEMENTS_CAPS(COLOR_FORMATS));
   gst_element_class_set_static_metadata(
       &element, "Depth in colours", "Filter/Converter/Video",
       "Shows depth images in colours: near is warm, no data black", "FilterProcessor");
@@ -334,6 +373,7 @@ void init_class(gpointer element_class, gpointer /*data*/) {
   transform.stop = stop;
   transform.transform_caps = transform_caps;
   transform.before_transform = before_transform;
+  transform.generate_output = generate_output;
   transform.sink_event = see_event;
   transform.transform_meta = transform_meta;
   auto& video = *GST_VIDEO_FILTER_CLASS(element_class);

@@ -27,18 +27,39 @@ std::optional<FrameSize> fixed_size(const GstStructure& structure) {
   return FrameSize{static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
 }
 
-void add_size(GstCaps& caps, const GstStructure& like, FrameSize size) {
-  GstStructure* const structure = gst_structure_copy(&like);
-  gst_structure_set(structure, "width", G_TYPE_INT, static_cast<gint>(size.width), "height",
-                    G_TYPE_INT, static_cast<gint>(size.height), nullptr);
-  gst_caps_append_structure(&caps, structure);
+/// The least and the greatest length of a side.
+using Lengths = std::pair<uint32_t, uint32_t>;
+
+constexpr Lengths any_length{1, max_side};
+
+void set_side(GstStructure& structure, const char* side, Lengths lengths) {
+  const auto least = static_cast<gint>(lengths.first);
+  const auto greatest = static_cast<gint>(lengths.second);
+  if (least == greatest)
+    gst_structure_set(&structure, side, G_TYPE_INT, least, nullptr);
+  else
+    gst_structure_set(&structure, side, GST_TYPE_INT_RANGE, least, greatest, nullptr);
 }
 
-void add_any_size(GstCaps& caps, const GstStructure& like) {
+/// Behind those that are there, as the first is the one that elements choose.
+void add_sizes(GstCaps*& caps, const GstStructure& like, Lengths widths, Lengths heights) {
+  if (widths.first > widths.second || heights.first > heights.second)
+    return;
   GstStructure* const structure = gst_structure_copy(&like);
-  gst_structure_set(structure, "width", GST_TYPE_INT_RANGE, 1, static_cast<gint>(max_side),
-                    "height", GST_TYPE_INT_RANGE, 1, static_cast<gint>(max_side), nullptr);
-  gst_caps_append_structure(&caps, structure);
+  set_side(*structure, "width", widths);
+  set_side(*structure, "height", heights);
+  caps = gst_caps_merge_structure(caps, structure);
+}
+
+void add_size(GstCaps*& caps, const GstStructure& like, FrameSize size) {
+  add_sizes(caps, like, {size.width, size.width}, {size.height, size.height});
+}
+
+void add_all_sizes_but(GstCaps*& caps, const GstStructure& like, FrameSize size) {
+  add_sizes(caps, like, {1, size.width - 1}, any_length);
+  add_sizes(caps, like, {size.width + 1, max_side}, any_length);
+  add_sizes(caps, like, {size.width, size.width}, {1, size.height - 1});
+  add_sizes(caps, like, {size.width, size.width}, {size.height + 1, max_side});
 }
 
 /// The caps on the other side of filters.
@@ -49,18 +70,23 @@ OwnedCaps caps_beyond(const Order& order, GstPadDirection direction, GstCaps& ca
   for (guint i = 0; i < gst_caps_get_size(&caps); ++i) {
     const GstStructure& structure = *gst_caps_get_structure(&caps, i);
     const auto size = fixed_size(structure);
-    if (direction == GST_PAD_SRC || !size) {
-      add_any_size(*others, structure);
-      continue;
-    }
-    const auto fitted = order.fit(*size);
-    if (fitted)
-      add_size(*others, structure, fitted->out);
+    std::optional<FrameSize> found;
+    if (size && direction == GST_PAD_SRC)
+      found = order.find_input(*size);
+    else if (const auto fitted = size ? order.fit(*size) : Result<Fitted>(Error{}); fitted)
+      found = fitted->out;
+    GstCaps* some = others.release();
+    if (found)
+      add_size(some, structure, *found);
+    // The base class puts what is the same on both sides in front of all.
+    if (found && direction == GST_PAD_SRC && *found != *size)
+      add_all_sizes_but(some, structure, *size);
     // What the filter can't do with any size is said by the first frame.
-    if (!fitted || order.has_open_sizes())
-      add_any_size(*others, structure);
+    else if (!found || direction == GST_PAD_SRC || order.has_open_sizes())
+      add_sizes(some, structure, any_length, any_length);
+    others.reset(some);
   }
-  return OwnedCaps(gst_caps_simplify(others.release()));
+  return others;
 }
 
 /// The length nearest to `wanted` that the caps take as their width or height.
@@ -106,33 +132,42 @@ OwnedCaps fixed_caps(const Order& order, GstPadDirection direction, const GstCap
   return OwnedCaps(gst_caps_fixate(others.release()));
 }
 
+/// Null where the caps do not say a size.
+Failure misfit_in(const CameraFacts& stream_facts, GstCaps* caps) {
+  const auto size = caps != nullptr ? fixed_size(*gst_caps_get_structure(caps, 0)) : std::nullopt;
+  return size ? misfit_of(stream_facts, *size) : std::nullopt;
+}
+
 } // namespace
 
 // ---- properties ----
 
 void FilterElement::settle() {
-  const auto decision = wishes_.settle([](const Wishes& wishes) -> Failure {
-    auto failure = check_setup({wishes.requests, wishes.ranges, {}, {}});
+  const auto check = [](const Wishes& wishes) -> Failure {
+    auto failure = check_setup({wishes.requests, wishes.ranges, {}});
     if (failure && !wishes.way.empty())
       failure->message.insert(0, wishes.way + ": ");
     return failure;
-  });
+  };
+  const auto outcome = wishes_.settle(
+      check, [this](const char* name) { g_object_notify(G_OBJECT(&transform_), name); });
   const auto is_of_filters = [](const auto& change) { return change.key == filters_key; };
-  if (std::ranges::any_of(decision.kept, is_of_filters)) {
+  if (std::ranges::any_of(outcome.kept, is_of_filters)) {
     const std::lock_guard lock(mutex_);
     refused_.clear();
   }
-  for (const Error& error : decision.refusals)
-    refuse_filters(error);
+  refusals_.accept(names_of(outcome.kept));
+  for (const Refusal& refusal : outcome.refusals)
+    refuse_filters(refusal);
 }
 
-void FilterElement::refuse_filters(const Error& error) {
-  refuse(error);
+void FilterElement::refuse_filters(const Refusal& refusal) {
+  refuse(refusal);
   const bool has_none =
       look_at_wishes([](const Wishes& wishes) { return wishes.requests.empty(); });
   const std::lock_guard lock(mutex_);
   if (has_none)
-    refused_ = error.message;
+    refused_ = refusal.error.message;
 }
 
 // ---- states and negotiation ----
@@ -154,17 +189,37 @@ void FilterElement::stop() {
   line_order_.reset();
   segment_.reset();
   packed_ = {};
+  told_trouble_ = {};
   see_stream_start();
   const std::lock_guard lock(mutex_);
   order_.reset();
   is_decided_ = false;
 }
 
-Setup FilterElement::setup_of(const Wishes& wishes) const {
-  Setup setup{wishes.requests, wishes.ranges, {}, wishes.records};
-  static_cast<void>(setup.facts.add("the stream", stream_facts_)); // was checked
+/// For frames of these caps.
+Setup FilterElement::setup_of(const Wishes& wishes, GstCaps* in_caps) const {
+  Setup setup{wishes.requests, wishes.ranges, {}};
+  if (!misfit_in(stream_facts_, in_caps))
+    static_cast<void>(setup.facts.add(tag_origin(), stream_facts_)); // was checked
   wishes.camera.add_to(setup.facts);
   return setup;
+}
+
+/// Whether the stream's facts hold for frames of these caps; those of other frames are left aside
+/// until either changes. True where that is another answer than before.
+bool FilterElement::judge_stream_facts(GstCaps* in_caps) {
+  const auto misfit = misfit_in(stream_facts_, in_caps);
+  const std::string text = misfit ? misfit->message : "";
+  if (text == misfit_)
+    return false;
+  misfit_ = text;
+  is_misfit_told_ = false;
+  return true;
+}
+
+void FilterElement::tell_misfit() {
+  if (!misfit_.empty() && !std::exchange(is_misfit_told_, true))
+    refuse({{misfit_}, {}});
 }
 
 std::shared_ptr<const Order> FilterElement::order() const {
@@ -172,9 +227,9 @@ std::shared_ptr<const Order> FilterElement::order() const {
   if (!is_decided_ && (order_ == nullptr || order_revision_ != wishes_.revision())) {
     order_revision_ = wishes_.revision();
     const Wishes wishes = wishes_.settled();
-    Setup setup{wishes.requests, wishes.ranges, {}, wishes.records};
+    Setup setup{wishes.requests, wishes.ranges, {}};
     wishes.camera.add_to(setup.facts);
-    order_ = std::make_shared<const Order>(std::move(setup));
+    order_ = std::make_shared<const Order>(std::move(setup), order_.get());
   }
   return order_;
 }
@@ -223,8 +278,10 @@ Result<FrameSize> FilterElement::rehearse(const Order& order, GstCaps& in_caps) 
 
 void FilterElement::decide(GstCaps* in_caps) {
   const std::shared_ptr<const Order> before = is_decided_ ? order() : nullptr;
+  have_facts_changed_ = judge_stream_facts(in_caps) || have_facts_changed_;
   if (before != nullptr && !have_facts_changed_ && order_revision_ == wishes_.revision())
     return;
+  const std::shared_ptr<const Order> like = order();
   const auto taken = wishes_.take();
   // Where nothing works yet, what is asked for has to do: the first frame says what is wrong.
   const bool may_refuse = line_ != nullptr && in_caps != nullptr;
@@ -232,7 +289,7 @@ void FilterElement::decide(GstCaps* in_caps) {
   bool has_other_caps = false;
   const auto decision =
       depth_elements::decide(taken.in_force, taken.changes, [&](const Wishes& wishes) -> Failure {
-        const auto candidate = std::make_shared<const Order>(setup_of(wishes));
+        const auto candidate = std::make_shared<const Order>(setup_of(wishes, in_caps), like.get());
         if (may_refuse) {
           const auto out = rehearse(*candidate, *in_caps);
           if (!out)
@@ -243,7 +300,7 @@ void FilterElement::decide(GstCaps* in_caps) {
         return std::nullopt;
       });
   if (after == nullptr) { // what the stream says goes with nothing
-    after = std::make_shared<const Order>(setup_of(decision.settings));
+    after = std::make_shared<const Order>(setup_of(decision.settings, in_caps), like.get());
     has_other_caps = true;
   }
   if (before != nullptr && before->setup() == after->setup()) {
@@ -258,14 +315,18 @@ void FilterElement::decide(GstCaps* in_caps) {
     is_decided_ = true;
   }
   have_facts_changed_ = false;
-  for (const Error& error : decision.refusals)
-    refuse(error);
+  for (const Refusal& refusal : decision.refusals)
+    refuse(refusal);
+  for (const char* name : names_without(taken.changes, decision.kept)) // which read as before
+    g_object_notify(G_OBJECT(&transform_), name);
 
   const bool is_empty = after->setup().requests.empty();
   const bool was_empty = gst_base_transform_is_passthrough(&transform_) != FALSE;
   gst_base_transform_set_passthrough(&transform_, is_empty ? TRUE : FALSE);
   if (has_other_caps || is_empty != was_empty) // or another pool
     gst_base_transform_reconfigure_src(&transform_);
+  if (is_empty != was_empty) // those before laid their frames out for filters, or for those behind
+    gst_base_transform_reconfigure_sink(&transform_);
 }
 
 Failure FilterElement::begin(Setup setup, FrameSize in) {
@@ -293,8 +354,11 @@ bool FilterElement::negotiated(FrameSize in, FrameSize out, bool is_new) {
     line_order_ = now;
     is_told_camera_ = false;
   }
-  if (failure)
+  // The base class negotiates again with each buffer; told once, the same is known.
+  const std::pair trouble(order(), in);
+  if (failure && trouble != told_trouble_)
     post_error(&transform_, *failure);
+  told_trouble_ = failure ? trouble : Trouble();
   return !failure;
 }
 
@@ -320,6 +384,35 @@ bool FilterElement::follow() {
   if (failure)
     post_error(&transform_, *failure);
   return !failure;
+}
+
+/// Whether the elements behind take frames with gaps, as they say where buffers are agreed on.
+bool FilterElement::takes_any_layout() {
+  if (is_known_behind_.exchange(true))
+    return take_any_layout_;
+  GstPad* const pad = GST_BASE_TRANSFORM_SRC_PAD(&transform_);
+  const OwnedCaps caps(gst_pad_get_current_caps(pad));
+  GstQuery* const query = gst_query_new_allocation(caps.get(), FALSE);
+  take_any_layout_ =
+      gst_pad_peer_query(pad, query) != FALSE &&
+      gst_query_find_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr) != FALSE;
+  gst_query_unref(query);
+  return take_any_layout_;
+}
+
+bool FilterElement::lay_out(const GstVideoInfo& info) {
+  GstBuffer*& buffer = transform_.queued_buf;
+  if (buffer == nullptr || gst_base_transform_is_passthrough(&transform_) == FALSE ||
+      has_default_layout(*buffer, info) || takes_any_layout())
+    return true;
+  GstBuffer* const copy = copy_to_default_layout(*buffer, info);
+  if (copy == nullptr) {
+    post_error(&transform_, "no memory for a frame");
+    return false;
+  }
+  gst_buffer_unref(buffer);
+  buffer = copy;
+  return true;
 }
 
 bool FilterElement::process(const GstVideoFrame& in, GstVideoFrame& out) {
@@ -360,6 +453,7 @@ void FilterElement::see_stream_start() {
   interrupt();
   have_facts_changed_ = have_facts_changed_ || !stream_facts_.empty();
   stream_facts_ = CameraFacts::object();
+  misfit_.clear();
   announced_.clear();
   is_told_camera_ = false;
   g_clear_pointer(&stream_tags_, gst_tag_list_unref);
@@ -381,15 +475,10 @@ GstEvent* FilterElement::see_tags(GstEvent* event) {
   g_clear_pointer(&stream_tags_, gst_tag_list_unref);
   stream_tags_ = gst_tag_list_ref(tags);
   const auto facts = facts_of(*tags);
-  Failure failure = facts ? std::nullopt : Failure(facts.error());
-  if (facts && *facts && line_ != nullptr) {
-    KnownFacts known;
-    static_cast<void>(known.add(fmt::format("tag {}", camera_tag), **facts)); // was checked
-    failure = known.check_size_of(line_->size());
-  }
-  if (failure) {
-    refuse(*failure);
+  if (!facts) {
+    refuse({facts.error(), {}});
   } else if (*facts && stream_facts_ != **facts) {
+    is_misfit_told_ = false;
     stream_facts_ = **facts;
     have_facts_changed_ = true;
   }
@@ -429,20 +518,22 @@ constexpr guint property_unchecked = 1;
 guint beyond_camera_properties = 0;
 GstVideoFilterClass* parent_class = nullptr;
 
-void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
+void set_property(GObject* object, guint id, const GValue* value, GParamSpec* property) {
   guarded(object, [&] {
     FilterElement& element = element_of(object);
     if (id == property_unchecked) {
       const bool is_unchecked = g_value_get_boolean(value) != FALSE;
-      return element.change_wishes(id, [is_unchecked](Wishes& wishes) {
-        wishes.ranges = is_unchecked ? Ranges::left_to_the_filter : Ranges::checked;
-      });
+      return element.change_wishes({id, property->name, [is_unchecked](Wishes& wishes) {
+                                      wishes.ranges = is_unchecked ? Ranges::left_to_the_filter
+                                                                   : Ranges::checked;
+                                    }});
     }
     const auto change = CameraProperties::change_of(id, *value);
     if (change)
-      element.change_wishes(id, [change = *change](Wishes& wishes) { change(wishes.camera); });
+      element.change_wishes(
+          {id, property->name, [change = *change](Wishes& wishes) { change(wishes.camera); }});
     else
-      element.refuse(change.error());
+      element.refuse({change.error(), {property->name}});
   });
 }
 
@@ -530,6 +621,7 @@ GstEvent* look_at_event(FilterElement& element, GstEvent* event) {
     element.see_stream_start();
     break;
   case GST_EVENT_CAPS:
+    element.see_change_behind();
     gst_event_parse_caps(event, &caps);
     element.decide(caps);
     break;
@@ -560,6 +652,7 @@ GstFlowReturn submit_buffer(GstBaseTransform* transform, gboolean is_discont, Gs
   GstCaps* caps = gst_pad_get_current_caps(GST_BASE_TRANSFORM_SINK_PAD(transform));
   const bool is_decided = guarded(transform, false, [&] {
     element_of(transform).decide(caps);
+    element_of(transform).tell_misfit();
     return true;
   });
   gst_clear_caps(&caps);
@@ -573,6 +666,24 @@ GstFlowReturn submit_buffer(GstBaseTransform* transform, gboolean is_discont, Gs
     return flow;
   return guarded(transform, GST_FLOW_ERROR,
                  [&] { return element_of(transform).follow() ? GST_FLOW_OK : GST_FLOW_ERROR; });
+}
+
+/// Comes once a buffer and its caps are known.
+GstFlowReturn generate_output(GstBaseTransform* transform, GstBuffer** out) {
+  const GstVideoInfo& info = reinterpret_cast<GstVideoFilter*>(transform)->in_info;
+  const bool is_frame = guarded(transform, false, [&] {
+    return holds_frame(*transform, info) && element_of(transform).lay_out(info);
+  });
+  if (is_frame)
+    return GST_BASE_TRANSFORM_CLASS(parent_class)->generate_output(transform, out);
+  gst_clear_buffer(&transform->queued_buf);
+  return GST_FLOW_ERROR;
+}
+
+gboolean see_event_from_behind(GstBaseTransform* transform, GstEvent* event) {
+  if (GST_EVENT_TYPE(event) == GST_EVENT_RECONFIGURE)
+    element_of(transform).see_change_behind();
+  return GST_BASE_TRANSFORM_CLASS(parent_class)->src_event(transform, event);
 }
 
 GstFlowReturn transform_frame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
@@ -613,7 +724,9 @@ void init_class(gpointer element_class, gpointer /*data*/) {
   transform.transform_caps = transform_caps;
   transform.fixate_caps = fixate_caps;
   transform.sink_event = see_event;
+  transform.src_event = see_event_from_behind;
   transform.submit_input_buffer = submit_buffer;
+  transform.generate_output = generate_output;
   transform.transform_meta = transform_meta;
   auto& video = *GST_VIDEO_FILTER_CLASS(element_class);
   video.set_info = set_info;

@@ -36,9 +36,8 @@ guint first_own_property();
 /// What a user asks of an element.
 struct Wishes {
   std::vector<gxfilter::FilterRequest> requests;
-  std::vector<std::vector<uint8_t>> records; ///< as in `Setup`
-  std::string way;                           ///< the property that told the requests, if one did
-  std::string text;                          ///< that property's value
+  std::string way;  ///< the property that told the requests, if one did
+  std::string text; ///< that property's value
   gxfilter::Ranges ranges = gxfilter::Ranges::checked;
   CameraProperties camera;
 };
@@ -62,15 +61,13 @@ class FilterElement {
     return wishes_.look(read);
   }
   /// Counts from `settle` on, so that several properties that are set at once count together.
-  void change_wishes(guint key, std::function<void(Wishes&)> apply) {
-    wishes_.stage({key, std::move(apply)});
-  }
+  void change_wishes(Change<Wishes> change) { wishes_.stage(std::move(change)); }
   /// Hands on what has changed, and refuses what the filters refuse of it.
   void settle();
   /// Tells the user on the bus, or as soon as there is one, why a property keeps its value.
-  void refuse(const recordings::Error& error) { refusals_.add(&transform_, error); }
+  void refuse(const Refusal& refusal) { refusals_.add(&transform_, refusal); }
   /// The same of filters: without others the element does not start.
-  void refuse_filters(const recordings::Error& error);
+  void refuse_filters(const Refusal& refusal);
 
   // ---- states and negotiation ----
 
@@ -90,6 +87,11 @@ class FilterElement {
 
   /// Once negotiated: makes what was decided work, before the next frame.
   bool follow();
+  /// Makes a copy of the next buffer where it goes through as it is, with rows that the elements
+  /// behind know nothing of. False without memory.
+  bool lay_out(const GstVideoInfo& info);
+  /// On any thread: what was known of the elements behind holds no longer.
+  void see_change_behind() { is_known_behind_ = false; }
   bool process(const GstVideoFrame& in, GstVideoFrame& out);
   /// The next frame is not one of those before.
   void interrupt() { was_interrupted_ = true; }
@@ -97,10 +99,14 @@ class FilterElement {
   void see_segment(const GstSegment& segment);
   /// Takes the event and returns what goes on.
   GstEvent* see_tags(GstEvent* event);
+  /// Says, once, where the stream's facts are left aside.
+  void tell_misfit();
 
  private:
   std::shared_ptr<const Order> order() const;
-  Setup setup_of(const Wishes& wishes) const;
+  Setup setup_of(const Wishes& wishes, GstCaps* in_caps) const;
+  bool judge_stream_facts(GstCaps* in_caps);
+  bool takes_any_layout();
   recordings::Result<recordings::FrameSize> rehearse(const Order& order, GstCaps& in_caps) const;
   recordings::Failure begin(Setup setup, recordings::FrameSize in);
   recordings::Failure follow_order();
@@ -120,17 +126,23 @@ class FilterElement {
   bool is_decided_ = false;
 
   std::atomic<bool> was_interrupted_{false};
+  std::atomic<bool> is_known_behind_{false};
 
   // Of the streaming thread.
   bool has_seen_frames_ = false;
+  bool take_any_layout_ = false;    ///< the elements behind, where that is known
   bool have_facts_changed_ = false; ///< since it was decided
   bool is_told_camera_ = false;     ///< frames that come out now have the announced camera
   std::unique_ptr<FilterLine> line_;
   std::shared_ptr<const Order> line_order_; ///< that the line follows
+  using Trouble = std::pair<std::shared_ptr<const Order>, recordings::FrameSize>;
+  Trouble told_trouble_; ///< what does not work for frames of which size, as the user knows
   recordings::FrameSize out_;
   std::vector<uint16_t> packed_; ///< an input whose rows have gaps
   std::optional<GstSegment> segment_;
-  recordings::CameraFacts stream_facts_ = recordings::CameraFacts::object();
+  recordings::CameraFacts stream_facts_ = recordings::CameraFacts::object(); ///< as they were told
+  std::string misfit_; ///< why they are left aside, empty where they are not
+  bool is_misfit_told_ = false;
   GstTagList* stream_tags_ = nullptr;
   std::string announced_; ///< the camera as our last tag says it; empty: there was none
 };

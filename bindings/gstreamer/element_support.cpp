@@ -1,7 +1,10 @@
 #include "element_support.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
+
+#include <fmt/format.h>
 
 namespace depth_elements {
 
@@ -50,16 +53,40 @@ void post_error(gpointer element, const char* text) noexcept {
   GST_ELEMENT_ERROR(element, LIBRARY, FAILED, ("%s", text), (nullptr));
 }
 
-void Refusals::add(gpointer element, const Error& error) {
-  GstBus* const bus = gst_element_get_bus(GST_ELEMENT_CAST(element));
-  if (bus == nullptr) {
-    GST_WARNING_OBJECT(element, "%s", error.message.c_str());
-    const std::lock_guard lock(mutex_);
-    held_back_.push_back(error.message);
+bool Refusals::is_news(gpointer element, const Names& names) {
+  const std::lock_guard lock(mutex_);
+  bool is_news = names.empty();
+  for (const char* name : names) {
+    GParamSpec* const property = g_object_class_find_property(G_OBJECT_GET_CLASS(element), name);
+    const bool may_repeat = property != nullptr && (property->flags & GST_PARAM_CONTROLLABLE) != 0;
+    is_news = refused_.insert(name).second || !may_repeat || is_news;
+  }
+  return is_news;
+}
+
+void Refusals::add(gpointer element, const Refusal& refusal) {
+  const std::string& text = refusal.error.message;
+  if (!is_news(element, refusal.names)) {
+    GST_INFO_OBJECT(element, "%s", text.c_str());
     return;
   }
-  gst_object_unref(bus);
-  post_warning(element, error.message);
+  // A bin that is in no pipeline has a bus that leads nowhere.
+  GstBus* const bus = gst_element_get_bus(GST_ELEMENT_CAST(element));
+  if (bus == nullptr || GST_STATE(element) == GST_STATE_NULL) {
+    GST_WARNING_OBJECT(element, "%s", text.c_str());
+    const std::lock_guard lock(mutex_);
+    held_back_.push_back(text);
+  } else {
+    post_warning(element, text);
+  }
+  if (bus != nullptr)
+    gst_object_unref(bus);
+}
+
+void Refusals::accept(const Names& names) {
+  const std::lock_guard lock(mutex_);
+  for (const char* name : names)
+    refused_.erase(name);
 }
 
 void Refusals::tell(gpointer element) {
@@ -82,6 +109,88 @@ void follow_controllers(GstBaseTransform& transform, GstBuffer& buffer) {
       gst_segment_to_stream_time(&segment, GST_FORMAT_TIME, GST_BUFFER_PTS(&buffer));
   if (GST_CLOCK_TIME_IS_VALID(time))
     gst_object_sync_values(GST_OBJECT_CAST(&transform), time);
+}
+
+namespace {
+
+/// The bytes from the first pixel's to the last pixel's end.
+size_t frame_bytes(const GstVideoInfo& info, size_t stride) {
+  const auto height = static_cast<size_t>(GST_VIDEO_INFO_HEIGHT(&info));
+  const auto row = static_cast<size_t>(GST_VIDEO_INFO_WIDTH(&info)) *
+                   static_cast<size_t>(GST_VIDEO_INFO_COMP_PSTRIDE(&info, 0));
+  return stride < row ? SIZE_MAX : (height - 1) * stride + row;
+}
+
+/// Makes one piece of memory of several: frames are mapped from the piece in which they begin.
+void join_pieces(GstBuffer*& buffer) {
+  if (gst_buffer_n_memory(buffer) < 2 || gst_buffer_get_video_meta(buffer) == nullptr)
+    return;
+  buffer = gst_buffer_make_writable(buffer);
+  gst_buffer_replace_all_memory(buffer, gst_buffer_get_all_memory(buffer));
+}
+
+Failure check_buffer(GstBuffer& buffer, const GstVideoInfo& info) {
+  const auto width = GST_VIDEO_INFO_WIDTH(&info);
+  const auto height = GST_VIDEO_INFO_HEIGHT(&info);
+  const size_t size = gst_buffer_get_size(&buffer);
+  const GstVideoMeta* const meta = gst_buffer_get_video_meta(&buffer);
+  if (meta == nullptr) {
+    if (size >= GST_VIDEO_INFO_SIZE(&info))
+      return std::nullopt;
+    return Error{fmt::format("a buffer of {} bytes holds no frame of {}x{}, which has {}", size,
+                             width, height, GST_VIDEO_INFO_SIZE(&info))};
+  }
+  if (meta->format != GST_VIDEO_INFO_FORMAT(&info) || meta->width != static_cast<guint>(width) ||
+      meta->height != static_cast<guint>(height))
+    return Error{fmt::format("a buffer with a frame of {}x{} came; its caps say {}x{}", meta->width,
+                             meta->height, width, height)};
+  const size_t needed = frame_bytes(info, static_cast<size_t>(std::max(meta->stride[0], 0)));
+  if (meta->offset[0] <= size && needed <= size - meta->offset[0])
+    return std::nullopt;
+  return Error{fmt::format("a buffer of {} bytes holds no frame of {}x{} with {} bytes a row from "
+                           "byte {} on",
+                           size, width, height, meta->stride[0], meta->offset[0])};
+}
+
+} // namespace
+
+bool holds_frame(GstBaseTransform& transform, const GstVideoInfo& info) {
+  if (transform.queued_buf == nullptr)
+    return true;
+  join_pieces(transform.queued_buf);
+  const auto failure = check_buffer(*transform.queued_buf, info);
+  if (failure)
+    post_error(&transform, *failure);
+  return !failure;
+}
+
+bool has_default_layout(GstBuffer& buffer, const GstVideoInfo& info) {
+  const GstVideoMeta* const meta = gst_buffer_get_video_meta(&buffer);
+  return meta == nullptr ||
+         (meta->offset[0] == 0 && meta->stride[0] == GST_VIDEO_INFO_PLANE_STRIDE(&info, 0) &&
+          gst_buffer_get_size(&buffer) == GST_VIDEO_INFO_SIZE(&info));
+}
+
+GstBuffer* copy_to_default_layout(GstBuffer& buffer, const GstVideoInfo& info) {
+  GstBuffer* copy = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+  if (copy == nullptr)
+    return nullptr;
+  gst_buffer_copy_into(copy, &buffer, GST_BUFFER_COPY_METADATA, 0, static_cast<gsize>(-1));
+  while (GstVideoMeta* const meta = gst_buffer_get_video_meta(copy))
+    gst_buffer_remove_meta(copy, &meta->meta);
+  GstVideoFrame from;
+  GstVideoFrame to;
+  bool is_copied = false;
+  if (gst_video_frame_map(&from, &info, &buffer, GST_MAP_READ) != FALSE) {
+    if (gst_video_frame_map(&to, &info, copy, GST_MAP_WRITE) != FALSE) {
+      is_copied = gst_video_frame_copy(&to, &from) != FALSE;
+      gst_video_frame_unmap(&to);
+    }
+    gst_video_frame_unmap(&from);
+  }
+  if (!is_copied)
+    gst_clear_buffer(&copy);
+  return copy;
 }
 
 bool travels_along(const GstMeta& meta, bool is_resized) {

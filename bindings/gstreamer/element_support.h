@@ -3,6 +3,7 @@
 
 #include <exception>
 #include <mutex>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,11 +12,18 @@
 
 #include "recordings/image.h"
 #include "recordings/result.h"
+#include "staged.h"
 
 namespace depth_elements {
 
+/// The caps of frames in these formats, of any size that files and hosts take.
+#define DEPTH_ELEMENTS_CAPS(FORMATS)                                                               \
+  "video/x-raw, format = (string) " FORMATS ", width = (int) [ 1, 65535 ], "                       \
+  "height = (int) [ 1, 65535 ], framerate = " GST_VIDEO_FPS_RANGE
+static_assert(recordings::max_side == 65535);
+
 /// The caps of depth.
-inline constexpr const char* depth_caps = GST_VIDEO_CAPS_MAKE("GRAY16_LE");
+inline constexpr const char* depth_caps = DEPTH_ELEMENTS_CAPS("GRAY16_LE");
 
 // ---- classes ----
 
@@ -44,17 +52,22 @@ inline void post_error(gpointer element, const recordings::Error& error) {
   post_error(element, error.message.c_str());
 }
 
-/// Warnings of values that were refused. Those from before there is a bus wait for it, as
-/// applications set most properties then. On any thread.
+/// Warnings of values that were refused. Those from before there is a pipeline wait for it, as
+/// applications set most properties then. What a controller may repeat with each frame is told
+/// once, until a value is accepted. On any thread.
 class Refusals {
  public:
-  void add(gpointer element, const recordings::Error& error);
+  void add(gpointer element, const Refusal& refusal);
+  void accept(const Names& names);
   /// Once there is a bus.
   void tell(gpointer element);
 
  private:
+  bool is_news(gpointer element, const Names& names);
+
   std::mutex mutex_;
   std::vector<std::string> held_back_;
+  std::set<std::string> refused_; ///< properties of which no value was accepted since
 };
 
 /// Calls `work` and tells of an exception, for instance of memory that is short, by a message:
@@ -91,6 +104,16 @@ void or_abort(Work work) {
 
 /// Sets controlled properties to their values at the buffer's time, where the segment has one.
 void follow_controllers(GstBaseTransform& transform, GstBuffer& buffer);
+
+/// Whether the buffer that comes next holds a frame of these caps; an error message says why not.
+/// Makes a buffer of one piece of a buffer of several, where they have rows of their own.
+bool holds_frame(GstBaseTransform& transform, const GstVideoInfo& info);
+
+/// Whether the buffer's rows and its bytes lie as elements expect that know nothing of metas.
+bool has_default_layout(GstBuffer& buffer, const GstVideoInfo& info);
+
+/// A buffer of default layout with all that the other has; null where one can't be mapped.
+GstBuffer* copy_to_default_layout(GstBuffer& buffer, const GstVideoInfo& info);
 
 /// Whether what is attached to a frame holds for the one that is made of it too: GStreamer's own
 /// class leaves everything behind that is about pictures. What says where something is in a frame

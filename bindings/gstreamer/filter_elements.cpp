@@ -32,20 +32,23 @@ const gexton::Parameter& parameter_of(const FilterKind& kind, guint id) {
   return kind.schema[id - first_own_property()];
 }
 
-void set_property(GObject* object, guint id, const GValue* value, GParamSpec* /*property*/) {
+/// Whether the value is in its range is asked once all are known that are set in one call:
+/// `unchecked` may be among them.
+void set_property(GObject* object, guint id, const GValue* value, GParamSpec* property) {
   guarded(object, [&] {
     const gexton::Parameter& parameter = parameter_of(kind_of(object), id);
-    FilterElement& element = element_of(object);
-    const Ranges ranges =
-        element.look_at_wishes([](const Wishes& wishes) { return wishes.ranges; });
     const std::string text = text_of(*value);
-    const auto checked = value_text(parameter, text, ranges);
-    // A default is one even where the schema has it outside its range.
-    if (!checked && !same_value(parameter, text, parameter.default_value))
-      return element.refuse(checked.error());
-    element.change_wishes(id, [name = parameter.name, text](Wishes& wishes) {
-      wishes.requests.front().values[name] = text;
-    });
+    // A default is one even where the schema has it outside its range, and where the value is open
+    // without one it is open again.
+    const bool is_default = same_value(parameter, text, parameter.default_value);
+    element_of(object).change_wishes(
+        {id, property->name, [name = parameter.name, text, is_default](Wishes& wishes) {
+           auto& values = wishes.requests.front().values;
+           if (is_default)
+             values.erase(name);
+           else
+             values[name] = text;
+         }});
   });
 }
 
@@ -67,7 +70,10 @@ void init_class(gpointer element_class, gpointer data) {
   object.get_property = get_property;
   guint id = first_own_property();
   for (const gexton::Parameter& parameter : kind.schema) {
-    GParamSpec* const property = property_of(parameter, kind.type_name, object);
+    gexton::Parameter shown = parameter;
+    if (is_open_by_default(kind.filter, parameter.name))
+      shown.description += " (default: as it fits the frames and the elements around)";
+    GParamSpec* const property = property_of(shown, kind.type_name, object);
     g_object_class_install_property(&object, id++, property);
     if (G_IS_PARAM_SPEC_ENUM(property))
       gst_type_mark_as_plugin_api(property->value_type, GstPluginAPIFlags{});

@@ -45,12 +45,20 @@ const std::shared_ptr<const hosting::Plugin>& linked_plugin() {
   return plugin;
 }
 
+namespace {
+
+/// With another record, frames mean something else.
+bool is_same_filter(const FilterRequest& left, const FilterRequest& right) {
+  return left.name == right.name && left.record == right.record &&
+         left.record_bytes == right.record_bytes;
+}
+
+} // namespace
+
 bool Setup::operator==(const Setup& other) const {
   return ranges == other.ranges && facts.facts() == other.facts.facts() &&
-         records == other.records &&
          std::ranges::equal(requests, other.requests, [](const auto& left, const auto& right) {
-           return left.name == right.name && left.values == right.values &&
-                  left.record == right.record;
+           return is_same_filter(left, right) && left.values == right.values;
          });
 }
 
@@ -77,13 +85,9 @@ Result<std::unique_ptr<FilterLine>> FilterLine::begin(Setup setup, FrameSize siz
       new FilterLine(std::move(setup), size, *camera, std::move(*profile), std::move(*chain)));
 }
 
-/// With another record, frames mean something else.
 bool FilterLine::has_history_of(const Setup& setup) const {
-  return setup.facts.facts() == setup_.facts.facts() && setup.records == setup_.records &&
-         std::ranges::equal(setup.requests, setup_.requests,
-                            [](const auto& left, const auto& right) {
-                              return left.name == right.name && left.record == right.record;
-                            });
+  return setup.facts.facts() == setup_.facts.facts() &&
+         std::ranges::equal(setup.requests, setup_.requests, is_same_filter);
 }
 
 Failure FilterLine::configure_again(const Setup& setup) {

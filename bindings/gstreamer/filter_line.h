@@ -20,8 +20,6 @@ struct Setup {
   std::vector<gxfilter::FilterRequest> requests;
   gxfilter::Ranges ranges = gxfilter::Ranges::checked;
   recordings::KnownFacts facts; ///< of the camera
-  /// What the requests' records held when the user named them, as a file may change under its name.
-  std::vector<std::vector<uint8_t>> records = {};
 
   bool operator==(const Setup& other) const;
 };

@@ -169,7 +169,104 @@ TEST(Changes, ComeFromAnyThread) {
   EXPECT_EQ(pipeline.messages(GST_MESSAGE_ERROR), "");
 }
 
+/// Values that only go together, of two threads, and a third that sets something else.
+TEST(Changes, OfThreadsDoNotMix) {
+  Pipeline pipeline("depthcolorize near=10 far=100");
+  const std::pair<double, double> ends[] = {{10, 100}, {1000, 2000}};
+  const auto set = [&](const std::pair<double, double>& pair) {
+    g_object_set(pipeline.object(), "near", pair.first, "far", pair.second, nullptr);
+  };
+  const auto read = [&] {
+    return std::pair(property<gdouble>(pipeline, "near"), property<gdouble>(pipeline, "far"));
+  };
+  std::atomic<bool> is_over = false;
+  std::thread other([&] {
+    for (int i = 0; !is_over; ++i)
+      g_object_set(pipeline.object(), "fx", 100.0 + i % 50, nullptr);
+  });
+  size_t old_values = 0;
+  for (size_t i = 0; i < 2000; ++i) {
+    set(ends[i % 2]);
+    old_values += read() != ends[i % 2] ? 1U : 0U;
+  }
+  EXPECT_EQ(old_values, 0U);
+  std::thread same([&] {
+    for (size_t i = 0; i < 2000; ++i)
+      set(ends[i % 2]);
+  });
+  for (size_t i = 0; i < 2000; ++i)
+    set(ends[i / 3 % 2]);
+  same.join();
+  is_over = true;
+  other.join();
+  EXPECT_TRUE(read() == ends[0] || read() == ends[1]);
+  g_object_set(pipeline.object(), "fx", 77.0, nullptr);
+  EXPECT_EQ(property<gdouble>(pipeline, "fx"), 77.0);
+  EXPECT_EQ(pipeline.messages(GST_MESSAGE_WARNING), "");
+}
+
 // ---- what is refused, and what is not ----
+
+/// In whatever order, as what is refused alone may go with what comes later.
+TEST(Changes, AreJudgedTogether) {
+  GstElement* const element = gst_element_factory_make("depthresize", nullptr);
+  const auto read = [&] {
+    gint left = 0;
+    g_object_get(element, "ex-left", &left, nullptr);
+    return left;
+  };
+  g_object_set(element, "ex-left", 700, nullptr);
+  EXPECT_EQ(read(), 0);
+  g_object_set(element, "ex-left", 700, "ex-top", 7000, "ex-right", 7000, "unchecked", TRUE,
+               nullptr);
+  EXPECT_EQ(read(), 700);
+  gst_object_unref(element);
+}
+
+TEST(Changes, ThatAreRefusedLaterAreNotified) {
+  Pipeline pipeline("depthresize scale=0.5 dst-width=32 dst-height=24");
+  pipeline.filter(0);
+  std::vector<gint> seen;
+  const auto see = +[](GObject* object, GParamSpec* /*property*/, std::vector<gint>* values) {
+    gint value = 0;
+    g_object_get(object, "dst-width", &value, nullptr);
+    values->push_back(value);
+  };
+  g_signal_connect(pipeline.object(), "notify::dst-width", G_CALLBACK(see), &seen);
+  g_object_set(pipeline.object(), "dst-width", 40, nullptr);
+  pipeline.filter(1);
+  EXPECT_EQ(seen, (std::vector<gint>{40, 32}));
+}
+
+/// A controller would fill the bus; another user hears of it again once a value was accepted.
+TEST(Changes, OfOnePropertyAreRefusedAloudOnce) {
+  Pipeline pipeline("depthspatialfastfilter");
+  const auto warnings = [&](std::initializer_list<gint> radii) {
+    for (const gint radius : radii)
+      g_object_set(pipeline.object(), "radius", radius, nullptr);
+    return count(pipeline.messages(GST_MESSAGE_WARNING), "params out of range");
+  };
+  EXPECT_EQ(warnings({4, 2, 4, 2}), 1U);
+  EXPECT_EQ(warnings({5, 4, 2, 3}), 1U);
+}
+
+/// A child of a bin has a bus that leads nowhere until the bin is in a pipeline.
+TEST(Changes, OfChildrenOfABinAreRefusedAloud) {
+  GstElement* const bin = gst_bin_new(nullptr);
+  GstElement* const element = gst_element_factory_make("depthnoiseremovalfilter", nullptr);
+  gst_bin_add(GST_BIN(bin), element);
+  g_object_set(element, "max-size", 5000, nullptr);
+  GstElement* const pipeline = gst_pipeline_new(nullptr);
+  gst_bin_add(GST_BIN(pipeline), bin);
+  GstBus* const bus = gst_element_get_bus(pipeline);
+  gst_element_set_state(pipeline, GST_STATE_READY);
+  GstMessage* message = gst_bus_pop_filtered(bus, GST_MESSAGE_WARNING);
+  EXPECT_NE(message, nullptr);
+  gst_clear_message(&message);
+  gst_element_set_state(pipeline, GST_STATE_NULL);
+  gst_object_unref(bus);
+  gst_object_unref(pipeline);
+}
 
 TEST(Changes, OnlyWhatIsRefusedGoes) {
   Pipeline pipeline("depthspatialfastfilter radius=5");
@@ -239,6 +336,32 @@ TEST(Changes, OfNothingKeepTheHistory) {
   EXPECT_NE(last(true, true), kept);
 }
 
+TEST(Changes, UseRecordsAsTheyWereWhenTheyWereNamed) {
+  const auto record = std::filesystem::path(testing::TempDir()) / "a record.bin";
+  const auto fields = naive::false_positive::default_record(64, 48);
+  std::ofstream(record, std::ios::binary)
+      << '\0' << std::string(fields.bytes.begin(), fields.bytes.end());
+  Pipeline pipeline("depthchain");
+  const std::string chain = "FalsePositiveFilter:@\"" + record.string() + "\" TemporalFilter";
+  g_object_set(pipeline.object(), "chain", chain.c_str(), nullptr);
+  pipeline.filter(0);
+  std::filesystem::remove(record);
+  EXPECT_EQ(pipeline.filter(scene(usual, 1), 0, true).size, usual);
+  gst_harness_set_src_caps_str(pipeline.harness(), caps_text(usual, 15).c_str());
+  EXPECT_EQ(pipeline.filter(2).size, usual);
+  g_object_set(pipeline.object(), "fx", 200.0, nullptr);
+  EXPECT_EQ(pipeline.filter(3).size, usual);
+  EXPECT_EQ(property<gdouble>(pipeline, "fx"), 200.0);
+  EXPECT_EQ(pipeline.messages(GST_MESSAGE_WARNING), "");
+  EXPECT_EQ(pipeline.messages(GST_MESSAGE_ERROR), "");
+
+  // What was never told can't be taken back.
+  g_object_set(pipeline.object(), "preset", "", "chain-file", nullptr, nullptr);
+  EXPECT_EQ(text_property(pipeline, "chain"), chain);
+  g_object_set(pipeline.object(), "chain", "", nullptr);
+  EXPECT_EQ(pipeline.filter(4), scene(usual, 4));
+}
+
 // ---- the camera ----
 
 TEST(Changes, OfTheCameraReachElementsBehindAnEmptyChain) {
@@ -277,6 +400,37 @@ TEST(Changes, CamerasOfFramesOfAnotherSizeAreRefused) {
   push_camera(pipeline, R"({"width": 10, "height": 10, "fx": 100})");
   EXPECT_EQ(pipeline.filter(2), direct.filter(scene(usual, 2)));
   EXPECT_EQ(count(pipeline.messages(GST_MESSAGE_WARNING), "width is 10"), 1U);
+  EXPECT_EQ(pipeline.messages(GST_MESSAGE_ERROR), "");
+
+  Pipeline colorize("depthcolorize far=4000");
+  const std::string colors = bytes_of(colorize, scene(usual, 0));
+  g_object_set(colorize.object(), "camera", file.c_str(), nullptr);
+  EXPECT_EQ(bytes_of(colorize, scene(usual, 0)), colors);
+  EXPECT_EQ(text_property(colorize, "camera"), "");
+  push_camera(colorize, R"({"width": 10, "height": 10, "depth_unit": 0.1})");
+  EXPECT_EQ(bytes_of(colorize, scene(usual, 0)), colors);
+  EXPECT_EQ(count(colorize.messages(GST_MESSAGE_WARNING), "width is 10"), 2U);
+  EXPECT_EQ(colorize.messages(GST_MESSAGE_ERROR), "");
+}
+
+/// What the stream says of its camera is true as long as frames have the camera's size.
+TEST(Changes, OfTheSizeDoNotEndAStreamThatToldItsCamera) {
+  const FrameSize small{32, 24};
+  Pipeline pipeline("depthnoiseremovalfilter");
+  push_camera(pipeline, R"({"width": 64, "height": 48, "depth_unit": 0.1})");
+  const Image told = pipeline.filter(0);
+  const Image untold = Pipeline("depthnoiseremovalfilter", small).filter(0);
+  ASSERT_NE(told, Pipeline("depthnoiseremovalfilter").filter(0));
+  gst_harness_set_src_caps_str(pipeline.harness(), caps_text(small).c_str());
+  for (int i = 0; i < 2; ++i)
+    EXPECT_EQ(pipeline.filter(scene(small, 0)), untold);
+  EXPECT_EQ(count(pipeline.messages(GST_MESSAGE_WARNING), "width is 64"), 1U);
+  push_camera(pipeline, R"({"width": 32, "height": 24, "depth_unit": 0.1})");
+  EXPECT_NE(pipeline.filter(scene(small, 0)), untold);
+  push_camera(pipeline, R"({"width": 64, "height": 48, "depth_unit": 0.1})");
+  gst_harness_set_src_caps_str(pipeline.harness(), caps_text(usual).c_str());
+  EXPECT_EQ(pipeline.filter(0), told);
+  EXPECT_EQ(pipeline.messages(GST_MESSAGE_WARNING), "");
   EXPECT_EQ(pipeline.messages(GST_MESSAGE_ERROR), "");
 }
 
@@ -393,6 +547,69 @@ TEST(Streams, GoToPoolsWithRowsOfAnyLength) {
     ASSERT_NE(meta, nullptr);
     EXPECT_GT(meta->stride[0], 128);
     EXPECT_EQ(pipeline.unpack(buffer), direct.filter(scene(usual, frame)));
+  }
+}
+
+/// Buffers were laid out for filters, which take any rows; those behind may know of no gaps.
+TEST(Streams, HaveTheRowsThatElementsBehindTake) {
+  Pipeline pipeline("depthchain chain=TemporalFilter");
+  pipeline.filter(scene(usual, 0), 7);
+  const auto reconfigured = [&] {
+    size_t times = 0;
+    while (GstEvent* const event = gst_harness_try_pull_upstream_event(pipeline.harness())) {
+      times += GST_EVENT_TYPE(event) == GST_EVENT_RECONFIGURE ? 1U : 0U;
+      gst_event_unref(event);
+    }
+    return times;
+  };
+  reconfigured();
+  g_object_set(pipeline.object(), "chain", "", nullptr);
+  GstBuffer* packed = pipeline.push(scene(usual, 1), 7);
+  ASSERT_NE(packed, nullptr);
+  EXPECT_EQ(gst_buffer_get_video_meta(packed), nullptr);
+  EXPECT_EQ(gst_buffer_get_size(packed), size_t{64} * 48 * 2);
+  EXPECT_EQ(GST_BUFFER_OFFSET(packed), 1U);
+  EXPECT_EQ(pipeline.unpack(packed), scene(usual, 1));
+  EXPECT_GT(reconfigured(), 0U);
+  // Those that take any are given them as they are.
+  gst_harness_add_propose_allocation_meta(pipeline.harness(), GST_VIDEO_META_API_TYPE, nullptr);
+  EXPECT_TRUE(gst_harness_push_upstream_event(pipeline.harness(), gst_event_new_reconfigure()));
+  GstBuffer* const padded = pipeline.push(scene(usual, 2), 7);
+  EXPECT_NE(gst_buffer_get_video_meta(padded), nullptr);
+  EXPECT_EQ(pipeline.unpack(padded), scene(usual, 2));
+}
+
+TEST(Streams, EndWithABufferThatHoldsNoFrame) {
+  const auto short_of = [](gsize bytes) {
+    GstBuffer* const buffer = make_buffer(scene(usual, 0), 8, 0);
+    gst_buffer_resize(buffer, 0, static_cast<gssize>(gst_buffer_get_size(buffer) - bytes));
+    return buffer;
+  };
+  for (const char* launch : {"depthtemporalfilter", "depthchain", "depthcolorize"}) {
+    SCOPED_TRACE(launch);
+    for (GstBuffer* buffer :
+         {gst_buffer_new_allocate(nullptr, 20, nullptr), short_of(9),
+          make_buffer(scene({60, 48}, 0), 0, 0), make_buffer(scene({64, 49}, 0), 0, 0)}) {
+      Pipeline pipeline(launch);
+      EXPECT_EQ(gst_harness_push(pipeline.harness(), buffer), GST_FLOW_ERROR);
+      EXPECT_EQ(count(pipeline.messages(GST_MESSAGE_ERROR), "a buffer "), 1U);
+    }
+    // The last row needs no gap behind it, and frames may lie in several pieces.
+    Pipeline pipeline(launch);
+    const std::string whole = bytes_of(pipeline, scene(usual, 0), 8);
+    GstBuffer* buffer = short_of(8);
+    GstMemory* const all = gst_buffer_get_all_memory(buffer);
+    gst_buffer_remove_all_memory(buffer);
+    gst_buffer_append_memory(buffer, gst_memory_copy(all, 0, 1000));
+    gst_buffer_append_memory(buffer, gst_memory_copy(all, 1000, -1));
+    gst_memory_unref(all);
+    Pipeline other(launch);
+    buffer = gst_harness_push_and_pull(other.harness(), buffer);
+    ASSERT_NE(buffer, nullptr);
+    std::string bytes(gst_buffer_get_size(buffer), '\0');
+    gst_buffer_extract(buffer, 0, bytes.data(), bytes.size());
+    gst_buffer_unref(buffer);
+    EXPECT_TRUE(bytes == whole);
   }
 }
 

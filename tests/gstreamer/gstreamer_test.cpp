@@ -60,7 +60,7 @@ TEST(Elements, PropertiesAreTheSchemas) {
       ASSERT_NE(property, nullptr);
       const int flags = G_PARAM_READWRITE | GST_PARAM_CONTROLLABLE | GST_PARAM_MUTABLE_PLAYING;
       EXPECT_EQ(property->flags & flags, flags);
-      EXPECT_EQ(g_param_spec_get_blurb(property), parameter.description);
+      EXPECT_TRUE(std::string(g_param_spec_get_blurb(property)).starts_with(parameter.description));
       const auto [type, min, max] = kind_of(property);
       EXPECT_EQ(type, parameter.type);
       EXPECT_FLOAT_EQ(static_cast<float>(min), std::stof(parameter.min));
@@ -261,6 +261,16 @@ TEST(Properties, ErrorsHaveThePluginsText) {
   EXPECT_EQ(pipeline.flow(), GST_FLOW_ERROR);
   EXPECT_NE(pipeline.messages(GST_MESSAGE_ERROR).find("DepthResize fails: incorrect config schema"),
             std::string::npos);
+
+  // Once, however often the elements before try.
+  const auto file = std::filesystem::path(testing::TempDir()) / "other.json";
+  std::ofstream(file) << R"({"width": 10, "height": 10})";
+  Pipeline other("depthtemporalfilter camera=" + file.string());
+  for (uint32_t frame = 0; frame < 3; ++frame)
+    EXPECT_EQ(other.filter(frame), Image());
+  const std::string errors = other.messages(GST_MESSAGE_ERROR);
+  EXPECT_NE(errors.find("width is 10"), std::string::npos);
+  EXPECT_EQ(errors.find("width is 10"), errors.rfind("width is 10"));
 }
 
 // ---- sizes ----
@@ -300,8 +310,50 @@ TEST(Sizes, ThatNobodySetsAreFound) {
                   FrameSize{33, 22}),
         std::pair("depthopennidisparitytransform pixel-type=disparity ! capsfilter "
                   "caps=video/x-raw,width=30,height=20",
-                  FrameSize{30, 20})})
+                  FrameSize{30, 20}),
+        std::pair("depthopennidisparitytransform pixel-type=disparity dst-width=33",
+                  FrameSize{33, 22})})
     EXPECT_EQ(Pipeline(launch, odd).filter(scene(odd, 0)).size, size) << launch;
+}
+
+/// The default stands for that again.
+TEST(Sizes, AreOpenAgainWithTheDefault) {
+  Pipeline pipeline("depthresize dst-width=32 dst-height=24");
+  EXPECT_EQ(pipeline.filter(0).size, (FrameSize{32, 24}));
+  g_object_set(pipeline.object(), "dst-width", 1280, "dst-height", 720, nullptr);
+  EXPECT_EQ(pipeline.filter(1).size, usual);
+  Pipeline classic("depthopennidisparitytransform pixel-type=disparity dst-width=32 dst-height=24");
+  const Image image = scene(usual, 0, GX_PIXEL_DISPARITY);
+  EXPECT_EQ(classic.filter(image).size, (FrameSize{32, 24}));
+  g_object_set(classic.object(), "dst-height", 0, nullptr);
+  EXPECT_EQ(classic.filter(image).size, (FrameSize{32, 24}));
+  g_object_set(classic.object(), "dst-width", 0, nullptr);
+  EXPECT_EQ(classic.filter(image).size, usual);
+}
+
+/// Elements before choose the first of the sizes that an element offers.
+TEST(Sizes, OfFramesThatComeInFollowThoseThatAreWanted) {
+  for (const auto& [launch, size] :
+       {std::pair("depthresize scale=0.5", FrameSize{128, 96}),
+        std::pair("depthresize scale=0.7", FrameSize{92, 69}), std::pair("depthresize", usual),
+        std::pair("depthchain chain=\"DepthResize:scale=2,dst_width=64,dst_height=48 "
+                  "TemporalFilter\"",
+                  FrameSize{32, 24})}) {
+    Pipeline pipeline(launch);
+    GstPad* const pad = gst_element_get_static_pad(pipeline.element(), "sink");
+    gst_harness_set_sink_caps_str(pipeline.harness(), caps_text(usual).c_str());
+    GstCaps* const caps = gst_pad_query_caps(pad, nullptr);
+    gint width = 0;
+    gint height = 0;
+    const GstStructure* const first = gst_caps_get_structure(caps, 0);
+    EXPECT_TRUE(gst_structure_get_int(first, "width", &width) &&
+                gst_structure_get_int(first, "height", &height))
+        << launch;
+    EXPECT_EQ((FrameSize{static_cast<uint32_t>(width), static_cast<uint32_t>(height)}), size)
+        << launch;
+    gst_caps_unref(caps);
+    gst_object_unref(pad);
+  }
 }
 
 // ---- chains ----

@@ -34,8 +34,8 @@ inline Image scene(FrameSize size, uint32_t frame, gx_pixel_type type = GX_PIXEL
 /// A buffer with `padding` bytes behind each row and before the first.
 inline GstBuffer* make_buffer(const Image& image, size_t padding, uint64_t number) {
   gsize offset[GST_VIDEO_MAX_PLANES] = {padding};
-  gint stride[GST_VIDEO_MAX_PLANES] = {static_cast<gint>(size_t{image.size.width} * 2 + padding)};
-  const auto step = static_cast<size_t>(stride[0]);
+  const size_t step = size_t{image.size.width} * 2 + padding;
+  gint stride[GST_VIDEO_MAX_PLANES] = {static_cast<gint>(step)};
   GstBuffer* const buffer =
       gst_buffer_new_allocate(nullptr, padding + step * image.size.height, nullptr);
   gst_buffer_memset(buffer, 0, 0xA5, gst_buffer_get_size(buffer));

@@ -186,13 +186,25 @@ std::string describe_request(const FilterRequest& request,
   return text;
 }
 
+Failure read_record(FilterRequest& request) {
+  if (request.record.empty())
+    return std::nullopt;
+  auto bytes = read_file(request.record);
+  if (!bytes)
+    return usage_error(bytes.error().message);
+  request.record_bytes = std::move(*bytes);
+  return std::nullopt;
+}
+
 Failure configure(Filter& filter, const FilterRequest& request, Ranges ranges) {
   gexton::ErrorSlot slot;
-  if (!request.record.empty()) {
-    const auto record = read_file(request.record);
-    if (!record)
-      return usage_error(record.error().message);
-    filter.set_config_data(*record, slot);
+  if (request.record_bytes) {
+    filter.set_config_data(*request.record_bytes, slot);
+  } else if (!request.record.empty()) {
+    FilterRequest with_bytes = request;
+    if (auto failure = read_record(with_bytes))
+      return failure;
+    filter.set_config_data(*with_bytes.record_bytes, slot);
   } else {
     const auto values = complete_values(request, filter.schema(), ranges);
     if (!values)

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,16 @@ struct FilterRequest {
   std::string name;
   std::map<std::string, std::string> values;
   std::filesystem::path record; ///< configuration record given in place of parameters, or empty
+  /// What the record holds, for those who make filters of it more than once, as a file may change
+  /// under its name. Null: `configure` reads it.
+  std::optional<std::vector<uint8_t>> record_bytes = {};
 };
 
 /// "NAME", "NAME:key=value,key=value" or "NAME:@FILE" (a configuration record).
 recordings::Result<FilterRequest> parse_filter_request(const std::string& text);
+
+/// Null once `record_bytes` are what the request's record holds now, if it names one.
+recordings::Failure read_record(FilterRequest& request);
 
 /// A chain of filters and what it is good for.
 struct Preset {
