@@ -29,6 +29,7 @@ endif()
 # No path of the machine that builds stands in what is released, in messages, assertions or elsewhere. Compilers
 # behind a cache may be told relative paths, which have to look the same.
 file(RELATIVE_PATH sources_from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+string(REGEX REPLACE "/$" "" sources_from_build "${sources_from_build}")
 target_compile_options(project_options INTERFACE $<$<CONFIG:Release>:
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build
   -ffile-prefix-map=${sources_from_build}=.>)
