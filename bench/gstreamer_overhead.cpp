@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <stdexcept>
+#include <string>
 
 #include "pipeline.h"
 
@@ -13,8 +15,8 @@ using namespace gst_test;
 
 constexpr FrameSize size{640, 480};
 constexpr int rounds = 1000;
-constexpr double most = 20;    ///< microseconds that an element may cost
-constexpr int most_trials = 3; ///< other programs' work only adds
+constexpr double most = 20;     ///< microseconds that an element may cost
+constexpr int most_trials = 10; ///< other programs' work only adds
 
 template <class Work>
 double microseconds(Work work) {
@@ -55,8 +57,14 @@ Cost measure(const char* filter, const char* element, const Image& image) {
   for (int i = 0; i < rounds; ++i) {
     direct_times.push_back(microseconds([&] { direct.process(**frame, slot); }));
     element_times.push_back(microseconds([&] {
-      gst_buffer_unref(gst_harness_push_and_pull(pipeline.harness(), gst_buffer_ref(buffer)));
+      GstBuffer* const output =
+          gst_harness_push_and_pull(pipeline.harness(), gst_buffer_ref(buffer));
+      if (output == nullptr)
+        throw std::runtime_error(std::string(element) + " gives no frame");
+      gst_buffer_unref(output);
     }));
+    if (slot) // a failure costs less than a frame
+      throw std::runtime_error(std::string(filter) + ": " + slot.text());
   }
   gst_buffer_unref(buffer);
   return {median(direct_times), median(element_times)};
