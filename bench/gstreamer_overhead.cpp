@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <stdexcept>
+#include <cstdlib>
 #include <string>
 
 #include "pipeline.h"
@@ -17,6 +17,11 @@ constexpr FrameSize size{640, 480};
 constexpr int rounds = 1000;
 constexpr double most = 20;     ///< microseconds that an element may cost
 constexpr int most_trials = 10; ///< other programs' work only adds
+
+[[noreturn]] void fail(const char* name, const std::string& reason) {
+  std::fprintf(stderr, "%s: %s\n", name, reason.c_str());
+  std::exit(1);
+}
 
 template <class Work>
 double microseconds(Work work) {
@@ -60,11 +65,11 @@ Cost measure(const char* filter, const char* element, const Image& image) {
       GstBuffer* const output =
           gst_harness_push_and_pull(pipeline.harness(), gst_buffer_ref(buffer));
       if (output == nullptr)
-        throw std::runtime_error(std::string(element) + " gives no frame");
+        fail(element, "it gives no frame");
       gst_buffer_unref(output);
     }));
     if (slot) // a failure costs less than a frame
-      throw std::runtime_error(std::string(filter) + ": " + slot.text());
+      fail(filter, slot.text());
   }
   gst_buffer_unref(buffer);
   return {median(direct_times), median(element_times)};
