@@ -20,8 +20,7 @@ all)
   scripts/python.sh
   scripts/gstreamer.sh
   scripts/test_playground.sh
-  scripts/platforms.sh
-  exec scripts/test_packages.sh # of what the others built
+  exec scripts/platforms.sh
   ;;
 '') ;;
 *) echo "usage: $0 [platforms|playground|python|gstreamer|packages|all]" >&2 && exit 2 ;;
