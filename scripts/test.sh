@@ -20,7 +20,8 @@ all)
   scripts/python.sh
   scripts/gstreamer.sh
   scripts/test_playground.sh
-  exec scripts/platforms.sh
+  scripts/platforms.sh
+  exec scripts/test_packages.sh # of what the others built
   ;;
 '') ;;
 *) echo "usage: $0 [platforms|playground|python|gstreamer|packages|all]" >&2 && exit 2 ;;

@@ -5,7 +5,7 @@ import path from "node:path";
 import { test } from "node:test";
 import { gzipSync } from "node:zlib";
 import type { Page } from "playwright-core";
-import { build, chain, digest, drop, gxfilter, open, picture, runDigest, settled, shell, stage } from "./stage";
+import { build, chain, digest, drop, fragment, gxfilter, open, picture, runDigest, settled, shell, stage } from "./stage";
 
 const on = stage();
 const at = (name: string) => path.join(on.work, name);
@@ -34,7 +34,7 @@ for (const { name, synth, filters } of recordings)
     const printed = shell(on.work, command);
     assert.ok(printed.includes(await runDigest(page)), `${command}\n${printed}`);
 
-    const again = await open(on, new URL(page.url()).hash.slice(1));
+    const again = await open(on, await fragment(page));
     assert.deepEqual(await chain(again), filters);
     await again.getByText("This link was made with the recording").waitFor();
     await drop(again, at(name));
@@ -173,8 +173,9 @@ test("views: all of them draw, the cursor moves with keys, a link keeps how it i
   await pane.press("Shift+ArrowRight");
   await pane.press("+");
   assert.equal(await page.locator(".readout td").first().innerText(), "330");
-  await page.waitForURL(/mode=wipe&map=cividis&wipe=0\.520&window=1\.25/);
-  const again = await open(on, new URL(page.url()).hash.slice(1));
+  const address = await fragment(page);
+  assert.match(address, /mode=wipe&map=cividis&wipe=0\.520&window=1\.25/);
+  const again = await open(on, address);
   assert.equal(await again.getByRole("slider", { name: "Where after begins" }).getAttribute("aria-valuenow"), "52");
   await page.context().close();
   await again.context().close();

@@ -68,6 +68,17 @@ export async function settled(page: Page): Promise<void> {
   await page.waitForSelector("#views[aria-busy=false]");
 }
 
+/** What stands behind the page's address once that has followed all that was done, which it does a moment later. */
+export async function fragment(page: Page): Promise<string> {
+  let seen: string | null = null;
+  for (;;) {
+    const now = await page.evaluate(() => location.hash.slice(1));
+    if (now !== "" && now === seen) return now;
+    seen = now;
+    await page.waitForTimeout(700);
+  }
+}
+
 /** Drops files or folders of the disk onto the page, as a hand would. */
 export async function drop(page: Page, ...files: string[]): Promise<void> {
   const client = await page.context().newCDPSession(page);
