@@ -17,4 +17,5 @@ export default tseslint.config(
     },
   },
   { files: ["**/*.js"], ...tseslint.configs.disableTypeChecked },
+  { files: ["module/*.js"], languageOptions: { globals: { WebAssembly: "readonly" } } },
 );

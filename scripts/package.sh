@@ -161,6 +161,7 @@ npm_package() {
   local package=$work/npm
   mkdir "$package"
   cp bindings/npm/{node.js,browser.js,processor.js,index.d.ts,README.md} "${texts[@]}" "$package"
+  cp playground/module/calls.js "$package"
   cp playground/built/playground.wasm "$package/filter_processor.wasm"
   # Bundlers look for the file that this names, though nobody asks for it by that.
   sed 's/"playground\.wasm"/"filter_processor.wasm"/g' playground/built/playground.js >"$package/module.js"

@@ -39,12 +39,18 @@ export interface FilterProcessor {
   readonly presets: readonly Preset[];
   /** A chain of one filter; parameters that are not given keep their defaults. */
   filter<Name extends FilterName>(name: Name, params?: FilterParameters[Name], options?: ChainOptions): Chain;
-  chain(steps: readonly Step[], options?: ChainOptions): Chain;
+  chain(steps: readonly (Step | GivenStep)[], options?: ChainOptions): Chain;
   preset(name: PresetName, options?: ChainOptions): Chain;
 }
 
 /** As a list in JSON that `gxfilter run --chain` reads. */
 export type Step = FilterName | { [Name in FilterName]: { filter: Name; params?: FilterParameters[Name] } }[FilterName];
+
+/** A step as a chain or a preset gives it, with values as texts. */
+export interface GivenStep {
+  readonly filter: FilterName;
+  readonly params: Readonly<Record<string, string>>;
+}
 
 export interface ChainOptions {
   camera?: Camera;
@@ -94,7 +100,7 @@ export interface FilteredFrame extends Frame {
 
 export interface Chain {
   /** With the values that were given, as the filters take them. */
-  readonly steps: readonly { filter: FilterName; params: Readonly<Record<string, string>> }[];
+  readonly steps: readonly GivenStep[];
   /**
    * A new frame, which is the caller's; the one that goes in stays as it is. Filters that remember frames need them
    * in the order of their time. Throws `FilterProcessorError` where a filter fails, the next frame goes on as usual,
@@ -127,7 +133,7 @@ export interface Preset {
   name: PresetName;
   description: string;
   whenNot: string;
-  chain: readonly { filter: FilterName; params: Readonly<Record<string, string>> }[];
+  chain: readonly GivenStep[];
 }
 
 /** A value that is refused, a filter that fails on a frame, or memory that has run out; the message says which. */

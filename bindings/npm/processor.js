@@ -1,6 +1,7 @@
 // Depth-image filters in Node.js and in browsers: what the WebAssembly module does, in the words of JavaScript.
 // What a filter takes, allows and refuses, the module knows; nothing of it stands here. Where the module comes from,
 // node.js and browser.js know.
+import { Calls, start } from "./calls.js";
 import createModule from "./module.js";
 
 /** What went wrong, with words for the user. */
@@ -20,69 +21,16 @@ async function compile(given) {
   return WebAssembly.compile(await source.arrayBuffer());
 }
 
-function start(compiled, trace) {
-  return new Promise((resolve, reject) => {
-    createModule({
-      instantiateWasm(imports, done) {
-        WebAssembly.instantiate(compiled, imports).then(done, reject);
-        return {};
-      },
-      print: trace,
-      printErr: trace,
-      onAbort: (reason) => reject(new Error(reason)),
-    }).then(resolve, reject);
-  });
-}
-
 /** `load` of index.d.ts, with what finds the module beside this package's files. */
 export function loadWith(findModule) {
   return async ({ module = findModule(), trace = () => undefined } = {}) =>
-    new FilterProcessor(await start(await compile(module), trace));
+    new FilterProcessor(await start(createModule, await compile(module), { print: trace, printErr: trace }));
 }
 
-/** Calls of the module: texts and bytes go in through its memory, and errors come out as exceptions. */
-class Calls {
-  /** The module's words for the numbers of pixel types that frames have had so far. */
-  #pixelTypes = new Map();
-
+/** What a chain asks of the module. */
+class Processing extends Calls {
   constructor(wasm) {
-    this.wasm = wasm;
-  }
-
-  made(address) {
-    if (address !== 0) return address;
-    throw new FilterProcessorError(JSON.parse(this.wasm.UTF8ToString(this.wasm._playground_error())));
-  }
-
-  read(address) {
-    return JSON.parse(this.wasm.UTF8ToString(this.made(address)));
-  }
-
-  allocate(size) {
-    const address = this.wasm._malloc(Math.max(size, 1));
-    if (address === 0) throw new FilterProcessorError({ message: "memory has run out" });
-    return address;
-  }
-
-  withText(text, use) {
-    const room = this.wasm.lengthBytesUTF8(text) + 1;
-    const address = this.allocate(room);
-    try {
-      this.wasm.stringToUTF8(text, address, room);
-      return use(address);
-    } finally {
-      this.wasm._free(address);
-    }
-  }
-
-  withBytes(bytes, use) {
-    const address = this.allocate(bytes.length);
-    try {
-      this.wasm.HEAPU8.set(bytes, address);
-      return use(address, bytes.length);
-    } finally {
-      this.wasm._free(address);
-    }
+    super(wasm, (said) => new FilterProcessorError(said));
   }
 
   session(facts, width, height) {
@@ -91,9 +39,7 @@ class Calls {
   }
 
   filter(name, values) {
-    return this.withText(name, (filter) =>
-      this.withText(JSON.stringify(values), (texts) => this.made(this.wasm._filter_make(filter, texts))),
-    );
+    return this.withTexts([name, JSON.stringify(values)], (...texts) => this.made(this.wasm._filter_make(...texts)));
   }
 
   /** Of little-endian pixels, as WebAssembly and every machine that runs it have them. */
@@ -119,14 +65,10 @@ class Calls {
     }
   }
 
-  look(session, frame) {
-    const view = new DataView(this.wasm.HEAPU8.buffer, this.made(this.wasm._frame_look(session, frame)));
-    const [width, height, pixels, type] = [0, 4, 8, 12].map((at) => view.getUint32(at, true));
-    const [depthUnit, fx, fy, cx, cy] = [16, 20, 24, 28, 32].map((at) => view.getFloat32(at, true));
-    const data = new Uint16Array(view.buffer, pixels, width * height).slice();
-    if (!this.#pixelTypes.has(type))
-      this.#pixelTypes.set(type, this.read(this.wasm._frame_pixel_type(session, frame)));
-    return { width, height, data, pixelType: this.#pixelTypes.get(type), depthUnit, fx, fy, cx, cy };
+  /** With pixels that stay. */
+  taken(session, frame) {
+    const { pixels, type, unit, ...others } = this.look(session, frame);
+    return { ...others, data: pixels.slice(), pixelType: type, depthUnit: unit };
   }
 }
 
@@ -134,7 +76,7 @@ class FilterProcessor {
   #calls;
 
   constructor(wasm) {
-    this.#calls = new Calls(wasm);
+    this.#calls = new Processing(wasm);
     const catalogue = this.#calls.read(wasm._catalogue());
     this.filters = catalogue.filters;
     this.presets = catalogue.presets;
@@ -197,7 +139,7 @@ class Chain {
     let at = calls.frame(this.#session, frame, this.#frames++);
     for (const filter of this.#filters) at = calls.processed(filter, at);
     try {
-      return calls.look(this.#session, at);
+      return calls.taken(this.#session, at);
     } finally {
       calls.wasm._frame_delete(at);
     }

@@ -4,7 +4,7 @@ declare module "*/built/playground.js" {
   type Call = (...values: number[]) => number;
   type Functions =
     | "playground_error" | "catalogue" | "chain_read" | "filter_make" | "filter_values" | "filter_process"
-    | "session_make" | "session_describe" | "frame_make" | "frame_valid" | "frame_look"
+    | "session_make" | "session_describe" | "frame_make" | "frame_valid" | "frame_look" | "frame_pixel_type"
     | "picture_width" | "picture_height" | "picture_decode" | "npy_describe" | "npy_decode"
     | "scene_make" | "scene_options" | "scene_describe" | "scene_render" | "names_order" | "camera_names" | "camera_parse"
     | "camera_raw_size" | "survey_make" | "survey_set_index" | "survey_see" | "survey_outcome"

@@ -10,6 +10,7 @@ const chain = processor.chain([{ filter: "HoleFillingFilter", params: parameters
 export const frame: FilteredFrame = chain.process({ width: 1, height: 1, data: Uint16Array.of(5) });
 processor.filter("NoiseRemovalFilter", { max_size: 80 }).free();
 processor.preset("robot").free();
+processor.chain([...chain.steps, ...processor.presets.flatMap((preset) => preset.chain)]).free();
 
 // @ts-expect-error: no such filter
 processor.filter("NoFilter");

@@ -1,9 +1,9 @@
 // The WebAssembly module as the engine sees it: texts and bytes in, texts, numbers and addresses out.
 
 import { decode } from "fast-png";
+import { Calls, start, type Failure } from "../../module/calls.js";
 import createModule from "../../built/playground.js";
 import type { PlaygroundModule } from "../../built/playground.js";
-import type { Lens, PixelType } from "./types";
 
 /** An object inside the module; 0 is none. */
 export type Handle = number;
@@ -23,16 +23,6 @@ export class EngineError extends Error {
   }
 }
 
-export interface FrameView extends Lens {
-  width: number;
-  height: number;
-  /** Inside the module's memory, until its next call. */
-  pixels: Uint16Array;
-  type: PixelType;
-  /** Millimetres. */
-  unit: number;
-}
-
 export interface Work {
   frame: Handle;
   valid: number;
@@ -46,9 +36,6 @@ const errorNames: Record<string, string> = {
   topic_needed: "TopicNeeded",
   memory: "OutOfMemory",
 };
-/** By the codes of the host's interface. */
-const pixelTypes: Record<number, PixelType> = { 0: "depth", 2: "disparity", 4: "tof" };
-
 /** Width, height, bits, and 1 for grey: of the chunk that a PNG begins with. */
 function readPngHeader(bytes: Uint8Array): number[] {
   const text = new TextDecoder("latin1").decode(bytes.subarray(0, 26));
@@ -75,85 +62,22 @@ function decodeWhole(bytes: Uint8Array) {
   }
 }
 
-export class Module {
-  private constructor(private readonly wasm: PlaygroundModule) {}
+/** What the last call that failed said. */
+function failed({ kind, message, parameter, allowed, choices }: Failure): EngineError {
+  const known = (text?: string) => (text === undefined || text === "" ? null : text);
+  return new EngineError(errorNames[kind] ?? "Unreadable", message, known(parameter), known(allowed), choices);
+}
+
+export class Module extends Calls<PlaygroundModule> {
+  private constructor(wasm: PlaygroundModule) {
+    super(wasm, failed);
+  }
 
   /** Of the module's bytes, compiled already. */
   static async load(compiled: WebAssembly.Module, died: (reason: string) => void): Promise<Module> {
-    const wasm = await new Promise<PlaygroundModule>((resolve, reject) => {
-      createModule({
-        instantiateWasm(imports, done) {
-          WebAssembly.instantiate(compiled, imports).then(done, reject);
-          return {};
-        },
-        print: () => undefined, // filters trace their parameters
-        printErr: () => undefined,
-        onAbort: died,
-        readPngHeader,
-        decodePng,
-      }).then(resolve, reject);
-    });
-    return new Module(wasm);
-  }
-
-  // ---- texts and bytes ----
-
-  /** What the last call that failed said. */
-  private failure(): EngineError {
-    const said = JSON.parse(this.wasm.UTF8ToString(this.wasm._playground_error())) as {
-      kind: string;
-      message: string;
-      parameter?: string;
-      allowed?: string;
-      choices?: string[];
-    };
-    const name = errorNames[said.kind] ?? "Unreadable";
-    const known = (text?: string) => (text === undefined || text === "" ? null : text);
-    return new EngineError(name, said.message, known(said.parameter), known(said.allowed), said.choices);
-  }
-
-  private withText<T>(text: string, use: (address: number) => T): T {
-    const room = this.wasm.lengthBytesUTF8(text) + 1;
-    const address = this.allocate(room);
-    try {
-      this.wasm.stringToUTF8(text, address, room);
-      return use(address);
-    } finally {
-      this.wasm._free(address);
-    }
-  }
-
-  private withTexts<T>(texts: readonly string[], use: (...addresses: number[]) => T): T {
-    const [first, ...rest] = texts;
-    if (first === undefined) return use();
-    return this.withText(first, (address) =>
-      this.withTexts(rest, (...others) => use(address, ...others)),
-    );
-  }
-
-  private withBytes<T>(bytes: Uint8Array, use: (address: number, size: number) => T): T {
-    const address = this.allocate(bytes.length);
-    try {
-      this.wasm.HEAPU8.set(bytes, address);
-      return use(address, bytes.length);
-    } finally {
-      this.wasm._free(address);
-    }
-  }
-
-  private allocate(size: number): number {
-    const address = this.wasm._malloc(Math.max(size, 1));
-    if (address === 0) throw new EngineError("OutOfMemory", "memory has run out");
-    return address;
-  }
-
-  private made(handle: Handle): Handle {
-    if (handle === 0) throw this.failure();
-    return handle;
-  }
-
-  private read(address: number): unknown {
-    return JSON.parse(this.wasm.UTF8ToString(this.made(address)));
+    const traced = () => undefined; // filters trace their parameters
+    const hooks = { print: traced, printErr: traced, onAbort: died, readPngHeader, decodePng };
+    return new Module(await start(createModule, compiled, hooks));
   }
 
   // ---- filters and chains ----
@@ -218,25 +142,6 @@ export class Module {
 
   validPixels(frame: Handle): number {
     return this.wasm._frame_valid(frame);
-  }
-
-  look(session: Handle, frame: Handle): FrameView {
-    const at = this.made(this.wasm._frame_look(session, frame));
-    const view = new DataView(this.wasm.HEAPU8.buffer, at);
-    const width = view.getUint32(0, true);
-    const height = view.getUint32(4, true);
-    const real = (offset: number) => view.getFloat32(offset, true);
-    return {
-      width,
-      height,
-      pixels: new Uint16Array(view.buffer, view.getUint32(8, true), width * height),
-      type: pixelTypes[view.getUint32(12, true)] ?? "depth",
-      unit: real(16),
-      fx: real(20),
-      fy: real(24),
-      cx: real(28),
-      cy: real(32),
-    };
   }
 
   deleteFrame(frame: Handle): void {

@@ -9,7 +9,7 @@ import { McapWriter } from "@mcap/core";
 import { encode } from "fast-png";
 import type { Camera, Step, Update } from "../../src/engine/types";
 import {
-  digestIn, dropped, makeEngine, frameDigest, makeFolder, nothingSaid, openIn, request, resultOf, sh, step,
+  digestIn, dropped, makeEngine, frameDigest, makeFolder, openIn, request, resultOf, sh, step,
 } from "./support";
 
 const size = "96x80";
@@ -233,7 +233,7 @@ void test("a camera file beside the frames counts, and what the user says counts
   const engine = await makeEngine();
   const info = await openIn(engine, dropped(join(folder, "scene")), none);
   assert.deepEqual(info.camera, { fx: 50, depthUnit: 0.1 });
-  const result = resultOf(await engine.process(request([], 0, { ...nothingSaid, fx: 60 })));
+  const result = resultOf(await engine.process(request([], 0, { fx: 60 })));
   assert.equal(result.lensBefore.fx, 60);
   assert.equal(result.unitBefore, Math.fround(0.1));
   assert.deepEqual(

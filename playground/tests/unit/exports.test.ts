@@ -10,8 +10,9 @@ import {
 } from "../../src/export";
 import type { Taken } from "../../src/export";
 import {
-  digestIn, dropped, frameDigest, libraries, makeEngine, makeFolder, nothingSaid, request, resultOf, root, sh, step,
+  digestIn, dropped, frameDigest, libraries, makeEngine, makeFolder, request, resultOf, root, sh, step,
 } from "./support";
+import { openCamera } from "../../src/page/state/project";
 
 const chain = [
   step("DisparityTransform"),
@@ -25,7 +26,7 @@ void test("the command, the chain, the C program and the saved frames give what 
   const engine = await makeEngine();
   const synth = { size: "64x48", frames: "5", "pixel-type": "disparity", seed: "9" };
   const info = await engine.synth(synth);
-  const camera = { ...nothingSaid, baseline: 75, d2d: { minDisparity: 2 } };
+  const camera = { ...openCamera, baseline: 75, d2d: { minDisparity: 2 } };
   const asked = { ...request(chain, 4), camera };
   const { digest } = await engine.runAll(asked, () => undefined);
   const last = resultOf(await engine.process(asked));
@@ -38,7 +39,7 @@ void test("the command, the chain, the C program and the saved frames give what 
   writeFileSync(join(folder, "scene"), "the user's own");
   for (const time of ["once", "again"]) assert.equal(digestIn(sh(gxfilterCommand(taken), folder)), digest, time);
   const scene = /scene_\w+/.exec(gxfilterCommand(taken))?.[0] ?? "";
-  assert.notEqual(gxfilterCommand({ ...taken, camera: nothingSaid }).split(" --out ").at(-1), gxfilterCommand(taken).split(" --out ").at(-1));
+  assert.notEqual(gxfilterCommand({ ...taken, camera: openCamera }).split(" --out ").at(-1), gxfilterCommand(taken).split(" --out ").at(-1));
 
   writeFileSync(join(folder, "chain.json"), chainJson(taken));
   const options = "--baseline 75 --d2d minDisparity=2";
@@ -69,7 +70,7 @@ void test("names and values survive shells and Python", () => {
   const name = "my $(touch x) 'own'/-rec.mcap";
   const taken: Taken = {
     chain: [step("TemporalFilter", { weight: " 0.5 " })],
-    camera: { ...nothingSaid, fx: 600, pixelType: "tof" },
+    camera: { ...openCamera, fx: 600, pixelType: "tof" },
     made: null,
     values: {},
     source: { inputs: [name, "-b.png"], topic: "-t b", size: null, synth: null },

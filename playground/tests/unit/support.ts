@@ -7,6 +7,7 @@ import { basename, join } from "node:path";
 import { digestOf } from "../../src/engine/digest";
 import { LocalEngine } from "../../src/engine/engine";
 import { Module } from "../../src/engine/module";
+import { openCamera } from "../../src/page/state/project";
 import type { Answer, Camera, OpenOptions, Request, Result, SourceInfo, Step } from "../../src/engine/types";
 
 export const root = join(import.meta.dirname, "../../..");
@@ -14,19 +15,6 @@ export const root = join(import.meta.dirname, "../../..");
 const build = process.env["PLAYGROUND_NATIVE_BUILD"] ?? join(root, "build/release");
 export const gxfilter = join(build, "bin/gxfilter");
 export const libraries = join(build, "lib");
-
-export const nothingSaid: Camera = {
-  fx: null,
-  fy: null,
-  cx: null,
-  cy: null,
-  baseline: null,
-  depthUnit: null,
-  bitSize: null,
-  disparityOffset: null,
-  pixelType: null,
-  d2d: {},
-};
 
 const compiled = WebAssembly.compile(
   readFileSync(new URL("../../built/playground.wasm", import.meta.url)),
@@ -51,7 +39,7 @@ export function step(filter: string, params: Record<string, string> = {}, enable
 }
 
 export function request(chain: Step[], frame = 0, camera: Partial<Camera> = {}): Request {
-  return { chain, frame, camera: { ...nothingSaid, ...camera } };
+  return { chain, frame, camera: { ...openCamera, ...camera } };
 }
 
 export function resultOf(answer: Answer): Result {
