@@ -59,9 +59,9 @@ class PictureFile final : public PictureSink {
   std::optional<EncodedFrame> frame_; ///< until it is known that there is no other
 };
 
-class PictureStream final : public PictureSink {
+class PictureStreamSink final : public PictureSink {
  public:
-  PictureStream(OutputFile file, const Format& format)
+  PictureStreamSink(OutputFile file, const Format& format)
       : PictureSink(format), file_(std::move(file)) {}
 
   Failure write(const FrameInfo&, const EncodedFrame& frame) override {
@@ -94,7 +94,7 @@ Result<std::unique_ptr<FrameSink>> create_picture_stream(const Format& format) {
   auto file = OutputFile::create(standard_stream);
   if (!file)
     return file.error();
-  return std::unique_ptr<FrameSink>(std::make_unique<PictureStream>(std::move(*file), format));
+  return std::unique_ptr<FrameSink>(std::make_unique<PictureStreamSink>(std::move(*file), format));
 }
 
 std::filesystem::path picture_path(const std::filesystem::path& folder, const std::string& name,

@@ -41,10 +41,10 @@ class PictureFiles final : public FrameSource {
   uint64_t index_ = 0;
 };
 
-class PictureStream final : public FrameSource {
+class PictureStreamSource final : public FrameSource {
  public:
-  PictureStream(std::unique_ptr<ByteStream> stream, const Format& format,
-                const SourceOptions& options)
+  PictureStreamSource(std::unique_ptr<ByteStream> stream, const Format& format,
+                      const SourceOptions& options)
       : stream_(std::move(stream)), format_(&format), told_size_(options.told_size) {}
 
   Result<std::optional<StoredFrame>> next() override {
@@ -131,7 +131,7 @@ std::unique_ptr<FrameSource> open_pictures(Recording recording, const SourceOpti
 std::unique_ptr<FrameSource> open_picture_stream(std::unique_ptr<ByteStream> stream,
                                                  const Format& format,
                                                  const SourceOptions& options) {
-  return std::make_unique<PictureStream>(std::move(stream), format, options);
+  return std::make_unique<PictureStreamSource>(std::move(stream), format, options);
 }
 
 std::string numbered_name(uint64_t index) {

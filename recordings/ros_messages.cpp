@@ -145,8 +145,8 @@ Result<Image> decode_pixels(const DepthMessage& message) {
   const FrameSize size{message.width, message.height};
   if (auto failure = check_size(size.width, size.height))
     return *failure;
-  const uint64_t pixel_bytes = message.metres ? 4 : 2;
-  const uint64_t used = size.width * pixel_bytes;
+  const uint64_t bytes_per_pixel = message.metres ? 4 : 2;
+  const uint64_t used = size.width * bytes_per_pixel;
   // The last row may end with its pixels.
   if (message.row_bytes < used ||
       message.data.size() < uint64_t{message.row_bytes} * (size.height - 1) + used) {

@@ -55,19 +55,19 @@ double left_wall(Ray ray) {
   return ray.u < 0.35 ? 1300.0 / (0.35 - ray.u) : no_hit;
 }
 
-struct Step {
+struct Stair {
   double depth;
   double left;
   double top;
 };
 
 double steps(Ray ray) {
-  constexpr std::array<Step, 3> flight{{{1700, 420, 420}, {2100, 420, 120}, {2500, 420, -180}}};
-  for (const Step& step : flight) {
-    const double x = ray.u * step.depth;
-    const double y = ray.v * step.depth;
-    if (x > step.left && x < step.left + 700 && y > step.top)
-      return step.depth;
+  constexpr std::array<Stair, 3> flight{{{1700, 420, 420}, {2100, 420, 120}, {2500, 420, -180}}};
+  for (const Stair& stair : flight) {
+    const double x = ray.u * stair.depth;
+    const double y = ray.v * stair.depth;
+    if (x > stair.left && x < stair.left + 700 && y > stair.top)
+      return stair.depth;
   }
   return no_hit;
 }
