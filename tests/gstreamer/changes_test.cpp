@@ -306,7 +306,8 @@ TEST(Changes, WithoutFiltersHistoryEnds) {
 }
 
 TEST(Changes, OfNothingKeepTheHistory) {
-  const auto record = std::filesystem::path(testing::TempDir()) / "record";
+  const OwnFolder folder;
+  const auto record = folder / "record";
   const auto write = [&](const naive::false_positive::Record& fields) {
     std::ofstream(record, std::ios::binary)
         << '\0' << std::string(fields.bytes.begin(), fields.bytes.end()); // the first means nothing
@@ -337,7 +338,8 @@ TEST(Changes, OfNothingKeepTheHistory) {
 }
 
 TEST(Changes, UseRecordsAsTheyWereWhenTheyWereNamed) {
-  const auto record = std::filesystem::path(testing::TempDir()) / "a record.bin";
+  const OwnFolder folder;
+  const auto record = folder / "a record.bin";
   const auto fields = naive::false_positive::default_record(64, 48);
   std::ofstream(record, std::ios::binary)
       << '\0' << std::string(fields.bytes.begin(), fields.bytes.end());
@@ -388,7 +390,8 @@ TEST(Changes, OfTheCameraReachElementsBehindAnEmptyChain) {
 }
 
 TEST(Changes, CamerasOfFramesOfAnotherSizeAreRefused) {
-  const auto file = std::filesystem::path(testing::TempDir()) / "small.json";
+  const OwnFolder folder;
+  const auto file = folder / "small.json";
   std::ofstream(file) << R"({"width": 10, "height": 10, "fx": 100})";
   Pipeline pipeline("depthtemporalfilter");
   Direct direct("TemporalFilter");

@@ -263,7 +263,8 @@ TEST(Properties, ErrorsHaveThePluginsText) {
             std::string::npos);
 
   // Once, however often the elements before try.
-  const auto file = std::filesystem::path(testing::TempDir()) / "other.json";
+  const OwnFolder folder;
+  const auto file = folder / "other.json";
   std::ofstream(file) << R"({"width": 10, "height": 10})";
   Pipeline other("depthtemporalfilter camera=" + file.string());
   for (uint32_t frame = 0; frame < 3; ++frame)
@@ -359,7 +360,7 @@ TEST(Sizes, OfFramesThatComeInFollowThoseThatAreWanted) {
 // ---- chains ----
 
 TEST(Chain, IsToldInManyWays) {
-  const auto folder = std::filesystem::path(testing::TempDir());
+  const OwnFolder folder;
   const std::string json =
       R"([{"filter": "TemporalFilter", "params": {"weight": 0.3}},)"
       R"( {"filter": "HoleFillingFilter", "params": {"hole_filling_mode": "nearest"}}])";

@@ -3,8 +3,11 @@
 // A harness around one element, and what its frames have to be.
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 #include <gst/check/gstharness.h>
 #include <gst/video/video.h>
@@ -18,6 +21,22 @@ namespace gst_test {
 
 using recordings::FrameSize;
 using recordings::Image;
+
+/// A folder for the files of this process alone: the test of leaks runs the same cases beside
+/// others. Deleted with what is in it.
+class OwnFolder {
+public:
+  OwnFolder() { std::filesystem::create_directory(path_); }
+  ~OwnFolder() { std::filesystem::remove_all(path_); }
+  OwnFolder(const OwnFolder&) = delete;
+  OwnFolder& operator=(const OwnFolder&) = delete;
+
+  std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+
+private:
+  std::filesystem::path path_ =
+      testing::TempDir() + "filter_processor_gstreamer_" + std::to_string(getpid());
+};
 
 inline std::string caps_text(FrameSize size, int rate = 30) {
   return "video/x-raw,format=GRAY16_LE,width=" + std::to_string(size.width) +

@@ -9,7 +9,7 @@ python=$1 program=$2 folder=$3
 mkdir -p "$folder"
 cp "$sources"/*.mjs "$sources"/package*.json "$folder"
 cd "$folder"
-cmp -s package-lock.json node_modules/.locked || npm ci --no-audit --no-fund || {
+cmp -s package-lock.json node_modules/.locked || timeout 120 npm ci --no-audit --no-fund || {
   echo "skipped: needs the npm registry, once for each build tree"
   exit 77
 }

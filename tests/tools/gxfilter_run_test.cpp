@@ -396,7 +396,7 @@ TEST_F(GxfilterProgram, FinishesWhatIsUnderWayWhenItIsInterrupted) {
       "' run - --format raw --size 8x4 --filter TemporalFilter --out results <frames 2>err.txt & "
       "program=$!; while [ ! -p frames ]; do sleep 0.01; done; exec 3>frames; head -c 128 "
       "/dev/zero >&3; "
-      "while [ ! -e results/frame_000001.png ]; do sleep 0.01; done; kill -TERM $program; "
+      "while [ ! -e results/frame_000001.png ]; do sleep 0.01; done; sleep 1; kill -TERM $program; "
       "head -c 64 /dev/zero >&3; exec 3>&-; wait $program");
   outcome.err = text_of(directory_ / "err.txt");
   expect_end(outcome, 130, {"interrupted: 3 frames are in results", "--resume"});
@@ -412,7 +412,7 @@ TEST_F(GxfilterProgram, EndsAtOnceWhenItIsInterruptedTwice) {
       "' run - --format raw --size 8x4 --filter TemporalFilter --out all.npy <frames 2>err.txt & "
       "program=$!; exec 3>frames; head -c 640 /dev/zero >&3; "
       "tries=0; until ls -A | grep -q part || [ $tries = 1000 ]; do tries=$((tries + 1)); sleep "
-      "0.01; done; sleep 1; for i in 1 2; do kill -TERM $program; sleep 0.1; done; wait $program");
+      "0.01; done; sleep 1; for i in 1 2 3 4 5; do kill -TERM $program; sleep 0.1; done; wait $program");
   EXPECT_EQ(outcome.status, 128 + SIGTERM);
   EXPECT_EQ(count_files("."), 2U) << "the pipe and the errors";
 }

@@ -190,7 +190,7 @@ def test_frames_carry_their_camera_through_filters(codes, depth):
         fp.NoiseRemovalFilter(camera=fp.Camera(pixel_type="disparity", bit_size=8))(depth)
 
 
-@settings(max_examples=60, deadline=None)
+@settings(max_examples=60)
 @given(
     st.lists(st.sampled_from(sorted(fp.filters.__all__)), min_size=1, max_size=3),
     arrays.arrays(np.uint16, st.tuples(st.integers(1, 3), st.integers(1, 40), st.integers(1, 40))),

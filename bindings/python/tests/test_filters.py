@@ -139,7 +139,7 @@ def test_reset_is_as_new(kind, scene, codes):
         assert np.array_equal(made(frame), expected)
 
 
-@settings(max_examples=80, deadline=None)
+@settings(max_examples=80)
 @given(st.data())
 def test_copies_and_texts_make_equal_filters(data):
     kind = data.draw(st.sampled_from(FILTERS))

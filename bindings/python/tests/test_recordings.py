@@ -94,7 +94,8 @@ def test_writing_is_whole_or_not_at_all(scene, tmp_path):
 def test_folders_that_are_there_are_written_into(scene, tmp_path, monkeypatch):
     frames = pictures(scene)
     real = tmp_path / "real"
-    real.mkdir(mode=0o750)
+    real.mkdir()
+    real.chmod(0o750)
     (tmp_path / "link").symlink_to(real)
     (tmp_path / "dangling").symlink_to(tmp_path / "later")
     monkeypatch.chdir(real)

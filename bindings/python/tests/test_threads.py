@@ -56,16 +56,20 @@ def test_others_run_while_a_frame_is_filtered():
             counted.append(time.monotonic())
             time.sleep(0.001)
 
+    def is_counted():
+        begin = time.monotonic()
+        made(depth)
+        end = time.monotonic()
+        return any(begin + 0.1 * (end - begin) < t < end - 0.1 * (end - begin) for t in counted)
+
     counter = threading.Thread(target=count)
     counter.start()
-    begin = time.monotonic()
-    made(depth)
-    end = time.monotonic()
-    stop.set()
-    counter.join()
-    # With the interpreter's lock held, nothing could be counted in the middle of the call.
-    middle = [t for t in counted if begin + 0.1 * (end - begin) < t < end - 0.1 * (end - begin)]
-    assert len(middle) >= 3
+    try:
+        # With the interpreter's lock held, nothing could be counted in the middle of a call.
+        assert any(is_counted() for _ in range(20))
+    finally:
+        stop.set()
+        counter.join()
 
 
 def last_frame(chain, stack):

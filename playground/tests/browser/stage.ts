@@ -70,13 +70,14 @@ export async function settled(page: Page): Promise<void> {
 
 /** What stands behind the page's address once that has followed all that was done, which it does a moment later. */
 export async function fragment(page: Page): Promise<string> {
-  let seen: string | null = null;
-  for (;;) {
+  let seen = "";
+  for (let tries = 0; tries < 80; tries++) {
     const now = await page.evaluate(() => location.hash.slice(1));
     if (now !== "" && now === seen) return now;
     seen = now;
     await page.waitForTimeout(700);
   }
+  throw new Error(`the address does not come to rest: ${seen}`);
 }
 
 /** Drops files or folders of the disk onto the page, as a hand would. */

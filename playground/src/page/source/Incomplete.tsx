@@ -1,4 +1,4 @@
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useRef, useState } from "preact/hooks";
 import type { Lacking } from "../../engine/types";
 import { openFiles } from "../state/session";
 import { announcement, incomplete } from "../state/store";
@@ -7,7 +7,8 @@ import { usualSizes } from "./sizes";
 /** Asks for what the files don't say. */
 export function Incomplete({ files, lacks, message, topics }: { files: File[] } & Lacking) {
   const question = useRef<HTMLDivElement>(null);
-  useEffect(() => {
+  // At once: what a user types next must not lose its field.
+  useLayoutEffect(() => {
     question.current?.focus();
     announcement.value = message;
   }, []);

@@ -354,9 +354,10 @@ function shared(): Shared {
 }
 
 /** Somebody pasted another link into the page that is open. */
-function followLink(): void {
-  const fragment = location.hash.replace(/^#/, "");
+function followLink(event: HashChangeEvent): void {
+  const fragment = new URL(event.newURL).hash.replace(/^#/, "");
   if (fragment === written) return;
+  clearTimeout(linkTimer); // of what was before
   const shared = fromFragment(fragment);
   const scene = store.scene.value;
   const same = shared.recording === null ? JSON.stringify(shared.scene) === JSON.stringify(scene) : scene === null;
