@@ -6,6 +6,8 @@
 #   gstreamer    the elements of GStreamer
 #   python       the Python package; only where it is asked for: users take its wheel
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/FilterProcessor)
+set(FILTER_PROCESSOR_ZSH_DIR ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions CACHE STRING
+  "Where zsh looks for completions; share/zsh/site-functions but for Debian")
 set(installed_libraries FilterProcessor GextonSDK)
 if(FILTER_PROCESSOR_PACKAGES)
   list(APPEND installed_libraries FilterProcessor_static GextonSDK_static)
@@ -54,7 +56,7 @@ if(TARGET manual)
   install(FILES ${manual}/bash/gxfilter
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES ${manual}/zsh/_gxfilter
-    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
+    DESTINATION ${FILTER_PROCESSOR_ZSH_DIR} COMPONENT tools)
 endif()
 if(FILTER_PROCESSOR_GSTREAMER)
   install(TARGETS gstfilterprocessor

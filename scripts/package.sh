@@ -8,27 +8,33 @@
 # FILTER_PROCESSOR_BUILD: a build folder of the release preset, whose compiled files Debian's packages are made of;
 #   its options are afterwards what they were. Otherwise they are made in build/package, configured anew each time;
 #   the same is true of build/windows, where it is there, and build/package_windows.
-# SOURCE_DATE_EPOCH: the date of the sources, where neither a history nor the source archive tells it.
+# SOURCE_DATE_EPOCH: another date than that of the commit, which the source archive keeps. That archive has the commit's
+#   in any case.
 set -euo pipefail
 umask 022 # archives keep the rights of what is packed
-output=$(realpath -m "${1:-"$(dirname "$0")/../out/packages"}")
+unset CFLAGS CXXFLAGS CPPFLAGS LDFLAGS DESTDIR # of other projects: the same bits for everybody
+[[ ${1:-} != -* ]] || { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2 && exit 2; }
+output=$(realpath -m -- "${1:-"$(dirname "$0")/../out/packages"}")
 borrowed=${FILTER_PROCESSOR_BUILD:+$(realpath -m "$FILTER_PROCESSOR_BUILD")}
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
 section() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 fail() { echo "package.sh: $*" >&2 && exit 1; }
+# Whoever owns the clone, and whatever the user's own settings say of archives.
+own_git() { git -c safe.directory="$PWD" -c tar.umask=0022 -c core.attributesFile=/dev/null "$@"; }
 
 version=$(sed -n 's/^project(FilterProcessor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 default_parts="debian windows npm"
 if [ -e .git ]; then
   default_parts="source $default_parts"
-  SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
-  if [ -n "$(git status --porcelain)" ]; then
+  scripts/install_packages.sh git
+  SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(own_git log -1 --format=%ct)}
+  if [ -n "$(own_git status --porcelain)" ]; then
     echo "Not everything is committed: packages are made of the files as they are, the source archive of HEAD." >&2
   fi
 elif grep -qx '[0-9]*' .release_date; then
-  SOURCE_DATE_EPOCH=$(cat .release_date)
+  SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(cat .release_date)}
 fi
 [ -n "${SOURCE_DATE_EPOCH:-}" ] || fail "neither a history nor .release_date tells the date: set SOURCE_DATE_EPOCH"
 export SOURCE_DATE_EPOCH TZ=UTC LC_ALL=C.UTF-8
@@ -37,11 +43,11 @@ read -ra parts <<<"${FILTER_PROCESSOR_PARTS:-$default_parts}"
 # What the parts hand out, as names in OUTPUT: nothing else there is ours.
 names_of() {
   case $1 in
-  source) echo 'filter_processor-*.tar.gz' ;;
+  source) echo 'filter_processor-[0-9]*.tar.gz' ;;
   debian) printf '%s_*.deb\n' 'libfilterprocessor[0-9]*' libfilterprocessor-dev gxfilter gstreamer1.0-filterprocessor \
     python3-filterprocessor filterprocessor-presets ;;
-  windows) echo 'filter_processor-*-windows-x86_64.zip' ;;
-  npm) echo 'filter-processor-*.tgz' ;;
+  windows) echo 'filter_processor-[0-9]*-windows-x86_64.zip' ;;
+  npm) echo 'filter-processor-[0-9]*.tgz' ;;
   *) return 1 ;;
   esac
 }
@@ -85,7 +91,7 @@ third_party_licenses() {
 source_archive() {
   [ -e .git ] || fail "the source archive is made of the history, and there is none here"
   # `git archive` sorts names and takes the commit's date.
-  git archive --prefix="filter_processor-$version/" HEAD | gzip -9n >"$made/filter_processor-$version.tar.gz"
+  own_git archive --prefix="filter_processor-$version/" HEAD | gzip -9n >"$made/filter_processor-$version.tar.gz"
 }
 
 # borrow OPTION=VALUE...: sets options of the borrowed build folder, and remembers what they were.
@@ -117,7 +123,7 @@ debian_packages() {
   else
     # Nothing of an earlier configuration is left; what was compiled with the same options is.
     cmake --fresh --preset release -B "$build" -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ "${options[@]/#/-D}" \
-      -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF
+      --compile-no-warning-as-error -DFILTER_PROCESSOR_TESTS=OFF -DFILTER_PROCESSOR_BENCH=OFF
   fi
   cmake --build "$build" --target FilterProcessor_static GextonSDK_static FilterProcessor gxfilter manual \
     gstfilterprocessor python_package
@@ -144,11 +150,12 @@ windows_archive() {
   for component in libraries development presets tools; do
     cmake --install "$build" --prefix "$package" --component "$component" >/dev/null
   done
-  cp "${texts[@]}" README.md "$package"
+  cp "${texts[@]}" packaging/windows/README.txt "$package"
   # The libraries, and what the compiler links besides: its own runtime, threads and the system's imports.
   third_party_licenses build/dependencies/windows/licenses/* \
     /usr/share/doc/{g++-mingw-w64-x86-64-posix,mingw-w64-x86-64-dev}/copyright >"$package/THIRD_PARTY_LICENSES.txt"
   mv "$package/LICENSE" "$package/LICENSE.txt"
+  sed -i 's/$/\r/' "$package"/*.txt
   pack "$package"
   (cd "$work/windows" && find "$name" -type f | sort | zip -qXD9 "$made/$name.zip" -@)
 }
@@ -184,10 +191,13 @@ pack() {
 }
 
 mkdir -p "$output"
-# files_of PART: those in OUTPUT, one a line.
+rm -f "$output/SHA256SUMS" # it is whole or not there
+# files_of PART: those in OUTPUT, one a line. Names with other characters are somebody's own, "... (1).deb" for one.
 files_of() {
   local name
-  while read -r name; do find "$output" -maxdepth 1 -type f -name "$name" -printf '%f\n'; done < <(names_of "$1")
+  while read -r name; do
+    find "$output" -maxdepth 1 -type f -name "$name" ! -name '*[!A-Za-z0-9.~+_-]*' -printf '%f\n'
+  done < <(names_of "$1")
 }
 for part in "${parts[@]}"; do
   section "Making: $part"

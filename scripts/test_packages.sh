@@ -1,17 +1,19 @@
 #!/usr/bin/env bash
-# test_packages.sh [PART...]: makes all packages (scripts/package.sh) and tests them: what stands in their files, lintian,
+# test_packages.sh [PART...]: makes all packages (scripts/package.sh) and tests them: what stands in the files, lintian,
 # the npm package in Node.js and in Chromium, a fresh Debian 12 that they are installed in and removed from, and the
 # same bits from another folder. What takes root's rights is skipped and counted without them. Installs what is missing.
 # With parts, only these of "version make others files lintian npm debian again", of the packages that are there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$PWD
+export LC_ALL=C.UTF-8 LANGUAGE= # what readelf says is read
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
 scripts/install_packages.sh "${build_packages[@]}" "${package_packages[@]}" "${package_test_packages[@]}"
 section() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 fail() { echo "FAILED: $*" >&2 && exit 1; }
 
+[ -e .git ] || fail "packages are tested in a clone: the source archive is made of its history"
 version=$(sed -n 's/^project(FilterProcessor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 packages=$root/out/packages
 work=$(mktemp -d)
@@ -29,10 +31,11 @@ part() {
   passed=$((passed + 1))
 }
 
-# The version stands in CMakeLists.txt; everything else learns it from there.
+# The version stands in CMakeLists.txt; everything else learns it from there. Lists of what is needed have others'.
 version_stands_once() {
   local others
-  others=$(git grep -lF "$version" -- ':!CHANGELOG.md' ':!playground/package-lock.json' ':!CMakeLists.txt') || [ $? = 1 ]
+  others=$(git grep -lF "$version" -- ':!CHANGELOG.md' ':!*/package.json' ':!*/package-lock.json' \
+    ':!packaging/conan/*' ':!CMakeLists.txt') || [ $? = 1 ]
   [ -z "$others" ] || fail "the version $version stands in $others too"
   [ "$(grep -cF "$version" CMakeLists.txt)" = 1 ] || fail "the version stands in CMakeLists.txt more than once"
 }
@@ -104,7 +107,7 @@ look_at_files() {
     [ -s "$folder/THIRD_PARTY_LICENSES.txt" ] || fail "$folder: no licences of what it is linked with"
   done
   grep -qx '[0-9]*' "$work/unpacked/source"/*/.release_date || fail "the source archive has no date"
-  [ -n "$(find "$work/unpacked/python3-filterprocessor" -path '*.dist-info/METADATA')" ] || fail "pip does not know of it"
+  [ -n "$(find "$work/unpacked/python3-filterprocessor" -path '*.dist-info/METADATA')" ] || fail "pip can't know it"
   local synopses
   synopses=$(for file in "$packages"/*.deb; do dpkg-deb -f "$file" Description | sed -n 1p; done | sort | uniq -d)
   [ -z "$synopses" ] || fail "packages share the synopsis '$synopses'"
@@ -115,7 +118,7 @@ look_at_files() {
   done
   find "$work/unpacked" -path "$work/unpacked/source" -prune -o -name '*.gz' -exec gunzip {} +
   for text in "$root" "$work"; do
-    if grep -rlaF "$text" "$work/unpacked"; then fail "these name a folder of this machine"; fi
+    if grep -rlaF --exclude-dir=source "$text/" "$work/unpacked"; then fail "these name a folder of here"; fi
   done
 }
 
@@ -123,12 +126,13 @@ look_at_files() {
 others_are_left_alone() {
   local place=$work/place
   mkdir -p "$place/gxfilter_0_any.deb" && echo mine >"$place/note.txt" && echo old >"$place/filter_processor-0.tar.gz"
+  echo mine | tee "$place/notes.tar.gz" "$place/filter_processor-my notes.tar.gz" >"$place/gxfilter_0_any (1).deb"
   (cd "$place" && FILTER_PROCESSOR_PARTS=source "$root/scripts/package.sh" . >/dev/null)
-  if [ ! -d "$place/gxfilter_0_any.deb" ] || [ ! -e "$place/note.txt" ]; then
-    fail "package.sh deletes what is not its own"
-  fi
+  local mine=("$place"/{gxfilter_0_any.deb,note.txt,notes.tar.gz,"filter_processor-my notes.tar.gz"}) file
+  mine+=("$place/gxfilter_0_any (1).deb")
+  for file in "${mine[@]}"; do [ -e "$file" ] || fail "package.sh deletes $file, which is not its own"; done
   [ ! -e "$place/filter_processor-0.tar.gz" ] || fail "package.sh leaves an older archive beside its own"
-  if grep note.txt "$place/SHA256SUMS"; then fail "SHA256SUMS lists files of others"; fi
+  [ "$(cut -c 67- "$place/SHA256SUMS")" = "filter_processor-$version.tar.gz" ] || fail "SHA256SUMS lists others' files"
 }
 
 # Built once more from the source archive, elsewhere, with nothing that was compiled before.

@@ -1,4 +1,4 @@
-"""A recipe for Conan 2: `conan create packaging/conan` in a clone, or with `--version` of a source archive.
+"""A recipe for Conan 2: `conan create packaging/conan` in a clone or in an unpacked source archive.
 
 Not run where this was written: Conan could not be had there.
 """

@@ -2,7 +2,7 @@
 # make_port.sh ARCHIVE URL OUTPUT: the port for vcpkg of a source archive that scripts/package.sh made and that can be
 # had from the URL, as an overlay: vcpkg install filter-processor --overlay-ports=OUTPUT
 set -euo pipefail
-archive=$1 url=$2 output=$3
+archive=$1 url=${2//&/\\&} output=$3 # for sed, "&" is what was found
 here=$(cd "$(dirname "$0")" && pwd)
 version=$(tar -xzOf "$archive" --wildcards '*/CMakeLists.txt' --no-wildcards-match-slash |
   sed -n 's/^project(FilterProcessor VERSION \([0-9.]*\).*/\1/p')

@@ -7,7 +7,9 @@ if [ "$1" = --possible ]; then
   [ "$(id -u)" = 0 ] && unshare --mount --pid --fork true 2>/dev/null && {
     place=$(mktemp -d)
     trap 'rm -rf "$place"' EXIT
-    mknod "$place/null" c 1 3 2>/dev/null && : >"$place/null" # some containers' root may make no devices
+    # Some containers' root may make no devices or mount nothing, and some folders for temporary files run no programs.
+    mknod "$place/null" c 1 3 2>/dev/null && : >"$place/null" && cp /bin/true "$place" && "$place/true" 2>/dev/null &&
+      mkdir "$place/proc" && mount -t proc proc "$place/proc" 2>/dev/null && umount "$place/proc"
   }
   exit
 fi
@@ -15,14 +17,17 @@ system=$1 packages=$2
 sources=$(cd "$(dirname "$0")/../.." && pwd)
 say() { echo "-- $* (after $SECONDS s)"; }
 fail() { echo "FAILED: $*" >&2 && exit 1; }
+# The way to the mirror, where that leads through another machine.
+proxies=()
+for name in http_proxy https_proxy no_proxy; do [ -z "${!name:-}" ] || proxies+=("$name=${!name}"); done
 inside() { chroot "$system" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-  DEBIAN_FRONTEND=noninteractive "$@"; }
+  DEBIAN_FRONTEND=noninteractive "${proxies[@]}" "$@"; }
 
 say "The system"
 # The mirror that this machine uses.
 # shellcheck disable=SC2016 # apt fills that in
 mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Identifier: Packages' 'Origin: Debian' 'Codename: bookworm' |
-  head -n 1)
+  sed -n 1p)
 debootstrap --variant=minbase bookworm "$system" "${mirror:-http://deb.debian.org/debian}" >"$system.log" 2>&1 ||
   { tail "$system.log" >&2 && fail "debootstrap"; }
 mount -t proc proc "$system/proc"
@@ -80,9 +85,18 @@ inside sh -ec 'cd /root
   gcc -std=c11 -Wall -Werror minimal_host.c -o by_pkg_config $(pkg-config --cflags --libs filter_processor)
   g++ -std=c++17 -Wall -Werror minimal_host.cpp -o cpp_by_pkg_config $(pkg-config --cflags --libs filter_processor)
   gcc -std=c11 -static minimal_host.c -o archives $(pkg-config --static --cflags --libs filter_processor)
+  echo "add_executable(from_archives minimal_host.c)" >>CMakeLists.txt
+  echo "add_executable(cpp_from_archives minimal_host.cpp)" >>CMakeLists.txt
+  for host in from_archives cpp_from_archives; do
+    echo "target_link_libraries($host PRIVATE FilterProcessor::FilterProcessor_static)" >>CMakeLists.txt
+  done
   cmake -G Ninja -S . -B build >/dev/null && cmake --build build >/dev/null
+  if ldd build/*from_archives | grep FilterProcessor; then exit 1; fi
   ./by_pkg_config >expected && grep -q "^after: " expected
-  for host in cpp_by_pkg_config archives build/minimal_host build/minimal_cpp_host; do ./$host | cmp - expected; done'
+  for host in cpp_by_pkg_config archives build/minimal_host build/minimal_cpp_host build/from_archives \
+    build/cpp_from_archives; do
+    ./$host | cmp - expected
+  done'
 
 say "GStreamer and Python"
 shown=$(inside gst-inspect-1.0 depthchain)

@@ -35,10 +35,11 @@ source "$manual/bash/gxfilter"
 compopt() { told+=" $*"; } # the shell that completes has its own
 # completed EXPECTED WORD...: what is offered for the last word.
 completed() {
-  COMP_WORDS=(gxfilter "${@:2}") COMP_CWORD=$(($# - 1)) COMPREPLY=() told=''
+  COMP_WORDS=("$typed" "${@:2}") COMP_CWORD=$(($# - 1)) COMPREPLY=() told=''
   _gxfilter
   [ "${COMPREPLY[*]}" = "$1" ] || fail "'${*:2}' is completed by '${COMPREPLY[*]}', not '$1'"
 }
+typed=gxfilter
 completed "$(xargs <<<"$commands") -h --help --version" ''
 completed 'synth score selftest' s
 completed 'synth' sy
@@ -57,12 +58,17 @@ trap 'rm -rf "$folder"' EXIT
 touch "$folder/a recording.mcap"
 completed "$folder/a recording.mcap" run --preset robot "$folder/a"
 completed "$folder/a recording.mcap" run --out "$folder/"
+mkdir "$folder/my bin"
+ln -s "$gxfilter" "$folder/my bin/gxfilter"
+# shellcheck disable=SC2088 # the completion has to expand it
+export HOME=$folder typed='~/my\ bin/gxfilter'
+completed 'robot' run --preset ro
 
 # zsh, with what stands for its own functions: it gives names to the first of them and gets no further.
 if command -v zsh >/dev/null; then
   # shellcheck disable=SC2016 # for zsh
   offered=$(zsh -fc 'compadd() { print -r -- ${(P)2}; }; _arguments() { _gxfilter_filters; _gxfilter_presets; }
-    words=(gxfilter run ""); CURRENT=3; source $1' zsh "$manual/zsh/_gxfilter")
+    words=($2 run ""); CURRENT=3; source $1' zsh "$manual/zsh/_gxfilter" "$typed")
   [[ $offered == *DisparityTransform\ *$'\n'*robot\ * ]] || fail "zsh offers '$offered'"
 fi
 exit $status

@@ -16,7 +16,8 @@ constexpr const char* bash_head =
 
 # _gxfilter_names KIND: what the program lists.
 _gxfilter_names() {
-  local program=${COMP_WORDS[0]}
+  local program=${COMP_WORDS[0]//[\\\"\']/} # as it was typed, with its quotes
+  [[ $program != '~/'* ]] || program=$HOME/${program#'~/'}
   case $1 in
   filters) "$program" list 2>/dev/null | while read -r _ name; do echo "$name"; done ;;
   presets) "$program" presets 2>/dev/null | while read -r name _; do echo "$name"; done ;;
@@ -151,9 +152,11 @@ std::string zsh_case(const CLI::App& command) {
                                   : option.required ? ""
                                                     : ":",
                                   value));
-    for (const std::string& name : option.names)
-      specs.push_back(fmt::format("'{}{}[{}]{}'", option.repeats ? "*" : "", name,
-                                  zsh_text(option.description), value));
+    for (const std::string& name : option.names) {
+      const bool takes_sign = !value.empty() && name.starts_with("--");
+      specs.push_back(fmt::format("'{}{}{}[{}]{}'", option.repeats ? "*" : "", name,
+                                  takes_sign ? "=" : "", zsh_text(option.description), value));
+    }
   }
   return fmt::format("  {})\n    _arguments {}\n    ;;\n", command.get_name(),
                      fmt::join(specs, " \\\n      "));
@@ -180,7 +183,7 @@ std::string bash_completion(const CLI::App& app) {
 std::string zsh_completion(const CLI::App& app) {
   std::string text = zsh_head;
   text +=
-      "\n_gxfilter() {\n  local gxfilter_program=$words[1]\n  local -a commands\n  commands=(\n";
+      "\n_gxfilter() {\n  local gxfilter_program=${~${(Q)words[1]}}\n  local -a commands\n  commands=(\n";
   for (const CLI::App* command : commands_of(app))
     text += fmt::format("    '{}:{}'\n", command->get_name(), zsh_text(command->get_description()));
   text += "  )\n  if ((CURRENT == 2)); then\n    _describe command commands\n";

@@ -48,7 +48,8 @@ std::string capitals(std::string text) {
 }
 
 std::string head(const std::string& page, const std::string& date) {
-  return fmt::format(".TH {} 1 \"{}\" \"gxfilter {}\" \"User Commands\"\n.SH NAME\n",
+  // Names of files and options are looked for and copied: nothing is parted at the ends of lines.
+  return fmt::format(".TH {} 1 \"{}\" \"gxfilter {}\" \"User Commands\"\n.nh\n.ad l\n.SH NAME\n",
                      plain(capitals(page)), date, FILTER_PROCESSOR_VERSION);
 }
 
