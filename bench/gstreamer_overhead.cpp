@@ -15,8 +15,8 @@ using namespace gst_test;
 
 constexpr FrameSize size{640, 480};
 constexpr int rounds = 1000;
-constexpr double most = 20;     ///< microseconds that an element may cost
-constexpr int most_trials = 10; ///< other programs' work only adds
+constexpr double most = 20;           ///< microseconds that an element may cost
+constexpr int most_trials = 10;       ///< other programs' work only adds
 constexpr double most_share = 1. / 3; ///< of the filter's own time, where the machine is slow
 
 [[noreturn]] void fail(const char* name, const std::string& reason) {

@@ -25,7 +25,7 @@ using recordings::Image;
 /// A folder for the files of this process alone: the test of leaks runs the same cases beside
 /// others. Deleted with what is in it.
 class OwnFolder {
-public:
+ public:
   OwnFolder() { std::filesystem::create_directory(path_); }
   ~OwnFolder() { std::filesystem::remove_all(path_); }
   OwnFolder(const OwnFolder&) = delete;
@@ -33,7 +33,7 @@ public:
 
   std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
 
-private:
+ private:
   std::filesystem::path path_ =
       testing::TempDir() + "filter_processor_gstreamer_" + std::to_string(getpid());
 };
