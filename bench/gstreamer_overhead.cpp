@@ -17,7 +17,7 @@ constexpr FrameSize size{640, 480};
 constexpr int rounds = 1000;
 constexpr double most = 20;           ///< microseconds that an element may cost
 constexpr int most_trials = 10;       ///< other programs' work only adds
-constexpr double most_share = 1. / 3; ///< of the filter's own time, where the machine is slow
+constexpr double most_share = 1. / 3; ///< of the filter's own time: memory that it leaves cold
 
 [[noreturn]] void fail(const char* name, const std::string& reason) {
   std::fprintf(stderr, "%s: %s\n", name, reason.c_str());

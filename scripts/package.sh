@@ -16,13 +16,16 @@ unset CFLAGS CXXFLAGS CPPFLAGS LDFLAGS DESTDIR # of other projects: the same bit
 [[ ${1:-} != -* ]] || { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2 && exit 2; }
 output=$(realpath -m -- "${1:-"$(dirname "$0")/../out/packages"}")
 borrowed=${FILTER_PROCESSOR_BUILD:+$(realpath -m "$FILTER_PROCESSOR_BUILD")}
-cd "$(dirname "$0")/.."
+cd -P "$(dirname "$0")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
 section() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 fail() { echo "package.sh: $*" >&2 && exit 1; }
 # Whoever owns the clone, and whatever the user's own settings say of archives.
-own_git() { git -c safe.directory="$PWD" -c tar.umask=0022 -c core.attributesFile=/dev/null "$@"; }
+own_git() {
+  git -c safe.directory="$PWD" -c tar.umask=0022 -c core.attributesFile=/dev/null -c core.autocrlf=false \
+    -c core.eol=lf "$@"
+}
 
 version=$(sed -n 's/^project(FilterProcessor VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 default_parts="debian windows npm"
@@ -116,8 +119,10 @@ debian_packages() {
   scripts/install_packages.sh "${build_packages[@]}" "${python_packages[@]}" "${gstreamer_packages[@]}" \
     "${package_packages[@]}"
   local build=${borrowed:-$PWD/build/package} option
-  local options=(CMAKE_INSTALL_PREFIX=/usr Python3_EXECUTABLE=/usr/bin/python3)
-  for option in PACKAGES TOOLS GSTREAMER PYTHON MATROSKA HARDENING; do options+=("FILTER_PROCESSOR_$option=ON"); done
+  local options=(CMAKE_INSTALL_PREFIX=/usr CMAKE_C_FLAGS= CMAKE_CXX_FLAGS= Python3_EXECUTABLE=/usr/bin/python3)
+  for option in UNITY PACKAGES TOOLS GSTREAMER PYTHON MATROSKA HARDENING; do
+    options+=("FILTER_PROCESSOR_$option=ON")
+  done
   if [ -n "$borrowed" ]; then
     borrow "${options[@]}"
   else

@@ -4,7 +4,7 @@
 # same bits from another folder. What takes root's rights is skipped and counted without them. Installs what is missing.
 # With parts, only these of "version make others files lintian npm debian again", of the packages that are there.
 set -euo pipefail
-cd "$(dirname "$0")/.."
+cd -P "$(dirname "$0")/.."
 root=$PWD
 export LC_ALL=C.UTF-8 LANGUAGE= # what readelf says is read
 # shellcheck source=scripts/packages.sh
@@ -34,8 +34,8 @@ part() {
 # The version stands in CMakeLists.txt; everything else learns it from there. Lists of what is needed have others'.
 version_stands_once() {
   local others
-  others=$(git grep -lF "$version" -- ':!CHANGELOG.md' ':!*/package.json' ':!*/package-lock.json' \
-    ':!packaging/conan/*' ':!CMakeLists.txt') || [ $? = 1 ]
+  others=$(git -c safe.directory="$root" grep -lF "$version" -- ':!CHANGELOG.md' ':!*/package.json' \
+    ':!*/package-lock.json' ':!packaging/conan/*' ':!CMakeLists.txt') || [ $? = 1 ]
   [ -z "$others" ] || fail "the version $version stands in $others too"
   [ "$(grep -cF "$version" CMakeLists.txt)" = 1 ] || fail "the version stands in CMakeLists.txt more than once"
 }
@@ -102,6 +102,7 @@ look_at_files() {
         fail "$folder: no $text"
     done
   done
+  grep -q $'^bin.*\r$' "$work/unpacked/windows"/*/README.txt || fail "the archive for Windows has no README"
   # What is linked into the archives has licences of its own.
   for folder in "$work/unpacked"/{windows/*,npm/package}; do
     [ -s "$folder/THIRD_PARTY_LICENSES.txt" ] || fail "$folder: no licences of what it is linked with"
@@ -118,7 +119,8 @@ look_at_files() {
   done
   find "$work/unpacked" -path "$work/unpacked/source" -prune -o -name '*.gz' -exec gunzip {} +
   for text in "$root" "$work"; do
-    if grep -rlaF --exclude-dir=source "$text/" "$work/unpacked"; then fail "these name a folder of here"; fi
+    text="${text//./\\.}(/|[^A-Za-z0-9._-]|$)"
+    if grep -rlaE --exclude-dir=source "$text" "$work/unpacked"; then fail "these name a folder of here"; fi
   done
 }
 
@@ -135,20 +137,25 @@ others_are_left_alone() {
   [ "$(cut -c 67- "$place/SHA256SUMS")" = "filter_processor-$version.tar.gz" ] || fail "SHA256SUMS lists others' files"
 }
 
-# Built once more from the source archive, elsewhere, with nothing that was compiled before.
+# Built once more from the source archive, elsewhere, with nothing of ours that was compiled before.
 build_again() {
   local again=$work/another/place name
   unpack
   mkdir -p "$work/another"
   cp -r "$work/unpacked/source/filter_processor-$version" "$again"
-  (cd "$again" && CCACHE_DISABLE=1 FILTER_PROCESSOR_PARTS=debian scripts/package.sh >"$work/again.log" 2>&1) ||
+  mkdir "$again/build"
+  # What others wrote, for Windows and WebAssembly, is taken as it was built.
+  cp -r build/dependencies "$again/build"
+  sed -i "s|$root/|$again/|g" "$again"/build/dependencies/*/lib/pkgconfig/*.pc
+  (cd "$again" && CCACHE_DISABLE=1 scripts/package.sh >"$work/again.log" 2>&1) ||
     { tail -n 30 "$work/again.log" >&2 && fail "the source archive can't be built"; }
   local differing=0
-  for name in "$again"/out/packages/*.deb; do
+  for name in "$again"/out/packages/*.{deb,zip,tgz}; do
     cmp "$name" "$packages/$(basename "$name")" || differing=$((differing + 1))
   done
   [ "$differing" = 0 ] || fail "$differing packages have other bits elsewhere"
-  echo "The same: $(cd "$again/out/packages" && echo *.deb)"
+  grep -vE '[.]tar[.]gz$' "$packages/SHA256SUMS" | cmp - "$again/out/packages/SHA256SUMS"
+  echo "The same: $(cd "$again/out/packages" && echo *.*)"
 }
 
 look_with_lintian() {

@@ -46,8 +46,11 @@ export interface FilterProcessor {
 /** As a list in JSON that `gxfilter run --chain` reads. */
 export type Step = FilterName | { [Name in FilterName]: { filter: Name; params?: FilterParameters[Name] } }[FilterName];
 
-/** A step as a chain or a preset gives it, with values as texts. */
+declare const given: unique symbol;
+
+/** A step as a chain or a preset gives it, with values as texts. What is written by hand is a `Step`. */
 export interface GivenStep {
+  readonly [given]: true;
   readonly filter: FilterName;
   readonly params: Readonly<Record<string, string>>;
 }

@@ -1,10 +1,15 @@
 /** An address inside the module. */
 type Address = number;
 
-interface Wasm {
+type Called = "malloc" | "free" | "playground_error" | "frame_look" | "frame_pixel_type";
+
+type Wasm = Record<`_${Called}`, (...values: number[]) => number> & {
   /** Replaced when memory grows. */
   HEAPU8: Uint8Array<ArrayBuffer>;
-}
+  UTF8ToString(address: Address): string;
+  stringToUTF8(text: string, address: Address, room: number): void;
+  lengthBytesUTF8(text: string): number;
+};
 
 /** What the last call that failed said. */
 export interface Failure {

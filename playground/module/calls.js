@@ -70,7 +70,8 @@ export class Calls {
   }
 
   look(session, frame) {
-    const view = new DataView(this.wasm.HEAPU8.buffer, this.made(this.wasm._frame_look(session, frame)));
+    const address = this.made(this.wasm._frame_look(session, frame));
+    const view = new DataView(this.wasm.HEAPU8.buffer, address);
     const [width, height, pixels, type] = [0, 4, 8, 12].map((at) => view.getUint32(at, true));
     if (!this.#pixelTypes.has(type)) {
       this.#pixelTypes.set(type, this.read(this.wasm._frame_pixel_type(session, frame)));

@@ -18,6 +18,10 @@ processor.filter("NoFilter");
 processor.filter("TemporalFilter", { max_size: 80 });
 // @ts-expect-error: a name that this parameter does not have
 processor.filter("HoleFillingFilter", { hole_filling_mode: "largest" });
+// @ts-expect-error: in a chain, too
+processor.chain([{ filter: "HoleFillingFilter", params: { hole_filling_mode: "largest" } }]);
+// @ts-expect-error: in a chain, too
+processor.chain([{ filter: "TemporalFilter", params: { max_size: "80" } }]);
 // @ts-expect-error: this one has no parameters
 processor.filter("HardwareD2DCorrectionFilter", { max_size: 80 });
 // @ts-expect-error: no such preset

@@ -191,9 +191,10 @@ test("the point cloud is loaded when it is wanted, and draws", async () => {
   await canvas.waitFor();
   assert.ok(loaded.some((address) => address.endsWith(".js")));
   const seen = async (wanted: (shot: Buffer) => boolean | Promise<boolean>) => {
-    for (const end = Date.now() + 60_000; ; await page.waitForTimeout(100)) {
+    for (const end = Date.now() + 60_000; ; ) {
       const shot = await canvas.screenshot();
       if ((await wanted(shot)) || Date.now() > end) return shot;
+      await page.waitForTimeout(100);
     }
   };
   // Full, and at rest.
@@ -255,7 +256,9 @@ async function frameRate(page: Page): Promise<{ drawn: number; possible: number 
   const start = performance.now();
   await page.waitForTimeout(4000);
   const drawn = Number(await page.evaluate("drawn")) - Number(before);
-  return { drawn: (drawn / 2 / (performance.now() - start)) * 1000, possible };
+  const passed = performance.now() - start;
+  await page.getByRole("button", { name: "Pause" }).click();
+  return { drawn: (drawn / 2 / passed) * 1000, possible };
 }
 
 /** How often a second the screen asks for frames; a text, as functions that are compiled here don't run there. */
@@ -297,7 +300,7 @@ test("what is loaded first is small: below 1.5 MB, compressed", async () => {
  * Frames a second: less means that the page waits for something. While compilers took all processors, 31 and 2.3 were
  * reached; what this machine does is printed.
  */
-const leastRates = [["640x480", 3], ["1280x800", 0.2]] as const;
+const leastRates = [["640x480", 10], ["1280x800", 1]] as const;
 
 test("four filters and both views are drawn fast", async (t) => {
   const filters = ["NoiseRemovalFilter", "SpatialModerateFilter", "SpatialFastFilter", "HoleFillingFilter"];
@@ -307,10 +310,14 @@ test("four filters and both views are drawn fast", async (t) => {
     await page.evaluate((fragment) => (location.hash = fragment), `${filters.map((name) => `filter=${name}`).join("&")}&scene.size=${size}`);
     await page.waitForSelector(`.opened :text("30 frames")`);
     await settled(page);
-    const { drawn, possible } = await frameRate(page);
-    t.diagnostic(`${size}: ${drawn.toFixed(1)} frames a second drawn, where the screen takes ${possible.toFixed(1)}`);
-    // Where the machine is busy with other things, the screen takes fewer frames than its usual sixty, too.
-    assert.ok(drawn > least * Math.min(1, possible / 60), `${size}: ${drawn} of ${possible} frames a second`);
+    // Other programs only make it slower.
+    let drawn = 0;
+    for (let tries = 0; tries < 4 && drawn <= least; tries++) {
+      const rate = await frameRate(page);
+      drawn = rate.drawn;
+      t.diagnostic(`${size}: ${drawn.toFixed(1)} frames a second drawn, where the screen takes ${rate.possible.toFixed(1)}`);
+    }
+    assert.ok(drawn > least, `${size}: ${drawn} frames a second`);
     await page.context().close();
   }
 });
