@@ -182,8 +182,8 @@ std::string bash_completion(const CLI::App& app) {
 
 std::string zsh_completion(const CLI::App& app) {
   std::string text = zsh_head;
-  text +=
-      "\n_gxfilter() {\n  local gxfilter_program=${~${(Q)words[1]}}\n  local -a commands\n  commands=(\n";
+  text += "\n_gxfilter() {\n  local gxfilter_program=${~${(Q)words[1]}}\n  local -a commands\n  "
+          "commands=(\n";
   for (const CLI::App* command : commands_of(app))
     text += fmt::format("    '{}:{}'\n", command->get_name(), zsh_text(command->get_description()));
   text += "  )\n  if ((CURRENT == 2)); then\n    _describe command commands\n";
