@@ -2,7 +2,7 @@
 # test_packages.sh [PART...]: makes all packages (scripts/package.sh) and tests them: what stands in the files, lintian,
 # the npm package in Node.js and in Chromium, a fresh Debian 12 that they are installed in and removed from, and the
 # same bits from another folder. What takes root's rights is skipped and counted without them. Installs what is missing.
-# With parts, only these of "version make others files lintian npm debian again", of the packages that are there.
+# With parts, only these of "version make others files lintian windows npm debian again", of packages that are there.
 set -euo pipefail
 cd -P "$(dirname "$0")/.."
 root=$PWD
@@ -176,9 +176,18 @@ npm_package() {
   bindings/npm/tests/test.sh "$packages/filter-processor-$version.tgz" "$gxfilter"
 }
 
+# The program of the archive, with what lies beside it.
+windows_program() {
+  unpack
+  scripts/install_packages.sh "${cross_packages[@]}"
+  local said
+  said=$(cmake/toolchains/wine.sh "$work/unpacked/windows"/*/bin/gxfilter.exe selftest)
+  grep 'every bit as it must be' <<<"$said" || fail "gxfilter.exe says: $said"
+}
+
 fresh_debian() { tests/packaging/fresh_debian.sh "$work/debian" "$packages"; }
 
-if [ $# = 0 ]; then set -- version make others files lintian npm debian again; fi
+if [ $# = 0 ]; then set -- version make others files lintian windows npm debian again; fi
 for name in "$@"; do
   case $name in
   version) part "The version stands in one place" version_stands_once ;;
@@ -186,6 +195,7 @@ for name in "$@"; do
   others) part "Nothing of others is replaced" others_are_left_alone ;;
   files) part "What stands in the files" look_at_files ;;
   lintian) part "lintian" look_with_lintian ;;
+  windows) part "The archive for Windows, under Wine" windows_program ;;
   npm) part "The npm package in Node.js, TypeScript and Chromium" npm_package ;;
   debian)
     if tests/packaging/fresh_debian.sh --possible; then
