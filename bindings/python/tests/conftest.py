@@ -11,7 +11,8 @@ from hypothesis import HealthCheck, settings
 import filter_processor as fp
 
 # The same examples in every run, however slow the machine.
-settings.register_profile("same", derandomize=True, deadline=None, suppress_health_check=[HealthCheck.too_slow])
+settings.register_profile(
+    "same", derandomize=True, deadline=None, suppress_health_check=[HealthCheck.too_slow])
 settings.load_profile("same")
 
 GXFILTER = os.environ.get("GXFILTER", "gxfilter")
